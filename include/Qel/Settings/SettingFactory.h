@@ -1,0 +1,82 @@
+#ifndef QEL_SETTINGS_SETTINGFACTORY_H
+#define QEL_SETTINGS_SETTINGFACTORY_H
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <map>
+#include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "Qel/Settings/Export.h"
+
+namespace Qel {
+namespace Settings {
+
+class SettingHolder;
+
+/// Makes a setting called `name`, of no storage yet, from the text of its value; empty on failure.
+using LoadFn = boost::shared_ptr<SettingHolder> (*)(std::string name, const std::string& text);
+
+/// The text of a setting's value; throws `boost::bad_any_cast` for a value of another type.
+using SaveFn = std::string (*)(boost::shared_ptr<SettingHolder>);
+
+/// The registry of the types that settings can have: what a type is called in the files, which
+/// run-time type it is, and how its values are read and written.
+///
+/// Several names may share one run-time type; its values are then written under the name that was
+/// registered last, and all names go on being read. A fresh factory knows the built-in types.
+///
+/// No lock: fill it while one thread has it, then any number of threads may read it. The code of a
+/// registered type must stay loaded as long as the factory lives.
+class QEL_SETTINGS_EXPORT SettingFactory {
+public:
+    using LoadFn = Qel::Settings::LoadFn;
+    using SaveFn = Qel::Settings::SaveFn;
+
+    SettingFactory();
+    SettingFactory(const SettingFactory&) = delete;
+    SettingFactory& operator=(const SettingFactory&) = delete;
+    ~SettingFactory();
+
+    /// Makes `name` stand for this pair of functions, and values of the run-time type be written
+    /// under `name`, each in place of what was there. Always true.
+    bool registerType(const std::type_info& type, std::string name, LoadFn load, SaveFn save);
+
+    /// A setting of the type called `type`. Empty when there is no such type, when it cannot be
+    /// loaded, or when its load function refuses the text.
+    boost::shared_ptr<SettingHolder> create(std::string type, std::string name, std::string value);
+
+    /// The name that the setting's type is written under; empty for a null holder and for a value
+    /// that is empty or of an unknown type.
+    std::string typeAsString(boost::shared_ptr<SettingHolder> holder) const;
+
+    /// The text of the setting's value; empty when `typeAsString` is, or when the type cannot be
+    /// saved.
+    ///
+    /// Looks at the value twice, and another thread may change a shared setting in between: whoever
+    /// needs type and text of one and the same value hands in a holder that nobody else has.
+    std::string valueAsString(boost::shared_ptr<SettingHolder> holder) const;
+
+    /// Writes both tables to the standard output.
+    void debugReport() const;
+
+    /// The names of all types, ascending.
+    std::vector<std::string> typeNames() const;
+
+private:
+    /// Ordered by the type's name where it has one for the whole program, so that a type is the
+    /// same in every shared object.
+    struct TypeInfo {
+        const std::type_info* type;
+        bool operator<(const TypeInfo& other) const { return type->before(*other.type); }
+    };
+
+    std::map<std::string, std::pair<LoadFn, SaveFn>> m_settingFactory;
+    std::map<TypeInfo, std::string> m_typeInfo2typeId;
+};
+
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

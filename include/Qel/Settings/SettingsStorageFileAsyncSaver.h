@@ -1,0 +1,88 @@
+#ifndef QEL_SETTINGS_SETTINGSSTORAGEFILEASYNCSAVER_H
+#define QEL_SETTINGS_SETTINGSSTORAGEFILEASYNCSAVER_H
+
+#include <atomic>
+
+#include "Qel/Settings/Export.h"
+
+namespace Qel {
+namespace Settings {
+
+class SettingStorageFileBase;
+
+/// Saves the storages of policy `Save_async` from a thread of its own: dirty ones back to back,
+/// then nothing for ten seconds.
+///
+/// Promise: one storage is saved at a time, none is saved twice in one pass of the thread, and a
+/// storage that cannot be saved holds up neither the others nor a flush, a stop or the process's
+/// exit. It stays dirty and is tried again after the pause.
+///
+/// No promise: changes made after a flush has passed their storage wait for the next one.
+///
+/// Any thread may call; `stop()` from the saver's own thread is refused. A process that forked
+/// without exec has no saver thread and must not use the saver.
+class QEL_SETTINGS_EXPORT SettingsStorageFileAsyncSaver {
+public:
+    /// The process's saver, made (and its thread started) by the first call. Null once the process
+    /// is so far in its exit that the saver is gone.
+    static SettingsStorageFileAsyncSaver* initInstance();
+
+    /// The saver when there is one, otherwise null.
+    static SettingsStorageFileAsyncSaver* instance();
+
+    SettingsStorageFileAsyncSaver(const SettingsStorageFileAsyncSaver&) = delete;
+    SettingsStorageFileAsyncSaver& operator=(const SettingsStorageFileAsyncSaver&) = delete;
+
+    /// Adds the storage, once. It must be unregistered before it dies.
+    void registerStorage(SettingStorageFileBase& storage);
+
+    /// Removes the storage; one that is not there is ignored. A save of it may still be running
+    /// when this returns.
+    void unregisterStorage(SettingStorageFileBase& storage);
+
+    /// The next dirty storage, round robin; null when there is none, and once a reset to defaults
+    /// has begun.
+    SettingStorageFileBase* getNextStorage();
+
+    /// Saves the next dirty storage. False when there was none; a failed save is true too.
+    bool saveNextStorage();
+
+    /// Saves what is dirty, then makes the system write its caches to flash. Never throws.
+    void flush();
+
+    /// Starts the thread unless it runs.
+    void start();
+
+    /// Ends the thread, which flushes before it goes; returns when it is gone. Throws
+    /// `boost::thread_resource_error` on the saver's own thread.
+    void stop();
+
+    /// The body of the thread.
+    void threadFunc();
+
+private:
+    friend class SettingStorageFileBase;
+    struct State;
+    struct Drain;
+    class CurrentSave;
+
+    SettingsStorageFileAsyncSaver();
+    ~SettingsStorageFileAsyncSaver();
+
+    /// Removes the storage and waits for a save of it that another thread has under way.
+    void detach(SettingStorageFileBase& storage);
+    void remove(SettingStorageFileBase& storage);
+
+    SettingStorageFileBase* search(const Drain& drain);
+    bool saveOne(Drain& drain);
+    bool drainStep(Drain& drain);
+    void flushStorages();
+
+    State* state_;
+    static std::atomic<SettingsStorageFileAsyncSaver*> theInstance;
+};
+
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

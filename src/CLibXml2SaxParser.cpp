@@ -1,0 +1,121 @@
+#include "Qel/Settings/CLibXml2SaxParser.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "Sax1Handler.h"
+#include "files/Descriptor.h"
+
+namespace Qel {
+namespace Settings {
+
+namespace {
+
+// libxml2 complains about a file that it cannot open on the standard error, and would wait for a
+// writer at a pipe.
+bool isReadableRegularFile(const char* filename) {
+    const files::Descriptor file = files::openFile(filename, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    struct stat status;
+    return file.isOpen() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// libxml2 asks for a handler that it may change, and does not change it.
+xmlSAXHandler* handler() {
+    return const_cast<xmlSAXHandler*>(&sax1Handler());
+}
+
+}  // namespace
+
+CLibXml2SaxParser::~CLibXml2SaxParser() = default;
+
+void CLibXml2SaxParser::onInternalSubset(const unsigned char*, const unsigned char*,
+                                         const unsigned char*) {}
+
+int CLibXml2SaxParser::onIsStandalone() {
+    return 0;
+}
+
+int CLibXml2SaxParser::onHasInternalSubset() {
+    return 0;
+}
+
+int CLibXml2SaxParser::onHasExternalSubset() {
+    return 0;
+}
+
+_xmlParserInput* CLibXml2SaxParser::onResolveEntity(const unsigned char*, const unsigned char*) {
+    return nullptr;
+}
+
+_xmlEntity* CLibXml2SaxParser::onGetEntity(const unsigned char*) {
+    return nullptr;
+}
+
+void CLibXml2SaxParser::onEntityDecl(const unsigned char*, int, const unsigned char*,
+                                     const unsigned char*, unsigned char*) {}
+
+void CLibXml2SaxParser::onNotationDecl(const unsigned char*, const unsigned char*,
+                                       const unsigned char*) {}
+
+void CLibXml2SaxParser::onAttributeDecl(const unsigned char*, const unsigned char*, int, int,
+                                        const unsigned char*, _xmlEnumeration*) {}
+
+void CLibXml2SaxParser::onElementDecl(const unsigned char*, int, _xmlElementContent*) {}
+
+void CLibXml2SaxParser::onUnparsedEntityDecl(const unsigned char*, const unsigned char*,
+                                             const unsigned char*, const unsigned char*) {}
+
+void CLibXml2SaxParser::onSetDocumentLocator(_xmlSAXLocator*) {}
+
+void CLibXml2SaxParser::onReference(const unsigned char*) {}
+
+void CLibXml2SaxParser::onStartDocument() {}
+
+void CLibXml2SaxParser::onEndDocument() {}
+
+void CLibXml2SaxParser::onStartElement(const unsigned char*, const unsigned char**) {}
+
+void CLibXml2SaxParser::onEndElement(const unsigned char*) {}
+
+void CLibXml2SaxParser::onCharacters(const unsigned char*, int) {}
+
+void CLibXml2SaxParser::onIgnorableWhitespace(const unsigned char*, int) {}
+
+void CLibXml2SaxParser::onProcessingInstruction(const unsigned char*, const unsigned char*) {}
+
+void CLibXml2SaxParser::onComment(const unsigned char*) {}
+
+void CLibXml2SaxParser::onWarning(const char*, char*) {}
+
+void CLibXml2SaxParser::onError(const char*, char*) {}
+
+void CLibXml2SaxParser::onFatalError(const char*, char*) {}
+
+_xmlEntity* CLibXml2SaxParser::onGetParameterEntity(const unsigned char*) {
+    return nullptr;
+}
+
+void CLibXml2SaxParser::onCData(const unsigned char*, int) {}
+
+void CLibXml2SaxParser::onExternalSubset(const unsigned char*, const unsigned char*,
+                                         const unsigned char*) {}
+
+int CLibXml2SaxParser::parse(const char* buffer, int size) {
+    const SaxRun run(*this);
+    const int result = xmlSAXUserParseMemory(handler(), this, buffer, size);
+    run.rethrow();
+    return result;
+}
+
+int CLibXml2SaxParser::parseFile(const char* filename) {
+    if (filename == nullptr || !isReadableRegularFile(filename)) {
+        return -1;
+    }
+    const SaxRun run(*this);
+    const int result = xmlSAXUserParseFile(handler(), this, filename);
+    run.rethrow();
+    return result;
+}
+
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,127 @@
+#include "Sax1Handler.h"
+
+#include <cstdarg>
+#include <type_traits>
+
+#include "Qel/Settings/CLibXml2SaxParser.h"
+
+namespace Qel {
+namespace Settings {
+
+namespace {
+
+thread_local SaxRun* innermostRun = nullptr;
+
+/// The C function for one operation of the parser.
+template <auto kOperation>
+struct Callback;
+
+template <class Result, class... Arguments, Result (CLibXml2SaxParser::*kOperation)(Arguments...)>
+struct Callback<kOperation> {
+    static Result call(void* userData, Arguments... arguments) noexcept {
+        auto* const parser = static_cast<CLibXml2SaxParser*>(userData);
+        if (parser == nullptr || SaxRun::innermost().failed()) {
+            return Result();
+        }
+        try {
+            return (parser->*kOperation)(arguments...);
+        } catch (...) {
+            SaxRun::innermost().fail();
+            return Result();
+        }
+    }
+};
+
+template <void (CLibXml2SaxParser::*kOperation)(const char*, char*)>
+void report(void* userData, const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    Callback<kOperation>::call(
+        userData, format, reinterpret_cast<char*>(static_cast<std::decay_t<va_list>>(arguments)));
+    va_end(arguments);
+}
+
+// libxml2 leaves the enumeration to whoever is told of the declaration.
+void declareAttribute(void* userData, const xmlChar* element, const xmlChar* name, int type,
+                      int defaultKind, const xmlChar* defaultValue,
+                      xmlEnumerationPtr values) noexcept {
+    Callback<&CLibXml2SaxParser::onAttributeDecl>::call(userData, element, name, type, defaultKind,
+                                                        defaultValue, values);
+    xmlFreeEnumeration(values);
+}
+
+constexpr xmlSAXHandler makeHandler() {
+    using Parser = CLibXml2SaxParser;
+    xmlSAXHandler handler{};
+    handler.internalSubset = Callback<&Parser::onInternalSubset>::call;
+    handler.isStandalone = Callback<&Parser::onIsStandalone>::call;
+    handler.hasInternalSubset = Callback<&Parser::onHasInternalSubset>::call;
+    handler.hasExternalSubset = Callback<&Parser::onHasExternalSubset>::call;
+    handler.resolveEntity = Callback<&Parser::onResolveEntity>::call;
+    handler.getEntity = Callback<&Parser::onGetEntity>::call;
+    handler.entityDecl = Callback<&Parser::onEntityDecl>::call;
+    handler.notationDecl = Callback<&Parser::onNotationDecl>::call;
+    handler.attributeDecl = declareAttribute;
+    handler.elementDecl = Callback<&Parser::onElementDecl>::call;
+    handler.unparsedEntityDecl = Callback<&Parser::onUnparsedEntityDecl>::call;
+    handler.setDocumentLocator = Callback<&Parser::onSetDocumentLocator>::call;
+    handler.startDocument = Callback<&Parser::onStartDocument>::call;
+    handler.endDocument = Callback<&Parser::onEndDocument>::call;
+    handler.startElement = Callback<&Parser::onStartElement>::call;
+    handler.endElement = Callback<&Parser::onEndElement>::call;
+    handler.reference = Callback<&Parser::onReference>::call;
+    handler.characters = Callback<&Parser::onCharacters>::call;
+    handler.ignorableWhitespace = Callback<&Parser::onIgnorableWhitespace>::call;
+    handler.processingInstruction = Callback<&Parser::onProcessingInstruction>::call;
+    handler.comment = Callback<&Parser::onComment>::call;
+    handler.warning = report<&Parser::onWarning>;
+    handler.error = report<&Parser::onError>;
+    handler.fatalError = report<&Parser::onFatalError>;
+    handler.getParameterEntity = Callback<&Parser::onGetParameterEntity>::call;
+    handler.cdataBlock = Callback<&Parser::onCData>::call;
+    handler.externalSubset = Callback<&Parser::onExternalSubset>::call;
+    return handler;
+}
+
+constexpr xmlSAXHandler kHandler = makeHandler();
+
+// libxml2's own set-up is safe from several threads only after it has happened once.
+void initialiseLibrary() {
+    static const bool initialised = (xmlInitParser(), true);
+    static_cast<void>(initialised);
+}
+
+}  // namespace
+
+const xmlSAXHandler& sax1Handler() {
+    return kHandler;
+}
+
+// Errors in the encoding and in reading the file are not reported to the handler but to a function
+// of the thread, which prints on the standard error. They are the parser's to hear as well.
+SaxRun::SaxRun(CLibXml2SaxParser& parser)
+    : outer_(innermostRun), outerErrorFunction_(nullptr), outerErrorContext_(nullptr) {
+    initialiseLibrary();
+    outerErrorFunction_ = xmlGenericError;
+    outerErrorContext_ = xmlGenericErrorContext;
+    xmlSetGenericErrorFunc(&parser, report<&CLibXml2SaxParser::onError>);
+    innermostRun = this;
+}
+
+SaxRun::~SaxRun() {
+    innermostRun = outer_;
+    xmlSetGenericErrorFunc(outerErrorContext_, outerErrorFunction_);
+}
+
+SaxRun& SaxRun::innermost() {
+    return *innermostRun;
+}
+
+void SaxRun::rethrow() const {
+    if (failed()) {
+        std::rethrow_exception(thrown_);
+    }
+}
+
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,418 @@
+#include <array>
+#include <atomic>
+#include <boost/make_shared.hpp>
+#include <exception>
+#include <stdexcept>
+#include <sys/stat.h>
+
+#include "Log.h"
+#include "Qel/Settings/SettingFactory.h"
+#include "Qel/Settings/SettingHolder.h"
+#include "Qel/Settings/SettingStorageInifile.h"
+#include "files/DirectoryLock.h"
+#include "files/SafeWrite.h"
+#include "files/WholeFile.h"
+#include "text/Crc32.h"
+#include "text/IniGrammar.h"
+#include "text/Numbers.h"
+
+QEL_LOG_CONTEXT("settings.inifile", "src/SettingsStorageInifile");
+
+namespace Qel {
+namespace Settings {
+
+namespace {
+
+constexpr std::string_view kCrcLine = "\n#crc32";
+
+std::atomic<bool> syncingWrites{true};
+
+struct PolicyName {
+    SettingStorageFileBase::SavePolicy policy;
+    std::string_view text;
+};
+
+constexpr std::array<PolicyName, 3> kPolicyNames = {
+    {{SettingStorageFileBase::Save_onDemand, "ondemand"},
+     {SettingStorageFileBase::Save_onEachChange, "eachchange"},
+     {SettingStorageFileBase::Save_async, "async"}}};
+
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+bool hasLineFeed(std::string_view text) {
+    return text.find('\n') != std::string_view::npos;
+}
+
+/// What a file says of its own CRC. A value of "false" opts a file that was edited by hand out.
+struct CrcCheck {
+    explicit CrcCheck(std::string_view data) : textSize(data.rfind(kCrcLine)) {
+        if (textSize == std::string_view::npos) {
+            return;
+        }
+        // The last byte is the line feed that ends the line. Without it the line is cut short, and
+        // so is its number.
+        const std::string_view line = data.substr(textSize + 1, data.size() - textSize - 2);
+        value = text::splitHeader(line, text::WhiteSpace()).value;
+        computed = text::crc32(data.substr(0, textSize));
+        read = text::parseUnsignedOfAnyBase(value);
+    }
+
+    bool hasLine() const { return textSize != std::string_view::npos; }
+    bool passes() const { return hasLine() && (computed == read || value == "false"); }
+
+    std::size_t textSize;
+    std::string_view value;
+    std::uint32_t computed = 0;
+    std::uint32_t read = 0;
+};
+
+/// Whether a plain file with a whole text lies at `path`, a link to one not counted.
+bool isWholeText(const std::string& path) {
+    struct stat status;
+    std::string data;
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           files::readWholeFile(path, data) && CrcCheck(data).passes();
+}
+
+}  // namespace
+
+SettingStorageInifile::SettingStorageInifile(const std::string& name, const std::string& filename,
+                                             const std::string& rwFilename, SavePolicy policy)
+    : SettingStorageFileBase(name, filename, rwFilename, policy), crc32_(0) {}
+
+SettingStorageInifile::SettingStorageInifile(const std::string& name, const std::string& filename,
+                                             const std::string& rwFilename,
+                                             boost::shared_ptr<SettingFactory> factory,
+                                             SavePolicy policy)
+    : SettingStorageInifile(name, filename, rwFilename, policy) {
+    setFactory(factory);
+}
+
+SettingStorageInifile::~SettingStorageInifile() {
+    retire();
+}
+
+std::string SettingStorageInifile::getTempFilename(const std::string& file) {
+    return file + ".tmp";
+}
+
+bool SettingStorageInifile::syncWrites(bool on) {
+    return syncingWrites.exchange(on);
+}
+
+std::uint32_t SettingStorageInifile::crc32() const {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    return crc32_;
+}
+
+std::vector<std::string> SettingStorageInifile::sections() const {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    return std::vector<std::string>(sections_.begin(), sections_.end());
+}
+
+bool SettingStorageInifile::writeIniFile(const std::string& file, const std::string& data) {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    if (file.empty()) {
+        // ".tmp" in the working directory is nobody's file.
+        QEL_LOG(kError, "SettingStorageInifile::writeIniFile( '%s' ): could not write file",
+                file.c_str());
+        return false;
+    }
+    const files::DirectoryLock directory(files::directoryOf(file),
+                                         files::DirectoryLock::Mode::kExclusive);
+    if (!mayStillWrite()) {
+        return false;
+    }
+    const std::string copy = getTempFilename(file);
+    switch (files::writeThroughCopy({file, copy, data, isWholeText(copy), syncingWrites.load()},
+                                    directory)) {
+        case files::WriteResult::kDone:
+            return true;
+        case files::WriteResult::kCopyFailed:
+            QEL_LOG(kError,
+                    "SettingStorageInifile::writeIniFile( '%s' ): could not write temporary file "
+                    "'%s'",
+                    file.c_str(), copy.c_str());
+            return false;
+        case files::WriteResult::kFileFailed:
+            // What is on the disk is no longer what was read or written last, so no later text may
+            // pass for unchanged.
+            crc32_ = 0;
+            QEL_LOG(kError, "SettingStorageInifile::writeIniFile( '%s' ): could not write file",
+                    file.c_str());
+            return false;
+    }
+    return false;
+}
+
+bool SettingStorageInifile::loadInifileData(const std::string& file, std::string& data) {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    // A storage without a defaults file asks for "" when it is reset.
+    if (!file.empty()) {
+        const files::DirectoryLock directory(files::directoryOf(file),
+                                             files::DirectoryLock::Mode::kShared);
+        for (const std::string& candidate : {getTempFilename(file), file}) {
+            if (acceptCandidate(file, candidate, data)) {
+                return true;
+            }
+        }
+    }
+    QEL_LOG(kInformation, "SettingStorageInifile::loadInifileData( '%s' ): %d", file.c_str(), 0);
+    return false;
+}
+
+bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::string& candidate,
+                                            std::string& data) {
+    QEL_LOG(kInformation, "SettingStorageInifile::loadInifileData( '%s' ): trying '%s'",
+            file.c_str(), candidate.c_str());
+    if (!files::readWholeFile(candidate, data)) {
+        return false;
+    }
+    if (candidate != *filename()) {
+        return acceptCrc(file, candidate, data);
+    }
+    QEL_LOG(kInformation,
+            "SettingStorageInifile::loadInifileData(): factory settings file; skipping CRC check "
+            "(%s)",
+            candidate.c_str());
+    // The defaults' text says nothing about the read/write file: were its CRC kept, a reset could
+    // find the file "unchanged" although another process has written the user's values to it.
+    crc32_ = 0;
+    return true;
+}
+
+bool SettingStorageInifile::acceptCrc(const std::string& file, const std::string& candidate,
+                                      std::string& data) {
+    const CrcCheck check(data);
+    if (!check.hasLine()) {
+        QEL_LOG(kError,
+                "SettingStorageInifile::loadInifileData( '%s' ): missing CRC data in file '%s'",
+                file.c_str(), candidate.c_str());
+        return false;
+    }
+    QEL_LOG(kInformation, "SettingStorageInifile::loadInifileData(): crc found");
+    if (!check.passes()) {
+        QEL_LOG(kError,
+                "SettingStorageInifile::loadInifileData( '%s' ): CRC check failed (computed crc "
+                "%lu vs read crc %lu [%s]) on file '%s'",
+                file.c_str(), static_cast<unsigned long>(check.computed),
+                static_cast<unsigned long>(check.read), std::string(check.value).c_str(),
+                candidate.c_str());
+        return false;
+    }
+    crc32_ = check.computed;
+    data.resize(check.textSize);
+    QEL_LOG(kInformation,
+            "SettingStorageInifile::loadInifileData( '%s' ): valid CRC %lu found, using file '%s'",
+            file.c_str(), static_cast<unsigned long>(crc32_), candidate.c_str());
+    return true;
+}
+
+bool SettingStorageInifile::loadFile(const std::string& file) {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    QEL_LOG(kInformation, "SettingStorageInifile::loadFile( '%s' )", file.c_str());
+    std::string data;
+    const bool usable = loadInifileData(file, data);
+    if (usable) {
+        try {
+            parse(file, data);
+        } catch (...) {
+            // The file is about to be set aside, so nothing that follows is "unchanged".
+            crc32_ = 0;
+            throw;
+        }
+    }
+    QEL_LOG(kInformation, "SettingStorageInifile::loadFile(): done, result=%d", usable ? 1 : 0);
+    return usable;
+}
+
+void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
+    const text::WhiteSpace whiteSpace;
+    std::string prefix = name() + "/";
+    bool isFirstLine = true;
+    for (std::size_t start = 0; start < data.size();) {
+        const std::size_t end = std::min(data.find('\n', start), data.size());
+        const std::string_view whole = whiteSpace.trim(data.substr(start, end - start));
+        start = end + 1;
+        const text::IniLine line = text::parseLine(whole, whiteSpace);
+        switch (line.kind) {
+            case text::IniLine::Kind::Blank:
+                continue;
+            case text::IniLine::Kind::SkippedSection:
+                break;
+            case text::IniLine::Kind::Header:
+                readHeader(line, isFirstLine, prefix);
+                break;
+            case text::IniLine::Kind::Section:
+                prefix = name() + "/" + std::string(line.key) + "/";
+                sections_.insert(prefix);
+                break;
+            case text::IniLine::Kind::Setting:
+                readSetting(file, line, whole, prefix);
+                break;
+            case text::IniLine::Kind::Malformed:
+                QEL_LOG(kError, "SettingStorageInifile: failed to load '%s'",
+                        std::string(whole).c_str());
+                appendErrInfo(std::string(whole) + "\n");
+                break;
+        }
+        isFirstLine = false;
+    }
+}
+
+void SettingStorageInifile::readHeader(const text::IniLine& line, bool isFirstLine,
+                                       std::string& prefix) {
+    if (line.key == "name") {
+        if (!isFirstLine) {
+            throw std::runtime_error("#name must be first line in ini-file.");
+        }
+        prefix = name(std::string(line.value)) + "/";
+        sections_.insert(prefix);
+    } else if (line.key == "readonly") {
+        readonly(true);
+    } else if (line.key == "savepolicy") {
+        for (const PolicyName& known : kPolicyNames) {
+            if (line.value == known.text) {
+                savePolicy(known.policy);
+            }
+        }
+    }
+}
+
+void SettingStorageInifile::readSetting(const std::string& file, const text::IniLine& line,
+                                        std::string_view whole, const std::string& prefix) {
+    const std::string settingName = prefix + std::string(line.key);
+    if (createSetting(line, settingName)) {
+        return;
+    }
+    QEL_LOG(kError, "SettingStorageInifile: failed to load %s from %s (line=%s)",
+            settingName.c_str(), file.c_str(), std::string(whole).c_str());
+    appendErrInfo(std::string(whole) + "\n");
+}
+
+// One setting that cannot be made never costs the rest of the file, whatever its type's load
+// function throws.
+bool SettingStorageInifile::createSetting(const text::IniLine& line,
+                                          const std::string& settingName) {
+    try {
+        const boost::shared_ptr<SettingFactory> types = factory();
+        return types && registerSetting(types->create(std::string(line.type), settingName,
+                                                      std::string(line.value)));
+    } catch (...) {
+        return false;
+    }
+}
+
+bool SettingStorageInifile::saveFile(const std::string& file) {
+    const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    QEL_LOG(kInformation, "SettingStorageInifile::saveFile( '%s' )", file.c_str());
+    try {
+        return saveTo(file);
+    } catch (const std::exception& e) {
+        // With Save_onEachChange this would otherwise leave the client's change of a value.
+        QEL_LOG(kError, "SettingStorageInifile::saveFile( '%s' ): caught %s", file.c_str(),
+                e.what());
+        return false;
+    }
+}
+
+bool SettingStorageInifile::saveTo(const std::string& file) {
+    std::string data;
+    if (!buildText(data)) {
+        return false;
+    }
+    const std::uint32_t crc = text::crc32(data);
+    // 0 says that the text on the disk is not known, so it never says "unchanged".
+    if (crc == crc32_ && crc32_ != 0) {
+        QEL_LOG(kInformation,
+                "SettingStorageInifile::saveFile( '%s' ): unchanged CRC; not writing to disk",
+                file.c_str());
+        return true;
+    }
+    data.append(kCrcLine).append(" = ");
+    text::appendUnsigned(data, crc);
+    data += '\n';
+    if (!writeIniFile(file, data)) {
+        return false;
+    }
+    crc32_ = crc;
+    QEL_LOG(kInformation, "SettingStorageInifile::saveFile( '%s' ): done, crc32=%lu (0x%X)",
+            file.c_str(), static_cast<unsigned long>(crc), static_cast<unsigned int>(crc));
+    return true;
+}
+
+bool SettingStorageInifile::buildText(std::string& data) const {
+    const boost::shared_ptr<SettingFactory> types = factory();
+    if (!types || hasLineFeed(name())) {
+        QEL_LOG(kError,
+                "SettingStorageInifile: storage '%s' is not saved: it has no factory, or a line "
+                "feed in its name",
+                name().c_str());
+        return false;
+    }
+    data = "#name = " + name();
+    for (const PolicyName& known : kPolicyNames) {
+        if (known.policy == savePolicy()) {
+            data.append("\n#savepolicy = ").append(known.text);
+        }
+    }
+    const std::string root = name() + "/";
+    std::string lastPrefix;
+    bool inSection = false;
+    for (const boost::shared_ptr<SettingHolder>& holder : snapshot()) {
+        const std::string_view settingName = holder->name();
+        if (hasLineFeed(settingName)) {
+            // It would bring lines of its own into the file, headers included.
+            QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: line feed in its name",
+                    holder->name().c_str());
+            continue;
+        }
+        const std::string_view prefix = prefixOf(settingName, root);
+        if (!inSection || prefix != lastPrefix) {
+            data.append(inSection ? "\n\n[" : "\n[").append(sectionOf(prefix, root)).append("]");
+            lastPrefix = prefix;
+            inSection = true;
+        }
+        // Type and text of one and the same value: the setting itself may change in between.
+        const auto value = boost::make_shared<SettingHolder>(holder->name(), holder->value());
+        data.append("\n").append(settingName.substr(prefix.size())).append(" = ");
+        data.append(types->typeAsString(value)).append(",").append(types->valueAsString(value));
+    }
+    return true;
+}
+
+std::string_view SettingStorageInifile::prefixOf(std::string_view settingName,
+                                                 const std::string& root) const {
+    for (std::size_t slash = settingName.rfind('/'); slash != std::string_view::npos;
+         slash = slash == 0 ? std::string_view::npos : settingName.rfind('/', slash - 1)) {
+        const std::string_view prefix = settingName.substr(0, slash + 1);
+        if (prefix == root || sections_.find(prefix) != sections_.end()) {
+            return prefix;
+        }
+    }
+    // Not one of this storage's own names (a default storage takes any): the path as a section
+    // keeps the value in the file, if under another name.
+    return settingName.substr(0, settingName.rfind('/') + 1);
+}
+
+std::string_view SettingStorageInifile::sectionOf(std::string_view prefix,
+                                                  const std::string& root) const {
+    std::string_view section = prefix;
+    if (startsWith(prefix, root)) {
+        section.remove_prefix(root.size());
+    } else {
+        QEL_LOG(kError,
+                "SettingStorageInifile: settings of '%s' are saved in storage '%s' and will load "
+                "under its name",
+                std::string(prefix).c_str(), name().c_str());
+    }
+    if (!section.empty()) {
+        section.remove_suffix(1);
+    }
+    return section;
+}
+
+}  // namespace Settings
+}  // namespace Qel

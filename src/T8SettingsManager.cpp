@@ -1,0 +1,170 @@
+#include "Qel/Settings/T8SettingsManager.h"
+
+#include <boost/make_shared.hpp>
+#include <errno.h>
+#include <glob.h>
+#include <map>
+#include <string>
+
+#include "Log.h"
+#include "Qel/Settings/SettingFactory.h"
+#include "Qel/Settings/SettingHolder.h"
+#include "Qel/Settings/SettingStorageInifile.h"
+#include "Qel/Settings/SettingStorageXml.h"
+#include "Qel/Settings/SettingsManager.h"
+#include "types/ApplicationTypes.h"
+
+QEL_LOG_CONTEXT("Qel::Settings", "src/T8SettingsManager");
+
+namespace Qel {
+namespace Settings {
+
+namespace {
+
+constexpr const char* kResetMarker = "/tmp/settings-reset-to-default-in-progress.tmp";
+constexpr const char* kMainApplication = "QelVisionMainApplication";
+constexpr std::size_t kSuffixLength = 4;
+
+/// The settings files of a directory pair: name of the file to path of its defaults, "" for none.
+using SettingsFiles = std::map<std::string, std::string>;
+
+struct StorageDirectory {
+    std::string defaults;
+    std::string readWrite;
+    bool survivesReset;
+};
+
+/// The set-up's own share in the types, which last until the library is unloaded: storages that
+/// outlive a change of the manager's factory still need them.
+boost::shared_ptr<SettingFactory>& keptFactory() {
+    static boost::shared_ptr<SettingFactory> factory;
+    return factory;
+}
+
+bool hasSuffix(const std::string& name, const char* suffix) {
+    return name.size() >= kSuffixLength &&
+           name.compare(name.size() - kSuffixLength, kSuffixLength, suffix) == 0;
+}
+
+/// A directory as a pattern that matches just itself.
+std::string globEscaped(const std::string& directory) {
+    std::string pattern;
+    for (const char c : directory) {
+        if (c == '*' || c == '?' || c == '[' || c == '\\') {
+            pattern += '\\';
+        }
+        pattern += c;
+    }
+    return pattern;
+}
+
+/// Calls `found` with name and path of every settings file in the directory.
+template <class Found>
+void listDirectory(const std::string& directory, Found found) {
+    glob_t paths = {};
+    if (::glob((globEscaped(directory) + "/*").c_str(), 0, nullptr, &paths) == 0) {
+        for (std::size_t i = 0; i < paths.gl_pathc; ++i) {
+            const std::string path = paths.gl_pathv[i];
+            const std::string name = path.substr(path.rfind('/') + 1);
+            if (hasSuffix(name, ".xml") || hasSuffix(name, ".ini")) {
+                found(name, path);
+            }
+        }
+    }
+    ::globfree(&paths);
+}
+
+SettingsFiles listFiles(const StorageDirectory& directory) {
+    SettingsFiles files;
+    listDirectory(directory.defaults,
+                  [&](const std::string& name, const std::string& path) { files[name] = path; });
+    listDirectory(directory.readWrite,
+                  [&](const std::string& name, const std::string&) { files.emplace(name, ""); });
+    return files;
+}
+
+boost::shared_ptr<SettingStorageInterface> makeStorage(const std::string& fileName,
+                                                       const std::string& defaults,
+                                                       const std::string& readWrite,
+                                                       SettingStorageFileBase::SavePolicy policy) {
+    if (hasSuffix(fileName, ".xml")) {
+        return boost::make_shared<SettingStorageXml>("", defaults, readWrite);
+    }
+    return boost::make_shared<SettingStorageInifile>(
+        fileName.substr(0, fileName.size() - kSuffixLength), defaults, readWrite, policy);
+}
+
+void reportStorage(const std::string& fileName, const std::string& defaults,
+                   const std::string& readWrite, bool registered,
+                   const SettingStorageInterface& storage) {
+    QEL_LOG(kInformation, "\t%s", fileName.c_str());
+    QEL_LOG(kInformation, "\t\tDefaults: %s", defaults.c_str());
+    QEL_LOG(kInformation, "\t\tRW file : %s", readWrite.c_str());
+    if (registered) {
+        QEL_LOG(kInformation, "\t\tSuccessfully registered storage");
+        return;
+    }
+    const std::string* const errInfo = storage.errInfo();
+    if (errInfo != nullptr && !errInfo->empty()) {
+        QEL_LOG(kWarning, "\t\tFAILED to register storage for %s, errInfo: %s", fileName.c_str(),
+                errInfo->c_str());
+    } else {
+        QEL_LOG(kWarning, "\t\tFAILED to register storage for %s, no errInfo", fileName.c_str());
+    }
+}
+
+void loadStorageDirectory(SettingsManager& manager, const StorageDirectory& directory,
+                          SettingStorageFileBase::SavePolicy policy) {
+    for (const auto& file : listFiles(directory)) {
+        const std::string& name = file.first;
+        const std::string& defaults = file.second;
+        const std::string readWrite = directory.readWrite + "/" + name;
+        const auto storage = makeStorage(name, defaults, readWrite, policy);
+        storage->surviveResetToDefaults(directory.survivesReset);
+        const bool registered = manager.registerStorage(storage);
+        reportStorage(name, defaults, readWrite, registered, *storage);
+    }
+}
+
+/// The main application changes settings all the time and saves in the background; everybody else
+/// changes one now and then and may not live long enough for that.
+SettingStorageFileBase::SavePolicy policyOfThisProcess() {
+    return std::string(program_invocation_short_name) == kMainApplication
+               ? SettingStorageFileBase::Save_async
+               : SettingStorageFileBase::Save_onEachChange;
+}
+
+}  // namespace
+
+SettingsManager* T8SettingsManager() {
+    return SettingsManager::defaultInstance();
+}
+
+unsigned int initDefaultSettingsManager(SettingsManager& manager) {
+    const auto factory = boost::make_shared<SettingFactory>();
+    registerApplicationTypes(*factory);
+    manager.factory(factory);
+    const std::string& location = SettingsManager::location();
+    const StorageDirectory settings = {location + "qel-default-settings", location + "settings",
+                                       false};
+    const StorageDirectory calibration = {location + "qel-default-calibration_data",
+                                          location + "calibration_data", true};
+    SettingsManager::setResetToDefaultsMarker(kResetMarker);
+    QEL_LOG(kInformation,
+            "T8SettingsManager::initDefaultSettingManager(): settings[ %s, %s] calibdata[ %s, %s]",
+            settings.defaults.c_str(), settings.readWrite.c_str(), calibration.defaults.c_str(),
+            calibration.readWrite.c_str());
+    const SettingStorageFileBase::SavePolicy policy = policyOfThisProcess();
+    loadStorageDirectory(manager, settings, policy);
+    loadStorageDirectory(manager, calibration, policy);
+    keptFactory() = factory;
+    QEL_LOG(kInformation, "Settings available:");
+    QEL_LOG(kInformation, "Storages loaded:");
+    manager.forEachStorage([](const boost::shared_ptr<SettingStorageInterface>& storage) {
+        QEL_LOG(kInformation, "%s", storage->info().c_str());
+    });
+    return 0;
+}
+
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,67 @@
+#include "files/Descriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+namespace {
+
+constexpr int kOpenAttempts = 5;
+constexpr timespec kOpenPause = {0, 2000000};
+
+bool passesByItself(int error) {
+    static constexpr std::array<int, 5> kShortages = {EINTR, EMFILE, ENFILE, EAGAIN, ENOMEM};
+    return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+        close();
+        number_ = other.release();
+    }
+    return *this;
+}
+
+int Descriptor::release() {
+    const int number = number_;
+    number_ = -1;
+    return number;
+}
+
+bool Descriptor::close() {
+    const int number = release();
+    // An interrupted close has closed the descriptor all the same; a second try could hit somebody
+    // else's.
+    return number < 0 || ::close(number) == 0 || errno == EINTR;
+}
+
+Descriptor openFile(const std::string& path, int flags, mode_t permissions) {
+    for (int attempt = 1;; ++attempt) {
+        const int number = ::open(path.c_str(), flags | O_CLOEXEC, permissions);
+        if (number >= 0 || attempt == kOpenAttempts || !passesByItself(errno)) {
+            return Descriptor(number);
+        }
+        ::nanosleep(&kOpenPause, nullptr);
+    }
+}
+
+std::string directoryOf(const std::string& path) {
+    const std::string::size_type slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel

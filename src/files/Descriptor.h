@@ -1,0 +1,45 @@
+#ifndef QEL_SETTINGS_FILES_DESCRIPTOR_H
+#define QEL_SETTINGS_FILES_DESCRIPTOR_H
+
+#include <string>
+#include <sys/types.h>
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+/// An open file that is closed when its owner goes.
+class Descriptor {
+public:
+    Descriptor() : number_(-1) {}
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { close(); }
+
+    bool isOpen() const { return number_ >= 0; }
+    int number() const { return number_; }
+    int release();
+
+    /// False when the system reports that what was written did not reach the file.
+    bool close();
+
+private:
+    int number_;
+};
+
+/// Opens a file that no child process inherits. A shortage that passes by itself (descriptors,
+/// memory, an interruption) is given a moment to pass: a healthy file that cannot be opened right
+/// now would otherwise count as a damaged one.
+Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
+
+/// The directory part of `path`: "." when it has none.
+std::string directoryOf(const std::string& path);
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

@@ -1,0 +1,136 @@
+#include "files/DirectoryLock.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <map>
+#include <mutex>
+#include <sys/file.h>
+#include <time.h>
+
+#include "Log.h"
+#include "files/Sync.h"
+
+QEL_LOG_CONTEXT("Qel::Settings", "src/files/DirectoryLock");
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+DirectoryLockWait directoryLockWait;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+thread_local const DirectoryLock* innermostLock = nullptr;
+
+/// Directories that somebody was holding for too long, and until when they are not waited for.
+class Penalties {
+public:
+    bool applies(const std::string& directory) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = until_.find(directory);
+        if (found == until_.end()) {
+            return false;
+        }
+        if (Clock::now() < found->second) {
+            return true;
+        }
+        until_.erase(found);
+        return false;
+    }
+
+    void impose(const std::string& directory) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        until_[directory] = Clock::now() + directoryLockWait.penalty;
+    }
+
+private:
+    std::mutex mutex_;
+    std::map<std::string, Clock::time_point> until_;
+};
+
+Penalties& penalties() {
+    static auto* const immortal = new Penalties;
+    return *immortal;
+}
+
+void pausePolling() {
+    const auto poll = std::chrono::duration_cast<std::chrono::nanoseconds>(directoryLockWait.poll);
+    timespec pause = {};
+    pause.tv_nsec = static_cast<long>(poll.count());
+    ::nanosleep(&pause, nullptr);
+}
+
+}  // namespace
+
+DirectoryLock::DirectoryLock(std::string directory, Mode mode)
+    : directory_(std::move(directory)),
+      mode_(mode),
+      outer_(innermostLock),
+      lender_(outerExclusiveLock()),
+      held_(lender_ != nullptr) {
+    innermostLock = this;
+    if (lender_ != nullptr) {
+        return;
+    }
+    descriptor_ = openFile(directory_, O_RDONLY | O_DIRECTORY);
+    held_ = descriptor_.isOpen() && acquire();
+}
+
+DirectoryLock::~DirectoryLock() {
+    innermostLock = outer_;
+}
+
+bool DirectoryLock::syncDirectory() const {
+    const DirectoryLock& owner = lender_ != nullptr ? *lender_ : *this;
+    // A directory that may be written but not read cannot be opened, and so not be synced; there
+    // the entries are as durable as the file system makes them by itself.
+    return !owner.descriptor_.isOpen() || syncMetadata(owner.descriptor_);
+}
+
+const DirectoryLock* DirectoryLock::outerExclusiveLock() const {
+    for (const DirectoryLock* lock = outer_; lock != nullptr; lock = lock->outer_) {
+        // A second descriptor would wait for the first, that is, the thread for itself.
+        if (lock->lender_ == nullptr && lock->held_ && lock->mode_ == Mode::kExclusive &&
+            lock->directory_ == directory_) {
+            return lock;
+        }
+    }
+    return nullptr;
+}
+
+bool DirectoryLock::acquire() {
+    const Clock::time_point start = Clock::now();
+    bool worthWaiting = true;
+    while (!tryToLock(worthWaiting)) {
+        if (!worthWaiting || penalties().applies(directory_)) {
+            return false;
+        }
+        if (Clock::now() - start >= directoryLockWait.longest) {
+            penalties().impose(directory_);
+            QEL_LOG(kWarning,
+                    "Directory '%s' is locked by another process or thread for too long; going on "
+                    "without the lock.",
+                    directory_.c_str());
+            return false;
+        }
+        // Asking again and again, instead of queueing, keeps the wait bounded without a signal.
+        pausePolling();
+    }
+    return true;
+}
+
+bool DirectoryLock::tryToLock(bool& worthWaiting) const {
+    const int operation = mode_ == Mode::kExclusive ? LOCK_EX : LOCK_SH;
+    if (::flock(descriptor_.number(), operation | LOCK_NB) == 0) {
+        return true;
+    }
+    // Everything else says that the file system has no locks.
+    worthWaiting = errno == EWOULDBLOCK || errno == EINTR;
+    return false;
+}
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,64 @@
+#ifndef QEL_SETTINGS_FILES_DIRECTORYLOCK_H
+#define QEL_SETTINGS_FILES_DIRECTORYLOCK_H
+
+#include <chrono>
+#include <string>
+
+#include "files/Descriptor.h"
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+/// An advisory lock on a directory of settings files, for as long as the object lives: writers hold
+/// it exclusively over a whole save, loaders shared over a whole load, across processes and
+/// threads. It is laid on the directory itself, so no lock file is left behind.
+///
+/// It is a help, no guarantee: when it cannot be had in time, the work goes on without it and a
+/// warning is logged. A television must come up although some process hangs with the lock in hand.
+///
+/// A thread that holds a directory exclusively may lock it again, in any mode. Objects nest like
+/// scopes and stay on the thread that made them.
+class DirectoryLock {
+public:
+    enum class Mode { kShared, kExclusive };
+
+    DirectoryLock(std::string directory, Mode mode);
+    ~DirectoryLock();
+    DirectoryLock(const DirectoryLock&) = delete;
+    DirectoryLock& operator=(const DirectoryLock&) = delete;
+
+    /// Whether the lock is held, here or by an outer scope of this thread.
+    bool held() const { return held_; }
+
+    /// Makes new, renamed and deleted entries of the directory durable. True also where the file
+    /// system has no such thing.
+    bool syncDirectory() const;
+
+private:
+    const DirectoryLock* outerExclusiveLock() const;
+    bool acquire();
+    bool tryToLock(bool& worthWaiting) const;
+
+    std::string directory_;
+    Mode mode_;
+    Descriptor descriptor_;
+    const DirectoryLock* outer_;  // next lock of this thread, seen from the innermost
+    const DirectoryLock* lender_;
+    bool held_;
+};
+
+/// How long to wait for a directory, set here once for the product; tests shorten it.
+struct DirectoryLockWait {
+    std::chrono::milliseconds longest{2000};
+    std::chrono::milliseconds poll{3};
+    /// After a vain wait the directory is asked but not waited for again for so long.
+    std::chrono::milliseconds penalty{10000};
+};
+extern DirectoryLockWait directoryLockWait;
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

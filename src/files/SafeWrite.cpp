@@ -1,0 +1,161 @@
+// The order that keeps one whole text on the disk, whatever moment the power goes:
+//
+//   1. the copy is written and synced, then its directory entry: from here on the new text is safe;
+//   2. the file is truncated, written and synced; a new file's directory entry too: now the new
+//   text
+//      is in the place where it belongs;
+//   3. the copy is deleted. Should the deletion not reach the disk, the copy comes back with the
+//      text that the file holds as well.
+//
+// A whole copy that is left from an interrupted save may be the only whole text, its file having
+// been torn by that interruption. It is never truncated: the new text is written aside and renamed
+// onto it.
+
+#include "files/SafeWrite.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/Descriptor.h"
+#include "files/DirectoryLock.h"
+#include "files/Sync.h"
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+namespace {
+
+constexpr mode_t kNewFilePermissions = 0666;  // less the umask
+constexpr mode_t kPrivatePermissions = 0600;
+constexpr mode_t kPermissionBits = 0777;
+
+bool writeAll(const Descriptor& file, const std::string& data) {
+    std::size_t written = 0;
+    while (written < data.size()) {
+        const ssize_t count = ::write(file.number(), &data[written], data.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        written += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+/// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
+Descriptor openTruncated(const std::string& path, mode_t permissions) {
+    return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, permissions);
+}
+
+bool isRegular(const Descriptor& file) {
+    struct stat status;
+    return ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// Existence and permission bits of the file that the copy stands for.
+struct Original {
+    explicit Original(const std::string& path) : exists(false), permissions(kNewFilePermissions) {
+        struct stat status;
+        if (::stat(path.c_str(), &status) == 0) {
+            exists = true;
+            permissions = status.st_mode & kPermissionBits;
+        } else if (errno != ENOENT) {
+            // It may be there, and it may be private.
+            permissions = kPrivatePermissions;
+        }
+    }
+
+    bool exists;
+    mode_t permissions;
+};
+
+bool writeSynced(Descriptor& file, const std::string& data, bool durable) {
+    const bool written = writeAll(file, data) && (!durable || syncData(file));
+    return file.close() && written;
+}
+
+/// Writes the copy, or the text that is to replace it, with the permissions of its original: what
+/// is private in the file stays private in the copy. `syncedDirectory` is null when the entry of
+/// `path` need not last.
+bool writeCopy(const std::string& path, const SafeWrite& write,
+               const DirectoryLock* syncedDirectory) {
+    const Original original(write.file);
+    struct stat before;
+    const bool existed = ::lstat(path.c_str(), &before) == 0;
+    Descriptor copy = openTruncated(path, original.permissions);
+    if (!copy.isOpen()) {
+        return false;
+    }
+    const bool regular = isRegular(copy);
+    if (regular && original.exists) {
+        // At worst the copy stays stricter than its original.
+        static_cast<void>(::fchmod(copy.number(), original.permissions));
+    }
+    if (writeSynced(copy, write.data, write.durable) &&
+        (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
+        return true;
+    }
+    // Whole text that failed to reach the disk must not pass for a good copy at the next load.
+    if (regular && !existed) {
+        ::unlink(path.c_str());
+    } else if (regular) {
+        static_cast<void>(::truncate(path.c_str(), 0));
+    }
+    return false;
+}
+
+WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
+    const std::string aside = write.copy + ".new";
+    if (!writeCopy(aside, write, nullptr)) {
+        return WriteResult::kCopyFailed;
+    }
+    if (std::rename(aside.c_str(), write.copy.c_str()) != 0) {
+        ::unlink(aside.c_str());
+        return WriteResult::kCopyFailed;
+    }
+    // Past the rename the new copy is what a load finds, so a failure is not "nothing happened".
+    return !write.durable || directory.syncDirectory() ? WriteResult::kDone
+                                                       : WriteResult::kFileFailed;
+}
+
+WriteResult placeCopy(const SafeWrite& write, const DirectoryLock& directory) {
+    if (write.copyIsPrecious) {
+        return replacePreciousCopy(write, directory);
+    }
+    return writeCopy(write.copy, write, write.durable ? &directory : nullptr)
+               ? WriteResult::kDone
+               : WriteResult::kCopyFailed;
+}
+
+bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
+    const Original original(write.file);
+    Descriptor file = openTruncated(write.file, kNewFilePermissions);
+    if (!file.isOpen() || !writeSynced(file, write.data, write.durable)) {
+        return false;
+    }
+    return original.exists || !write.durable || directory.syncDirectory();
+}
+
+}  // namespace
+
+WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory) {
+    const WriteResult copyPlaced = placeCopy(write, directory);
+    if (copyPlaced != WriteResult::kDone) {
+        return copyPlaced;
+    }
+    if (!writeFile(write, directory)) {
+        return WriteResult::kFileFailed;
+    }
+    ::unlink(write.copy.c_str());
+    return WriteResult::kDone;
+}
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel

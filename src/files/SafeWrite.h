@@ -1,0 +1,38 @@
+#ifndef QEL_SETTINGS_FILES_SAFEWRITE_H
+#define QEL_SETTINGS_FILES_SAFEWRITE_H
+
+#include <string>
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+class DirectoryLock;
+
+enum class WriteResult {
+    kDone,
+    kCopyFailed,  ///< the file is untouched and no new copy lies beside it
+    kFileFailed   ///< what the file holds is not known; the copy holds the complete new text
+};
+
+struct SafeWrite {
+    const std::string& file;
+    const std::string& copy;
+    const std::string& data;
+    /// The copy that lies there already is whole and may be the only whole text there is, so it is
+    /// not overwritten but replaced in one step.
+    bool copyIsPrecious;
+    /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
+    /// the process only.
+    bool durable;
+};
+
+/// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two
+/// is whole on the disk. `directory` is the lock on the directory of both.
+WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory);
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

@@ -1,0 +1,64 @@
+#include "files/WholeFile.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/Descriptor.h"
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+namespace {
+
+/// Bytes read into `data` from `offset` on; -1 for an error.
+ssize_t readSome(const Descriptor& file, std::string& data, std::size_t offset) {
+    ssize_t count = 0;
+    do {
+        count = ::read(file.number(), &data[offset], data.size() - offset);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+bool readToEnd(const Descriptor& file, std::size_t expectedSize, std::string& data) {
+    // One byte more than expected, so that the end shows without a second pass.
+    data.resize(expectedSize + 1);
+    std::size_t size = 0;
+    for (;;) {
+        if (size == data.size()) {
+            data.resize(2 * data.size());
+        }
+        const ssize_t count = readSome(file, data, size);
+        if (count < 0) {
+            return false;
+        }
+        if (count == 0) {
+            data.resize(size);
+            return true;
+        }
+        size += static_cast<std::size_t>(count);
+    }
+}
+
+}  // namespace
+
+bool readWholeFile(const std::string& path, std::string& data) {
+    data.clear();
+    const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    struct stat status;
+    if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
+    if (!readToEnd(file, static_cast<std::size_t>(status.st_size), data)) {
+        data.clear();
+        return false;
+    }
+    return true;
+}
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,65 @@
+#include "text/IniGrammar.h"
+
+#include <cstddef>
+#include <locale>
+
+namespace Qel {
+namespace Settings {
+namespace text {
+namespace {
+
+constexpr std::size_t kNowhere = std::string_view::npos;
+
+IniLine splitSection(std::string_view line, const WhiteSpace& whiteSpace) {
+    if (line.back() != ']') return {IniLine::Kind::SkippedSection, {}, {}, {}};
+    const std::string_view name = whiteSpace.trim(line.substr(1, line.size() - 2));
+    if (name.empty()) return {IniLine::Kind::SkippedSection, {}, {}, {}};
+    return {IniLine::Kind::Section, name, {}, {}};
+}
+
+IniLine splitSetting(std::string_view line, const WhiteSpace& whiteSpace) {
+    const std::size_t equals = line.find('=');
+    const std::size_t comma = equals == kNowhere ? kNowhere : line.find(',', equals + 1);
+    if (comma == kNowhere) return {IniLine::Kind::Malformed, {}, {}, {}};
+    return {IniLine::Kind::Setting, whiteSpace.trim(line.substr(0, equals)),
+            whiteSpace.trim(line.substr(equals + 1, comma - equals - 1)),
+            whiteSpace.trim(line.substr(comma + 1))};
+}
+
+}  // namespace
+
+WhiteSpace::WhiteSpace() {
+    const std::locale locale;
+    const auto& characters = std::use_facet<std::ctype<char>>(locale);
+    for (std::size_t c = 0; c < 128; ++c) {
+        isSpace_[c] = characters.is(std::ctype_base::space, static_cast<char>(c));
+    }
+}
+
+std::string_view WhiteSpace::trim(std::string_view text) const {
+    while (!text.empty() && contains(text.front())) text.remove_prefix(1);
+    while (!text.empty() && contains(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace) {
+    const std::string_view header = line.substr(1);
+    const std::size_t equals = header.find('=');
+    const std::string_view value =
+        equals == kNowhere ? std::string_view() : header.substr(equals + 1);
+    return {IniLine::Kind::Header,
+            whiteSpace.trim(header.substr(0, equals)),
+            {},
+            whiteSpace.trim(value)};
+}
+
+IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
+    if (line.empty()) return {IniLine::Kind::Blank, {}, {}, {}};
+    if (line.front() == '#') return splitHeader(line, whiteSpace);
+    if (line.front() == '[') return splitSection(line, whiteSpace);
+    return splitSetting(line, whiteSpace);
+}
+
+}  // namespace text
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,56 @@
+#ifndef QEL_SETTINGS_TEXT_INIGRAMMAR_H
+#define QEL_SETTINGS_TEXT_INIGRAMMAR_H
+
+#include <array>
+#include <string_view>
+
+namespace Qel {
+namespace Settings {
+namespace text {
+
+/// The white space that is cut off the ends of lines, keys and values: what the process's locale
+/// calls space, as far as it is ASCII. A byte of 128 or above never counts, since it may be a part
+/// of a longer character.
+///
+/// Asks the locale once, when it is made; make one per file.
+class WhiteSpace {
+public:
+    WhiteSpace();
+
+    /// `text` without the white space at its ends, as a view into the same bytes.
+    std::string_view trim(std::string_view text) const;
+
+private:
+    bool contains(char c) const { return isSpace_[static_cast<unsigned char>(c)]; }
+
+    std::array<bool, 256> isSpace_{};
+};
+
+/// One line of a settings file taken apart. The views, all trimmed, point into the line.
+struct IniLine {
+    enum class Kind {
+        Blank,
+        Header,          ///< "#key = value"; the value is empty without a "="
+        Section,         ///< "[key]"
+        SkippedSection,  ///< "[]" or a bracket that is not closed: leaves the section as it was
+        Setting,         ///< "key = type,value"
+        Malformed,       ///< lacks the "=", or the "," after it
+    };
+
+    Kind kind;
+    std::string_view key;
+    std::string_view type;
+    std::string_view value;
+};
+
+/// Takes apart a line that begins with "#".
+IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace);
+
+/// Takes apart any line that has been trimmed.
+IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace);
+
+}  // namespace text
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

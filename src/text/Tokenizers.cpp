@@ -1,0 +1,69 @@
+#include "text/Tokenizers.h"
+
+#include <cstddef>
+#include <iterator>
+#include <limits>
+
+namespace Qel {
+namespace Settings {
+namespace text {
+namespace {
+
+using Iterator = std::string::const_iterator;
+
+/// The first ";" that separates fields, or `end`.
+Iterator endOfField(Iterator it, Iterator end) {
+    bool escaped = false;
+    bool quoted = false;
+    for (; it != end; ++it) {
+        if (escaped) {
+            escaped = false;
+        } else if (*it == '\\') {
+            escaped = true;
+        } else if (*it == '"') {
+            quoted = !quoted;
+        } else if (*it == ';' && !quoted) {
+            break;
+        }
+    }
+    return it;
+}
+
+/// A damaged file can hold a length of any size, so it stops growing at the largest count.
+std::size_t readLength(Iterator& it, Iterator end) {
+    constexpr std::size_t kMax = std::numeric_limits<std::size_t>::max();
+    std::size_t length = 0;
+    for (; it != end && *it >= '0' && *it <= '9'; ++it) {
+        const std::size_t digit = static_cast<std::size_t>(*it - '0');
+        length = length > (kMax - digit) / 10 ? kMax : length * 10 + digit;
+    }
+    return length;
+}
+
+}  // namespace
+
+bool nextArrayField(Iterator& it, Iterator end, std::string& token) {
+    token.clear();
+    if (it == end) return false;
+    const Iterator fieldEnd = endOfField(it, end);
+    token.assign(it, fieldEnd);
+    it = fieldEnd == end ? end : std::next(fieldEnd);
+    return true;
+}
+
+bool nextLengthItem(Iterator& it, Iterator end, std::string& token) {
+    token.clear();
+    const std::size_t length = readLength(it, end);
+    if (length == 0 || it == end || *it != ',') return false;
+    ++it;
+    const std::size_t left = static_cast<std::size_t>(end - it);
+    const std::size_t taken = length < left ? length : left;
+    const Iterator itemEnd = it + static_cast<std::string::difference_type>(taken);
+    token.assign(it, itemEnd);
+    it = itemEnd;
+    return taken == length;
+}
+
+}  // namespace text
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,42 @@
+#ifndef TESTS_SUPPORT_TEMPDIR_H
+#define TESTS_SUPPORT_TEMPDIR_H
+
+#include <cerrno>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string>
+#include <system_error>
+
+namespace testsupport {
+
+/// A fresh empty directory that is removed, with all that is in it, at the end of its scope.
+class TempDir {
+public:
+    TempDir() : path_(testing::TempDir() + "t8XXXXXX") {
+        if (mkdtemp(path_.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), path_);
+        }
+    }
+
+    ~TempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    /// Absolute, without a "/" at the end.
+    const std::string& path() const { return path_; }
+
+    /// The path of `name` in the directory; nothing is created.
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+}  // namespace testsupport
+
+#endif
