@@ -215,6 +215,10 @@ void SettingsStorageFileAsyncSaver::remove(SettingStorageFileBase& storage) {
 }
 
 void SettingsStorageFileAsyncSaver::detach(SettingStorageFileBase& storage) {
+    if (getpid() != state_->process) {
+        // A forked child releases what it inherited. The locks may be held by threads that it lacks.
+        return;
+    }
     const boost::this_thread::disable_interruption uninterrupted;
     boost::unique_lock<boost::mutex> lock(state_->storagesMutex);
     remove(storage);

@@ -7,8 +7,8 @@
 //   SettingStorageFileBase::storageMutex_
 //                                      saves, loads and resets of one storage; recursive
 //   files::DirectoryLock               the files of a directory, across processes
-//   OperationMode::transition_         the look at the reset marker and the change of mode
 //   saver: storagesMutex               the list of storages to save
+//   OperationMode::transition_         the look at the reset marker and the change of mode; recursive
 //   SettingStorageFileBase::settingsMutex_, errInfoMutex_, SettingStorageBase::linksMutex_
 //   the holders' value locks           see SettingHolder.cpp
 //   the log's sink

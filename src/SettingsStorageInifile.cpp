@@ -1,8 +1,11 @@
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <boost/make_shared.hpp>
+#include <cerrno>
 #include <exception>
 #include <stdexcept>
+#include <system_error>
 #include <sys/stat.h>
 
 #include "Log.h"
@@ -126,24 +129,25 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
         return false;
     }
     const std::string copy = getTempFilename(file);
-    switch (files::writeThroughCopy({file, copy, data, isWholeText(copy), syncingWrites.load()},
-                                    directory)) {
-        case files::WriteResult::kDone:
-            return true;
-        case files::WriteResult::kCopyFailed:
-            QEL_LOG(kError,
-                    "SettingStorageInifile::writeIniFile( '%s' ): could not write temporary file "
-                    "'%s'",
-                    file.c_str(), copy.c_str());
-            return false;
-        case files::WriteResult::kFileFailed:
-            // What is on the disk is no longer what was read or written last, so no later text may
-            // pass for unchanged.
-            crc32_ = 0;
-            QEL_LOG(kError, "SettingStorageInifile::writeIniFile( '%s' ): could not write file",
-                    file.c_str());
-            return false;
+    const files::WriteResult result = files::writeThroughCopy(
+        {file, copy, data, isWholeText(copy), syncingWrites.load()}, directory);
+    if (result == files::WriteResult::kDone) {
+        return true;
     }
+    const std::string reason = std::generic_category().message(errno);
+    if (result == files::WriteResult::kCopyFailed) {
+        QEL_LOG(kError,
+                "SettingStorageInifile::writeIniFile( '%s' ): could not write temporary file '%s'",
+                file.c_str(), copy.c_str());
+    } else {
+        // What is on the disk is no longer what was read or written last, so no later text may pass
+        // for unchanged.
+        crc32_ = 0;
+        QEL_LOG(kError, "SettingStorageInifile::writeIniFile( '%s' ): could not write file",
+                file.c_str());
+    }
+    QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved, a later save tries again: %s",
+            file.c_str(), reason.c_str());
     return false;
 }
 

@@ -75,9 +75,25 @@ struct Original {
     mode_t permissions;
 };
 
+/// Keeps the reason of a failure over the tidying up that follows it.
+class ErrnoKept {
+public:
+    ErrnoKept() : kept_(errno) {}
+    ~ErrnoKept() { errno = kept_; }
+    ErrnoKept(const ErrnoKept&) = delete;
+    ErrnoKept& operator=(const ErrnoKept&) = delete;
+
+private:
+    int kept_;
+};
+
 bool writeSynced(Descriptor& file, const std::string& data, bool durable) {
-    const bool written = writeAll(file, data) && (!durable || syncData(file));
-    return file.close() && written;
+    if (writeAll(file, data) && (!durable || syncData(file))) {
+        return file.close();
+    }
+    const ErrnoKept reason;
+    file.close();
+    return false;
 }
 
 /// Writes the copy, or the text that is to replace it, with the permissions of its original: what
@@ -101,6 +117,7 @@ bool writeCopy(const std::string& path, const SafeWrite& write,
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
         return true;
     }
+    const ErrnoKept reason;
     // Whole text that failed to reach the disk must not pass for a good copy at the next load.
     if (regular && !existed) {
         ::unlink(path.c_str());
@@ -116,6 +133,7 @@ WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& dir
         return WriteResult::kCopyFailed;
     }
     if (std::rename(aside.c_str(), write.copy.c_str()) != 0) {
+        const ErrnoKept reason;
         ::unlink(aside.c_str());
         return WriteResult::kCopyFailed;
     }

@@ -28,7 +28,8 @@ struct SafeWrite {
 };
 
 /// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two
-/// is whole on the disk. `directory` is the lock on the directory of both.
+/// is whole on the disk. `directory` is the lock on the directory of both. After a failure errno
+/// says why.
 WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory);
 
 }  // namespace files
