@@ -2,12 +2,10 @@ include(CMakePackageConfigHelpers)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/T8SettingsManager)
 
-set(libraries T8SettingsManager)
-if(TARGET qlog)
-    list(APPEND libraries qlog)
+if(standInForLog)
     install(DIRECTORY platform/qlog/include/qlog DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endif()
-install(TARGETS ${libraries} EXPORT T8SettingsManagerTargets
+install(TARGETS T8SettingsManager ${standInForLog} EXPORT T8SettingsManagerTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/Qel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT T8SettingsManagerTargets NAMESPACE T8SettingsManager:: DESTINATION ${package})

@@ -121,7 +121,8 @@ const std::string& SettingsManager::location() {
 }
 
 std::string SettingsManager::location(const std::string& directory) {
-    std::string previous = std::exchange(m_location, directory);
+    std::string previous = m_location;  // which `directory` may be a reference to
+    m_location = directory;
     if (!endsWith(m_location, '/')) {
         m_location += '/';
     }

@@ -109,6 +109,7 @@ struct SettingsStorageFileAsyncSaver::Drain {
     int limit;
     std::map<const SettingStorageFileBase*, int> saves;
     std::size_t failures = 0;  // without a success in between
+    std::exception_ptr thrown;
 };
 
 /// Picks a storage and, in the same step, notes that it is being saved: it may not die in between.
@@ -125,6 +126,20 @@ public:
         if (storage_ == nullptr) {
             return;
         }
+        try {
+            end();
+        } catch (...) {
+            // Only a broken lock throws, and then the storage counts as being saved for ever: it
+            // waits at its end, which is better than dying under a save.
+        }
+    }
+    CurrentSave(const CurrentSave&) = delete;
+    CurrentSave& operator=(const CurrentSave&) = delete;
+
+    SettingStorageFileBase* storage() const { return storage_; }
+
+private:
+    void end() {
         const boost::lock_guard<boost::mutex> lock(state_.storagesMutex);
         auto& saves = state_.savesUnderWay;
         const auto self = boost::this_thread::get_id();
@@ -133,12 +148,7 @@ public:
         }));
         state_.saveEnded.notify_all();
     }
-    CurrentSave(const CurrentSave&) = delete;
-    CurrentSave& operator=(const CurrentSave&) = delete;
 
-    SettingStorageFileBase* storage() const { return storage_; }
-
-private:
     State& state_;
     SettingStorageFileBase* storage_;
 };
@@ -159,15 +169,27 @@ SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver() {
         if (state_->thread) {
             stop();
         }
+        QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver()");
+        // Storages that die later find no saver; a flush that another thread is in ends first.
+        theInstance.store(nullptr);
+        state_->saveMutex.lock();
+        state_->saveMutex.unlock();
+        delete state_;
     } catch (...) {
         // The process is ending, and nobody is left to tell.
+        theInstance.store(nullptr);
     }
-    QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver()");
-    // Storages that die later find no saver; a flush that another thread is in ends first.
-    theInstance.store(nullptr);
-    state_->saveMutex.lock();
-    state_->saveMutex.unlock();
-    delete state_;
+}
+
+// In a forked child the saver is as it was in the parent at that moment, but its thread is not
+// here: locks may be held and saves under way for ever, and the files are the parent's to write.
+bool SettingsStorageFileAsyncSaver::inForkedChild() const {
+    return getpid() != state_->process;
+}
+
+bool SettingsStorageFileAsyncSaver::hasThread() const {
+    const boost::lock_guard<boost::mutex> lock(state_->control);
+    return state_->thread != nullptr;
 }
 
 SettingsStorageFileAsyncSaver* SettingsStorageFileAsyncSaver::initInstance() {
@@ -215,8 +237,12 @@ void SettingsStorageFileAsyncSaver::remove(SettingStorageFileBase& storage) {
 }
 
 void SettingsStorageFileAsyncSaver::detach(SettingStorageFileBase& storage) {
+    if (inForkedChild()) {
+        return;
+    }
     if (getpid() != state_->process) {
-        // A forked child releases what it inherited. The locks may be held by threads that it lacks.
+        // A forked child releases what it inherited. The locks may be held by threads that it
+        // lacks.
         return;
     }
     const boost::this_thread::disable_interruption uninterrupted;
@@ -280,16 +306,30 @@ bool SettingsStorageFileAsyncSaver::saveOne(Drain& drain) {
     return true;
 }
 
+bool SettingsStorageFileAsyncSaver::isHopeless(const Drain& drain) const {
+    const boost::lock_guard<boost::mutex> lock(state_->storagesMutex);
+    return drain.isHopeless(state_->storages.size());
+}
+
 bool SettingsStorageFileAsyncSaver::drainStep(Drain& drain) {
-    std::size_t storageCount = 0;
-    {
-        const boost::lock_guard<boost::mutex> lock(state_->storagesMutex);
-        storageCount = state_->storages.size();
+    return !isHopeless(drain) && saveOne(drain);
+}
+
+// What one storage throws must not cost the others their changes, so it waits until they are saved.
+void SettingsStorageFileAsyncSaver::drainAll(Drain& drain) {
+    for (bool more = true; more && !isHopeless(drain);) {
+        try {
+            more = saveOne(drain);
+        } catch (...) {
+            drain.thrown = std::current_exception();
+        }
     }
-    return !drain.isHopeless(storageCount) && saveOne(drain);
 }
 
 void SettingsStorageFileAsyncSaver::flush() {
+    if (inForkedChild()) {
+        return;
+    }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::flush()");
     // An interruption that is waiting to be delivered must not cost the changes.
     const boost::this_thread::disable_interruption uninterrupted;
@@ -310,13 +350,14 @@ void SettingsStorageFileAsyncSaver::flushStorages() {
         headIsLeft = state_->cursor > 0 && state_->cursor < state_->storages.size();
     }
     Drain drain(kSavesPerFlush);
-    while (drainStep(drain)) {
-    }
+    drainAll(drain);
     if (headIsLeft) {
         // The search began in the middle of the list and ended at its end.
         drain.failures = 0;
-        while (drainStep(drain)) {
-        }
+        drainAll(drain);
+    }
+    if (drain.thrown) {
+        std::rethrow_exception(drain.thrown);
     }
 }
 
@@ -355,6 +396,9 @@ void SettingsStorageFileAsyncSaver::threadFunc() {
 }
 
 void SettingsStorageFileAsyncSaver::start() {
+    if (inForkedChild()) {
+        return;
+    }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::start()");
     const boost::lock_guard<boost::mutex> lock(state_->control);
     if (state_->thread) {
@@ -367,6 +411,9 @@ void SettingsStorageFileAsyncSaver::start() {
 }
 
 void SettingsStorageFileAsyncSaver::stop() {
+    if (inForkedChild()) {
+        return;
+    }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::stop()");
     if (runningSaver == this) {
         throw boost::thread_resource_error(EDEADLK, "boost thread: trying joining itself");

@@ -8,10 +8,10 @@
 //                                      saves, loads and resets of one storage; recursive
 //   files::DirectoryLock               the files of a directory, across processes
 //   saver: storagesMutex               the list of storages to save
-//   OperationMode::transition_         the look at the reset marker and the change of mode; recursive
-//   SettingStorageFileBase::settingsMutex_, errInfoMutex_, SettingStorageBase::linksMutex_
-//   the holders' value locks           see SettingHolder.cpp
-//   the log's sink
+//   OperationMode::transition_         the look at the reset marker and the change of mode;
+//   recursive SettingStorageFileBase::settingsMutex_, errInfoMutex_,
+//   SettingStorageBase::linksMutex_ the holders' value locks           see SettingHolder.cpp the
+//   log's sink
 //
 // Two paths to mind. A registration holds the manager's lock and reaches storagesMutex through the
 // loader, so nothing under storagesMutex may ask the manager for its lock. A reset holds the
@@ -27,6 +27,7 @@
 #include <cstdio>
 #include <exception>
 #include <sys/stat.h>
+#include <utility>
 
 #include "Log.h"
 #include "OperationMode.h"
@@ -62,18 +63,9 @@ bool fileExists(const std::string& path) {
 
 }  // namespace
 
-SettingStorageFileBase::SettingStorageFileBase(const std::string& name, const std::string& filename,
-                                               const std::string& rwFilename, SavePolicy policy)
-    : SettingStorageBase(name),
-      filename_(filename),
-      rwFilename_(rwFilename),
-      changes_(0),
-      savedChanges_(0),
-      savePolicy_(Save_onDemand),
-      resetCalled_(false),
-      saving_(false),
-      writeRefused_(false),
-      retired_(false) {
+SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::string filename,
+                                               std::string rwFilename, SavePolicy policy)
+    : SettingStorageBase(name), filename_(std::move(filename)), rwFilename_(std::move(rwFilename)) {
     savePolicy(policy);
 }
 

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <exception>
 #include <stdexcept>
-#include <system_error>
 #include <sys/stat.h>
+#include <system_error>
 
 #include "Log.h"
 #include "Qel/Settings/SettingFactory.h"

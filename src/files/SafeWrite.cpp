@@ -60,7 +60,7 @@ bool isRegular(const Descriptor& file) {
 
 /// Existence and permission bits of the file that the copy stands for.
 struct Original {
-    explicit Original(const std::string& path) : exists(false), permissions(kNewFilePermissions) {
+    explicit Original(const std::string& path) {
         struct stat status;
         if (::stat(path.c_str(), &status) == 0) {
             exists = true;
@@ -71,8 +71,8 @@ struct Original {
         }
     }
 
-    bool exists;
-    mode_t permissions;
+    bool exists = false;
+    mode_t permissions = kNewFilePermissions;
 };
 
 /// Keeps the reason of a failure over the tidying up that follows it.

@@ -23,9 +23,9 @@ using ByteTable = std::array<int, 256>;
 
 constexpr ByteTable tableOf(char Escape::*from, char Escape::*to) {
     ByteTable table{};
-    for (std::size_t i = 0; i < table.size(); ++i) table[i] = kNone;
+    for (int& entry : table) entry = kNone;
     for (const Escape& escape : kEscapes) {
-        table[static_cast<unsigned char>(escape.*from)] = escape.*to;
+        table[static_cast<unsigned char>(escape.*from)] = static_cast<unsigned char>(escape.*to);
     }
     return table;
 }

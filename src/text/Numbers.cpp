@@ -72,7 +72,7 @@ Signed signedOf(const Magnitude<Unsigned>& magnitude, bool negative) {
     constexpr Signed kMax = std::numeric_limits<Signed>::max();
     constexpr Signed kMin = std::numeric_limits<Signed>::min();
     if (magnitude.value > static_cast<Unsigned>(kMax)) return negative ? kMin : kMax;
-    const Signed value = static_cast<Signed>(magnitude.value);
+    const auto value = static_cast<Signed>(magnitude.value);
     return negative ? -value : value;
 }
 
@@ -125,7 +125,7 @@ double parseDouble(std::string_view text) {
 
 float parseFloat(std::string_view text) {
     // Through memory, where a float has the width of a float: registers may be wider.
-    volatile const float rounded = static_cast<float>(parseDouble(text));
+    const volatile auto rounded = static_cast<float>(parseDouble(text));
     return rounded;
 }
 

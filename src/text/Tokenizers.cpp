@@ -34,7 +34,7 @@ std::size_t readLength(Iterator& it, Iterator end) {
     constexpr std::size_t kMax = std::numeric_limits<std::size_t>::max();
     std::size_t length = 0;
     for (; it != end && *it >= '0' && *it <= '9'; ++it) {
-        const std::size_t digit = static_cast<std::size_t>(*it - '0');
+        const auto digit = static_cast<std::size_t>(*it - '0');
         length = length > (kMax - digit) / 10 ? kMax : length * 10 + digit;
     }
     return length;
@@ -56,7 +56,7 @@ bool nextLengthItem(Iterator& it, Iterator end, std::string& token) {
     const std::size_t length = readLength(it, end);
     if (length == 0 || it == end || *it != ',') return false;
     ++it;
-    const std::size_t left = static_cast<std::size_t>(end - it);
+    const auto left = static_cast<std::size_t>(end - it);
     const std::size_t taken = length < left ? length : left;
     const Iterator itemEnd = it + static_cast<std::string::difference_type>(taken);
     token.assign(it, itemEnd);

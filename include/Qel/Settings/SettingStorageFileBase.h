@@ -90,8 +90,8 @@ public:
     void refuseSaves();
 
 protected:
-    SettingStorageFileBase(const std::string& name, const std::string& filename,
-                           const std::string& rwFilename, SavePolicy policy);
+    SettingStorageFileBase(const std::string& name, std::string filename, std::string rwFilename,
+                           SavePolicy policy);
 
     /// Changes the policy, and with it the storage's place with the background saver.
     void savePolicy(SavePolicy policy);
@@ -137,17 +137,17 @@ private:
 
     std::string filename_;
     std::string rwFilename_;
-    std::atomic<std::uint64_t> changes_;
-    std::atomic<std::uint64_t> savedChanges_;
+    std::atomic<std::uint64_t> changes_{0};
+    std::atomic<std::uint64_t> savedChanges_{0};
     std::string errInfo_;
     mutable std::deque<std::string> shownErrInfo_;
     SettingsSet settingsSet_;
     std::vector<boost::weak_ptr<SettingHolder>> replacedSettings_;
-    std::atomic<SavePolicy> savePolicy_;
-    std::atomic<bool> resetCalled_;
-    bool saving_;
-    bool writeRefused_;
-    bool retired_;
+    std::atomic<SavePolicy> savePolicy_{Save_onDemand};
+    std::atomic<bool> resetCalled_{false};
+    bool saving_ = false;
+    bool writeRefused_ = false;
+    bool retired_ = false;
     mutable std::recursive_mutex storageMutex_;
     mutable std::mutex settingsMutex_;
     mutable std::mutex errInfoMutex_;

@@ -20,7 +20,8 @@ class SettingStorageFileBase;
 /// No promise: changes made after a flush has passed their storage wait for the next one.
 ///
 /// Any thread may call; `stop()` from the saver's own thread is refused. A process that forked
-/// without exec has no saver thread and must not use the saver.
+/// without exec has no saver thread: there `flush()`, `start()` and `stop()` do nothing, and its
+/// exit saves nothing.
 class QEL_SETTINGS_EXPORT SettingsStorageFileAsyncSaver {
 public:
     /// The process's saver, made (and its thread started) by the first call. Null once the process
@@ -73,9 +74,14 @@ private:
     void detach(SettingStorageFileBase& storage);
     void remove(SettingStorageFileBase& storage);
 
+    bool inForkedChild() const;
+    bool hasThread() const;
+
     SettingStorageFileBase* search(const Drain& drain);
     bool saveOne(Drain& drain);
+    bool isHopeless(const Drain& drain) const;
     bool drainStep(Drain& drain);
+    void drainAll(Drain& drain);
     void flushStorages();
 
     State* state_;
