@@ -99,8 +99,7 @@ const xmlSAXHandler& sax1Handler() {
 
 // Errors in the encoding and in reading the file are not reported to the handler but to a function
 // of the thread, which prints on the standard error. They are the parser's to hear as well.
-SaxRun::SaxRun(CLibXml2SaxParser& parser)
-    : outer_(innermostRun), outerErrorFunction_(nullptr), outerErrorContext_(nullptr) {
+SaxRun::SaxRun(CLibXml2SaxParser& parser) : outer_(innermostRun) {
     initialiseLibrary();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;

@@ -40,8 +40,8 @@ public:
 private:
     SaxRun* outer_;
     std::exception_ptr thrown_;
-    xmlGenericErrorFunc outerErrorFunction_;
-    void* outerErrorContext_;
+    xmlGenericErrorFunc outerErrorFunction_ = nullptr;
+    void* outerErrorContext_ = nullptr;
 };
 
 }  // namespace Settings

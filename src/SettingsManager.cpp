@@ -23,8 +23,9 @@ namespace Qel {
 namespace Settings {
 
 std::atomic<SettingsManager*> SettingsManager::m_defaultSettingsManager{nullptr};
-std::string SettingsManager::m_location = "/";
-std::string SettingsManager::m_resetToDefaultsMarker;
+// Never destroyed: threads that are still changing settings while the process ends look at them.
+std::string& SettingsManager::m_location = *new std::string("/");
+std::string& SettingsManager::m_resetToDefaultsMarker = *new std::string;
 int defaultInstanceCount = 0;
 
 namespace {
@@ -56,7 +57,7 @@ SettingsManager::~SettingsManager() {
             SettingsManager* const remaining = existingInstance();
             if (remaining != nullptr && remaining != this) {
                 // The saver serves the whole process, whose default manager lives on.
-                saver->start();
+                saver->startOrSay();
             }
         }
     } catch (const std::exception& e) {
@@ -91,7 +92,7 @@ int SettingsManager::createDefaultSettingsManager() {
     ++defaultInstanceCount;
     if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
         // Discarding an earlier manager has stopped it.
-        saver->start();
+        saver->startOrSay();
     }
     return result;
 }

@@ -49,6 +49,7 @@ constexpr std::size_t kFailuresPerStorage = 3;
 std::atomic<bool> instanceGone{false};
 
 thread_local const SettingsStorageFileAsyncSaver* runningSaver = nullptr;
+thread_local const SettingsStorageFileAsyncSaver* savingForSaver = nullptr;
 
 /// Keeps signals away from the threads that are started in its scope: they are the application's.
 class SignalsBlocked {
@@ -153,31 +154,60 @@ private:
     SettingStorageFileBase* storage_;
 };
 
+/// Holds saveMutex, and lets the thread that does so know it: its saves must not wait for itself.
+class SettingsStorageFileAsyncSaver::SaveLock {
+public:
+    explicit SaveLock(const SettingsStorageFileAsyncSaver& saver) : lock_(saver.state_->saveMutex) {
+        savingForSaver = &saver;
+    }
+    ~SaveLock() { savingForSaver = nullptr; }
+    SaveLock(const SaveLock&) = delete;
+    SaveLock& operator=(const SaveLock&) = delete;
+
+private:
+    const boost::lock_guard<boost::mutex> lock_;
+};
+
 SettingsStorageFileAsyncSaver::SettingsStorageFileAsyncSaver() : state_(new State) {
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::SettingsStorageFileAsyncSaver()");
-    start();
+    startOrSay();
+    theInstance.store(this);
 }
 
+// What the saver works with is never freed: while the process ends, other threads may still flush,
+// or make and destroy storages.
 SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver() {
     instanceGone.store(true);
-    if (getpid() != state_->process) {
-        // A forked child: the thread is not here and its locks may be held for ever.
+    if (inForkedChild() || runningSaver == this) {
+        // A save on the saver's own thread may end the process; that thread can neither join itself
+        // nor wait for the locks that it holds.
         theInstance.store(nullptr);
         return;
     }
     try {
-        if (state_->thread) {
+        if (hasThread()) {
             stop();
+        } else if (threadIsMissing_.load()) {
+            flush();
         }
         QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver()");
-        // Storages that die later find no saver; a flush that another thread is in ends first.
-        theInstance.store(nullptr);
-        state_->saveMutex.lock();
-        state_->saveMutex.unlock();
-        delete state_;
     } catch (...) {
         // The process is ending, and nobody is left to tell.
-        theInstance.store(nullptr);
+    }
+    theInstance.store(nullptr);
+}
+
+// Without its thread the saver still saves when it is flushed, and at the end of the process. That
+// is worth more than a process that does not come up.
+void SettingsStorageFileAsyncSaver::startOrSay() {
+    try {
+        start();
+    } catch (const std::exception& e) {
+        threadIsMissing_.store(true);
+        QEL_LOG(kError,
+                "SettingsStorageFileAsyncSaver: no thread for saving in the background, saving "
+                "when flushed and at the process's end only: %s",
+                e.what());
     }
 }
 
@@ -197,7 +227,6 @@ SettingsStorageFileAsyncSaver* SettingsStorageFileAsyncSaver::initInstance() {
         return nullptr;
     }
     static SettingsStorageFileAsyncSaver saver;
-    theInstance.store(&saver);
     return &saver;
 }
 
@@ -206,6 +235,9 @@ SettingsStorageFileAsyncSaver* SettingsStorageFileAsyncSaver::instance() {
 }
 
 void SettingsStorageFileAsyncSaver::registerStorage(SettingStorageFileBase& storage) {
+    if (inForkedChild()) {
+        return;
+    }
     const boost::lock_guard<boost::mutex> lock(state_->storagesMutex);
     auto& storages = state_->storages;
     if (std::find(storages.begin(), storages.end(), &storage) != storages.end()) {
@@ -217,6 +249,9 @@ void SettingsStorageFileAsyncSaver::registerStorage(SettingStorageFileBase& stor
 }
 
 void SettingsStorageFileAsyncSaver::unregisterStorage(SettingStorageFileBase& storage) {
+    if (inForkedChild()) {
+        return;
+    }
     const boost::lock_guard<boost::mutex> lock(state_->storagesMutex);
     remove(storage);
 }
@@ -238,11 +273,6 @@ void SettingsStorageFileAsyncSaver::remove(SettingStorageFileBase& storage) {
 
 void SettingsStorageFileAsyncSaver::detach(SettingStorageFileBase& storage) {
     if (inForkedChild()) {
-        return;
-    }
-    if (getpid() != state_->process) {
-        // A forked child releases what it inherited. The locks may be held by threads that it
-        // lacks.
         return;
     }
     const boost::this_thread::disable_interruption uninterrupted;
@@ -327,14 +357,16 @@ void SettingsStorageFileAsyncSaver::drainAll(Drain& drain) {
 }
 
 void SettingsStorageFileAsyncSaver::flush() {
-    if (inForkedChild()) {
+    QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::flush()");
+    if (savingForSaver == this) {
+        QEL_LOG(kError,
+                "SettingsStorageFileAsyncSaver::flush(): called from within a save, ignored");
         return;
     }
-    QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::flush()");
     // An interruption that is waiting to be delivered must not cost the changes.
     const boost::this_thread::disable_interruption uninterrupted;
     try {
-        const boost::lock_guard<boost::mutex> lock(state_->saveMutex);
+        const SaveLock lock(*this);
         flushStorages();
         runCommand("sync > /dev/null");
         runCommand("flash flushcache > /dev/null");
@@ -371,7 +403,7 @@ void SettingsStorageFileAsyncSaver::threadFunc() {
             bool saved = false;
             {
                 const boost::this_thread::disable_interruption uninterrupted;
-                const boost::lock_guard<boost::mutex> lock(state_->saveMutex);
+                const SaveLock lock(*this);
                 saved = drainStep(drain);
             }
             if (!saved) {
@@ -408,6 +440,7 @@ void SettingsStorageFileAsyncSaver::start() {
     const SignalsBlocked signalsBlocked;
     state_->thread =
         std::make_unique<boost::thread>(&SettingsStorageFileAsyncSaver::threadFunc, this);
+    threadIsMissing_.store(false);
 }
 
 void SettingsStorageFileAsyncSaver::stop() {

@@ -8,15 +8,19 @@
 //                                      saves, loads and resets of one storage; recursive
 //   files::DirectoryLock               the files of a directory, across processes
 //   saver: storagesMutex               the list of storages to save
-//   OperationMode::transition_         the look at the reset marker and the change of mode;
-//   recursive SettingStorageFileBase::settingsMutex_, errInfoMutex_,
-//   SettingStorageBase::linksMutex_ the holders' value locks           see SettingHolder.cpp the
-//   log's sink
+//   OperationMode::transition_         the look at the reset marker and the change of mode
+//   SettingStorageFileBase::settingsMutex_, errInfoMutex_, SettingStorageBase::linksMutex_
+//   the holders' value locks           see SettingHolder.cpp
+//   the log's sink
 //
 // Two paths to mind. A registration holds the manager's lock and reaches storagesMutex through the
 // loader, so nothing under storagesMutex may ask the manager for its lock. A reset holds the
 // storage's mutex while its load may take the storage from the saver, so unregistering never waits
 // for a running save; only retire() does, and holds nothing then.
+//
+// One step goes up: a load that makes the process's saver takes control under the storage's mutex,
+// when nobody else can know of the saver yet. The small mutexes that guard one string or table each
+// (the marker's path, the directories that are not waited for) have nothing inside them.
 //
 // Changes are counted, not flagged: a save notes the count before it builds the text, so a change
 // that lands while it writes leaves the storage dirty.
@@ -262,13 +266,21 @@ const SettingsSet& SettingStorageFileBase::settingsSet() const {
 }
 
 bool SettingStorageFileBase::registerSetting(boost::shared_ptr<SettingHolder> holder) {
-    if (!holder || !holder->bind(*this)) {
+    if (!holder || holder->callback() != nullptr) {
         return false;
     }
     const std::lock_guard<std::mutex> lock(settingsMutex_);
-    boost::shared_ptr<SettingHolder>& slot = settingsSet_[holder->name()];
-    slot.swap(holder);
-    rememberReplaced(holder);
+    // Everything that may run out of memory comes before the bond, which is for life.
+    const auto entry = settingsSet_.emplace(holder->name(), nullptr).first;
+    rememberReplaced(entry->second);
+    if (!holder->bind(*this)) {
+        // Another storage took it at this very moment.
+        if (!entry->second) {
+            settingsSet_.erase(entry);
+        }
+        return false;
+    }
+    entry->second.swap(holder);
     return true;
 }
 
@@ -352,15 +364,18 @@ SettingStorageFileBase::SavePolicy SettingStorageFileBase::savePolicy() const {
 }
 
 void SettingStorageFileBase::savePolicy(SavePolicy policy) {
-    const SavePolicy before = savePolicy_.exchange(policy);
+    const SavePolicy before = savePolicy_.load();
     if (policy == before) {
         return;
     }
+    // The policy says async only of a storage that the saver knows.
     if (policy == Save_async) {
         if (auto* const saver = SettingsStorageFileAsyncSaver::initInstance()) {
             saver->registerStorage(*this);
         }
-    } else if (before == Save_async) {
+    }
+    savePolicy_.store(policy);
+    if (before == Save_async) {
         if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
             saver->unregisterStorage(*this);
         }

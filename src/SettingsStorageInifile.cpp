@@ -48,6 +48,17 @@ bool hasLineFeed(std::string_view text) {
     return text.find('\n') != std::string_view::npos;
 }
 
+/// Why a setting must not have a line, null when it may: the line would be read as something else
+/// and change what becomes of the settings around it.
+const char* reasonToLeaveOut(std::string_view settingName, std::string_view key,
+                             const text::WhiteSpace& whiteSpace) {
+    if (hasLineFeed(settingName)) {
+        return "line feed in its name";
+    }
+    const std::string_view start = whiteSpace.trim(key).substr(0, 1);
+    return start == "#" || start == "[" ? "its key would read as a header or section" : nullptr;
+}
+
 /// What a file says of its own CRC. A value of "false" opts a file that was edited by hand out.
 struct CrcCheck {
     explicit CrcCheck(std::string_view data) : textSize(data.rfind(kCrcLine)) {
@@ -174,16 +185,19 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
     if (!files::readWholeFile(candidate, data)) {
         return false;
     }
-    if (candidate != *filename()) {
-        return acceptCrc(file, candidate, data);
+    if (candidate == *filename()) {
+        QEL_LOG(kInformation,
+                "SettingStorageInifile::loadInifileData(): factory settings file; skipping CRC "
+                "check (%s)",
+                candidate.c_str());
+    } else if (!acceptCrc(file, candidate, data)) {
+        return false;
     }
-    QEL_LOG(kInformation,
-            "SettingStorageInifile::loadInifileData(): factory settings file; skipping CRC check "
-            "(%s)",
-            candidate.c_str());
-    // The defaults' text says nothing about the read/write file: were its CRC kept, a reset could
-    // find the file "unchanged" although another process has written the user's values to it.
-    crc32_ = 0;
+    if (file == *filename() || candidate == *filename()) {
+        // The defaults' text says nothing about the read/write file: were its CRC kept, a reset
+        // could find the file "unchanged" although it holds the user's values.
+        crc32_ = 0;
+    }
     return true;
 }
 
@@ -219,11 +233,13 @@ bool SettingStorageInifile::loadFile(const std::string& file) {
     QEL_LOG(kInformation, "SettingStorageInifile::loadFile( '%s' )", file.c_str());
     std::string data;
     const bool usable = loadInifileData(file, data);
-    if (usable) {
+    if (!usable) {
+        // What is on the disk is not what this storage holds: nothing is "unchanged" any more.
+        crc32_ = 0;
+    } else {
         try {
             parse(file, data);
         } catch (...) {
-            // The file is about to be set aside, so nothing that follows is "unchanged".
             crc32_ = 0;
             throw;
         }
@@ -318,8 +334,10 @@ bool SettingStorageInifile::saveFile(const std::string& file) {
         // With Save_onEachChange this would otherwise leave the client's change of a value.
         QEL_LOG(kError, "SettingStorageInifile::saveFile( '%s' ): caught %s", file.c_str(),
                 e.what());
-        return false;
+    } catch (...) {
+        QEL_LOG(kError, "SettingStorageInifile::saveFile( '%s' ): caught exception", file.c_str());
     }
+    return false;
 }
 
 bool SettingStorageInifile::saveTo(const std::string& file) {
@@ -362,18 +380,19 @@ bool SettingStorageInifile::buildText(std::string& data) const {
             data.append("\n#savepolicy = ").append(known.text);
         }
     }
+    const text::WhiteSpace whiteSpace;
     const std::string root = name() + "/";
     std::string lastPrefix;
     bool inSection = false;
     for (const boost::shared_ptr<SettingHolder>& holder : snapshot()) {
         const std::string_view settingName = holder->name();
-        if (hasLineFeed(settingName)) {
-            // It would bring lines of its own into the file, headers included.
-            QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: line feed in its name",
-                    holder->name().c_str());
+        const std::string_view prefix = prefixOf(settingName, root);
+        const std::string_view key = settingName.substr(prefix.size());
+        if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
+            QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: %s", holder->name().c_str(),
+                    reason);
             continue;
         }
-        const std::string_view prefix = prefixOf(settingName, root);
         if (!inSection || prefix != lastPrefix) {
             data.append(inSection ? "\n\n[" : "\n[").append(sectionOf(prefix, root)).append("]");
             lastPrefix = prefix;
@@ -381,7 +400,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
         }
         // Type and text of one and the same value: the setting itself may change in between.
         const auto value = boost::make_shared<SettingHolder>(holder->name(), holder->value());
-        data.append("\n").append(settingName.substr(prefix.size())).append(" = ");
+        data.append("\n").append(key).append(" = ");
         data.append(types->typeAsString(value)).append(",").append(types->valueAsString(value));
     }
     return true;

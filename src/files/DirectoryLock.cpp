@@ -70,16 +70,19 @@ DirectoryLock::DirectoryLock(std::string directory, Mode mode)
       outer_(innermostLock),
       lender_(outerExclusiveLock()),
       held_(lender_ != nullptr) {
-    innermostLock = this;
-    if (lender_ != nullptr) {
-        return;
+    if (lender_ == nullptr) {
+        descriptor_ = openFile(directory_, O_RDONLY | O_DIRECTORY);
+        held_ = descriptor_.isOpen() && acquire();
     }
-    descriptor_ = openFile(directory_, O_RDONLY | O_DIRECTORY);
-    held_ = descriptor_.isOpen() && acquire();
+    innermostLock = this;
 }
 
 DirectoryLock::~DirectoryLock() {
     innermostLock = outer_;
+    if (descriptor_.isOpen()) {
+        // Closing does not unlock while a child that was forked meanwhile shares the descriptor.
+        ::flock(descriptor_.number(), LOCK_UN);
+    }
 }
 
 bool DirectoryLock::syncDirectory() const {

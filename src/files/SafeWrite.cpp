@@ -22,6 +22,7 @@
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/Sync.h"
+#include "files/WholeFile.h"
 
 namespace Qel {
 namespace Settings {
@@ -96,17 +97,25 @@ bool writeSynced(Descriptor& file, const std::string& data, bool durable) {
     return false;
 }
 
+/// Takes back a copy that did not come about: whole text that failed to reach the disk must not
+/// pass for a good copy at the next load. A file that was there before is not this library's to
+/// delete.
+bool discardCopy(const std::string& path, bool existed) {
+    const ErrnoKept reason;
+    return (existed ? ::truncate(path.c_str(), 0) : ::unlink(path.c_str())) == 0;
+}
+
 /// Writes the copy, or the text that is to replace it, with the permissions of its original: what
 /// is private in the file stays private in the copy. `syncedDirectory` is null when the entry of
 /// `path` need not last.
-bool writeCopy(const std::string& path, const SafeWrite& write,
-               const DirectoryLock* syncedDirectory) {
+WriteResult writeCopy(const std::string& path, const SafeWrite& write,
+                      const DirectoryLock* syncedDirectory) {
     const Original original(write.file);
     struct stat before;
     const bool existed = ::lstat(path.c_str(), &before) == 0;
     Descriptor copy = openTruncated(path, original.permissions);
     if (!copy.isOpen()) {
-        return false;
+        return WriteResult::kCopyFailed;
     }
     const bool regular = isRegular(copy);
     if (regular && original.exists) {
@@ -115,26 +124,19 @@ bool writeCopy(const std::string& path, const SafeWrite& write,
     }
     if (writeSynced(copy, write.data, write.durable) &&
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
-        return true;
+        return WriteResult::kDone;
     }
-    const ErrnoKept reason;
-    // Whole text that failed to reach the disk must not pass for a good copy at the next load.
-    if (regular && !existed) {
-        ::unlink(path.c_str());
-    } else if (regular) {
-        static_cast<void>(::truncate(path.c_str(), 0));
-    }
-    return false;
+    return !regular || discardCopy(path, existed) ? WriteResult::kCopyFailed
+                                                  : WriteResult::kFileFailed;
 }
 
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
     const std::string aside = write.copy + ".new";
-    if (!writeCopy(aside, write, nullptr)) {
+    if (writeCopy(aside, write, nullptr) != WriteResult::kDone) {
         return WriteResult::kCopyFailed;
     }
     if (std::rename(aside.c_str(), write.copy.c_str()) != 0) {
-        const ErrnoKept reason;
-        ::unlink(aside.c_str());
+        discardCopy(aside, false);
         return WriteResult::kCopyFailed;
     }
     // Past the rename the new copy is what a load finds, so a failure is not "nothing happened".
@@ -143,12 +145,9 @@ WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& dir
 }
 
 WriteResult placeCopy(const SafeWrite& write, const DirectoryLock& directory) {
-    if (write.copyIsPrecious) {
-        return replacePreciousCopy(write, directory);
-    }
-    return writeCopy(write.copy, write, write.durable ? &directory : nullptr)
-               ? WriteResult::kDone
-               : WriteResult::kCopyFailed;
+    return write.copyIsPrecious
+               ? replacePreciousCopy(write, directory)
+               : writeCopy(write.copy, write, write.durable ? &directory : nullptr);
 }
 
 bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
@@ -163,6 +162,10 @@ bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
 }  // namespace
 
 WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory) {
+    if (write.data.size() > kLargestFile) {
+        errno = EFBIG;
+        return WriteResult::kCopyFailed;
+    }
     const WriteResult copyPlaced = placeCopy(write, directory);
     if (copyPlaced != WriteResult::kDone) {
         return copyPlaced;

@@ -12,7 +12,7 @@ class DirectoryLock;
 enum class WriteResult {
     kDone,
     kCopyFailed,  ///< the file is untouched and no new copy lies beside it
-    kFileFailed   ///< what the file holds is not known; the copy holds the complete new text
+    kFileFailed   ///< what a load would find is not known; it is whole, the old text or the new
 };
 
 struct SafeWrite {
@@ -28,7 +28,8 @@ struct SafeWrite {
 };
 
 /// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two
-/// is whole on the disk. `directory` is the lock on the directory of both. After a failure errno
+/// is whole on the disk. Data that could not be read back, being too large, is not written.
+/// `directory` is the lock on the directory of both. After a failure errno
 /// says why.
 WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory);
 

@@ -29,6 +29,9 @@ bool readToEnd(const Descriptor& file, std::size_t expectedSize, std::string& da
     std::size_t size = 0;
     for (;;) {
         if (size == data.size()) {
+            if (size > kLargestFile) {
+                return false;
+            }
             data.resize(2 * data.size());
         }
         const ssize_t count = readSome(file, data, size);
@@ -49,7 +52,8 @@ bool readWholeFile(const std::string& path, std::string& data) {
     data.clear();
     const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status;
-    if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size > static_cast<off_t>(kLargestFile)) {
         return false;
     }
     if (!readToEnd(file, static_cast<std::size_t>(status.st_size), data)) {

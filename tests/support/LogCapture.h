@@ -2,6 +2,8 @@
 #define TESTS_SUPPORT_LOGCAPTURE_H
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -63,6 +65,16 @@ public:
         return count(level, context, source, text) != 0;
     }
 
+    /// Waits until `times` messages have this text; false when that takes beyond all reason.
+    bool waitFor(const std::string& text, std::size_t times = 1) const {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return added_.wait_for(lock, std::chrono::seconds(30), [&] {
+            return static_cast<std::size_t>(std::count_if(
+                       entries_.begin(), entries_.end(),
+                       [&](const LogEntry& entry) { return entry.text == text; })) >= times;
+        });
+    }
+
     /// Forgets the messages so far.
     void clear() {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -83,9 +95,11 @@ private:
     void add(const qlog::Record& record) {
         const std::lock_guard<std::mutex> lock(mutex_);
         entries_.push_back({record.context, record.level, record.source, record.text});
+        added_.notify_all();
     }
 
     mutable std::mutex mutex_;
+    mutable std::condition_variable added_;
     std::vector<LogEntry> entries_;
 };
 

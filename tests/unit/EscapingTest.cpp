@@ -32,17 +32,17 @@ TEST(Escaping, ExamplesAreWrittenAndReadBack) {
     const std::vector<Example> examples = {{"abc", "abc"},
                                            {"a,b", "\"a,b\""},
                                            {"x;y", "\"x;y\""},
-                                           {"say \"hi\"", "say \\\"hi\\\""},
-                                           {"C:\\dir", "C:\\\\dir"},
+                                           {R"(say "hi")", R"(say \"hi\")"},
+                                           {R"(C:\dir)", R"(C:\\dir)"},
                                            {"one\ntwo", "one\\ntwo"},
-                                           {"\t,", "\"\\t,\""},
+                                           {"\t,", R"("\t,")"},
                                            {"", ""},
                                            {",", "\",\""},
                                            {"a,b;c,d", "\"a,b;c,d\""},
-                                           {"\"a,b\"", "\"\\\"a,b\\\"\""},
+                                           {R"("a,b")", R"("\"a,b\"")"},
                                            {" a = b # c ", " a = b # c "},
                                            {"\\", "\\\\"},
-                                           {"\"\"", "\\\"\\\""}};
+                                           {R"("")", R"(\"\")"}};
     for (const Example& example : examples) {
         EXPECT_EQ(escapeString(example.value), example.text);
         EXPECT_EQ(unescapeString(example.text), example.value);

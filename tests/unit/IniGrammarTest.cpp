@@ -108,9 +108,10 @@ TEST(IniGrammar, ALineThatLacksEqualsOrTheCommaAfterItIsMalformed) {
 TEST(IniGrammar, TheSixWhiteBytesAreTrimmed) {
     const WhiteSpace whiteSpace;
     for (int byte = 0; byte < 256; ++byte) {
-        const std::string c(1, static_cast<char>(byte));
+        const char c = static_cast<char>(byte);
         const bool white = std::string(" \t\n\v\f\r").find(c) != std::string::npos;
-        EXPECT_EQ(whiteSpace.trim(c + "x" + c), white ? "x" : c + "x" + c) << byte;
+        const std::string text = {c, 'x', c};
+        EXPECT_EQ(whiteSpace.trim(text), white ? "x" : text) << byte;
     }
     EXPECT_EQ(whiteSpace.trim(" a \t b "), "a \t b");
 }

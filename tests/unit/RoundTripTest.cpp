@@ -31,7 +31,7 @@ Integer between(Random& random, Integer low, Integer high) {
 template <class T>
 T randomInteger(Random& random) {
     const T edges[] = {std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), 0, 1, 10};
-    const std::size_t choice = between<std::size_t>(random, 0, 9);
+    const auto choice = between<std::size_t>(random, 0, 9);
     if (choice < 5) return edges[choice];
     return static_cast<T>(
         between<unsigned long long>(random, 0, std::numeric_limits<unsigned long long>::max()));
@@ -48,7 +48,7 @@ T randomReal(Random& random) {
 std::string randomString(Random& random, std::size_t shortest = 0) {
     const std::string kSpecial = ",;\"\\\n\r\t =#[]'0na";
     std::string bytes;
-    for (std::size_t n = between<std::size_t>(random, shortest, 12); n > 0; --n) {
+    for (auto n = between<std::size_t>(random, shortest, 12); n > 0; --n) {
         bytes += between(random, 0, 1) == 0
                      ? kSpecial[between<std::size_t>(random, 0, kSpecial.size() - 1)]
                      : static_cast<char>(between(random, 0, 255));
@@ -181,7 +181,7 @@ TEST_F(RoundTrip, MapsLoseAllFromTheFirstEmptyStringOn) {
     for (int i = 0; i < kRounds; ++i) {
         StringToString map;
         IntToString numbered;
-        const std::size_t shortest = between<std::size_t>(random_, 0, 1);
+        const auto shortest = between<std::size_t>(random_, 0, 1);
         for (int n = between(random_, 0, 6); n > 0; --n) {
             map[randomString(random_, shortest)] = randomString(random_, shortest);
             numbered[randomValue<int>(random_)] = randomString(random_, shortest);

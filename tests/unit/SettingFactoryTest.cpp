@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Qel/Settings/SettingFactory.h"
@@ -197,10 +198,10 @@ TEST(SettingFactory, ATypeWithoutANameIsNotWritten) {
 }
 
 Holder loadAnswer(std::string name, const std::string&) {
-    return boost::make_shared<SettingHolder>(name, boost::any(42));
+    return boost::make_shared<SettingHolder>(std::move(name), boost::any(42));
 }
 
-std::string saveAnswer(Holder) {
+std::string saveAnswer(boost::shared_ptr<SettingHolder>) {
     return "the answer";
 }
 
@@ -243,7 +244,7 @@ TEST(SettingFactory, TheHolderItselfReachesTheSaveFunction) {
     static Holder seen;
     SettingFactory factory;
     factory.registerType(typeid(int), "int", &loadAnswer, [](Holder holder) {
-        seen = holder;
+        seen = std::move(holder);
         return std::string();
     });
     const Holder holder = holderOf(1);

@@ -47,7 +47,7 @@ TEST(StrConvArray, ElementsAreJoinedBySemicolons) {
     expectArray<int>({}, "");
     expectArray<int>({-7}, "-7");
     expectArray<bool>({true, false}, "true;false");
-    expectArray<std::string>({"a", "b;c", "say \"x\""}, "a;\"b;c\";say \\\"x\\\"");
+    expectArray<std::string>({"a", "b;c", "say \"x\""}, R"(a;"b;c";say \"x\")");
     expectArray<std::string>({"", "a"}, ";a");
     expectArray<std::string>({"C:\\", "x"}, "C:\\\\;x");
     expectArray<char>({'a', ' ', '\n', ','}, "a; ;\n;,");
@@ -108,7 +108,7 @@ TEST(StrConvMap, KeyAndValueArePrefixedWithTheirLength) {
     expectMap(StringToString{{"k", "v"}, {"name", "x y"}}, "1,k,1,v,4,name,3,x y");
     expectMap(IntToInt{}, "");
     expectMap(IntToInt{{INT_MIN, INT_MAX}}, "11,-2147483648,10,2147483647");
-    expectMap(StringToString{{"a\n\"", ",;1,2"}}, "5,a\\n\\\",7,\",;1,2\"");
+    expectMap(StringToString{{"a\n\"", ",;1,2"}}, R"(5,a\n\",7,",;1,2")");
     expectMap(std::map<unsigned int, bool>{{UINT_MAX, true}}, "10,4294967295,4,true");
 }
 

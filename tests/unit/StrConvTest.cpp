@@ -52,7 +52,7 @@ TEST(StrConv, AStringIsEscaped) {
     expectForms<std::string>({{"abc", "abc"},
                               {"a,b", "\"a,b\""},
                               {"one\ntwo", "one\\ntwo"},
-                              {"say \"hi\"", "say \\\"hi\\\""},
+                              {R"(say "hi")", R"(say \"hi\")"},
                               {"", ""}});
     expectReadings<std::string>({{"abc", "\"abc\""}, {"a\\x", "a\\x"}, {"a", "a\\"}});
 }

@@ -30,6 +30,8 @@ class SettingChangeCallback;
 class QEL_SETTINGS_EXPORT SettingHolder {
     template <class P>
     using IfCString = std::enable_if_t<std::is_same<P, const char*>::value, int>;
+    template <class T>
+    using UnlessCString = std::enable_if_t<!std::is_same<T, const char*>::value, int>;
 
 public:
     /// A holder of no storage yet. `name` is the whole path, such as "settings/sound/bass".
@@ -83,9 +85,19 @@ public:
     }
 
     /// `setValue` that refuses (false) a `T` other than the type of the present value.
-    template <class T>
+    template <class T, UnlessCString<T> = 0>
     bool setValueKeepingType(const T& value) {
         return boost::any(value).type() == type() && setValue(boost::any(value));
+    }
+
+    template <std::size_t N>
+    bool setValueKeepingType(const char (&text)[N]) {
+        return setValueKeepingType(stringOf(text, N));
+    }
+
+    template <class P, IfCString<P> = 0>
+    bool setValueKeepingType(P text) {
+        return setValueKeepingType(stringOf(text));
     }
 
     /// The storage that the setting belongs to; null until there is one.

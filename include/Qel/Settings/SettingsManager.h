@@ -138,8 +138,8 @@ private:
     boost::shared_ptr<OperationMode> mode_;
 
     static std::atomic<SettingsManager*> m_defaultSettingsManager;
-    static std::string m_location;
-    static std::string m_resetToDefaultsMarker;
+    static std::string& m_location;
+    static std::string& m_resetToDefaultsMarker;
 };
 
 }  // namespace Settings

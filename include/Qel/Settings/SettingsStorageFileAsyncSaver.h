@@ -13,15 +13,16 @@ class SettingStorageFileBase;
 /// Saves the storages of policy `Save_async` from a thread of its own: dirty ones back to back,
 /// then nothing for ten seconds.
 ///
-/// Promise: one storage is saved at a time, none is saved twice in one pass of the thread, and a
-/// storage that cannot be saved holds up neither the others nor a flush, a stop or the process's
-/// exit. It stays dirty and is tried again after the pause.
+/// Promise: the thread and a flush save one storage at a time, the thread saves none twice in one
+/// pass of the thread, and a storage that cannot be saved holds up neither the others nor a flush,
+/// a stop or the process's exit. It stays dirty and is tried again after the pause.
 ///
 /// No promise: changes made after a flush has passed their storage wait for the next one.
 ///
-/// Any thread may call; `stop()` from the saver's own thread is refused. A process that forked
-/// without exec has no saver thread: there `flush()`, `start()` and `stop()` do nothing, and its
-/// exit saves nothing.
+/// Any thread may call; `stop()` from the saver's own thread is refused, a `flush()` from within a
+/// save of the saver ignored. A process that forked
+/// without exec has no saver thread: there `start()` and `stop()` do nothing and its exit saves
+/// nothing. It must not register or flush, as its parent may have been saving when it forked.
 class QEL_SETTINGS_EXPORT SettingsStorageFileAsyncSaver {
 public:
     /// The process's saver, made (and its thread started) by the first call. Null once the process
@@ -66,6 +67,7 @@ private:
     struct State;
     struct Drain;
     class CurrentSave;
+    class SaveLock;
 
     SettingsStorageFileAsyncSaver();
     ~SettingsStorageFileAsyncSaver();
@@ -84,7 +86,12 @@ private:
     void drainAll(Drain& drain);
     void flushStorages();
 
+    friend class SettingsManager;
+    /// `start()` that logs what it would throw.
+    void startOrSay();
+
     State* state_;
+    std::atomic<bool> threadIsMissing_{false};
     static std::atomic<SettingsStorageFileAsyncSaver*> theInstance;
 };
 

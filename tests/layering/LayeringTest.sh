@@ -1,0 +1,132 @@
+# Dependencies run one way: whoever includes a header of a layer above its own, or of a neighbour,
+# makes the parts inseparable. Also fails for a file that no layer claims and for an exception that
+# is not needed any more.
+set -euo pipefail
+
+cd "$T8_SOURCE_DIR"
+
+# Layer, and the layers whose headers it may include besides its own.
+layers='
+text      -
+log       -
+files     log
+value     text
+types     text value
+storages  text files value log
+saver     storages log
+manager   value storages saver log
+product   value storages manager types log
+tool      value storages saver manager product types
+'
+
+# Names of files, without directory and extension, to layers.
+members='
+Log                              log
+SettingChangeCallback            value
+SettingHolder                    value
+SettingFactory                   value
+StrConv                          value
+SettingStorageInterface          storages
+SettingStorageBase               storages
+SettingStorageFileBase           storages
+SettingStorageInifile            storages
+SettingStorageXml                storages
+SettingsStorageBase              storages
+SettingsStorageFileBase          storages
+SettingsStorageInifile           storages
+SettingsStorageXml               storages
+CLibXml2SaxParser                storages
+Sax1Handler                      storages
+SettingsStorageFileAsyncSaver    saver
+SaverTiming                      saver
+SettingsManager                  manager
+OperationMode                    manager
+DefaultInstanceCount             manager
+T8SettingsManager                product
+'
+
+# A storage asks its manager for the mode, and knows it; a file storage registers with the saver;
+# the manager calls the product for its set-up.
+backArrows='
+src/SettingsStorageBase.cpp      OperationMode.h
+src/SettingsStorageBase.cpp      Qel/Settings/SettingsManager.h
+src/SettingsStorageFileBase.cpp  OperationMode.h
+src/SettingsStorageFileBase.cpp  Qel/Settings/SettingsStorageFileAsyncSaver.h
+src/SettingsManager.cpp          Qel/Settings/T8SettingsManager.h
+'
+
+find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
+    LAYERS=$layers MEMBERS=$members BACK_ARROWS=$backArrows awk '
+    function layer_of(file,    name) {
+        if (file ~ /^tools\//) return "tool"
+        if (file ~ /(^|\/)text\//) return "text"
+        if (file ~ /(^|\/)files\//) return "files"
+        if (file ~ /(^|\/)types\// || file ~ /Qel\/Types\//) return "types"
+        name = file
+        sub(/.*\//, "", name)
+        sub(/\.[a-z]+$/, "", name)
+        return member[name]
+    }
+    function exists(path,    line, found) {
+        found = (getline line < path) >= 0
+        close(path)
+        return found
+    }
+    function complain(text) { print text; failed = 1 }
+    function check(file, layer, header,    target) {
+        if (header ~ /^qlog\//) {
+            if (file != "src/Log.h" && layer != "tool")
+                complain(file ": takes the log from Log.h, not from " header)
+            return
+        }
+        if (layer == "tool" && exists("tools/t8settings/" header)) return
+        if (header ~ /Qel\/Settings\/Export\.h$/) return
+        if (file ~ /^include\// && header !~ /^Qel\//)
+            complain(file ": a public header includes the private " header)
+        target = layer_of(header)
+        if (target == "")
+            complain(file ": includes " header ", which is in no layer")
+        else if (target != layer && !((layer, target) in may)) {
+            if ((file, header) in backArrow) needed[file, header] = 1
+            else complain(file ": " layer " may not include " header " of " target)
+        }
+        ++arrows
+    }
+    BEGIN {
+        io = "^(fstream|iostream|cstdio|stdio\\.h|fcntl\\.h|unistd\\.h)$"
+        count = split(ENVIRON["LAYERS"], lines, "\n")
+        for (i = 1; i <= count; ++i) {
+            words = split(lines[i], word, " ")
+            for (j = 2; j <= words; ++j) may[word[1], word[j]] = 1
+        }
+        count = split(ENVIRON["MEMBERS"], lines, "\n")
+        for (i = 1; i <= count; ++i)
+            if (split(lines[i], word, " ")) member[word[1]] = word[2]
+        count = split(ENVIRON["BACK_ARROWS"], lines, "\n")
+        for (i = 1; i <= count; ++i)
+            if (split(lines[i], word, " ")) backArrow[word[1], word[2]] = 1
+    }
+    /\/Export\.h$/ { next }
+    {
+        file = $0
+        layer = layer_of(file)
+        if (layer == "") complain(file ": in no layer")
+        while ((getline line < file) > 0) {
+            if (line !~ /^[ \t]*#[ \t]*include/) continue
+            quoted = line ~ /"/
+            split(line, part, /[<">]/)
+            if (quoted || part[2] ~ /^(Qel|qlog|text|files|types)\//) check(file, layer, part[2])
+            else if (layer == "text" && part[2] ~ io)
+                complain(file ": text does no input or output, but includes " part[2])
+        }
+        close(file)
+    }
+    END {
+        for (arrow in backArrow)
+            if (!(arrow in needed)) {
+                split(arrow, part, SUBSEP)
+                complain(part[1] ": the exception for " part[2] " is not needed")
+            }
+        if (arrows < 50) complain("only " arrows + 0 " includes seen")
+        exit failed
+    }'

@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+
+const char* const kRealMarker = "/tmp/settings-reset-to-default-in-progress.tmp";
+
+class T8settingsReset : public testsupport::ToolTest {
+protected:
+    T8settingsReset() : realMarkerBefore_(testsupport::exists(kRealMarker)) {
+        put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,-2\n");
+        put("qel-default-calibration_data/panel.ini", "#name = panel\nhours = long,0\n");
+        put("qel-default-settings/product.xml", "<product><model value=\"T8\"/></product>");
+        put("settings/user.ini", "#name = user\n[v]\nv = int,1\n#crc32 = false\n");
+        EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
+        EXPECT_EQ(0, run({"set", "panel/hours", "7"}).exitCode);
+    }
+
+    void SetUp() override { demandOwnMarker(); }
+
+    ~T8settingsReset() override { EXPECT_EQ(realMarkerBefore_, testsupport::exists(kRealMarker)); }
+
+    void expectReset(bool reset) const {
+        EXPECT_EQ(reset, testsupport::exists(marker_));
+        EXPECT_EQ(reset ? "-2\n" : "5\n", run({"get", "settings/sound/bass"}).out);
+        EXPECT_EQ("7\n", run({"get", "panel/hours"}).out);
+        EXPECT_EQ("1\n", run({"get", "user/v/v"}).out);
+    }
+
+    std::string report() const {
+        return "panel: kept, it survives a reset\n"
+               "product: kept, it is read-only\n"
+               "settings: reset to its defaults\n"
+               "user: kept, it has no defaults file\n"
+               "The marker " +
+               marker_ + " stays until the restart; until then no process saves settings.\n";
+    }
+
+private:
+    bool realMarkerBefore_;
+};
+
+TEST_F(T8settingsReset, DefaultsComeBackAndCalibrationSurvives) {
+    const ToolRun reset = run({"reset", "--all", "--yes"});
+    EXPECT_EQ(report(), reset.out);
+    EXPECT_EQ("", reset.err);
+    EXPECT_EQ(0, reset.exitCode);
+    expectReset(true);
+    EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,-2\n"));
+}
+
+TEST_F(T8settingsReset, JsonTellsEachStoragesFate) {
+    const ToolRun reset = run({"reset", "--all", "--yes", "--json"});
+    EXPECT_EQ(nlohmann::json({{"storages",
+                               {{{"name", "panel"}, {"fate", "survives"}},
+                                {{"name", "product"}, {"fate", "readonly"}},
+                                {{"name", "settings"}, {"fate", "reset"}},
+                                {{"name", "user"}, {"fate", "withoutDefaults"}}}},
+                              {"marker", marker_}}),
+              nlohmann::json::parse(reset.out));
+    EXPECT_EQ(0, reset.exitCode);
+}
+
+TEST_F(T8settingsReset, UntilTheMarkerGoesNothingIsSavedOrResetAgain) {
+    EXPECT_EQ(0, run({"reset", "--all", "--yes"}).exitCode);
+    for (const ToolRun& refused :
+         {run({"set", "settings/sound/bass", "1"}), run({"set", "panel/hours", "1"}),
+          run({"reset", "--all", "--yes"}), run({"reset", "--all"})}) {
+        EXPECT_EQ("", refused.out);
+        EXPECT_EQ("t8settings: a reset to defaults is in progress, " + marker_ +
+                      " exists: nothing is saved until the restart\n",
+                  refused.err);
+        EXPECT_EQ(4, refused.exitCode);
+    }
+    expectReset(true);
+    std::filesystem::remove(marker_);
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "1"}).exitCode);
+}
+
+TEST_F(T8settingsReset, WhereNobodyCanBeAskedItIsRefused) {
+    const ToolRun reset = run({"reset", "--all"});
+    EXPECT_EQ("", reset.out);
+    EXPECT_EQ("t8settings: reset --all needs --yes where nobody can be asked; nothing was reset\n",
+              reset.err);
+    EXPECT_EQ(2, reset.exitCode);
+    expectReset(false);
+}
+
+TEST_F(T8settingsReset, YesOnATerminalResets) {
+    for (const char* const answer : {"y\n", "yes\n"}) {
+        const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);
+        EXPECT_THAT(reset.out, StartsWith("Reset 1 storages below " + base_ +
+                                          "/ to their defaults? " + marker_ +
+                                          " then keeps every process from saving until the "
+                                          "restart. [y/N] "));
+        EXPECT_THAT(reset.out, HasSubstr("settings: reset to its defaults\r\n"));
+        EXPECT_EQ(0, reset.exitCode);
+        expectReset(true);
+        std::filesystem::remove(marker_);
+        EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
+    }
+}
+
+TEST_F(T8settingsReset, AnythingElseOnATerminalDoesNot) {
+    for (const char* const answer : {"n\n", "\n", "yesterday\n", "\x04"}) {
+        const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);
+        EXPECT_THAT(reset.out, HasSubstr("t8settings: nothing was reset\r\n"));
+        EXPECT_EQ(1, reset.exitCode);
+        expectReset(false);
+    }
+}
+
+TEST_F(T8settingsReset, NobodyIsAskedWithYes) {
+    const ToolRun reset = runOnTerminal({"reset", "--all", "--yes"});
+    EXPECT_THAT(reset.out, StartsWith("panel: kept"));
+    EXPECT_EQ(0, reset.exitCode);
+}
+
+TEST_F(T8settingsReset, MarkerThatCannotBeCreatedLeavesAllAsItWas) {
+    const ToolRun reset = run({"--marker", dir_.file("none/marker"), "reset", "--all", "--yes"});
+    EXPECT_EQ("", reset.out);
+    EXPECT_EQ("t8settings: warning: Unable to create reset-to-default marker file: " +
+                  dir_.file("none/marker") + "\nt8settings: nothing was reset: the marker " +
+                  dir_.file("none/marker") + " cannot be created\n",
+              reset.err);
+    EXPECT_EQ(1, reset.exitCode);
+    expectReset(false);
+}
+
+TEST_F(T8settingsReset, StorageThatCannotBeWrittenIsNamed) {
+    std::filesystem::create_directory(path("settings/settings.ini.tmp"));
+    const ToolRun reset = run({"reset", "--all", "--yes"});
+    EXPECT_THAT(reset.out, HasSubstr("settings: could NOT be reset\n"));
+    EXPECT_THAT(reset.err, HasSubstr("t8settings: error: SettingStorageInifile::writeIniFile( '" +
+                                     path("settings/settings.ini") + "' ): could not write"));
+    EXPECT_EQ(1, reset.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,5\n"));
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/resource.h>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+
+class T8settingsSet : public testsupport::ToolTest {
+protected:
+    T8settingsSet() {
+        put("qel-default-settings/settings.ini",
+            "#name = settings\n[sound]\nbass = int8,-2\nname = string,x\n");
+    }
+
+    static constexpr const char* kBass = "settings/sound/bass";
+
+    /// Exit code 4, nothing shown, nothing written.
+    void expectRefused(const ToolRun& set, const std::string& text) const {
+        EXPECT_EQ("", set.out);
+        EXPECT_THAT(set.err, StartsWith("t8settings: " + text));
+        EXPECT_EQ(4, set.exitCode);
+        EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+    }
+
+    /// Exit code 1 and the library's reason.
+    static void expectNotSaved(const ToolRun& set, const std::string& reason) {
+        EXPECT_EQ("", set.out);
+        EXPECT_THAT(set.err, StartsWith("t8settings: settings/sound/bass could not be saved:\n"));
+        EXPECT_THAT(set.err, HasSubstr("\nt8settings: " + reason + "\n"));
+        EXPECT_EQ(1, set.exitCode);
+    }
+};
+
+TEST_F(T8settingsSet, ChangeIsInTheFileWhenItIsShown) {
+    const ToolRun set = run({"set", kBass, "5"});
+    EXPECT_EQ("settings/sound/bass\tint8\t5\n", set.out);
+    EXPECT_EQ("", set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"),
+                StartsWith("#name = settings\n#savepolicy = eachchange\n"
+                           "[sound]\nbass = int8,5\nname = string,x\n#crc32 = "));
+    EXPECT_FALSE(testsupport::exists(path("settings/settings.ini.tmp")));
+    EXPECT_EQ("5\n", run({"get", kBass}).out);
+}
+
+TEST_F(T8settingsSet, NormalisedFormIsShown) {
+    EXPECT_EQ("settings/sound/bass\tint8\t7\n", run({"set", kBass, "+007"}).out);
+    const ToolRun set = run({"set", kBass, " 8", "--json"});
+    EXPECT_EQ(nlohmann::json::parse(R"({"name": "settings/sound/bass", "type": "int8",
+                                        "text": "8", "storage": "settings"})"),
+              nlohmann::json::parse(set.out));
+    EXPECT_EQ(0, set.exitCode);
+}
+
+TEST_F(T8settingsSet, NegativeNumberNeedsNoMark) {
+    EXPECT_EQ("settings/sound/bass\tint8\t-7\n", run({"set", kBass, "-7"}).out);
+}
+
+TEST_F(T8settingsSet, TextWithADashInFrontComesAfterADoubleDash) {
+    EXPECT_EQ(2, run({"set", "settings/sound/name", "-v"}).exitCode);
+    EXPECT_EQ("settings/sound/name\tstring\t-v\n",
+              run({"set", "settings/sound/name", "--", "-v"}).out);
+}
+
+TEST_F(T8settingsSet, ValueThatIsThereAlreadyIsWrittenOnce) {
+    EXPECT_EQ(0, run({"set", kBass, "5"}).exitCode);
+    const auto written = std::filesystem::last_write_time(path("settings/settings.ini"));
+    EXPECT_EQ(0, run({"set", kBass, "5"}).exitCode);
+    EXPECT_EQ(written, std::filesystem::last_write_time(path("settings/settings.ini")));
+}
+
+TEST_F(T8settingsSet, StoragesOfEveryPolicyAreSaved) {
+    for (const std::string policy : {"ondemand", "eachchange", "async"}) {
+        put("settings/p.ini",
+            "#name = p\n#savepolicy = " + policy + "\n[]\nv = int,1\n#crc32 = false\n");
+        EXPECT_EQ("p/v\tint\t2\n", run({"set", "p/v", "2"}).out) << policy;
+        EXPECT_THAT(bytesOf("settings/p.ini"),
+                    StartsWith("#name = p\n#savepolicy = " + policy + "\n[]\nv = int,2\n#crc32 = "))
+            << policy;
+    }
+}
+
+TEST_F(T8settingsSet, TypeOfTheSettingStays) {
+    put("qel-default-settings/t.ini", "#name = t\nv = int16,1\nw = string,1\n");
+    EXPECT_EQ("t/v\tshort\t2\n", run({"set", "t/v", "2"}).out);
+    EXPECT_EQ("t/w\tstring\t2\n", run({"set", "t/w", "2"}).out);
+}
+
+TEST_F(T8settingsSet, UnknownSettingIsNotCreated) {
+    const ToolRun set = run({"set", "settings/sound/base", "1"});
+    EXPECT_EQ("", set.out);
+    EXPECT_EQ(
+        "t8settings: no such setting: \"settings/sound/base\"\n"
+        "t8settings: did you mean settings/sound/bass?\n",
+        set.err);
+    EXPECT_EQ(3, set.exitCode);
+    EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+}
+
+TEST_F(T8settingsSet, RefusedTextIsExplained) {
+    const ToolRun set = run({"set", kBass, "300", "--json"});
+    EXPECT_EQ("", set.out);
+    EXPECT_EQ(
+        "t8settings: settings/sound/bass is unchanged: int8 would not keep \"300\", it would make "
+        "\"44\" of it\n"
+        "t8settings: int8 takes whole numbers from -128 to 127\n",
+        set.err);
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+}
+
+TEST_F(T8settingsSet, XmlSettingsAreReadOnly) {
+    put("qel-default-settings/product.xml", "<product><model value=\"T8\"/></product>");
+    expectRefused(run({"set", "product/model", "T9"}),
+                  "product/model is read-only: product RO def=");
+}
+
+TEST_F(T8settingsSet, ReadonlyLineOfAFileHolds) {
+    put("qel-default-settings/r.ini", "#name = r\n#readonly\nv = int,1\n");
+    expectRefused(run({"set", "r/v", "2"}), "r/v is read-only: r RO def=");
+}
+
+TEST_F(T8settingsSet, NothingIsChangedWhileAResetIsInProgress) {
+    testsupport::writeFile(marker_, "");
+    expectRefused(run({"set", kBass, "5"}), "a reset to defaults is in progress, " + marker_ +
+                                                " exists: nothing is saved until the restart\n");
+    EXPECT_EQ("-2\n", run({"get", kBass}).out);
+}
+
+TEST_F(T8settingsSet, ModeIsAskedBeforeTheTextIsJudged) {
+    testsupport::writeFile(marker_, "");
+    expectRefused(run({"set", kBass, "300"}), "a reset to defaults is in progress");
+}
+
+TEST_F(T8settingsSet, FailureToWriteIsToldWithTheLibrarysReason) {
+    std::filesystem::create_directory(path("settings/settings.ini.tmp"));
+    const std::string file = path("settings/settings.ini");
+    const std::string reason = "SettingStorageInifile::writeIniFile( '" + file +
+                               "' ): could not write temporary file '" + file + ".tmp'";
+    expectNotSaved(run({"set", kBass, "5"}), reason);
+    // Silencing the log silences no reason.
+    expectNotSaved(run({"set", kBass, "5"}, {{"QLOG", "9"}}), reason);
+    EXPECT_FALSE(testsupport::exists(file));
+    EXPECT_EQ("-2\n", run({"get", kBass}).out);
+}
+
+TEST_F(T8settingsSet, FailureToWriteInTheBackgroundIsNotLeftToTheBackground) {
+    put("settings/settings.ini",
+        "#name = settings\n#savepolicy = async\n[sound]\nbass = int8,1\n#crc32 = false\n");
+    std::filesystem::create_directory(path("settings/settings.ini.tmp"));
+    const std::string before = bytesOf("settings/settings.ini");
+    const std::string file = path("settings/settings.ini");
+    expectNotSaved(run({"set", kBass, "5"}), "SettingStorageInifile::writeIniFile( '" + file +
+                                                 "' ): could not write temporary file '" + file +
+                                                 ".tmp'");
+    EXPECT_EQ(before, bytesOf("settings/settings.ini"));
+}
+
+TEST_F(T8settingsSet, FullDiskKeepsTheOldValue) {
+    EXPECT_EQ(0, run({"set", kBass, "5"}).exitCode);
+    const ToolRun set = run({"set", kBass, "6"}, {}, [] {
+        // Standard error is a file as well and needs some room.
+        const rlimit few = {70, 70};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
+    });
+    EXPECT_EQ("", set.out);
+    EXPECT_THAT(set.err, StartsWith("t8settings: settings/sound/bass could not be saved:\n"));
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_EQ("5\n", run({"get", kBass}).out);
+}
+
+TEST_F(T8settingsSet, ChangeThatTheFileDoesNotGiveBackIsAFailure) {
+    // A setting without a section that sorts after a section is read back into that section.
+    put("qel-default-settings/odd.ini", "#name = odd\nzeta = int,1\n[sound]\nbass = int,1\n");
+    const ToolRun set = run({"set", "odd/zeta", "2"});
+    EXPECT_EQ("", set.out);
+    EXPECT_EQ("t8settings: odd/zeta could not be saved:\nt8settings: " + path("settings/odd.ini") +
+                  " was written but does not give it back\n",
+              set.err);
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);
+}
+
+TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {
+    const ToolRun set =
+        run({"set", kBass, "5"}, {}, [] { redirect("/dev/full", O_WRONLY, STDOUT_FILENO); });
+    EXPECT_EQ("t8settings: cannot write to standard output: No space left on device\n", set.err);
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_EQ("5\n", run({"get", kBass}).out);
+}
+
+TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {
+    put("qel-default-settings/odd.ini", "#name = odd\nt\xC3\xBCr \xFF = string,x\n");
+    EXPECT_EQ("odd/t\xC3\xBCr \xFF\tstring\t\xFE\n",
+              run({"set", "odd/t\xC3\xBCr \xFF", "\xFE"}).out);
+    EXPECT_EQ("\xFE\n", run({"get", "odd/t\xC3\xBCr \xFF"}).out);
+}
+
+}  // namespace

@@ -1,0 +1,182 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+
+const char* const kRealMarker = "/tmp/settings-reset-to-default-in-progress.tmp";
+
+class T8settingsUsage : public testsupport::ToolTest {
+protected:
+    T8settingsUsage() {
+        put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,-2\n");
+    }
+
+    /// Exit code 2, nothing on standard output, this text in front on standard error.
+    static void expectBadUsage(const ToolRun& run, const std::string& text) {
+        EXPECT_EQ("", run.out);
+        EXPECT_THAT(run.err, StartsWith("t8settings: " + text));
+        EXPECT_EQ(2, run.exitCode);
+    }
+};
+
+TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
+    const ToolRun help = runBare({"--help"});
+    for (const char* const piece :
+         {"Usage: t8settings ", "--base DIR", "--marker PATH", "--json", "--version",
+          "T8SETTINGS_BASE", "T8SETTINGS_MARKER", "\n  list ", "\n  get ", "\n  set ", "\n  reset ",
+          "\n  info ", "\n  0  done\n", "\n  1  failed\n", "\n  2  bad usage\n",
+          "\n  3  no such setting\n",
+          "\n  4  refused: read-only, or a reset to defaults is in progress\n"}) {
+        EXPECT_THAT(help.out, HasSubstr(piece));
+    }
+    EXPECT_EQ("", help.err);
+    EXPECT_EQ(0, help.exitCode);
+}
+
+TEST_F(T8settingsUsage, EveryHelpFitsAScreen) {
+    for (const char* const command : {"", "list", "get", "set", "reset", "info"}) {
+        const ToolRun help = *command == '\0' ? runBare({"--help"}) : runBare({command, "--help"});
+        std::istringstream lines(help.out);
+        std::string line;
+        int count = 0;
+        while (std::getline(lines, line)) {
+            EXPECT_LE(line.size(), 100U) << line;
+            ++count;
+        }
+        EXPECT_GT(count, 5) << command;
+        EXPECT_LE(count, 50) << command;
+        EXPECT_EQ(0, help.exitCode) << command;
+    }
+}
+
+TEST_F(T8settingsUsage, VersionNeedsNoBaseDirectory) {
+    EXPECT_EQ("t8settings 1.0.0\n", runBare({"--version"}).out);
+    const ToolRun json = runBare({"--json", "--version"});
+    EXPECT_EQ(nlohmann::json({{"version", "1.0.0"}}), nlohmann::json::parse(json.out));
+    EXPECT_EQ(0, json.exitCode);
+}
+
+TEST_F(T8settingsUsage, BaseDirectoryMustBeSaid) {
+    for (const char* const command : {"list", "info"}) {
+        expectBadUsage(runBare({command}),
+                       "no base directory: say --base DIR or set T8SETTINGS_BASE\n");
+    }
+}
+
+TEST_F(T8settingsUsage, OptionsStandBeforeOrAfterTheCommand) {
+    const std::string listed = "settings/sound/bass\tint8\t-2\n";
+    EXPECT_EQ(listed, runBare({"--base", base_, "--marker", marker_, "list"}).out);
+    EXPECT_EQ(listed, runBare({"list", "--marker=" + marker_, "--base=" + base_}).out);
+    EXPECT_EQ(listed, runBare({"--base", base_ + "/", "list"}).out);
+}
+
+TEST_F(T8settingsUsage, OptionWinsOverTheEnvironment) {
+    const ToolRun list = runBare({"--base", base_, "list"}, {{"T8SETTINGS_BASE", "/nowhere"}});
+    EXPECT_EQ("settings/sound/bass\tint8\t-2\n", list.out);
+    EXPECT_EQ(0, list.exitCode);
+}
+
+TEST_F(T8settingsUsage, EmptyWordsDoNotStandForDefaults) {
+    expectBadUsage(runBare({"--base", "", "list"}), "--base is empty\n");
+    expectBadUsage(runBare({"list"}, {{"T8SETTINGS_BASE", ""}}), "T8SETTINGS_BASE is empty\n");
+    expectBadUsage(runBare({"--base", base_, "--marker", "", "list"}), "--marker is empty\n");
+    expectBadUsage(runBare({"--base", base_, "list"}, {{"T8SETTINGS_MARKER", ""}}),
+                   "T8SETTINGS_MARKER is empty\n");
+}
+
+TEST_F(T8settingsUsage, BaseDirectoryThatIsNotThereIsAFailure) {
+    const ToolRun list = runBare({"--base", dir_.file("none"), "list"});
+    EXPECT_EQ("", list.out);
+    EXPECT_EQ(
+        "t8settings: base directory \"" + dir_.file("none") + "\": No such file or directory\n",
+        list.err);
+    EXPECT_EQ(1, list.exitCode);
+}
+
+TEST_F(T8settingsUsage, BaseDirectoryThatIsAFileIsAFailure) {
+    put("file", "");
+    const ToolRun list = runBare({"--base", path("file"), "list"});
+    EXPECT_EQ("", list.out);
+    EXPECT_EQ("t8settings: base directory \"" + path("file") + "\": Not a directory\n", list.err);
+    EXPECT_EQ(1, list.exitCode);
+}
+
+TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
+    const ToolRun list = runBare({"--base", dir_.path(), "--json", "list"});
+    EXPECT_EQ("[]\n", list.out);
+    EXPECT_THAT(list.err, StartsWith("t8settings: no settings files below \"" + dir_.path()));
+    EXPECT_EQ(0, list.exitCode);
+}
+
+TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
+    const std::string all = "t8settings: see t8settings --help\n";
+    const ToolRun none = run({});
+    expectBadUsage(none, "no command\n" + all);
+    const ToolRun unknown = run({"frobnicate"});
+    expectBadUsage(unknown, "");
+    EXPECT_THAT(unknown.err, HasSubstr("frobnicate"));
+    const ToolRun option = run({"list", "--frobnicate"});
+    expectBadUsage(option, "");
+    EXPECT_THAT(option.err, HasSubstr("--frobnicate"));
+    expectBadUsage(run({"get"}), "NAME is required\nt8settings: see t8settings get --help\n");
+    expectBadUsage(run({"set", "settings/sound/bass"}),
+                   "TEXT is required\nt8settings: see t8settings set --help\n");
+    expectBadUsage(run({"set", "settings/sound/bass", "1", "2"}), "");
+    expectBadUsage(run({"reset"}), "--all is required\nt8settings: see t8settings reset --help\n");
+    expectBadUsage(run({"get", "settings/sound/bass", "list"}), "");
+}
+
+TEST_F(T8settingsUsage, MachinesMarkerIsInForceUnlessAnotherOneIsNamed) {
+    EXPECT_THAT(runBare({"--base", base_, "info"}).out,
+                HasSubstr(std::string("\nmarker ") + kRealMarker));
+    EXPECT_THAT(runBare({"--base", base_, "--marker", marker_, "info"}).out,
+                HasSubstr("\nmarker " + marker_ + "\n"));
+    EXPECT_THAT(runBare({"--base", base_, "info"}, {{"T8SETTINGS_MARKER", marker_}}).out,
+                HasSubstr("\nmarker " + marker_ + "\n"));
+}
+
+/// The lines that the help offers for pasting.
+std::vector<std::string> examplesIn(const std::string& help) {
+    std::vector<std::string> examples;
+    std::istringstream lines(help);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.rfind("  t8settings ", 0) == 0) {
+            examples.push_back(line.substr(2));
+        }
+    }
+    return examples;
+}
+
+TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
+    ASSERT_NO_FATAL_FAILURE(demandOwnMarker());
+    std::filesystem::create_directory(dir_.file("pasted"));
+    std::filesystem::copy(T8_TEST_DATA_DIR "/../../examples/tv", dir_.file("pasted/tv"),
+                          std::filesystem::copy_options::recursive);
+    const std::string enter = "export T8SETTINGS_MARKER='" + marker_ +
+                              "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" +
+                              dir_.file("pasted") + "' && ";
+    for (const char* const command : {"list", "get", "set", "info", "reset"}) {
+        const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
+        EXPECT_EQ(1U, examples.size()) << command;
+        for (const std::string& example : examples) {
+            EXPECT_THAT(example, HasSubstr(std::string(" ") + command));
+            EXPECT_EQ(0, system((enter + example + " >'" + dir_.file("out") + "'").c_str()))
+                << example;
+            EXPECT_NE("", testsupport::readFile(dir_.file("out"))) << example;
+        }
+    }
+    EXPECT_TRUE(testsupport::exists(dir_.file("pasted/tv/reset.tmp")));
+    EXPECT_FALSE(testsupport::exists(marker_));
+}
+
+}  // namespace

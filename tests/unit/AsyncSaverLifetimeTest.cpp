@@ -1,0 +1,236 @@
+#include <boost/make_shared.hpp>
+#include <errno.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+#include "Files.h"
+#include "Gate.h"
+#include "NoMachineMarker.h"
+#include "Qel/Settings/SettingHolder.h"
+#include "Qel/Settings/SettingsManager.h"
+#include "Qel/Settings/T8SettingsManager.h"
+#include "SaverFixture.h"
+#include "TempDir.h"
+#include "Threads.h"
+
+namespace {
+
+using Qel::Settings::SettingsManager;
+using testsupport::AsyncStub;
+using testsupport::Gate;
+using testsupport::saverThreads;
+using testsupport::WatchedThread;
+
+/// When the saver comes to be, and how storages and managers that use it end.
+class AsyncSaverLifetime : public testsupport::SaverFixture {};
+
+TEST_F(AsyncSaverLifetime, InstanceIsNullUntilItIsMade) {
+    EXPECT_EQ(nullptr, Saver::instance());
+    Saver* const made = Saver::initInstance();
+    ASSERT_NE(nullptr, made);
+    EXPECT_EQ(made, Saver::instance());
+    EXPECT_EQ(made, Saver::initInstance());
+}
+
+TEST_F(AsyncSaverLifetime, ConstructorLogsItselfAndThenTheStart) {
+    saver();
+    const Texts logged = messages();
+    ASSERT_LE(2u, logged.size());
+    EXPECT_EQ("2 SettingsStorageFileAsyncSaver::SettingsStorageFileAsyncSaver()", logged[0]);
+    EXPECT_EQ("2 SettingsStorageFileAsyncSaver::start()", logged[1]);
+    EXPECT_EQ(1u, this->logged(2, "SettingsStorageFileAsyncSaver::start()"));
+}
+
+TEST_F(AsyncSaverLifetime, FirstAsyncStorageMakesTheSaverAndRegisters) {
+    const AsyncStub a("a");
+    EXPECT_NE(nullptr, Saver::instance());
+    EXPECT_TRUE(log_.waitFor("SettingsStorageFileAsyncSaver::threadFunc(): starting"));
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::registerStorage( a )"));
+    EXPECT_EQ(AsyncStub::Save_async, a.savePolicy());
+}
+
+TEST_F(AsyncSaverLifetime, OtherPoliciesAndManagersAndFlushesMakeNoSaver) {
+    {
+        SettingsManager manager;
+        for (const auto policy : {AsyncStub::Save_unspecified, AsyncStub::Save_onDemand,
+                                  AsyncStub::Save_onEachChange}) {
+            AsyncStub storage("a", policy);
+            EXPECT_EQ(policy, storage.savePolicy());
+            storage.touch();
+        }
+        SettingsManager::flushAllSettings();
+    }
+    EXPECT_EQ(nullptr, Saver::instance());
+    EXPECT_EQ(Texts(), saverThreads());
+    EXPECT_EQ(Texts(), messages());
+    EXPECT_EQ(Texts(), commands());
+}
+
+TEST_F(AsyncSaverLifetime, DyingStorageUnregistersOnceAndIsNotSaved) {
+    stoppedSaver();
+    auto calls = std::make_unique<AsyncStub>("a");
+    calls->touch();
+    int saves = 0;
+    calls->onSave = [&](const std::string&) {
+        ++saves;
+        return true;
+    };
+    log_.clear();
+    calls.reset();
+    EXPECT_EQ((Texts{"2 SettingsStorageFileAsyncSaver::unregisterStorage( a )"}), messages());
+    saver().flush();
+    EXPECT_EQ(0, saves);
+}
+
+TEST_F(AsyncSaverLifetime, DyingStorageThatIsNoLongerAsyncUnregistersNothing) {
+    stoppedSaver();
+    auto changed = std::make_unique<AsyncStub>("a");
+    changed->savePolicy(AsyncStub::Save_onDemand);
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::unregisterStorage( a )"));
+    log_.clear();
+    changed.reset();
+    EXPECT_EQ(Texts(), messages());
+}
+
+TEST_F(AsyncSaverLifetime, DyingStorageWaitsForTheSaveThatTheThreadHasUnderWay) {
+    stoppedSaver();
+    auto a = std::make_unique<AsyncStub>("a");
+    Gate gate;
+    std::atomic<bool> saved{false};
+    a->onSave = [&](const std::string&) {
+        gate.pass();
+        saved = true;
+        return true;
+    };
+    a->touch();
+    saver().start();
+    gate.waitForArrival();
+    WatchedThread destruction([&] { a.reset(); });
+    destruction.untilHeldUpOrDone();
+    EXPECT_FALSE(destruction.done());
+    gate.open();
+    destruction.join();
+    EXPECT_TRUE(saved);
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::unregisterStorage( a )"));
+    saver().stop();
+}
+
+TEST_F(AsyncSaverLifetime, DyingStorageWaitsForTheSaveOfAFlush) {
+    stoppedSaver();
+    auto a = std::make_unique<AsyncStub>("a");
+    Gate gate;
+    std::atomic<bool> saved{false};
+    a->onSave = [&](const std::string&) {
+        gate.pass();
+        saved = true;
+        return true;
+    };
+    a->touch();
+    WatchedThread flush([&] { saver().flush(); });
+    gate.waitForArrival();
+    WatchedThread destruction([&] { a.reset(); });
+    destruction.untilHeldUpOrDone();
+    EXPECT_FALSE(destruction.done());
+    gate.open();
+    destruction.join();
+    flush.join();
+    EXPECT_TRUE(saved);
+}
+
+TEST_F(AsyncSaverLifetime, DyingStorageDoesNotWaitForTheSaveOfAnother) {
+    stoppedSaver();
+    AsyncStub slow("slow");
+    auto other = std::make_unique<AsyncStub>("other");
+    Gate gate;
+    slow.onSave = [&](const std::string&) {
+        gate.pass();
+        return true;
+    };
+    slow.touch();
+    other->touch();
+    saver().start();
+    gate.waitForArrival();
+    other.reset();
+    gate.open();
+    saver().stop();
+    EXPECT_EQ(1u, slow.saves());
+}
+
+TEST_F(AsyncSaverLifetime, StorageThatRetiresInItsOwnSaveDoesNotWaitForItself) {
+    stoppedSaver();
+    AsyncStub a("a");
+    a.onSave = [&](const std::string&) {
+        a.retire();
+        return true;
+    };
+    a.touch();
+    saver().flush();
+    EXPECT_EQ(1u, a.saves());
+    EXPECT_EQ(flushCommands_, commands());
+}
+
+TEST_F(AsyncSaverLifetime, EndOfAManagerStopsTheThreadAfterAFlush) {
+    AsyncStub a("a");
+    {
+        SettingsManager manager;
+        a.touch();
+    }
+    EXPECT_FALSE(a.dirty());
+    EXPECT_EQ(flushCommands_, commands());
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::threadFunc(): terminated"));
+    testsupport::untilSaverThreadIsGone();
+}
+
+/// The product's own set-up, in a process that is called as the main application is.
+class AsyncSaverOfTheProduct : public testsupport::SaverFixture {
+protected:
+    AsyncSaverOfTheProduct() {
+        std::filesystem::create_directory(dir_.file("qel-default-settings"));
+        std::filesystem::create_directory(dir_.file("settings"));
+        testsupport::writeFile(dir_.file("qel-default-settings/tv.ini"),
+                               "#name = tv\nvolume = int,1\n");
+        SettingsManager::location(dir_.path());
+        static char mainApplication[] = "QelVisionMainApplication";
+        program_invocation_short_name = mainApplication;
+        rest(1);
+    }
+
+    ~AsyncSaverOfTheProduct() override { SettingsManager::reloadSettings(); }
+
+    void setUp() const {
+        T8SettingsManager();
+        SettingsManager::setResetToDefaultsMarker(dir_.file("marker"));
+    }
+
+    static SettingsManager* T8SettingsManager() { return Qel::Settings::T8SettingsManager(); }
+
+    /// Changes the setting and returns when the thread has saved it for the `saves`th time.
+    void changeInTheBackground(int volume, std::size_t saves) const {
+        ASSERT_TRUE(T8SettingsManager()->setting("tv/volume")->setValue(volume));
+        ASSERT_TRUE(log_.waitFor("SettingStorageFileBase::save(): tv, dirty 1->0", saves));
+        EXPECT_NE(std::string::npos, testsupport::readFile(dir_.file("settings/tv.ini"))
+                                         .find("\nvolume = int," + std::to_string(volume) + "\n"));
+    }
+
+    testsupport::TempDir dir_;
+};
+
+TEST_F(AsyncSaverOfTheProduct, SavesInTheBackgroundAgainAfterAReload) {
+    setUp();
+    changeInTheBackground(2, 1);
+    SettingsManager::reloadSettings();
+    testsupport::untilSaverThreadIsGone();
+    setUp();
+    changeInTheBackground(3, 2);
+}
+
+TEST_F(AsyncSaverOfTheProduct, SavesInTheBackgroundAgainAfterTheEndOfAnotherManager) {
+    setUp();
+    { const SettingsManager another; }
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::stop()"));
+    changeInTheBackground(2, 1);
+}
+
+}  // namespace

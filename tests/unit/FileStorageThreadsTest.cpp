@@ -1,0 +1,97 @@
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "AtOnce.h"
+#include "FileStorageFixture.h"
+#include "Gate.h"
+#include "Threads.h"
+
+namespace {
+
+using testsupport::atOnce;
+using testsupport::FileStorageFixture;
+using testsupport::Gate;
+using testsupport::StubFileStorage;
+using testsupport::WatchedThread;
+
+class FileStorageThreads : public FileStorageFixture {};
+
+TEST_F(FileStorageThreads, SavesOfOneStorageNeverOverlap) {
+    std::atomic<int> inside{0};
+    std::atomic<int> saves{0};
+    create(StubFileStorage::Save_onEachChange);
+    const Holder a = add("settings/a");
+    const Holder b = add("settings/b");
+    storage_->onSave = [&](const std::string&) {
+        EXPECT_EQ(inside.fetch_add(1), 0);
+        std::this_thread::yield();
+        saves.fetch_add(1);
+        inside.fetch_sub(1);
+        return true;
+    };
+    const auto change = [](const Holder& holder) {
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_TRUE(holder->setValue(i));
+        }
+    };
+    atOnce({[&] { change(a); }, [&] { change(b); },
+            [&] {
+                for (int i = 0; i < 200; ++i) {
+                    EXPECT_TRUE(storage_->save());
+                }
+            }});
+    EXPECT_FALSE(storage_->dirty());
+    EXPECT_GE(saves.load(), 1);
+    EXPECT_LE(saves.load(), 400);
+}
+
+TEST_F(FileStorageThreads, AResetWaitsForTheSaveUnderWayAndNoneComesAfter) {
+    Gate saving;
+    const Holder a = add("settings/a");
+    a->setValue(1);
+    bool first = true;
+    storage_->onSave = [&](const std::string&) {
+        if (std::exchange(first, false)) {
+            saving.pass();
+        }
+        return true;
+    };
+    WatchedThread save([&] { EXPECT_TRUE(storage_->save()); });
+    saving.waitForArrival();
+    WatchedThread reset([&] { EXPECT_TRUE(storage_->resetToDefaults()); });
+    reset.untilHeldUpOrDone();
+    EXPECT_FALSE(reset.done());
+    EXPECT_EQ(storage_->calls(), Calls{"save " + rw_});
+    saving.open();
+    save.join();
+    reset.join();
+    EXPECT_EQ(storage_->calls(), (Calls{"save " + rw_, "load " + defaults_, "save " + rw_}));
+    EXPECT_FALSE(storage_->save());
+}
+
+TEST_F(FileStorageThreads, AStoragesEndWaitsForTheChangeUnderWay) {
+    Gate saving;
+    create(StubFileStorage::Save_onEachChange);
+    const Holder a = add("settings/a");
+    bool saved = false;
+    storage_->onSave = [&](const std::string&) {
+        saving.pass();
+        saved = true;
+        return true;
+    };
+    WatchedThread change([&] { EXPECT_TRUE(a->setValue(1)); });
+    saving.waitForArrival();
+    WatchedThread end([&] { storage_.reset(); });
+    end.untilHeldUpOrDone();
+    EXPECT_FALSE(end.done());
+    saving.open();
+    change.join();
+    end.join();
+    EXPECT_TRUE(saved);
+    EXPECT_FALSE(a->setValue(2));
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+#include <chrono>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "IniStorageFixture.h"
+#include "Threads.h"
+#include "files/DirectoryLock.h"
+
+namespace {
+
+using namespace Qel::Settings;
+using testsupport::exists;
+using testsupport::IniStorageFixture;
+using testsupport::readFile;
+using testsupport::WatchedThread;
+using testsupport::withCrc;
+using testsupport::writeFile;
+
+std::string textOf(int value) {
+    const std::string text = std::to_string(value);
+    return "#name = settings\n#savepolicy = ondemand\n[]\na = int," + text + "\nb = int," + text;
+}
+
+/// Several processes, or storages that know nothing of each other, on one directory.
+class InifileProcesses : public IniStorageFixture {
+protected:
+    InifileProcesses()
+        : directory_(::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        files::directoryLockWait.longest = std::chrono::minutes(1);
+    }
+    ~InifileProcesses() override {
+        ::close(directory_);
+        files::directoryLockWait = files::DirectoryLockWait();
+        Storage::syncWrites(true);
+    }
+
+    /// Takes the directory's lock as another process would.
+    void lockAsOther(int operation) { ASSERT_EQ(::flock(directory_, operation | LOCK_NB), 0); }
+    void unlockAsOther() { ASSERT_EQ(::flock(directory_, LOCK_UN), 0); }
+
+    /// Runs the work in a process of its own, which succeeds when it gives true.
+    static pid_t start(const std::function<bool()>& work) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(work() ? 0 : 1);
+        }
+        return child;
+    }
+
+    static void expectSuccess(pid_t child) {
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+
+    /// Saves one value after another into both settings.
+    bool write(int first, int last) {
+        Storage writer("settings", "", rw_, types_, Storage::Save_onDemand);
+        bool done = writer.init(&manager_, nullptr);
+        for (int value = first; done && value <= last; ++value) {
+            done = writer.querySetting("settings/a")->setValue(value) &&
+                   writer.querySetting("settings/b")->setValue(value) && writer.save();
+        }
+        return done;
+    }
+
+    /// Loads over and over; every load must find two equal values and nothing wrong.
+    bool load(int times) {
+        for (int i = 0; i < times; ++i) {
+            Storage loader("settings", "", rw_, types_, Storage::Save_onDemand);
+            const bool loaded = loader.init(&manager_, nullptr);
+            const auto a = loader.querySetting("settings/a");
+            const auto b = loader.querySetting("settings/b");
+            if (!loaded || !a || !b || a->getValue<int>() != b->getValue<int>()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    int directory_;
+};
+
+TEST_F(InifileProcesses, ALoadWaitsForAWriterAndSetsNothingAside) {
+    build(textOf(1));
+    create();
+    lockAsOther(LOCK_EX);
+    writeFile(rw_, withCrc(textOf(2)).substr(0, 50));
+    bool loaded = false;
+    WatchedThread loader([&] { loaded = storage_->init(&manager_, nullptr); });
+    loader.untilHeldUpOrDone();
+    EXPECT_FALSE(loader.done());
+    build(textOf(2));
+    unlockAsOther();
+    loader.join();
+    EXPECT_TRUE(loaded);
+    EXPECT_FALSE(exists(bad_));
+    check({"settings/a = int,2", "settings/b = int,2"});
+}
+
+TEST_F(InifileProcesses, AWriterWaitsForALoad) {
+    build(textOf(1));
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    lockAsOther(LOCK_SH);
+    bool saved = false;
+    WatchedThread writer([&] { saved = storage_->save(); });
+    writer.untilHeldUpOrDone();
+    EXPECT_FALSE(writer.done());
+    EXPECT_EQ(readFile(rw_), withCrc(textOf(1)));
+    EXPECT_FALSE(exists(copy_));
+    unlockAsOther();
+    writer.join();
+    EXPECT_TRUE(saved);
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,2", "settings/b = int,1"});
+}
+
+TEST_F(InifileProcesses, LoadsDoNotWaitForEachOther) {
+    build(textOf(1));
+    lockAsOther(LOCK_SH);
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,1", "settings/b = int,1"});
+}
+
+TEST_F(InifileProcesses, AProcessThatHangsWithTheLockInHandStopsNobody) {
+    files::directoryLockWait.longest = std::chrono::milliseconds(10);
+    build(textOf(1));
+    lockAsOther(LOCK_EX);
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,1", "settings/b = int,1"});
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    unlockAsOther();
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,2", "settings/b = int,1"});
+    EXPECT_EQ(log_.count(4, "Qel::Settings", "src/files/DirectoryLock",
+                         "Directory '" + dir_.path() +
+                             "' is locked by another process or thread for too long; going on "
+                             "without the lock."),
+              1U)
+        << "the warning comes once, the later waits are spared" << log_.dump();
+}
+
+TEST_F(InifileProcesses, AResetThatBeginsWhileASaveWaitsForTheLockStopsIt) {
+    build(textOf(1));
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    lockAsOther(LOCK_EX);
+    bool saved = false;
+    WatchedThread writer([&] { saved = storage_->save(); });
+    writer.untilHeldUpOrDone();
+    EXPECT_FALSE(writer.done());
+    manager_.setSettingsOperationMode(SOM_ResettingToDefault);
+    unlockAsOther();
+    writer.join();
+    EXPECT_TRUE(saved);
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_EQ(readFile(rw_), withCrc(textOf(1)));
+    EXPECT_FALSE(exists(copy_));
+    EXPECT_EQ(loggedByBase(4, "Reset to default in progress, *not* saving settings."), 1U)
+        << log_.dump();
+}
+
+TEST_F(InifileProcesses, ADamagedFileIsSetAsideOnlyWithTheDirectoryToOneself) {
+    writeFile(rw_, "torn");
+    create();
+    lockAsOther(LOCK_SH);
+    WatchedThread loader([&] { storage_->init(&manager_, nullptr); });
+    loader.untilHeldUpOrDone();
+    EXPECT_FALSE(loader.done());
+    EXPECT_TRUE(exists(rw_));
+    EXPECT_FALSE(exists(bad_));
+    unlockAsOther();
+    loader.join();
+    EXPECT_EQ(readFile(bad_), "torn");
+}
+
+TEST_F(InifileProcesses, ALoaderBesideAWriterAlwaysFindsAWholeFile) {
+    Storage::syncWrites(false);
+    build(textOf(0));
+    const pid_t writer = start([this] { return write(1, 400); });
+    EXPECT_TRUE(load(400));
+    expectSuccess(writer);
+    EXPECT_FALSE(exists(bad_));
+    EXPECT_EQ(readFile(rw_), withCrc(textOf(400)));
+    EXPECT_FALSE(exists(copy_));
+}
+
+TEST_F(InifileProcesses, TwoWritersDoNotTearEachOthersFiles) {
+    Storage::syncWrites(false);
+    build(textOf(0));
+    const pid_t first = start([this] { return write(1000, 1200); });
+    const pid_t second = start([this] { return write(2000, 2200); });
+    EXPECT_TRUE(load(200));
+    expectSuccess(first);
+    expectSuccess(second);
+    EXPECT_FALSE(exists(bad_));
+    EXPECT_FALSE(exists(copy_));
+    const std::string bytes = readFile(rw_);
+    EXPECT_TRUE(bytes == withCrc(textOf(1200)) || bytes == withCrc(textOf(2200))) << bytes;
+}
+
+}  // namespace

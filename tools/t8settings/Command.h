@@ -1,0 +1,42 @@
+#ifndef T8SETTINGS_COMMAND_H
+#define T8SETTINGS_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+#include "Exit.h"
+#include "Store.h"
+
+namespace t8settings {
+
+/// What a command has to say.
+struct Result {
+    /// All of standard output.
+    std::string output;
+    ExitCode code = ExitCode::kDone;
+    /// The store was changed, so the process ends as an application's does: background saving, if
+    /// there is any, flushes the system's caches. A command that only reads must not set the flash
+    /// memory to work.
+    bool changed = false;
+};
+
+enum class Format { kText, kJson };
+
+/// A command that was added to the command line.
+struct Command {
+    CLI::App* parsed;
+    /// Throws `Failure`.
+    std::function<Result(const Store& store, Format format)> run;
+};
+
+// One function for each command; each adds one with its options and its help.
+Command addListCommand(CLI::App& app);
+Command addGetCommand(CLI::App& app);
+Command addSetCommand(CLI::App& app);
+Command addResetCommand(CLI::App& app);
+Command addInfoCommand(CLI::App& app);
+
+}  // namespace t8settings
+
+#endif

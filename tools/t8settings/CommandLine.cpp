@@ -1,0 +1,133 @@
+#include "CommandLine.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include "Json.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kAbout = "Shows and changes the settings below a base directory.";
+
+constexpr const char* kFooter =
+    "Each command's own --help tells more, with an example to paste; the examples work on a copy:\n"
+    "  cp -r examples/tv tv\n\n"
+    "Every command loads the settings as every program does: a damaged file is set aside under\n"
+    "the suffix \".bad\".\n\n"
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  failed\n"
+    "  2  bad usage\n"
+    "  3  no such setting\n"
+    "  4  refused: read-only, or a reset to defaults is in progress\n\n"
+    "Results go to standard output, all else to standard error. In JSON, bytes that are not UTF-8\n"
+    "are replaced by U+FFFD; the exact bytes are then beside it in hexadecimal, \"textBytes\" to\n"
+    "\"text\".";
+
+struct Globals {
+    std::optional<std::string> base;
+    std::optional<std::string> marker;
+    bool json = false;
+    bool version = false;
+};
+
+void addGlobals(CLI::App& app, Globals& globals) {
+    app.add_option("--base", globals.base,
+                   "Directory with the directories of settings files, \"/\" on the\n"
+                   "television; or else in T8SETTINGS_BASE")
+        ->type_name("DIR");
+    app.add_option("--marker", globals.marker,
+                   "Marker file of a reset to defaults, in place of the machine's\n"
+                   "own, for a scratch directory; or else in T8SETTINGS_MARKER")
+        ->type_name("PATH");
+    app.add_flag("--json", globals.json, "Results as JSON");
+    app.add_flag("--version", globals.version, "Show the version");
+}
+
+std::vector<Command> addCommands(CLI::App& app) {
+    std::vector<Command> commands = {addListCommand(app), addGetCommand(app), addSetCommand(app),
+                                     addResetCommand(app), addInfoCommand(app)};
+    for (const Command& command : commands) {
+        command.parsed->group("Commands");
+        command.parsed->footer(command.parsed->get_footer() +
+                               "\n\nOptions of all commands: --base DIR, --marker PATH, --json; "
+                               "see t8settings --help");
+    }
+    return commands;
+}
+
+/// What was said in an option or else in the environment; an empty word is a slip, such as a
+/// script's variable that was never set, and may not stand for a default.
+std::optional<std::string> said(const std::optional<std::string>& option, const char* optionName,
+                                const char* variable) {
+    if (option && option->empty()) {
+        throw Failure(ExitCode::kUsage, std::string(optionName) + " is empty");
+    }
+    const char* const value = std::getenv(variable);
+    if (option || value == nullptr) {
+        return option;
+    }
+    if (*value == '\0') {
+        throw Failure(ExitCode::kUsage, std::string(variable) + " is empty");
+    }
+    return value;
+}
+
+Location locationOf(const Globals& globals) {
+    const auto base = said(globals.base, "--base", "T8SETTINGS_BASE");
+    const auto marker = said(globals.marker, "--marker", "T8SETTINGS_MARKER");
+    if (!base) {
+        throw Failure(ExitCode::kUsage, "no base directory: say --base DIR or set T8SETTINGS_BASE");
+    }
+    return {*base, marker.value_or("")};
+}
+
+Result version(const Globals& globals) {
+    return {globals.json ? textOfJson({{"version", T8SETTINGS_VERSION}})
+                         : std::string("t8settings ") + T8SETTINGS_VERSION + "\n"};
+}
+
+/// The help that may clear up what was wrong on the command line.
+std::string helpOn(const CLI::App& app) {
+    const auto parsed = app.get_subcommands();
+    return "\nsee t8settings " + (parsed.empty() ? "" : parsed.front()->get_name() + " ") +
+           "--help";
+}
+
+}  // namespace
+
+Result runCommandLine(int argc, const char* const* argv) {
+    CLI::App app(kAbout, "t8settings");
+    Globals globals;
+    addGlobals(app, globals);
+    app.require_subcommand(0, 1);
+    app.fallthrough();
+    app.footer(kFooter);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("REQUIRED", "");
+    const std::vector<Command> commands = addCommands(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        return {app.help()};
+    } catch (const CLI::ParseError& error) {
+        throw Failure(ExitCode::kUsage, error.what() + helpOn(app));
+    }
+    if (globals.version) {
+        return version(globals);
+    }
+    const auto chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
+        return command.parsed->parsed();
+    });
+    if (chosen == commands.end()) {
+        throw Failure(ExitCode::kUsage, "no command" + helpOn(app));
+    }
+    const Store store(locationOf(globals));
+    return chosen->run(store, globals.json ? Format::kJson : Format::kText);
+}
+
+}  // namespace t8settings

@@ -1,0 +1,31 @@
+#ifndef T8SETTINGS_EXIT_H
+#define T8SETTINGS_EXIT_H
+
+#include <stdexcept>
+#include <string>
+
+namespace t8settings {
+
+/// What the process's exit code tells; scripts rely on the numbers.
+enum class ExitCode : int {
+    kDone = 0,
+    kFailed = 1,
+    kUsage = 2,
+    kUnknownSetting = 3,
+    kRefused = 4,  ///< read-only, or a reset to defaults is in progress
+};
+
+/// Ends the command. The text is for people; each of its lines becomes one on standard error.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
+
+    ExitCode code() const { return code_; }
+
+private:
+    ExitCode code_;
+};
+
+}  // namespace t8settings
+
+#endif

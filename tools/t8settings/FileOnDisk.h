@@ -1,0 +1,32 @@
+#ifndef T8SETTINGS_FILEONDISK_H
+#define T8SETTINGS_FILEONDISK_H
+
+#include <Qel/Settings/SettingStorageInifile.h>
+#include <optional>
+#include <string>
+
+#include "Store.h"
+
+namespace t8settings {
+
+/// The read/write file of a storage as the next process will find it, loaded anew. It is never set
+/// aside, whatever it holds.
+class FileOnDisk {
+public:
+    /// `storage` is not read-only.
+    FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage, const FactoryPtr& factory);
+
+    /// Type name, "," and text of the setting; nothing when the file does not give it back.
+    std::optional<std::string> setting(const std::string& name);
+
+    /// CRC of the file's text; 0 when the file is not usable.
+    std::uint32_t crc32() const { return usable_ ? file_.crc32() : 0; }
+
+private:
+    Qel::Settings::SettingStorageInifile file_;
+    bool usable_;
+};
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,42 @@
+#include "Json.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr int kIndent = 2;
+
+bool isUtf8(const std::string& bytes) {
+    try {
+        Json(bytes).dump();
+        return true;
+    } catch (const Json::type_error&) {
+        return false;
+    }
+}
+
+std::string hexadecimal(const std::string& bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += kDigits[byte / 16];
+        text += kDigits[byte % 16];
+    }
+    return text;
+}
+
+}  // namespace
+
+void addBytes(Json& object, const std::string& key, const std::string& bytes) {
+    object[key] = bytes;
+    if (!isUtf8(bytes)) {
+        object[key + "Bytes"] = hexadecimal(bytes);
+    }
+}
+
+std::string textOfJson(const Json& json) {
+    return json.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace t8settings

@@ -1,0 +1,105 @@
+#include "LibraryLog.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Terminal.h"
+#include "qlog/QlogControl.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kContexts[] = {"Qel::Settings", "settings.inifile"};
+constexpr int kAboveAllLevels = 10;
+
+int thresholdOf(const char* contextName) {
+    const QlogContext& context =
+        *QlogContext::GetLogContext(contextName, "tools/t8settings/LibraryLog", __LINE__);
+    int level = 0;
+    while (level < kAboveAllLevels && !context.isEnabled(level)) {
+        ++level;
+    }
+    return level;
+}
+
+std::string_view withoutOuterSpace(std::string_view text) {
+    constexpr std::string_view kSpace = " \t\n";
+    text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
+    text.remove_suffix(text.size() - (text.find_last_not_of(kSpace) + 1));
+    return text;
+}
+
+void show(const LibraryLog::Message& message) {
+    const char* const word = message.level >= LibraryLog::kError     ? "error: "
+                             : message.level >= LibraryLog::kWarning ? "warning: "
+                                                                     : "trace: ";
+    complain(word + message.text);
+}
+
+}  // namespace
+
+LibraryLog& LibraryLog::instance() {
+    static LibraryLog& log = *new LibraryLog;
+    return log;
+}
+
+void LibraryLog::install() {
+    for (const char* const context : kContexts) {
+        shownFrom_[context] = thresholdOf(context);
+        if (shownFrom_[context] > kWarning) {
+            qlog::setThreshold(context, kWarning);
+        }
+    }
+    qlog::setSink([this](const qlog::Record& record) { receive(record); });
+}
+
+void LibraryLog::receive(const qlog::Record& record) {
+    const auto shownFrom = shownFrom_.find(record.context);
+    const bool wanted = shownFrom == shownFrom_.end() || record.level >= shownFrom->second;
+    const Message message = {record.level, std::string(withoutOuterSpace(record.text)), wanted};
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (holding_ || message.level >= kWarning) {
+        messages_.push_back(message);
+    }
+    if (wanted && !holding_) {
+        show(message);
+    }
+}
+
+std::vector<LibraryLog::Message> LibraryLog::take() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    holding_ = false;
+    return std::exchange(messages_, {});
+}
+
+void LibraryLog::hold() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    messages_.clear();
+    holding_ = true;
+}
+
+void LibraryLog::release() {
+    for (const Message& message : take()) {
+        if (message.wanted) {
+            show(message);
+        }
+    }
+}
+
+std::string reasons(const std::vector<LibraryLog::Message>& messages) {
+    std::vector<std::string> texts;
+    for (const LibraryLog::Message& message : messages) {
+        if (message.level >= LibraryLog::kError &&
+            std::find(texts.begin(), texts.end(), message.text) == texts.end()) {
+            texts.push_back(message.text);
+        }
+    }
+    std::string lines;
+    for (const std::string& text : texts) {
+        lines += (lines.empty() ? "" : "\n") + text;
+    }
+    return lines;
+}
+
+}  // namespace t8settings

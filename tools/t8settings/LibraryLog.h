@@ -1,0 +1,68 @@
+#ifndef T8SETTINGS_LIBRARYLOG_H
+#define T8SETTINGS_LIBRARYLOG_H
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace qlog {
+struct Record;
+}
+
+namespace t8settings {
+
+/// What the library logs while the tool runs: shown on standard error as the tool's own messages
+/// are, and kept, since the library gives its reasons nowhere else.
+///
+/// Warnings and errors are kept even when the person at the console has silenced them; what is
+/// shown follows the log levels of the environment. Any thread may log; the operations below are
+/// for the main thread.
+class LibraryLog {
+public:
+    static constexpr int kWarning = 4;
+    static constexpr int kError = 5;
+
+    struct Message {
+        int level;
+        std::string text;
+        bool wanted;  ///< let through by the levels of the environment
+    };
+
+    /// Lives to the very end of the process: static destructors log as well.
+    static LibraryLog& instance();
+
+    LibraryLog(const LibraryLog&) = delete;
+    LibraryLog& operator=(const LibraryLog&) = delete;
+
+    /// Takes over the library's messages.
+    void install();
+
+    /// The warnings and errors since the last call.
+    std::vector<Message> take();
+
+    /// Keeps messages off standard error until `release` or `take`: a failed command tells them
+    /// once, in its own words.
+    void hold();
+
+    /// Shows what was held back.
+    void release();
+
+private:
+    LibraryLog() = default;
+    ~LibraryLog() = default;
+
+    void receive(const qlog::Record& record);
+
+    std::mutex mutex_;
+    std::map<std::string, int> shownFrom_;
+    std::vector<Message> messages_;
+    bool holding_ = false;
+};
+
+/// The texts of the errors among `messages`, each once, one below the other.
+std::string reasons(const std::vector<LibraryLog::Message>& messages);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,17 @@
+#ifndef T8SETTINGS_NEAREST_H
+#define T8SETTINGS_NEAREST_H
+
+#include <string>
+#include <vector>
+
+namespace t8settings {
+
+/// Up to three of `names` that somebody may have meant who wrote `wanted`: those that end in it as
+/// a path ("sound/bass" for "settings/sound/bass") or else those that the fewest slips of the
+/// keyboard lead to. None when it is like no name.
+std::vector<std::string> nearestNames(const std::string& wanted,
+                                      const std::vector<std::string>& names);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,135 @@
+#include <algorithm>
+#include <memory>
+
+#include "Command.h"
+#include "FileOnDisk.h"
+#include "Json.h"
+#include "LibraryLog.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::SettingStorageFileBase;
+using Qel::Settings::SettingStorageInifile;
+
+constexpr const char* kHelp =
+    "Every storage goes back to its defaults but calibration data, which survives, read-only\n"
+    "storages, and storages without a defaults file. The reset is announced by a marker file\n"
+    "that stays until the machine restarts: until then no process saves settings. With\n"
+    "--marker the announcement is for those alone who look there.\n\n"
+    "Example:\n  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
+
+/// What a reset does to a storage.
+struct Fate {
+    const char* word;   ///< in JSON
+    const char* words;  ///< for people
+};
+
+constexpr Fate kReset = {"reset", "reset to its defaults"};
+constexpr Fate kSurvives = {"survives", "kept, it survives a reset"};
+constexpr Fate kReadonly = {"readonly", "kept, it is read-only"};
+constexpr Fate kWithoutDefaults = {"withoutDefaults", "kept, it has no defaults file"};
+constexpr Fate kFailed = {"failed", "could NOT be reset"};
+
+const Fate& fateBefore(const StoragePtr& storage) {
+    const std::string* const defaults = storage->filename();
+    return storage->surviveResetToDefaults()          ? kSurvives
+           : storage->readonly()                      ? kReadonly
+           : defaults == nullptr || defaults->empty() ? kWithoutDefaults
+                                                      : kReset;
+}
+
+/// The CRC that a storage knows is that of what it wrote last, and 0 when a write failed.
+bool isWritten(const Store& store, const StoragePtr& storage) {
+    const auto* const file = dynamic_cast<const SettingStorageInifile*>(storage.get());
+    return file != nullptr && file->crc32() != 0 &&
+           file->crc32() == FileOnDisk(*file, store.factory()).crc32();
+}
+
+const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
+    const Fate& fate = fateBefore(storage);
+    return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
+}
+
+void demandConfirmation(const Store& store) {
+    if (!canAsk()) {
+        throw Failure(ExitCode::kUsage,
+                      "reset --all needs --yes where nobody can be asked; nothing was reset");
+    }
+    const auto storages = store.storages();
+    const auto count = std::count_if(storages.begin(), storages.end(), [](const StoragePtr& one) {
+        return &fateBefore(one) == &kReset;
+    });
+    if (!confirm("Reset " + std::to_string(count) + " storages below " +
+                 Qel::Settings::SettingsManager::location() + " to their defaults? " +
+                 store.marker() + " then keeps every process from saving until the restart.")) {
+        throw Failure(ExitCode::kFailed, "nothing was reset");
+    }
+}
+
+void resetStore(const Store& store) {
+    store.manager().resetToDefault();
+    const auto mode = store.manager().getSettingsOperationMode();
+    if (mode == Qel::Settings::SOM_ResettingToDefault) {
+        store.demandNormalMode();
+    }
+    if (mode == Qel::Settings::SOM_Normal) {
+        throw Failure(ExitCode::kFailed,
+                      "nothing was reset: the marker " + store.marker() + " cannot be created");
+    }
+}
+
+std::string markerStays(const Store& store) {
+    return "The marker " + visible(store.marker()) +
+           " stays until the restart; until then no process saves settings.\n";
+}
+
+Result report(const Store& store, Format format) {
+    Result result;
+    result.changed = true;
+    Json storages = Json::array();
+    for (const StoragePtr& storage : store.storages()) {
+        const Fate& fate = fateAfter(store, storage);
+        if (&fate == &kFailed) {
+            result.code = ExitCode::kFailed;
+        }
+        Json row;
+        addBytes(row, "name", storage->name());
+        row["fate"] = fate.word;
+        storages.push_back(row);
+        result.output += visible(storage->name()) + ": " + fate.words + "\n";
+    }
+    result.output += markerStays(store);
+    if (format == Format::kJson) {
+        Json json = {{"storages", storages}};
+        addBytes(json, "marker", store.marker());
+        result.output = textOfJson(json);
+    }
+    return result;
+}
+
+Result resetAll(const Store& store, Format format, bool confirmed) {
+    store.demandNormalMode();
+    if (!confirmed) {
+        demandConfirmation(store);
+    }
+    resetStore(store);
+    return report(store, format);
+}
+
+}  // namespace
+
+Command addResetCommand(CLI::App& app) {
+    const auto confirmed = std::make_shared<bool>(false);
+    CLI::App* const command = app.add_subcommand("reset", "Go back to the defaults");
+    command->add_flag("--all", "The whole store")->required();
+    command->add_flag("--yes", *confirmed, "Do not ask");
+    command->footer(kHelp);
+    return {command, [confirmed](const Store& store, Format format) {
+                return resetAll(store, format, *confirmed);
+            }};
+}
+
+}  // namespace t8settings

@@ -1,0 +1,91 @@
+#include <memory>
+
+#include "Command.h"
+#include "FileOnDisk.h"
+#include "LibraryLog.h"
+#include "Records.h"
+#include "Terminal.h"
+#include "TextOfValue.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::SettingStorageFileBase;
+
+constexpr const char* kHelp =
+    "The text is that of the setting's type, in the form of the settings files; for a string it\n"
+    "is the string itself. A text that the type would not keep as it is meant is refused, with\n"
+    "what would become of it: 300 for a uint8, abc for a number, maybe for a bool, more than 6\n"
+    "digits for a float. Blanks at the ends of a string are refused, since no file keeps them.\n"
+    "Another way to write the same value is taken: +5, 007, 1.50, TRUE.\n"
+    "A text that begins with \"-\" and no digit comes after \"--\", as in: set NAME -- -.5\n\n"
+    "Example:\n  t8settings --base tv set settings/sound/bass 5";
+
+std::string notSaved(const std::string& name, const std::string& why) {
+    return name + " could not be saved" + (why.empty() ? "" : ":\n" + why);
+}
+
+void demandWritable(const SettingPtr& setting) {
+    const SettingStorageFileBase& storage = storageOf(setting);
+    if (storage.readonly()) {
+        throw Failure(ExitCode::kRefused, setting->name() + " is read-only: " + storage.info());
+    }
+}
+
+/// Changes the value and saves it, whatever the storage's policy, until the disk gives it back.
+void changeAndSave(const Store& store, const SettingPtr& setting, const Value& value,
+                   const std::string& type) {
+    SettingStorageFileBase& storage = storageOf(setting);
+    if (!setting->setValue(value.value)) {
+        throw Failure(ExitCode::kRefused, setting->name() + " refuses the change");
+    }
+    const bool saved = storage.save();
+    if (storage.dirty()) {
+        // A reset that began in between is no failure to save, and looks like none.
+        store.demandNormalMode();
+    }
+    if (!saved || storage.dirty()) {
+        throw Failure(ExitCode::kFailed,
+                      notSaved(setting->name(), reasons(LibraryLog::instance().take())));
+    }
+    if (FileOnDisk(storage, store.factory()).setting(setting->name()) !=
+        type + "," + value.fileText) {
+        throw Failure(ExitCode::kFailed,
+                      notSaved(setting->name(),
+                               *storage.rwFilename() + " was written but does not give it back"));
+    }
+}
+
+Result set(const Store& store, Format format, const std::string& name, const std::string& text) {
+    const SettingPtr setting = store.find(name);
+    store.demandNormalMode();
+    demandWritable(setting);
+    const std::string type = store.factory()->typeAsString(setting);
+    const Value value = valueOf(store.factory(), type, name, text);
+    LibraryLog::instance().hold();
+    changeAndSave(store, setting, value, type);
+    LibraryLog::instance().release();
+    const Record record = recordOf(store, setting);
+    Result result;
+    result.output = format == Format::kJson ? textOfJson(jsonOf(record))
+                                            : linesOf({record}, outputIsTerminal());
+    result.changed = true;
+    return result;
+}
+
+}  // namespace
+
+Command addSetCommand(CLI::App& app) {
+    const auto name = std::make_shared<std::string>();
+    const auto text = std::make_shared<std::string>();
+    CLI::App* const command = app.add_subcommand("set", "Change a setting, save it and show it");
+    command->add_option("NAME", *name, "The setting's whole name")->required()->type_name("");
+    command->add_option("TEXT", *text, "The new value")->required()->type_name("");
+    command->footer(kHelp);
+    return {command, [name, text](const Store& store, Format format) {
+                return set(store, format, *name, *text);
+            }};
+}
+
+}  // namespace t8settings

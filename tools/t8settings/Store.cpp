@@ -1,0 +1,136 @@
+#include "Store.h"
+
+#include <Qel/Settings/SettingChangeCallback.h>
+#include <Qel/Settings/T8SettingsManager.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+
+#include "Exit.h"
+#include "LibraryLog.h"
+#include "Nearest.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::SettingsManager;
+
+void demandReadableDirectory(const std::string& path) {
+    DIR* const directory = ::opendir(path.c_str());
+    if (directory == nullptr) {
+        throw Failure(ExitCode::kFailed,
+                      "base directory " + inQuotes(path) + ": " + std::strerror(errno));
+    }
+    ::closedir(directory);
+}
+
+SettingsManager& bringUp(const Location& location) {
+    demandReadableDirectory(location.base);
+    SettingsManager::location(location.base);
+    SettingsManager& manager = *Qel::Settings::T8SettingsManager();
+    if (!location.marker.empty()) {
+        SettingsManager::setResetToDefaultsMarker(location.marker);
+        // The background saver, if a file asked for it, may have met the machine's own marker while
+        // the files were loading; that one says nothing about this base directory.
+        manager.setSettingsOperationMode(Qel::Settings::SOM_Normal);
+    }
+    return manager;
+}
+
+/// The library tells the marker's path only to who sets it.
+std::string currentMarker() {
+    std::string marker = SettingsManager::setResetToDefaultsMarker("");
+    SettingsManager::setResetToDefaultsMarker(marker);
+    return marker;
+}
+
+std::vector<std::string> errorsOf(const std::string& fileName, const std::string& errInfo,
+                                  const std::vector<LibraryLog::Message>& messages) {
+    std::vector<std::string> errors = splitLines(errInfo);
+    for (const LibraryLog::Message& message : messages) {
+        if (message.level >= LibraryLog::kError &&
+            message.text.find("/" + fileName + "'") != std::string::npos) {
+            errors.push_back(message.text);
+        }
+    }
+    return errors;
+}
+
+/// The set-up tells of the files that it leaves out in its log and nowhere else.
+std::vector<Store::FailedFile> filesLeftOut(const std::vector<LibraryLog::Message>& messages) {
+    const std::string announcement = "FAILED to register storage for ";
+    const std::string withReason = ", errInfo: ";
+    const std::string withoutReason = ", no errInfo";
+    std::vector<Store::FailedFile> files;
+    for (const LibraryLog::Message& message : messages) {
+        if (message.text.compare(0, announcement.size(), announcement) != 0) {
+            continue;
+        }
+        const std::string rest = message.text.substr(announcement.size());
+        const std::size_t reason = rest.find(withReason);
+        const bool hasReason = reason != std::string::npos;
+        const std::string name = rest.substr(0, hasReason ? reason : rest.rfind(withoutReason));
+        const std::string errInfo = hasReason ? rest.substr(reason + withReason.size()) : "";
+        files.push_back({name, errorsOf(name, errInfo, messages)});
+    }
+    return files;
+}
+
+}  // namespace
+
+Store::Store(const Location& location)
+    : manager_(bringUp(location)),
+      marker_(currentMarker()),
+      factory_(static_cast<const SettingsManager&>(manager_).factory()),
+      failedFiles_(filesLeftOut(LibraryLog::instance().take())) {
+    if (storages().empty() && failedFiles_.empty()) {
+        complain("no settings files below " + inQuotes(SettingsManager::location()) +
+                 "; they lie in its directories settings, calibration_data, qel-default-settings "
+                 "and qel-default-calibration_data");
+    }
+}
+
+SettingPtr Store::find(const std::string& name) const {
+    SettingPtr setting = manager_.setting(name);
+    if (setting) {
+        return setting;
+    }
+    std::vector<std::string> names;
+    for (const SettingPtr& known : settings()) {
+        names.push_back(known->name());
+    }
+    std::string text = "no such setting: " + inQuotes(name);
+    const std::vector<std::string> meant = nearestNames(name, names);
+    for (const std::string& candidate : meant) {
+        text += (&candidate == &meant.front() ? "\ndid you mean " : " or ") + candidate;
+    }
+    throw Failure(ExitCode::kUnknownSetting, meant.empty() ? text : text + "?");
+}
+
+std::vector<SettingPtr> Store::settings() const {
+    std::vector<SettingPtr> all;
+    manager_.forEachSetting([&](const SettingPtr& setting) { all.push_back(setting); });
+    return all;
+}
+
+std::vector<StoragePtr> Store::storages() const {
+    std::vector<StoragePtr> all;
+    manager_.forEachStorage([&](const StoragePtr& storage) { all.push_back(storage); });
+    return all;
+}
+
+void Store::demandNormalMode() const {
+    if (manager_.getSettingsOperationMode() != Qel::Settings::SOM_Normal) {
+        throw Failure(ExitCode::kRefused, "a reset to defaults is in progress, " + marker_ +
+                                              " exists: nothing is saved until the restart");
+    }
+}
+
+Qel::Settings::SettingStorageFileBase& storageOf(const SettingPtr& setting) {
+    return dynamic_cast<Qel::Settings::SettingStorageFileBase&>(*setting->callback());
+}
+
+}  // namespace t8settings

@@ -1,0 +1,89 @@
+#include "Terminal.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+#include <unistd.h>
+
+namespace t8settings {
+
+namespace {
+
+constexpr std::string_view kPrefix = "t8settings: ";
+
+bool isControl(char c) {
+    return (c >= 0 && c < ' ') || c == '\x7f';
+}
+
+void appendVisible(std::string& out, char c) {
+    if (!isControl(c)) {
+        out += c;
+    } else if (c == '\n') {
+        out += "\\n";
+    } else if (c == '\t') {
+        out += "\\t";
+    } else {
+        std::array<char, 8> escape{};
+        std::snprintf(escape.data(), escape.size(), "\\x%02X", static_cast<unsigned int>(c));
+        out += escape.data();
+    }
+}
+
+}  // namespace
+
+std::string visible(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        appendVisible(out, c);
+    }
+    return out;
+}
+
+std::string inQuotes(std::string_view text) {
+    return '"' + visible(text) + '"';
+}
+
+std::vector<std::string> splitLines(std::string_view text) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        lines.emplace_back(line);
+        text.remove_prefix(std::min(text.size(), line.size() + 1));
+    }
+    return lines;
+}
+
+void complain(std::string_view text) {
+    std::string lines;
+    for (const std::string& line : splitLines(text)) {
+        lines.append(kPrefix).append(visible(line)) += '\n';
+    }
+    writeAll(STDERR_FILENO, lines);
+}
+
+bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool canAsk() {
+    return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
+}
+
+bool confirm(const std::string& question) {
+    writeAll(STDERR_FILENO, visible(question) + " [y/N] ");
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "yes";
+}
+
+}  // namespace t8settings

@@ -1,0 +1,34 @@
+#ifndef T8SETTINGS_TERMINAL_H
+#define T8SETTINGS_TERMINAL_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace t8settings {
+
+/// `text` fit for one line on a terminal: control bytes as "\n", "\t" or "\x1B", all others as they
+/// are. For the eye only, since a backslash in `text` stays single.
+std::string visible(std::string_view text);
+
+/// `visible` in double quotes.
+std::string inQuotes(std::string_view text);
+
+/// The lines of `text`, without their line feeds.
+std::vector<std::string> splitLines(std::string_view text);
+
+/// Writes each line of `text` to standard error, with the program's name in front.
+void complain(std::string_view text);
+
+/// Writes all of `text` to the descriptor; false, with `errno` set, when that fails.
+bool writeAll(int descriptor, std::string_view text);
+
+/// Asks a question that is answered by a line on standard input; true for "y" and "yes".
+bool confirm(const std::string& question);
+
+/// Whether somebody is there to be asked.
+bool canAsk();
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,43 @@
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <unistd.h>
+
+#include "CommandLine.h"
+#include "LibraryLog.h"
+#include "Terminal.h"
+
+namespace {
+
+using t8settings::ExitCode;
+using t8settings::Result;
+
+Result resultOf(int argc, const char* const* argv) {
+    try {
+        return t8settings::runCommandLine(argc, argv);
+    } catch (const t8settings::Failure& failure) {
+        t8settings::complain(failure.what());
+        return {"", failure.code()};
+    } catch (const std::exception& error) {
+        t8settings::complain(error.what());
+        return {"", ExitCode::kFailed};
+    }
+}
+
+}  // namespace
+
+int main(int argc, const char* const* argv) {
+    t8settings::LibraryLog::instance().install();
+    Result result = resultOf(argc, argv);
+    if (!t8settings::writeAll(STDOUT_FILENO, result.output)) {
+        t8settings::complain(std::string("cannot write to standard output: ") +
+                             std::strerror(errno));
+        result.code = ExitCode::kFailed;
+    }
+    if (!result.changed) {
+        std::_Exit(static_cast<int>(result.code));
+    }
+    return static_cast<int>(result.code);
+}
