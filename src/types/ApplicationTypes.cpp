@@ -1,13 +1,8 @@
 #include "types/ApplicationTypes.h"
 
-#include <map>
-#include <set>
+#include <iterator>
 #include <string>
-#include <vector>
 
-#include "Qel/Settings/SettingFactory.h"
-#include "Qel/Settings/StrConv.h"
-#include "Qel/Settings/T8SettingsManager.h"
 #include "Qel/Types/Dvr.h"
 #include "Qel/Types/MediaBrowser.h"
 #include "Qel/Types/NetworkSources.h"
@@ -20,45 +15,11 @@
 
 namespace Qel {
 namespace Settings {
-
 namespace {
 
-struct ApplicationType {
-    const std::type_info& type;
-    const char* name;
-    LoadFn load;
-    SaveFn save;
-    TypeDescription (*describe)();
-};
-
-/// The records of a collection are described with it: some of them have no setting of their own.
-template <TypeDescription::Kind kKind, class Element>
-TypeDescription describeCollection() {
-    TypeDescription description;
-    if constexpr (!StrConv::detail::kIsBuiltIn<Element>) {
-        description.fields = describeType<Element>().fields;
-    }
-    description.kind = kKind;
-    return description;
-}
-
-/// An enumeration or a record.
-template <class T>
-constexpr ApplicationType value(const char* name) {
-    return {typeid(T), name, &load_x<T>, &save_x<T>, &describeType<T>};
-}
-
-template <class T>
-constexpr ApplicationType array(const char* name) {
-    return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>,
-            &describeCollection<TypeDescription::Kind::kArray, T>};
-}
-
-template <class K, class V>
-constexpr ApplicationType map(const char* name) {
-    return {typeid(std::map<K, V>), name, &load_map_x<K, V>, &save_map_x<K, V>,
-            &describeCollection<TypeDescription::Kind::kMap, V>};
-}
+using registration::array;
+using registration::map;
+using registration::value;
 
 // The order is the product's; a name that stands here twice is registered twice.
 constexpr ApplicationType kApplicationTypes[] = {
@@ -119,55 +80,12 @@ constexpr ApplicationType kApplicationTypes[] = {
     array<qel::ui::QelNet::IntegratedDevice>("IntegratedDevice[]"),
 };
 
-/// Elements and keys are called what the collection's name calls them: "T[]", "map<K:V>".
-void describeParts(TypeDescription& description) {
-    const std::string& name = description.name;
-    if (description.kind == TypeDescription::Kind::kArray) {
-        description.elementType = name.substr(0, name.size() - 2);
-    } else if (description.kind == TypeDescription::Kind::kMap) {
-        const std::size_t key = name.find('<') + 1;
-        const std::size_t colon = name.rfind(':');
-        description.keyType = name.substr(key, colon - key);
-        description.elementType = name.substr(colon + 1, name.size() - colon - 2);
-    }
-}
-
-TypeDescription describeBuiltInType(const std::string& name) {
-    const bool isArray = name.size() > 2 && name.compare(name.size() - 2, 2, "[]") == 0;
-    TypeDescription description;
-    description.kind = isArray ? TypeDescription::Kind::kArray : TypeDescription::Kind::kScalar;
-    SettingFactory factory;
-    description.emptyText = factory.valueAsString(factory.create(name, name, ""));
-    return description;
-}
-
-void addDescription(std::vector<TypeDescription>& descriptions, TypeDescription description,
-                    const std::string& name) {
-    description.name = name;
-    describeParts(description);
-    descriptions.push_back(std::move(description));
-}
-
 }  // namespace
 
-void registerApplicationTypes(SettingFactory& factory) {
-    for (const ApplicationType& row : kApplicationTypes) {
-        factory.registerType(row.type, row.name, row.load, row.save);
-    }
-}
-
-std::vector<TypeDescription> describeTypes() {
-    std::vector<TypeDescription> descriptions;
-    std::set<std::string> described;
-    for (const std::string& name : SettingFactory().typeNames()) {
-        addDescription(descriptions, describeBuiltInType(name), name);
-    }
-    for (const ApplicationType& row : kApplicationTypes) {
-        if (described.insert(row.name).second) {
-            addDescription(descriptions, row.describe(), row.name);
-        }
-    }
-    return descriptions;
+const std::vector<ApplicationType>& applicationTypes() {
+    static const std::vector<ApplicationType> types(std::begin(kApplicationTypes),
+                                                    std::end(kApplicationTypes));
+    return types;
 }
 
 }  // namespace Settings

@@ -65,13 +65,13 @@ T8_ENUMERATION(Qel::PQ::RoomAdaptionsSetting, "RoomAdaptionsSetting", PQ_ROOM_AD
                T8_ENUMERATOR(PQ_ROOM_ADAPTION_INVALID), T8_ENUMERATOR(PQ_ROOM_ADAPTION_DISABLED),
                T8_ENUMERATOR(PQ_ROOM_ADAPTION_ENABLED), T8_ENUMERATOR(PQ_ROOM_ADAPTION_BASIC))
 
-T8_RECORD(Qel::PQ::DisplaySetup, T8_FIELD(level1), T8_FIELD(level2), T8_FIELD(level3),
-          T8_FIELD(level4), T8_FIELD(cinemaScope))
+T8_RECORD(Qel::PQ::DisplaySetup, T8_FIELD(number1), T8_FIELD(number2), T8_FIELD(number3),
+          T8_FIELD(number4), T8_FIELD(cinemaScope))
 
 T8_RECORD(Qel::PQ::AdvancedSetup, T8_FIELD(judderCancellation), T8_FIELD(roomAdaption),
           T8_FIELD(powerSaving))
 
-T8_RECORD(Qel::PQ::SourceSetup, T8_FIELD(profile), T8_FIELD(formatHandling), T8_FIELD(level1),
-          T8_FIELD(level2), T8_FIELD(level3), T8_FIELD(level4), T8_FIELD(level5), T8_FIELD(level6),
-          T8_FIELD(level7), T8_FIELD(level8), T8_FIELD(level9), T8_FIELD(level10),
-          T8_FIELD(colorTransientImprovement))
+T8_RECORD(Qel::PQ::SourceSetup, T8_FIELD(profile), T8_FIELD(formatHandling), T8_FIELD(number1),
+          T8_FIELD(number2), T8_FIELD(number3), T8_FIELD(number4), T8_FIELD(number5),
+          T8_FIELD(number6), T8_FIELD(number7), T8_FIELD(number8), T8_FIELD(number9),
+          T8_FIELD(number10), T8_FIELD(colorTransientImprovement))

@@ -11,8 +11,8 @@ namespace Settings {
 namespace record {
 
 std::string builtInTypeName(const std::type_info& type) {
-    static const auto* const builtInTypes = new SettingFactory;
-    return builtInTypes->typeName(type);
+    static const SettingFactory builtInTypes;
+    return builtInTypes.typeName(type);
 }
 
 void readFlags(const std::string& text, Flags& flags) {
@@ -29,6 +29,10 @@ void appendList(std::string& out, const List& list) {
 }
 
 List readList(std::string_view text) {
+    // The text of an empty list whose last comma somebody has taken for a needless one.
+    if (text == "0") {
+        return {};
+    }
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
     // A text without the length is taken as it is, and so is one that is shorter than announced.
     if (digits > 0 && digits < text.size() && text[digits] == ',') {

@@ -21,13 +21,6 @@ enum Role : int {
 };
 
 }  // namespace ProductRole
-}  // namespace QelNet
-}  // namespace ui
-}  // namespace qel
-
-namespace qel {
-namespace ui {
-namespace QelNet {
 
 /// No setting is of this type; it is a field of QelNetSourceVer3.
 enum SourceCategory : int {
@@ -74,7 +67,7 @@ namespace qel {
 namespace ui {
 namespace QelNet {
 
-/// A device that the television has taken into its system.
+/// An integrated device: two texts and its role.
 struct IntegratedDevice {
     std::string text1;
     std::string text2;

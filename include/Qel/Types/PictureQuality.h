@@ -89,12 +89,12 @@ enum RoomAdaptionsSetting : int {
     PQ_ROOM_ADAPTION_BASIC = 3,
 };
 
-/// The display's four levels (0 to 255; 255 for not set) and its CinemaScope choice.
+/// Four numbers of the display, 255 each unless something else is said, and its CinemaScope choice.
 struct DisplaySetup {
-    std::uint8_t level1 = 255;
-    std::uint8_t level2 = 255;
-    std::uint8_t level3 = 255;
-    std::uint8_t level4 = 255;
+    std::uint8_t number1 = 255;
+    std::uint8_t number2 = 255;
+    std::uint8_t number3 = 255;
+    std::uint8_t number4 = 255;
     CinemaScopeSetting cinemaScope = PQ_CINEMASCOPE_INVALID;
 };
 
@@ -111,16 +111,16 @@ struct SourceSetup {
     std::uint32_t unsaved2 = 0;  ///< not part of the text form
     PictureModeProfile profile = PQ_PROFILE_INVALID;
     FormatHandlingPolicy formatHandling = PQ_FORMAT_HANDLING_POLICY_INVALID;
-    std::uint8_t level1 = 0;
-    std::uint8_t level2 = 0;
-    std::uint8_t level3 = 0;
-    std::uint8_t level4 = 0;
-    std::uint8_t level5 = 0;
-    std::uint8_t level6 = 0;
-    std::uint8_t level7 = 0;
-    std::uint8_t level8 = 0;
-    std::uint8_t level9 = 0;
-    std::uint8_t level10 = 0;
+    std::uint8_t number1 = 0;
+    std::uint8_t number2 = 0;
+    std::uint8_t number3 = 0;
+    std::uint8_t number4 = 0;
+    std::uint8_t number5 = 0;
+    std::uint8_t number6 = 0;
+    std::uint8_t number7 = 0;
+    std::uint8_t number8 = 0;
+    std::uint8_t number9 = 0;
+    std::uint8_t number10 = 0;
     ColorTransientImprovementSetting colorTransientImprovement = PQ_CTI_INVALID;
 };
 

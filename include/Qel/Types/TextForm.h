@@ -10,7 +10,8 @@
 namespace Qel {
 namespace Settings {
 
-/// What a type with a text form is made of.
+/// What a type with a text form is made of. A record has no name here: it is called what it is
+/// registered under, if at all.
 template <class T>
 TypeDescription describeType();
 

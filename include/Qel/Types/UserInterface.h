@@ -41,7 +41,7 @@ namespace qel {
 namespace ui {
 namespace quickonperiods {
 
-/// When the television stands by for a quick start: two numbers and seven flags.
+/// The quick-on periods: two numbers and seven flags.
 struct QuickOnPeriodsData {
     int number1 = 0;
     int number2 = 0;
