@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_TYPES_RECORDTEXT_H
 
 #include <bitset>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -21,11 +22,6 @@ struct Field {
     Value Record::*member;
 };
 
-template <class Record, class Value>
-constexpr Field<Record, Value> field(const char* name, Value Record::*member) {
-    return {name, member};
-}
-
 /// The fields of a record in the order of its text, as `static constexpr` tuple `list`; specialised
 /// by T8_RECORD beside the type.
 template <class Record>
@@ -35,6 +31,38 @@ namespace record {
 
 using Flags = std::bitset<7>;
 using List = std::vector<std::string>;
+
+/// A `char` would be written as it is, even a comma, and so would the commas of a record.
+template <class Value>
+inline constexpr bool kIsFieldType = (StrConv::detail::kIsBuiltIn<Value> &&
+                                      !std::is_same<Value, char>::value) ||
+                                     std::is_enum<Value>::value || std::is_same<Value, Flags>::value
+                                     || std::is_same<Value, List>::value;
+
+/// A list is read to the end of the text.
+template <class... Value>
+constexpr bool isListOnlyLast() {
+    constexpr bool kIsList[] = {std::is_same<Value, List>::value...};
+    for (std::size_t i = 0; i + 1 < sizeof...(Value); ++i) {
+        if (kIsList[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class Record, class Value>
+constexpr Field<Record, Value> field(const char* name, Value Record::*member) {
+    static_assert(kIsFieldType<Value>, "a type that a record's text cannot hold");
+    return {name, member};
+}
+
+template <class Record, class... Value>
+constexpr std::tuple<Field<Record, Value>...> fieldList(Field<Record, Value>... fields) {
+    static_assert(sizeof...(Value) > 1, "the empty text is not to be the text of a value");
+    static_assert(isListOnlyLast<Value...>(), "a list is the last field");
+    return {fields...};
+}
 
 std::string builtInTypeName(const std::type_info& type);
 
@@ -141,7 +169,7 @@ TypeDescription describeRecord() {
 }  // namespace Qel
 
 /// One field of T8_RECORD.
-#define T8_FIELD(name) field(#name, &R::name)
+#define T8_FIELD(name) record::field(#name, &R::name)
 
 /// The text form of a record that its header has declared with QEL_TEXT_FORM: its fields in the
 /// order of its text.
@@ -151,7 +179,7 @@ TypeDescription describeRecord() {
     template <>                                                            \
     struct RecordFields<Type> {                                            \
         using R = Type;                                                    \
-        static constexpr auto list = std::make_tuple(__VA_ARGS__);         \
+        static constexpr auto list = record::fieldList(__VA_ARGS__);       \
     };                                                                     \
     template <>                                                            \
     std::string StrConv::toString<Type>(const Type& value) {               \

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <gtest/gtest.h>
 #include <initializer_list>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -333,6 +334,18 @@ TEST(TypesEnumeration, SavingASettingOfAnotherTypeThrows) {
         EXPECT_THROW(types[i].save(number), boost::bad_any_cast) << types[i].name;
         const auto nothing = boost::make_shared<SettingHolder>("a", boost::any());
         EXPECT_THROW(types[i].save(nothing), boost::bad_any_cast) << types[i].name;
+    }
+}
+
+TEST(TypesEnumeration, EveryRegisteredOneIsTestedHere) {
+    std::set<std::string> tested;
+    for (const EnumerationType& type : testsupport::enumerationTypes()) {
+        tested.insert(type.name);
+    }
+    for (const ApplicationType& type : applicationTypes()) {
+        if (describe(type).kind == TypeDescription::Kind::kEnumeration) {
+            EXPECT_EQ(tested.count(type.name), 1U) << type.name;
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "Files.h"
@@ -13,6 +14,7 @@
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "Qel/Settings/SettingsManager.h"
+#include "RandomTypes.h"
 #include "RecordFields.h"
 #include "TempDir.h"
 #include "types/ApplicationTypes.h"
@@ -20,7 +22,11 @@
 namespace {
 
 using namespace Qel::Settings;
+using qel::mediabrowser::RecentListDmrItemMetadata;
 using qel::mediabrowser::RecentVideoItem;
+using qel::ui::common::source_properties_t;
+using qel::ui::common::SourcePK;
+using qel::ui::QelNet::IntegratedDevice;
 using testsupport::readFile;
 using testsupport::writeFile;
 
@@ -64,8 +70,29 @@ protected:
         return back;
     }
 
+    /// That random values come back but for the losses of their texts.
+    template <class T>
+    void expectKept() {
+        std::vector<T> values;
+        for (int i = 0; i < 200; ++i) {
+            values.push_back(random_.value<T>());
+        }
+        const std::vector<T> back = afterARestart(values);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            testsupport::loseWhatTheTextLoses(values[i]);
+            ASSERT_TRUE(testsupport::same(back[i], values[i])) << typeid(T).name() << " " << i;
+        }
+    }
+
+    template <class... T>
+    void expectAllKept() {
+        (expectKept<T>(), ...);
+        EXPECT_TRUE(log_.entries().empty()) << log_.dump();
+    }
+
     static std::string nameOf(std::size_t i) { return "all-types/x" + std::to_string(i); }
 
+    testsupport::RandomTypes random_{false};
     testsupport::LogCapture log_{3};
     testsupport::TempDir directory_;
     const std::string file_ = directory_.file("all-types.ini");
@@ -113,6 +140,26 @@ TEST_F(TypesFile, StringsOfRecordsComeBackWhateverTheyHold) {
     EXPECT_TRUE(log_.entries().empty()) << log_.dump();
 }
 
+TEST_F(TypesFile, RecordsComeBackEqual) {
+    expectAllKept<qel::ui::quickonperiods::QuickOnPeriodsData, qel::ui::sound::ZuvSpeakerInfo,
+                  Qel::PQ::DisplaySetup, Qel::PQ::AdvancedSetup, qel::ui::tuning::TunerStatus,
+                  qel::ui::dvbproviders::DvbSatelliteProviderItem,
+                  qel::mediabrowser::RecentListItem, RecentVideoItem, RecentListDmrItemMetadata,
+                  source_properties_t, QelNetSource, NetRadioService::UserListItem,
+                  IntegratedDevice>();
+}
+
+TEST_F(TypesFile, ListsAndMapsComeBackEqual) {
+    expectAllKept<std::vector<qel::mediabrowser::RecentListItem>, std::vector<RecentVideoItem>,
+                  std::vector<source_properties_t>, std::vector<QelNetSource>,
+                  std::vector<NetRadioService::UserListItem>, std::vector<IntegratedDevice>,
+                  std::map<int, qel::ui::dvbproviders::DvbSatelliteProviderItem>,
+                  std::map<std::string, RecentListDmrItemMetadata>,
+                  std::map<SourcePK, QelNetSourceVer2>, std::map<SourcePK, QelNetSourceVer3>,
+                  std::map<int, int>, std::map<int, std::string>,
+                  std::map<std::string, std::string>>();
+}
+
 TEST_F(TypesFile, BlanksAtTheEndsOfARecordsTextAreLost) {
     EXPECT_EQ(afterARestart<RecentVideoItem>({{" first ", 1}}).at(0).text, "first ");
     EXPECT_EQ(afterARestart<qel::ui::sound::ZuvSpeakerInfo>({{1, " last "}}).at(0).text, " last");
@@ -121,7 +168,7 @@ TEST_F(TypesFile, BlanksAtTheEndsOfARecordsTextAreLost) {
 }
 
 TEST_F(TypesFile, BlanksAtTheEndOfAMapCostItsLastEntry) {
-    using Sources = std::map<qel::ui::common::SourcePK, QelNetSourceVer2>;
+    using Sources = std::map<SourcePK, QelNetSourceVer2>;
     Sources sources;
     sources[1].list = {"a", "b"};
     sources[2].list = {"a", "b "};
