@@ -69,7 +69,9 @@ private:
             }
         } else {
             std::apply(
-                [this](auto&... field) { ((field = value<std::decay_t<decltype(field)>>()), ...); },
+                [this](auto&... field) {
+                    ((field = this->template value<std::decay_t<decltype(field)>>()), ...);
+                },
                 fieldsOf(made));
         }
         return made;
