@@ -20,16 +20,16 @@ TypeDescription describeType();
 
 /// Declares that values of `Type` have a text form, which the library defines. Stands behind the
 /// type in its header, outside of any namespace.
-#define QEL_TEXT_FORM(Type)                                                        \
-    namespace Qel {                                                                \
-    namespace Settings {                                                           \
-    template <>                                                                    \
-    QEL_SETTINGS_EXPORT std::string StrConv::toString<Type>(const Type& value);    \
-    template <>                                                                    \
-    QEL_SETTINGS_EXPORT bool StrConv::fromString<Type>(const std::string&, Type&); \
-    template <>                                                                    \
-    QEL_SETTINGS_EXPORT TypeDescription describeType<Type>();                      \
-    }                                                                              \
+#define QEL_TEXT_FORM(Type)                                                                   \
+    namespace Qel {                                                                           \
+    namespace Settings {                                                                      \
+    template <>                                                                               \
+    QEL_SETTINGS_EXPORT std::string StrConv::toString<Type>(const Type& value);               \
+    template <>                                                                               \
+    QEL_SETTINGS_EXPORT bool StrConv::fromString<Type>(const std::string& text, Type& value); \
+    template <>                                                                               \
+    QEL_SETTINGS_EXPORT TypeDescription describeType<Type>();                                 \
+    }                                                                                         \
     }
 
 #endif
