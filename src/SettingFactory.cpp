@@ -97,10 +97,13 @@ boost::shared_ptr<SettingHolder> SettingFactory::create(std::string type, std::s
     return found->second.first(std::move(name), value);
 }
 
-std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder) const {
-    if (!holder) return {};
-    const auto found = m_typeInfo2typeId.find(TypeInfo{&holder->type()});
+std::string SettingFactory::typeName(const std::type_info& type) const {
+    const auto found = m_typeInfo2typeId.find(TypeInfo{&type});
     return found == m_typeInfo2typeId.end() ? std::string() : found->second;
+}
+
+std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder) const {
+    return holder ? typeName(holder->type()) : std::string();
 }
 
 std::string SettingFactory::valueAsString(boost::shared_ptr<SettingHolder> holder) const {

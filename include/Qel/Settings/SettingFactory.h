@@ -47,6 +47,9 @@ public:
     /// loaded, or when its load function refuses the text.
     boost::shared_ptr<SettingHolder> create(std::string type, std::string name, std::string value);
 
+    /// The name that values of this run-time type are written under; empty for an unknown type.
+    std::string typeName(const std::type_info& type) const;
+
     /// The name that the setting's type is written under; empty for a null holder and for a value
     /// that is empty or of an unknown type.
     std::string typeAsString(boost::shared_ptr<SettingHolder> holder) const;

@@ -245,14 +245,11 @@ std::map<K, V> mapFromString(const std::string& text) {
 // holds a value of another type.
 
 /// A setting of one value. Empty when an application's `fromString` does not read `text`
-/// completely, except for the empty text, which stands for the type's default value.
+/// completely, except for the empty text: it stands for the value that `fromString` leaves then.
 template <class T>
 boost::shared_ptr<SettingHolder> load_x(std::string name, const std::string& text) {
     T value{};
-    if (!StrConv::detail::read(text, value)) {
-        if (!text.empty()) return {};
-        value = T{};
-    }
+    if (!StrConv::detail::read(text, value) && !text.empty()) return {};
     return StrConv::detail::makeHolder(std::move(name), std::move(value));
 }
 

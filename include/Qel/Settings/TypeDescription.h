@@ -1,0 +1,46 @@
+#ifndef QEL_SETTINGS_TYPEDESCRIPTION_H
+#define QEL_SETTINGS_TYPEDESCRIPTION_H
+
+#include <string>
+#include <vector>
+
+namespace Qel {
+namespace Settings {
+
+/// What a registered type is made of, for tools and people.
+struct TypeDescription {
+    enum class Kind { kScalar, kEnumeration, kRecord, kArray, kMap };
+
+    struct Enumerator {
+        std::string text;
+        int value;
+    };
+
+    struct Field {
+        std::string name;
+        /// As in settings files; for a type that no setting has, its own name.
+        std::string type;
+        /// The text of the field in a record made from an empty text.
+        std::string defaultText;
+    };
+
+    /// The type's name in settings files.
+    std::string name;
+    Kind kind = Kind::kScalar;
+    /// Of an enumeration, in the order of its table; otherwise empty.
+    std::vector<Enumerator> enumerators;
+    /// Of a record, or of the records in an array or map, in the order of their text; otherwise
+    /// empty.
+    std::vector<Field> fields;
+    /// Text of the value that an empty text stands for.
+    std::string emptyText;
+    /// Of a map, the type of its keys; otherwise empty.
+    std::string keyType;
+    /// Of a map, the type of its values, of an array of its elements; otherwise empty.
+    std::string elementType;
+};
+
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

@@ -1,0 +1,48 @@
+#include "types/RecordText.h"
+
+#include <algorithm>
+#include <locale>
+#include <sstream>
+
+#include "Qel/Settings/SettingFactory.h"
+
+namespace Qel {
+namespace Settings {
+namespace record {
+
+std::string builtInTypeName(const std::type_info& type) {
+    static const SettingFactory builtInTypes;
+    return builtInTypes.typeName(type);
+}
+
+void readFlags(const std::string& text, Flags& flags) {
+    std::istringstream in(text);
+    in.imbue(std::locale::classic());
+    in >> flags;
+}
+
+void appendList(std::string& out, const List& list) {
+    const std::string text = StrConv::arrayToString(list);
+    StrConv::detail::appendUnsigned(out, text.size());
+    out += ',';
+    out += text;
+}
+
+List readList(std::string_view text) {
+    // The text of an empty list whose last comma somebody has taken for a needless one.
+    if (text == "0") {
+        return {};
+    }
+    const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    // A text without the length is taken as it is, and so is one that is shorter than announced.
+    if (digits > 0 && digits < text.size() && text[digits] == ',') {
+        const unsigned int length =
+            StrConv::detail::readUint32(std::string(text.substr(0, digits)));
+        text = text.substr(digits + 1, length);
+    }
+    return StrConv::arrayFromString<std::string>(std::string(text));
+}
+
+}  // namespace record
+}  // namespace Settings
+}  // namespace Qel
