@@ -11,7 +11,6 @@ namespace t8settings {
 
 namespace {
 
-using Qel::Settings::SettingStorageFileBase;
 using Qel::Settings::SettingStorageInifile;
 
 constexpr const char* kHelp =
