@@ -23,13 +23,12 @@ SettingsOperationMode OperationMode::query() {
     if (mode_.load() != SOM_Normal) {
         return mode_.load();
     }
-    const std::string marker = markerPath();
-    if (marker.empty()) {
-        return mode_.load();
-    }
+    // The path too is read within: whoever gives the process another one and then sets the mode is
+    // not overtaken by a look at the old one.
     const std::lock_guard<std::recursive_mutex> lock(transition_);
+    const std::string marker = markerPath();
     struct stat status;
-    if (mode_.load() == SOM_Normal && ::stat(marker.c_str(), &status) == 0) {
+    if (mode_.load() == SOM_Normal && !marker.empty() && ::stat(marker.c_str(), &status) == 0) {
         mode_.store(SOM_ResettingToDefault);
         QEL_LOG(kInformation,
                 "SettingsManager::getSettingsOperationMode(): SOM_ResettingToDefault - other "

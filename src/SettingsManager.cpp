@@ -62,6 +62,8 @@ SettingsManager::~SettingsManager() {
         }
     } catch (const std::exception& e) {
         QEL_LOG(kError, "SettingsManager: stopping the background saver failed: %s", e.what());
+    } catch (...) {
+        QEL_LOG(kError, "SettingsManager: stopping the background saver failed");
     }
     mode_->retire();
 }

@@ -183,6 +183,12 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
     QEL_LOG(kInformation, "SettingStorageInifile::loadInifileData( '%s' ): trying '%s'",
             file.c_str(), candidate.c_str());
     if (!files::readWholeFile(candidate, data)) {
+        // A copy need not be there; the file itself is worth a word.
+        if (errno != ENOENT && candidate == file) {
+            const std::string reason = std::generic_category().message(errno);
+            QEL_LOG(kError, "SettingStorageInifile: '%s' cannot be read: %s", candidate.c_str(),
+                    reason.c_str());
+        }
         return false;
     }
     if (candidate == *filename()) {

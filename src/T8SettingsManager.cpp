@@ -5,6 +5,7 @@
 #include <glob.h>
 #include <map>
 #include <string>
+#include <system_error>
 
 #include "Log.h"
 #include "Qel/Settings/SettingFactory.h"
@@ -58,11 +59,20 @@ std::string globEscaped(const std::string& directory) {
     return pattern;
 }
 
+/// A directory that is not there has no files; one that cannot be read may have some.
+int sayUnreadable(const char* path, int error) {
+    if (error != ENOENT && error != ENOTDIR) {
+        QEL_LOG(kError, "Directory '%s' cannot be read, its settings are left out: %s", path,
+                std::generic_category().message(error).c_str());
+    }
+    return 0;
+}
+
 /// Calls `found` with name and path of every settings file in the directory.
 template <class Found>
 void listDirectory(const std::string& directory, Found found) {
     glob_t paths = {};
-    if (::glob((globEscaped(directory) + "/*").c_str(), 0, nullptr, &paths) == 0) {
+    if (::glob((globEscaped(directory) + "/*").c_str(), 0, sayUnreadable, &paths) == 0) {
         for (std::size_t i = 0; i < paths.gl_pathc; ++i) {
             const std::string path = paths.gl_pathv[i];
             const std::string name = path.substr(path.rfind('/') + 1);

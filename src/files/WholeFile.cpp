@@ -30,6 +30,7 @@ bool readToEnd(const Descriptor& file, std::size_t expectedSize, std::string& da
     for (;;) {
         if (size == data.size()) {
             if (size > kLargestFile) {
+                errno = EFBIG;
                 return false;
             }
             data.resize(2 * data.size());
@@ -46,14 +47,25 @@ bool readToEnd(const Descriptor& file, std::size_t expectedSize, std::string& da
     }
 }
 
+/// 0, or the errno that says why the file is no settings file.
+int obstacleTo(const Descriptor& file, struct stat& status) {
+    if (!file.isOpen() || ::fstat(file.number(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    }
+    return status.st_size > static_cast<off_t>(kLargestFile) ? EFBIG : 0;
+}
+
 }  // namespace
 
 bool readWholeFile(const std::string& path, std::string& data) {
     data.clear();
     const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status;
-    if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > static_cast<off_t>(kLargestFile)) {
+    if (const int obstacle = obstacleTo(file, status)) {
+        errno = obstacle;
         return false;
     }
     if (!readToEnd(file, static_cast<std::size_t>(status.st_size), data)) {

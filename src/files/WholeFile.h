@@ -10,7 +10,7 @@ namespace files {
 
 /// The most that a settings file may hold, in bytes. A file beyond it is no settings file, and
 /// reading it would cost a television its memory.
-constexpr std::size_t kLargestFile = 64U * 1024 * 1024;
+constexpr std::size_t kLargestFile = std::size_t{64} * 1024 * 1024;
 
 /// Reads the whole of a regular file into `data`. False, and `data` empty, when there is none at
 /// `path` or it cannot be read to its end or is too large. A pipe, device or directory is no

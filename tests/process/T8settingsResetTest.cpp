@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -143,6 +144,23 @@ TEST_F(T8settingsReset, StorageThatCannotBeWrittenIsNamed) {
                                      path("settings/settings.ini") + "' ): could not write"));
     EXPECT_EQ(1, reset.exitCode);
     EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,5\n"));
+}
+
+TEST_F(T8settingsReset, WithNothingToResetNoMarkerIsLeft) {
+    std::filesystem::remove(path("qel-default-settings/settings.ini"));
+    const auto reset = run({"reset", "--all", "--yes"});
+    EXPECT_EQ(1, reset.exitCode);
+    EXPECT_EQ("", reset.out);
+    EXPECT_THAT(reset.err, HasSubstr("nothing was reset: no storage below "));
+    EXPECT_FALSE(testsupport::exists(marker_));
+}
+
+TEST_F(T8settingsReset, FileThatCouldNotBeLoadedIsNamed) {
+    put("qel-default-settings/late.ini", "[a]\n#name = late\n");
+    const auto reset = run({"reset", "--all", "--yes"});
+    EXPECT_EQ(1, reset.exitCode);
+    EXPECT_THAT(reset.out, HasSubstr("\nlate.ini: not reset, it could not be loaded\n"));
+    expectReset(true);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -180,6 +181,32 @@ TEST_F(InifileThreads, LoadsOfOneStorageBesideItsSavesAreWhole) {
                 }
             }});
     check({"settings/a = int,0", "settings/s/b = int,0"});
+}
+
+TEST_F(InifileThreads, SectionsAndCrcMayBeAskedBesideLoads) {
+    build("#name = settings");
+    ASSERT_TRUE(reopen());
+    std::atomic<bool> loaded{false};
+    atOnce({[&] {
+                for (int i = 1; i <= kRounds; ++i) {
+                    build("#name = settings\n[s" + std::to_string(i) + "]\na = int,1");
+                    EXPECT_TRUE(storage_->loadFile(rw_));
+                }
+                loaded = true;
+            },
+            [&] {
+                for (std::size_t known = 1; !loaded;) {
+                    const std::size_t now = storage_->sections().size();
+                    EXPECT_GE(now, known);
+                    known = now;
+                }
+            },
+            [&] {
+                while (!loaded) {
+                    EXPECT_NE(storage_->crc32(), 0U);
+                }
+            }});
+    EXPECT_EQ(storage_->sections().size(), 1U + kRounds);
 }
 
 }  // namespace

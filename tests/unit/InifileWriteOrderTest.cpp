@@ -205,7 +205,7 @@ TEST_F(InifileWriteOrder, AFileBehindALinkIsWrittenThroughTheLink) {
 
 TEST_F(InifileWriteOrder, TheCopyIsAsPrivateAsTheFile) {
     const mode_t umaskBefore = ::umask(0);
-    for (const mode_t permissions : {0600, 0640, 0666, 0444}) {
+    for (const mode_t permissions : {0600U, 0640U, 0666U, 0444U}) {
         givenAFile();
         ASSERT_EQ(::chmod(rw_.c_str(), permissions), 0);
         FileCalls calls(dir_.path());

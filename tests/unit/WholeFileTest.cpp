@@ -42,7 +42,7 @@ TEST_F(WholeFile, AllBytesAreRead) {
     for (int i = 0; i < 70000; ++i) {
         bytes += static_cast<char>(i * 7 % 256);
     }
-    for (const std::size_t size : {0, 1, 2, 255, 4095, 4096, 4097, 65536, 70000}) {
+    for (const std::size_t size : {0U, 1U, 2U, 255U, 4095U, 4096U, 4097U, 65536U, 70000U}) {
         writeFile(file_, bytes.substr(0, size));
         EXPECT_EQ(read(file_), bytes.substr(0, size)) << size;
     }
@@ -98,7 +98,7 @@ TEST_F(WholeFile, AnInterruptedReadIsRepeated) {
 
 TEST_F(WholeFile, AFileThatCannotBeReadToItsEndIsNotRead) {
     writeFile(file_, "text");
-    for (const std::size_t number : {1, 2}) {
+    for (const std::size_t number : {1U, 2U}) {
         FileCalls calls(dir_.path());
         calls.failAt(number, EIO);
         EXPECT_EQ(read(file_), "false");

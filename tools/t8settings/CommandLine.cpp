@@ -1,6 +1,5 @@
 #include "CommandLine.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <optional>
 #include <vector>
@@ -98,17 +97,30 @@ std::string helpOn(const CLI::App& app) {
            "--help";
 }
 
-}  // namespace
-
-Result runCommandLine(int argc, const char* const* argv) {
-    CLI::App app(kAbout, "t8settings");
-    Globals globals;
-    addGlobals(app, globals);
+void style(CLI::App& app) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     app.footer(kFooter);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("REQUIRED", "");
+}
+
+const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& app) {
+    for (const Command& command : commands) {
+        if (command.parsed->parsed()) {
+            return command;
+        }
+    }
+    throw Failure(ExitCode::kUsage, "no command" + helpOn(app));
+}
+
+}  // namespace
+
+Result runCommandLine(int argc, const char* const* argv) {
+    CLI::App app(kAbout, "t8settings");
+    Globals globals;
+    style(app);
+    addGlobals(app, globals);
     const std::vector<Command> commands = addCommands(app);
     try {
         app.parse(argc, argv);
@@ -120,14 +132,9 @@ Result runCommandLine(int argc, const char* const* argv) {
     if (globals.version) {
         return version(globals);
     }
-    const auto chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
-        return command.parsed->parsed();
-    });
-    if (chosen == commands.end()) {
-        throw Failure(ExitCode::kUsage, "no command" + helpOn(app));
-    }
+    const Command& chosen = chosenOf(commands, app);
     const Store store(locationOf(globals));
-    return chosen->run(store, globals.json ? Format::kJson : Format::kText);
+    return chosen.run(store, globals.json ? Format::kJson : Format::kText);
 }
 
 }  // namespace t8settings

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 
 #include "Command.h"
@@ -11,7 +12,6 @@ namespace t8settings {
 
 namespace {
 
-using Qel::Settings::SettingStorageFileBase;
 using Qel::Settings::SettingStorageInifile;
 
 constexpr const char* kHelp =
@@ -53,16 +53,23 @@ const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
     return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
 }
 
-void demandConfirmation(const Store& store) {
-    if (!canAsk()) {
-        throw Failure(ExitCode::kUsage,
-                      "reset --all needs --yes where nobody can be asked; nothing was reset");
-    }
+std::ptrdiff_t resettable(const Store& store) {
     const auto storages = store.storages();
-    const auto count = std::count_if(storages.begin(), storages.end(), [](const StoragePtr& one) {
-        return &fateBefore(one) == &kReset;
-    });
-    if (!confirm("Reset " + std::to_string(count) + " storages below " +
+    return std::count_if(storages.begin(), storages.end(),
+                         [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; });
+}
+
+void demandSomethingToReset(const Store& store) {
+    if (resettable(store) == 0) {
+        // The marker alone would keep every process from saving, for nothing.
+        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " +
+                                             Qel::Settings::SettingsManager::location() +
+                                             " has a defaults file that a reset goes back to");
+    }
+}
+
+void demandConfirmation(const Store& store) {
+    if (!confirm("Reset " + std::to_string(resettable(store)) + " storages below " +
                  Qel::Settings::SettingsManager::location() + " to their defaults? " +
                  store.marker() + " then keeps every process from saving until the restart.")) {
         throw Failure(ExitCode::kFailed, "nothing was reset");
@@ -101,6 +108,15 @@ Result report(const Store& store, Format format) {
         storages.push_back(row);
         result.output += visible(storage->name()) + ": " + fate.words + "\n";
     }
+    // Its settings are not in the store, so nothing could be reset; the person must know.
+    for (const Store::FailedFile& file : store.failedFiles()) {
+        result.code = ExitCode::kFailed;
+        Json row;
+        addBytes(row, "file", file.name);
+        row["fate"] = "notLoaded";
+        storages.push_back(row);
+        result.output += visible(file.name) + ": not reset, it could not be loaded\n";
+    }
     result.output += markerStays(store);
     if (format == Format::kJson) {
         Json json = {{"storages", storages}};
@@ -112,6 +128,11 @@ Result report(const Store& store, Format format) {
 
 Result resetAll(const Store& store, Format format, bool confirmed) {
     store.demandNormalMode();
+    if (!confirmed && !canAsk()) {
+        throw Failure(ExitCode::kUsage,
+                      "reset --all needs --yes where nobody can be asked; nothing was reset");
+    }
+    demandSomethingToReset(store);
     if (!confirmed) {
         demandConfirmation(store);
     }

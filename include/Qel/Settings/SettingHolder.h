@@ -28,10 +28,13 @@ class SettingChangeCallback;
 /// Holders live in `boost::shared_ptr<SettingHolder>` only. One that outlives its storage refuses
 /// every further change, since nobody is left to save it.
 class QEL_SETTINGS_EXPORT SettingHolder {
-    template <class P>
-    using IfCString = std::enable_if_t<std::is_same<P, const char*>::value, int>;
     template <class T>
-    using UnlessCString = std::enable_if_t<!std::is_same<T, const char*>::value, int>;
+    static constexpr bool kIsCString =
+        std::is_same<T, const char*>::value || std::is_same<T, char*>::value;
+    template <class P>
+    using IfCString = std::enable_if_t<kIsCString<P>, int>;
+    template <class T>
+    using UnlessCString = std::enable_if_t<!kIsCString<T>, int>;
 
 public:
     /// A holder of no storage yet. `name` is the whole path, such as "settings/sound/bass".

@@ -38,8 +38,9 @@ public:
     /// A manager of one's own, beside the process's default one: no storages, no factory.
     SettingsManager();
 
-    /// Ends background saving, after a last flush, when there is any. Settings that clients still
-    /// hold refuse changes from here on.
+    /// Stops background saving, after a last flush; it goes on when there is another, default
+    /// manager. The manager's storages save no more from here on, and settings whose storage goes
+    /// with it refuse changes.
     virtual ~SettingsManager();
     SettingsManager(const SettingsManager&) = delete;
     SettingsManager& operator=(const SettingsManager&) = delete;
