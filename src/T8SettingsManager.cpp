@@ -150,6 +150,10 @@ SettingsManager* T8SettingsManager() {
     return SettingsManager::defaultInstance();
 }
 
+std::vector<TypeDescription> describeTypes() {
+    return describeRegisteredTypes();
+}
+
 unsigned int initDefaultSettingsManager(SettingsManager& manager) {
     const auto factory = boost::make_shared<SettingFactory>();
     registerApplicationTypes(*factory);

@@ -19,6 +19,9 @@ void registerApplicationTypes(Factory& factory) {
     }
 }
 
+/// Every type that a factory knows then, once: the built-in types by name, then these in order.
+std::vector<TypeDescription> describeRegisteredTypes();
+
 }  // namespace Settings
 }  // namespace Qel
 

@@ -2,7 +2,8 @@
 #include <string>
 #include <utility>
 
-#include "Qel/Settings/T8SettingsManager.h"
+#include "Qel/Settings/SettingFactory.h"
+#include "Qel/Settings/SettingHolder.h"
 #include "types/ApplicationTypes.h"
 
 namespace Qel {
@@ -41,7 +42,7 @@ TypeDescription describe(const ApplicationType& type) {
     return named(type.describe(), type.name);
 }
 
-std::vector<TypeDescription> describeTypes() {
+std::vector<TypeDescription> describeRegisteredTypes() {
     std::vector<TypeDescription> descriptions;
     SettingFactory builtIns;
     for (const std::string& name : builtIns.typeNames()) {

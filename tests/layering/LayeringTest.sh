@@ -26,6 +26,7 @@ SettingChangeCallback            value
 SettingHolder                    value
 SettingFactory                   value
 StrConv                          value
+TypeDescription                  value
 SettingStorageInterface          storages
 SettingStorageBase               storages
 SettingStorageFileBase           storages

@@ -1,6 +1,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <vector>
 
 #include "ProductFixture.h"
 #include "Qel/Settings/SettingHolder.h"
@@ -19,10 +20,12 @@ std::function<void()>& duringTypeRegistration() {
 }  // namespace
 
 // In place of the product's own list, to have the product's set-up fail.
-void registerApplicationTypes(SettingFactory&) {
+const std::vector<ApplicationType>& applicationTypes() {
+    static const std::vector<ApplicationType> none;
     if (duringTypeRegistration()) {
         duringTypeRegistration()();
     }
+    return none;
 }
 
 }  // namespace Settings

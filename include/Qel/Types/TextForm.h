@@ -20,6 +20,8 @@ TypeDescription describeType();
 
 /// Declares that values of `Type` have a text form, which the library defines. Stands behind the
 /// type in its header, outside of any namespace.
+// A type cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define QEL_TEXT_FORM(Type)                                                                   \
     namespace Qel {                                                                           \
     namespace Settings {                                                                      \
@@ -31,5 +33,6 @@ TypeDescription describeType();
     QEL_SETTINGS_EXPORT TypeDescription describeType<Type>();                                 \
     }                                                                                         \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif
