@@ -37,8 +37,8 @@ said() {
 }
 
 said 't8settings get settings/sound/bass' -2
-said 't8settings reset --all --yes' 'frontend: kept, it survives a reset' \
-    'media: reset to its defaults'
+said 't8settings reset --all --yes' 'dvr: reset to its defaults' \
+    'frontend: kept, it survives a reset' 'media: reset to its defaults'
 said 't8settings get settings/general/country' DK
 grep -Fqx settings.ini.bad "$work/output" || fail "the damaged file is not set aside"
 grep -q "using file 'tv/settings/tuning.ini.tmp'" "$work/output" || fail "the copy is not used"

@@ -3,10 +3,12 @@
 
 #include <boost/shared_ptr.hpp>
 #include <filesystem>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "Files.h"
 #include "LogCapture.h"
@@ -17,6 +19,7 @@
 #include "Qel/Settings/SettingsManager.h"
 #include "Qel/Settings/T8SettingsManager.h"
 #include "TempDir.h"
+#include "text/IniGrammar.h"
 
 using namespace Qel::Settings;
 using testsupport::LogCapture;
@@ -29,6 +32,37 @@ namespace fs = std::filesystem;
 using Storage = boost::shared_ptr<SettingStorageInterface>;
 using Holder = boost::shared_ptr<SettingHolder>;
 using Texts = std::map<std::string, std::string>;
+
+/// A setting as a file's line shows it.
+struct Line {
+    std::string file;
+    std::string name;
+    std::string type;
+    std::string text;
+};
+
+/// Those of one ini file. Unlike the library it takes "[]" for what a writer means by it.
+std::vector<Line> settingLines(const std::string& file, const std::string& contents) {
+    const text::WhiteSpace whiteSpace;
+    std::vector<Line> found;
+    std::string storage;
+    std::string section;
+    std::istringstream in(contents);
+    for (std::string bytes; std::getline(in, bytes);) {
+        const text::IniLine line = text::parseLine(whiteSpace.trim(bytes), whiteSpace);
+        if (line.kind == text::IniLine::Kind::Header && line.key == "name") {
+            storage = std::string(line.value) + "/";
+        } else if (line.kind == text::IniLine::Kind::Section) {
+            section = std::string(line.key) + "/";
+        } else if (line.kind == text::IniLine::Kind::SkippedSection) {
+            section.clear();
+        } else if (line.kind == text::IniLine::Kind::Setting) {
+            found.push_back({file, storage + section + std::string(line.key),
+                             std::string(line.type), std::string(line.value)});
+        }
+    }
+    return found;
+}
 
 class ExampleTv : public testing::Test {
 protected:
@@ -46,15 +80,30 @@ protected:
         return made;
     }
 
-    /// Makes every writable storage that `wanted` accepts save itself, without a change of value.
+    /// Makes every writable storage that `wanted` accepts write its file, with the values it has.
     template <class Wanted>
-    void touch(Wanted wanted) const {
+    void rewrite(Wanted wanted) const {
         manager().forEachStorage([&](const Storage& storage) {
             if (!storage->readonly() && wanted(*storage)) {
-                const Holder holder = storage->settingsSet().begin()->second;
-                EXPECT_TRUE(holder->setValue(holder->value())) << holder->name();
+                changeAndChangeBack(*storage);
             }
         });
+    }
+
+    /// Some setting, to the value of an empty text and back: what has not changed is not written.
+    void changeAndChangeBack(const SettingStorageInterface& storage) const {
+        const auto types = manager().factory();
+        for (const auto& setting : storage.settingsSet()) {
+            const Holder& holder = setting.second;
+            const Holder empty = types->create(types->typeAsString(holder), "", "");
+            if (types->valueAsString(empty) != types->valueAsString(holder)) {
+                const boost::any value = holder->value();
+                EXPECT_TRUE(holder->setValue(empty->value())) << holder->name();
+                EXPECT_TRUE(holder->setValue(value)) << holder->name();
+                return;
+            }
+        }
+        ADD_FAILURE() << "nothing to change in " << storage.name();
     }
 
     Texts settings() const {
@@ -76,6 +125,17 @@ protected:
             }
         }
         return contents;
+    }
+
+    std::vector<Line> iniLines() const {
+        std::vector<Line> lines;
+        for (const auto& file : files()) {
+            if (fs::path(file.first).extension() == ".ini") {
+                const std::vector<Line> more = settingLines(file.first, file.second);
+                lines.insert(lines.end(), more.begin(), more.end());
+            }
+        }
+        return lines;
     }
 
     /// Each name once, although defaults and read/write file share it.
@@ -102,16 +162,57 @@ TEST_F(ExampleTv, EveryFileLoadsWithoutARejectedLine) {
     EXPECT_TRUE(log.entries().empty()) << log.dump();
 }
 
+TEST_F(ExampleTv, EveryLineIsASettingInTheTextThatTheLibraryWrites) {
+    const auto types = manager().factory();
+    std::set<std::string> shown;
+    for (const Line& line : iniLines()) {
+        shown.insert(line.name);
+        const Holder read = types->create(line.type, line.name, line.text);
+        ASSERT_TRUE(read) << line.file << ": " << line.name;
+        EXPECT_EQ(types->valueAsString(read), line.text) << line.file << ": " << line.name;
+    }
+    std::set<std::string> loaded;
+    manager().forEachStorage([&](const Storage& storage) {
+        for (const auto& setting : storage->settingsSet()) {
+            // Only the XML file's settings are read-only, and they have no lines.
+            if (!storage->readonly()) {
+                loaded.insert(setting.first);
+            }
+        }
+    });
+    EXPECT_EQ(shown, loaded);
+}
+
+TEST_F(ExampleTv, EveryRegisteredTypeHasASetting) {
+    std::set<std::string> missing;
+    for (const TypeDescription& type : describeTypes()) {
+        missing.insert(type.name);
+    }
+    const auto types = manager().factory();
+    manager().forEachSetting(
+        [&](const Holder& holder) { missing.erase(types->typeAsString(holder)); });
+    // Of the names of one type a setting goes by the last; the files have the others.
+    for (const Line& line : iniLines()) {
+        missing.erase(line.type);
+    }
+    EXPECT_THAT(missing, testing::IsEmpty());
+}
+
 TEST_F(ExampleTv, ReadWriteFilesAreWhatTheLibraryWrites) {
     const Texts before = files();
-    touch([](const SettingStorageInterface& storage) { return fs::exists(*storage.rwFilename()); });
-    EXPECT_EQ(files(), before);
+    rewrite(
+        [](const SettingStorageInterface& storage) { return fs::exists(*storage.rwFilename()); });
+    Texts after = files();
+    EXPECT_EQ(after.size(), before.size());
+    for (const auto& file : before) {
+        EXPECT_EQ(after[file.first], file.second) << file.first;
+    }
 }
 
 TEST_F(ExampleTv, EverySettingComesBackFromTheFilesThatTheLibraryWrites) {
     const Texts before = settings();
     const std::size_t filesBefore = files().size();
-    touch([](const SettingStorageInterface&) { return true; });
+    rewrite([](const SettingStorageInterface&) { return true; });
     EXPECT_GT(files().size(), filesBefore) << "some had no read/write file yet";
     SettingsManager::reloadSettings();
     EXPECT_EQ(settings(), before);

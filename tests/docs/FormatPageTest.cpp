@@ -18,6 +18,7 @@
 #include "Qel/Settings/SettingsManager.h"
 #include "Qel/Settings/StrConv.h"
 #include "TempDir.h"
+#include "types/ApplicationTypes.h"
 
 using namespace Qel::Settings;
 using testsupport::LogCapture;
@@ -52,17 +53,10 @@ std::string bytesOf(std::string cell) {
     return cell;
 }
 
-template <class K, class V>
-void registerMap(SettingFactory& factory, const char* name) {
-    factory.registerType(typeid(std::map<K, V>), name, &load_map_x<K, V>, &save_map_x<K, V>);
-}
-
 class FormatPage : public testing::Test {
 protected:
     FormatPage() : page("docs/file-format.md"), types(boost::make_shared<SettingFactory>()) {
-        registerMap<int, int>(*types, "map<int:int>");
-        registerMap<int, std::string>(*types, "map<int:string>");
-        registerMap<std::string, std::string>(*types, "map<string:string>");
+        registerApplicationTypes(*types);
         manager.factory(types);
     }
 
@@ -228,6 +222,25 @@ TEST_F(FormatPage, RejectedLinesAreKeptAndTheOthersLoad) {
     EXPECT_EQ(log.entries().size(), 4U) << log.dump();
     EXPECT_EQ(storage->settingsSet().size(), 1U);
     EXPECT_EQ(storage->querySetting("settings/x/z")->getValue<int>(), 5);
+}
+
+TEST_F(FormatPage, OnlyATypeOfTheApplicationsRejectsAText) {
+    const LogCapture log(5);
+    const std::string defaults =
+        "#name = settings\n[x]\na = YesNo,YES\nb = RecentVideoItem,film,1\n";
+    const std::string rejected = "a = YesNo,perhaps\nb = RecentVideoItem,film\n";
+    writeFile(readWriteFile(), "#name = settings\n[x]\n" + rejected + "#crc32 = false\n");
+    const auto storage = load(defaults);
+    EXPECT_EQ(*storage->errInfo(), rejected);
+    EXPECT_EQ(types->valueAsString(storage->querySetting("settings/x/a")), "YES");
+    EXPECT_EQ(types->valueAsString(storage->querySetting("settings/x/b")), "film,1");
+    EXPECT_EQ(log.entries().size(), 2U) << log.dump();
+    EXPECT_EQ(rewritten("YesNo", ""), "NO");
+    EXPECT_EQ(rewritten("YesNo", "7th"), "7");
+    EXPECT_EQ(rewritten("RecentVideoItem[]", "film;news,2"), "news,2");
+    for (const std::string& type : SettingFactory().typeNames()) {
+        EXPECT_TRUE(types->create(type, "x", "\\\"?,")) << type;
+    }
 }
 
 TEST_F(FormatPage, AReadWriteFileWithoutItsFinalLineFeedIsRefused) {
