@@ -1,99 +1,24 @@
-#include <array>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <memory>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "Generations.h"
-#include "ProcessFixture.h"
+#include "RaceFixture.h"
 
 namespace {
 
 using testsupport::Child;
 using testsupport::exists;
-using testsupport::fileOfGeneration;
 using testsupport::writeFile;
 
-/// Real processes that start, save and reset at the same time, on one file whose settings all carry
-/// the number of one generation.
-class ProcessRaces : public testsupport::ProcessFixture {
-protected:
-    ProcessRaces() {
-        writeFile(dir_.file("qel-default-settings/race.ini"), fileOfGeneration("race", 0) + "\n");
-    }
+using ProcessRaces = testsupport::RaceFixture;
 
-    /// A process that need not wait for the disk.
-    std::unique_ptr<Child> startInHurry() {
-        auto child = start(kHelper);
-        EXPECT_EQ("hurries", child->ask("hurry"));
-        return child;
-    }
-
-    /// Starts process after process until there is the file `end`; each must find the values of one
-    /// generation. Gives their number.
-    int startUntil(const std::string& end) {
-        int starts = 0;
-        do {
-            const auto child = start(kHelper);
-            const std::string found = child->ask("generation race");
-            EXPECT_NE("-1", found);
-            EXPECT_EQ(0, child->finish()) << found;
-            ++starts;
-        } while (!exists(end) && !HasFailure());
-        return starts;
-    }
-
-    /// What a process that restarted all the time says of it: it never found a mixture.
-    void expectNoMixture(Child& loader, const std::string& who) {
-        std::istringstream answer(loader.answer());
-        int starts = 0;
-        int different = 0;
-        int mixtures = -1;
-        answer >> starts >> different >> mixtures;
-        EXPECT_EQ(mixtures, 0) << who << errors();
-        EXPECT_GT(different, 1) << who << " met no save";
-        EXPECT_EQ(0, loader.finish());
-        std::cout << who << ": " << starts << " starts, " << different << " generations\n";
-    }
-
-    /// The file holds this generation as it is saved, and nothing lies beside it.
-    void expectOnDisk(int generation) {
-        const std::string bytes = contentsOf(rw_);
-        const std::string text = bytes.substr(0, bytes.rfind("\n#crc32"));
-        EXPECT_EQ(text, fileOfGeneration("race", generation));
-        for (const char* const suffix : {".bad", ".tmp", ".tmp.new"}) {
-            EXPECT_FALSE(exists(rw_ + suffix)) << suffix << errors();
-        }
-    }
-
-    std::string rw_ = dir_.file("settings/race.ini");
-    std::string end_ = dir_.file("end");
-};
-
-// A loader that looked between the two writes of a save would find no whole text, and set the file
-// aside under the writer.
 TEST_F(ProcessRaces, LoadersBesideAWriterFindOneWholeGenerationEveryTime) {
-    const auto writer = startInHurry();
-    EXPECT_EQ("1", writer->ask("generations race 1 1"));
-    const std::array<std::unique_ptr<Child>, 2> loaders = {start(kHelper), start(kHelper)};
-    for (const auto& loader : loaders) {
-        loader->tell("restart race " + end_);
-    }
-    writer->tell("generations race 2 2000 " + end_);
-    const int starts = startUntil(end_);
-    EXPECT_EQ("2000", writer->answer());
-    EXPECT_EQ(0, writer->finish());
-    for (const auto& loader : loaders) {
-        expectNoMixture(*loader, "loader");
-    }
-    expectOnDisk(2000);
-    EXPECT_EQ("", errors());
-    std::cout << starts << " new processes\n";
+    raceLoadersAgainstAWriter(1000);
 }
 
 TEST_F(ProcessRaces, OfSeveralWritersOneHasTheFileToItself) {
@@ -123,13 +48,39 @@ TEST_F(ProcessRaces, OfSeveralWritersOneHasTheFileToItself) {
     EXPECT_EQ("", errors());
 }
 
+TEST_F(ProcessRaces, KilledWritersLeaveOneWholeGenerationToTheOthers) {
+    EXPECT_EQ("1", startInHurry()->ask("generations race 1 1"));
+    const auto loader = start(kHelper);
+    loader->tell("restart race " + end_);
+    int interrupted = 0;
+    for (int round = 1; round <= 25 && !HasFailure(); ++round) {
+        auto writer = startInHurry();
+        const std::string first = std::to_string(round);
+        writer->tell("generations race " + first + "000 " + first + "999");
+        EXPECT_NE("-1", start(kHelper)->ask("generation race"));
+        writer.reset();
+        interrupted += exists(rw_ + ".tmp") ? 1 : 0;
+    }
+    std::cout << interrupted << " of 25 killed in the middle of a save\n";
+    writeFile(end_, "");
+    expectNoMixture(*loader, "loader");
+    EXPECT_EQ("26000", startInHurry()->ask("generations race 26000 26000"));
+    expectOnDisk(26000);
+}
+
 /// One process resets the machine to its defaults while others have changes, saved and unsaved.
 class ProcessResetRaces : public ProcessRaces {
 protected:
-    /// Forgets the reset before, as a restart of the machine does.
-    void restartMachine() {
+    /// Forgets the reset before, as a restart of the machine does. The file then is not there, or
+    /// holds the very text that a reset writes.
+    void restartMachine(bool withFile) {
         for (const std::string& file : {marker_, rw_, dir_.file("settings/tv.ini")}) {
             std::filesystem::remove(file);
+        }
+        if (withFile) {
+            const auto child = startInHurry();
+            EXPECT_EQ("1", child->ask("generations race 1 1"));
+            EXPECT_EQ("0", child->ask("generations race 0 0"));
         }
     }
 
@@ -165,7 +116,7 @@ protected:
 TEST_F(ProcessResetRaces, TheDefaultsStandWhateverTheOthersAreDoing) {
     for (int round = 0; round < 12 && !HasFailure(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
-        restartMachine();
+        restartMachine(round % 2 == 1);
         const auto resetting = start(kHelper);
         const auto joining = start(kHelper);
         const auto saving = startInHurry();
@@ -183,6 +134,10 @@ TEST_F(ProcessResetRaces, TheDefaultsStandWhateverTheOthersAreDoing) {
         EXPECT_EQ("done", main->answer());
         EXPECT_EQ("1", resetting->answer());
         EXPECT_EQ("1", joining->answer());
+        for (const auto& child : {resetting.get(), joining.get()}) {
+            child->ask("generations race 78 78");
+            EXPECT_EQ(0, child->finish());
+        }
         expectSavesNoMore(*saving);
         expectSavesNoMore(*starting);
         EXPECT_EQ(0, main->finish());
