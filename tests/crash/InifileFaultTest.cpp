@@ -13,7 +13,7 @@
 #include <system_error>
 #include <vector>
 
-#include "Generations.h"
+#include "GenerationsFixture.h"
 #include "files/DirectoryLock.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Generations.h"
+#include "GenerationsFixture.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "Generations.h"
+#include "GenerationsFixture.h"
 
 namespace {
 
