@@ -53,12 +53,10 @@ SettingsManager::SettingsManager() : mode_(boost::make_shared<OperationMode>()) 
 SettingsManager::~SettingsManager() {
     try {
         if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
-            saver->stop();
-            SettingsManager* const remaining = existingInstance();
-            if (remaining != nullptr && remaining != this) {
-                // The saver serves the whole process, whose default manager lives on.
-                saver->startOrSay();
-            }
+            // The saver serves the whole process, whose default manager may live on.
+            const SettingsManager* const remaining = existingInstance();
+            saver->endManager([this] { mode_->retire(); },
+                              remaining != nullptr && remaining != this);
         }
     } catch (const std::exception& e) {
         QEL_LOG(kError, "SettingsManager: stopping the background saver failed: %s", e.what());

@@ -387,9 +387,13 @@ bool SettingStorageFileBase::managerGone() const {
     return mode != nullptr && mode->retired();
 }
 
+bool SettingStorageFileBase::managerLives() const {
+    const OperationMode* const mode = operationMode();
+    return mode != nullptr && !mode->retired();
+}
+
 bool SettingStorageFileBase::backgroundSavingOver() {
-    OperationMode* const mode = operationMode();
-    return mode != nullptr && !mode->retired() && mode->query() != SOM_Normal;
+    return managerLives() && operationMode()->query() != SOM_Normal;
 }
 
 void SettingStorageFileBase::retire() {
