@@ -411,7 +411,6 @@ void SettingStorageFileBase::retire() {
         QEL_LOG(kError, "Failed to take storage '%s' from the background saver: %s", name().c_str(),
                 e.what());
     }
-    savePolicy_.store(Save_onDemand);
     // No lock: a change that is waited for may be saving, which needs the settings and the locks.
     for (const auto& entry : settingsSet_) {
         entry.second->orphan(*this);
@@ -421,6 +420,8 @@ void SettingStorageFileBase::retire() {
             holder->orphan(*this);
         }
     }
+    // Last, since a change that was under way saves by the policy that it was made under.
+    savePolicy_.store(Save_onDemand);
 }
 
 }  // namespace Settings
