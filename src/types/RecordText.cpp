@@ -11,7 +11,8 @@ namespace Settings {
 namespace record {
 
 std::string builtInTypeName(const std::type_info& type) {
-    static const SettingFactory builtInTypes;
+    // Never destroyed: a thread may ask while the process ends.
+    static const auto& builtInTypes = *new SettingFactory;
     return builtInTypes.typeName(type);
 }
 

@@ -52,8 +52,7 @@ void changeAndSave(const Store& store, const SettingPtr& setting, const Value& v
     if (FileOnDisk(storage, store.factory()).setting(setting->name()) !=
         type + "," + value.fileText) {
         throw Failure(ExitCode::kFailed,
-                      notSaved(setting->name(),
-                               *storage.rwFilename() + " was written but does not give it back"));
+                      notSaved(setting->name(), *storage.rwFilename() + " does not give it back"));
     }
 }
 
