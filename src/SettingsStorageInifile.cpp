@@ -82,12 +82,16 @@ struct CrcCheck {
     std::uint32_t read = 0;
 };
 
-/// Whether a plain file with a whole text lies at `path`, a link to one not counted.
-bool isWholeText(const std::string& path) {
+/// Whether a plain file lies at `path`, a link to one not counted, that holds a whole text or
+/// cannot be looked at now and may hold one. What this process has no right to read it has no right
+/// to replace either: there the write is to fail.
+bool mayBeWholeText(const std::string& path) {
     struct stat status;
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
     std::string data;
-    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           files::readWholeFile(path, data) && CrcCheck(data).passes();
+    return files::readWholeFile(path, data) ? CrcCheck(data).passes() : errno != EACCES;
 }
 
 }  // namespace
@@ -141,7 +145,7 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     }
     const std::string copy = getTempFilename(file);
     const files::WriteResult result = files::writeThroughCopy(
-        {file, copy, data, isWholeText(copy), syncingWrites.load()}, directory);
+        {file, copy, data, mayBeWholeText(copy), syncingWrites.load()}, directory);
     if (result == files::WriteResult::kDone) {
         return true;
     }

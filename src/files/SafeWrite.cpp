@@ -2,8 +2,7 @@
 //
 //   1. the copy is written and synced, then its directory entry: from here on the new text is safe;
 //   2. the file is truncated, written and synced; a new file's directory entry too: now the new
-//   text
-//      is in the place where it belongs;
+//      text is in the place where it belongs;
 //   3. the copy is deleted. Should the deletion not reach the disk, the copy comes back with the
 //      text that the file holds as well.
 //

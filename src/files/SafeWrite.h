@@ -19,8 +19,8 @@ struct SafeWrite {
     const std::string& file;
     const std::string& copy;
     const std::string& data;
-    /// The copy that lies there already is whole and may be the only whole text there is, so it is
-    /// not overwritten but replaced in one step.
+    /// The copy that lies there already may be the only whole text there is, so it is not
+    /// overwritten but replaced in one step.
     bool copyIsPrecious;
     /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
     /// the process only.
