@@ -147,6 +147,26 @@ TEST_F(InifileWriteFaults, AWholeCopySurvivesAFullDisk) {
     expectSavedAtTheNextTry();
 }
 
+TEST_F(InifileWriteFaults, ACopyThatCannotBeReadIsReplacedInOneStep) {
+    for (const char* const call : {"open rw.ini.tmp", "read rw.ini.tmp"}) {
+        writeFile(rw_, "torn");
+        buildCopy(kOld);
+        ASSERT_TRUE(reopen());
+        setting("settings/a")->setValue(2);
+        FileCalls calls(dir_.path());
+        calls.fail(call, EIO);
+        calls.fail("write rw.ini.tmp.new", ENOSPC);
+        EXPECT_FALSE(storage_->save()) << call;
+        EXPECT_EQ(readFile(copy_), withCrc(kOld)) << "it may be the only whole text";
+        EXPECT_EQ(readFile(rw_), "torn");
+        calls.clear();
+        calls.fail(call, EIO);
+        expectSavedAtTheNextTry();
+        EXPECT_EQ(calls.count("create rw.ini.tmp"), 0U) << call;
+        EXPECT_EQ(calls.count("rename rw.ini.tmp.new rw.ini.tmp"), 1U) << call;
+    }
+}
+
 TEST_F(InifileWriteFaults, AFileThatCannotBeOpenedLeavesAWholeCopy) {
     create();
     storage_->init(&manager_, nullptr);
