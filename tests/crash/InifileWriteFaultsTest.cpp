@@ -307,18 +307,6 @@ TEST_F(InifileWriteFaults, AFileSystemThatClosesItselfAfterAnErrorFailsTheSave) 
     }
 }
 
-TEST_F(InifileWriteFaults, ACopyThatCannotBeReadJustNowIsNotTruncated) {
-    writeFile(rw_, "torn");
-    buildCopy(kOld);
-    ASSERT_TRUE(reopen());
-    setting("settings/a")->setValue(2);
-    FileCalls calls(dir_.path());
-    calls.fail("read rw.ini.tmp", EIO);
-    expectSavedAtTheNextTry();
-    EXPECT_EQ(calls.count("create rw.ini.tmp"), 0U);
-    EXPECT_EQ(calls.count("rename rw.ini.tmp.new rw.ini.tmp"), 1U);
-}
-
 TEST_F(InifileWriteFaults, ValuesOfALeftCopyThatCannotBeSyncedAreWrittenByTheNextSave) {
     for (const char* const call : {"open rw.ini.tmp", "fdatasync rw.ini.tmp", "fsync ."}) {
         writeFile(rw_, "torn");
