@@ -159,7 +159,6 @@ protected:
     void expectLog(Loss loss, int error) {
         Calls expected;
         if (loss != Loss::kNothing) {
-            const std::string start = "5 SettingsStorageInifile";
             expected = {"5 SettingStorageInifile::writeIniFile( '" + rw_ + "' ): could not write " +
                             (loss == Loss::kFile ? "file" : "temporary file '" + copy_ + "'"),
                         "5 SettingStorageInifile: '" + rw_ +

@@ -103,7 +103,7 @@ TEST_P(ResetPowerCut, EachStorageHasTheUsersValuesOrTheDefaultsAndTheDefaultsOnc
     std::filesystem::remove(marker_);
     EXPECT_EQ(filesIn(live_.path()),
               (Files{{"one.ini", fileOf(0, "one")}, {"two.ini", fileOf(0, "two")}}));
-    expectKept(recorder.trace(), testsupport::DiskModel::Cuts::kAll);
+    expectKept(recorder.trace());
 }
 
 INSTANTIATE_TEST_SUITE_P(From, ResetPowerCut, testsupport::everyStart(), testsupport::nameOfStart);

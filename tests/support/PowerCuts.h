@@ -95,12 +95,12 @@ private:
 /// Cuts the power at each moment of a trace and loads what the disk may then hold.
 class PowerCuts {
 public:
-    /// `load` says in a few words what it finds in a directory. `goOn`, called after it, says what
+    /// `load` says in a few words what it finds in a directory. `work`, called after it, says what
     /// goes wrong with the work of the next start, "" for nothing.
     using Look = std::function<std::string(const std::string& directory)>;
 
-    PowerCuts(Look load, Look goOn)
-        : load_(std::move(load)), goOn_(std::move(goOn)), scratch_(memoryDirectory()) {}
+    PowerCuts(Look load, Look work)
+        : load_(std::move(load)), work_(std::move(work)), scratch_(memoryDirectory()) {}
 
     ~PowerCuts() {
         if (cuts_ == 0) {
@@ -114,13 +114,11 @@ public:
     PowerCuts(const PowerCuts&) = delete;
     PowerCuts& operator=(const PowerCuts&) = delete;
 
-    /// Each state that breaks the promise of its moment, for people to read. None for a trace that
-    /// has been looked at before.
-    std::vector<std::string> violations(const Trace& trace,
-                                        DiskModel::Cuts cuts = DiskModel::Cuts::kTelling) {
-        std::vector<std::string> broken;
+    /// The first state that breaks the promise of its moment, for people to read, "" when there is
+    /// none. A trace that has been looked at before is not looked at again.
+    std::string violation(const Trace& trace, DiskModel::Cuts cuts = DiskModel::Cuts::kTelling) {
         if (!traces_.insert(textOf(trace)).second) {
-            return broken;
+            return "";
         }
         DiskModel disk(trace.before, cuts);
         std::string moment = "the beginning";
@@ -131,12 +129,11 @@ public:
                 ++cuts_;
                 const std::string& outcome = outcomeOf(state);
                 if (event.promise.count(outcome) == 0) {
-                    broken.push_back("after " + moment + " a load finds " + outcome + " in" +
-                                     textOf(state));
+                    return "after " + moment + " a load finds " + outcome + " in" + textOf(state);
                 }
             }
         }
-        return broken;
+        return "";
     }
 
     /// The distinct states so far.
@@ -150,7 +147,7 @@ private:
         }
         layOut(scratch_.path(), state);
         const std::string outcome = load_(scratch_.path());
-        return found_[state] = outcome + goOn_(scratch_.path());
+        return found_[state] = outcome + work_(scratch_.path());
     }
 
     static std::string textOf(const Files& state) {
@@ -171,7 +168,7 @@ private:
     }
 
     Look load_;
-    Look goOn_;
+    Look work_;
     TempDir scratch_;
     std::map<Files, std::string> found_;
     std::set<std::string> traces_;
