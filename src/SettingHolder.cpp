@@ -104,6 +104,11 @@ const std::type_info& SettingHolder::type() const {
 }
 
 bool SettingHolder::setValue(const boost::any& value) {
+    if (callback_.load() == &refusingCallback()) {
+        // Not counted: a storage that dies waits for the changes that it knows, not for all that
+        // others go on trying.
+        return false;
+    }
     boost::any exchanged(value);
     const ChangeScope scope(this, changesUnderWay_);
     SettingChangeCallback* const owner = callback_.load();
