@@ -39,6 +39,7 @@ SettingsStorageXml               storages
 CLibXml2SaxParser                storages
 Sax1Handler                      storages
 SettingsStorageFileAsyncSaver    saver
+NamesInFull                      storages
 SaverTiming                      saver
 SettingsManager                  manager
 OperationMode                    manager
