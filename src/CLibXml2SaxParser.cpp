@@ -1,22 +1,34 @@
 #include "Qel/Settings/CLibXml2SaxParser.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <string>
+#include <string_view>
 
 #include "Sax1Handler.h"
-#include "files/Descriptor.h"
+#include "files/WholeFile.h"
+#include "text/Markup.h"
 
 namespace Qel {
 namespace Settings {
 
 namespace {
 
-// libxml2 complains about a file that it cannot open on the standard error, and would wait for a
-// writer at a pipe.
-bool isReadableRegularFile(const char* filename) {
-    const files::Descriptor file = files::openFile(filename, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    struct stat status;
-    return file.isOpen() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
+// libxml2 unpacks files that gzip, xz or lzma have packed, whatever they are called, and some
+// kilobytes would become gigabytes.
+bool isCompressed(std::string_view document) {
+    const std::string_view start = document.substr(0, 5);
+    // The size of lzma's dictionary always has a NUL in its four bytes and never a "<". A document
+    // has a NUL so early only together with "<", or behind the mark of UTF-16.
+    const bool isLzma = start.find('\0', 1) != std::string_view::npos &&
+                        start.find_first_of("<\xFE\xFF") == std::string_view::npos;
+    return isLzma || start.substr(0, 2) == "\x1F\x8B" || start == "\xFD\x37zXZ";
+}
+
+// libxml2 complains about a file that it cannot open on the standard error, would wait for a writer
+// at a pipe, and knows no limits.
+bool isReadableDocument(const char* filename) {
+    std::string document;
+    return files::readWholeFile(filename, document) && !isCompressed(document) &&
+           !text::hasOverlongTag(document);
 }
 
 /// libxml2 asks for a handler that it may change, and does not change it.
@@ -101,6 +113,10 @@ void CLibXml2SaxParser::onExternalSubset(const unsigned char*, const unsigned ch
                                          const unsigned char*) {}
 
 int CLibXml2SaxParser::parse(const char* buffer, int size) {
+    if (buffer != nullptr && size > 0 &&
+        text::hasOverlongTag({buffer, static_cast<std::size_t>(size)})) {
+        return -1;
+    }
     const SaxRun run(*this);
     const int result = xmlSAXUserParseMemory(handler(), this, buffer, size);
     run.rethrow();
@@ -108,7 +124,7 @@ int CLibXml2SaxParser::parse(const char* buffer, int size) {
 }
 
 int CLibXml2SaxParser::parseFile(const char* filename) {
-    if (filename == nullptr || !isReadableRegularFile(filename)) {
+    if (filename == nullptr || !isReadableDocument(filename)) {
         return -1;
     }
     const SaxRun run(*this);

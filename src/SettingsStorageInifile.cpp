@@ -4,11 +4,13 @@
 #include <boost/make_shared.hpp>
 #include <cerrno>
 #include <exception>
+#include <iterator>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
 
 #include "Log.h"
+#include "NamesInFull.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageInifile.h"
@@ -263,6 +265,7 @@ bool SettingStorageInifile::loadFile(const std::string& file) {
 
 void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
     const text::WhiteSpace whiteSpace;
+    NamesInFull names;
     std::string prefix = name() + "/";
     bool isFirstLine = true;
     for (std::size_t start = 0; start < data.size();) {
@@ -279,10 +282,12 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
                 readHeader(line, isFirstLine, prefix);
                 break;
             case text::IniLine::Kind::Section:
+                names.add(name().size() + line.key.size());
                 prefix = name() + "/" + std::string(line.key) + "/";
                 sections_.insert(prefix);
                 break;
             case text::IniLine::Kind::Setting:
+                names.add(prefix.size() + line.key.size());
                 readSetting(file, line, whole, prefix);
                 break;
             case text::IniLine::Kind::Malformed:
@@ -397,8 +402,10 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     const std::string root = name() + "/";
     std::string lastPrefix;
     bool inSection = false;
+    NamesInFull names;
     for (const boost::shared_ptr<SettingHolder>& holder : snapshot()) {
         const std::string_view settingName = holder->name();
+        names.add(settingName.size());
         const std::string_view prefix = prefixOf(settingName, root);
         const std::string_view key = settingName.substr(prefix.size());
         if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
@@ -421,16 +428,31 @@ bool SettingStorageInifile::buildText(std::string& data) const {
 
 std::string_view SettingStorageInifile::prefixOf(std::string_view settingName,
                                                  const std::string& root) const {
-    for (std::size_t slash = settingName.rfind('/'); slash != std::string_view::npos;
-         slash = slash == 0 ? std::string_view::npos : settingName.rfind('/', slash - 1)) {
-        const std::string_view prefix = settingName.substr(0, slash + 1);
-        if (prefix == root || sections_.find(prefix) != sections_.end()) {
-            return prefix;
-        }
+    const std::string_view section = longestSectionOf(settingName);
+    if (startsWith(settingName, root) && root.size() > section.size()) {
+        return settingName.substr(0, root.size());
     }
     // Not one of this storage's own names (a default storage takes any): the path as a section
     // keeps the value in the file, if under another name.
-    return settingName.substr(0, settingName.rfind('/') + 1);
+    return section.empty() ? settingName.substr(0, settingName.rfind('/') + 1) : section;
+}
+
+// Sections that begin the name lie before it in the order, the longest last, but others may lie in
+// between. Such a one rules out all that is longer than what it has in common with the name. Trying
+// the name's paths one by one instead would take forever with a name of nothing but slashes.
+std::string_view SettingStorageInifile::longestSectionOf(std::string_view settingName) const {
+    std::string_view start = settingName;
+    for (auto next = sections_.upper_bound(start); next != sections_.begin();
+         next = sections_.upper_bound(start)) {
+        const std::string& section = *std::prev(next);
+        const auto difference =
+            std::mismatch(section.begin(), section.end(), start.begin(), start.end()).first;
+        start = start.substr(0, static_cast<std::size_t>(difference - section.begin()));
+        if (difference == section.end()) {
+            return start;
+        }
+    }
+    return {};
 }
 
 std::string_view SettingStorageInifile::sectionOf(std::string_view prefix,

@@ -1,10 +1,12 @@
 #include <libxml/xmlstring.h>
+#include <memory>
 #include <mutex>
 #include <string_view>
 #include <syslog.h>
 #include <utility>
 
 #include "Log.h"
+#include "NamesInFull.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageXml.h"
@@ -40,7 +42,8 @@ std::string attributeValue(std::string_view raw) {
 
 SettingStorageXml::SettingStorageXml(const std::string& name, const std::string& filename,
                                      const std::string& rwFilename)
-    : SettingStorageFileBase(name, filename, rwFilename, Save_onDemand) {}
+    : SettingStorageFileBase(name, filename, rwFilename, Save_onDemand),
+      names_(std::make_unique<NamesInFull>()) {}
 
 SettingStorageXml::~SettingStorageXml() {
     retire();
@@ -64,6 +67,7 @@ bool SettingStorageXml::loadFile(const std::string& path) {
 
 void SettingStorageXml::onStartDocument() {
     nodes_.clear();
+    *names_ = NamesInFull();
 }
 
 void SettingStorageXml::onEndDocument() {}
@@ -110,6 +114,7 @@ void SettingStorageXml::onEndElement(const unsigned char*) {
 
 void SettingStorageXml::addSetting(const SettingXmlNode& leaf) {
     const std::string settingName = pathOfTop();
+    names_->add(settingName.size());
     if (createSetting(settingName, leaf)) {
         return;
     }

@@ -40,6 +40,7 @@ CLibXml2SaxParser                storages
 Sax1Handler                      storages
 SettingsStorageFileAsyncSaver    saver
 AsyncSaverState                  saver
+NamesInFull                      storages
 SaverTiming                      saver
 SignalsBlocked                   saver
 SettingsManager                  manager

@@ -42,7 +42,8 @@ public:
 
     bool saveFile(const std::string& file) override;
 
-    /// Throws `std::runtime_error` when a "#name" line is not the first line of the file. Rejected
+    /// Throws `std::runtime_error` when a "#name" line is not the first line of the file, and
+    /// `std::length_error` when the names of the settings take more than 64 MiB in full. Rejected
     /// lines go to the log and to `errInfo()`; the rest of the file loads.
     bool loadFile(const std::string& file) override;
 
@@ -79,6 +80,7 @@ private:
     bool saveTo(const std::string& file);
     bool buildText(std::string& data) const;
     std::string_view prefixOf(std::string_view settingName, const std::string& root) const;
+    std::string_view longestSectionOf(std::string_view settingName) const;
     std::string_view sectionOf(std::string_view prefix, const std::string& root) const;
 
     std::set<std::string, std::less<>> sections_;

@@ -1,6 +1,7 @@
 #ifndef QEL_SETTINGS_SETTINGSTORAGEXML_H
 #define QEL_SETTINGS_SETTINGSTORAGEXML_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,8 @@
 
 namespace Qel {
 namespace Settings {
+
+class NamesInFull;
 
 /// Settings read from an XML document: each element without child elements is one, named by the
 /// element names from the root down, joined with "/". docs/xml-format.md tells what counts as its
@@ -34,7 +37,8 @@ public:
     bool saveFile(const std::string& path) override;
 
     /// Makes the storage read-only, for good, and reads the document at `path`. False when it is
-    /// not well-formed or cannot be read. Throws when memory runs out.
+    /// not well-formed, compressed, larger than 64 MiB or cannot be read. Throws
+    /// `std::length_error` when the names of the settings take more than 64 MiB in full.
     bool loadFile(const std::string& path) override;
 
     void onStartDocument() override;
@@ -57,6 +61,7 @@ private:
     std::string pathOfTop() const;
 
     std::vector<SettingXmlNode> nodes_;
+    std::unique_ptr<NamesInFull> names_;
 };
 
 }  // namespace Settings

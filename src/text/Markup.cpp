@@ -1,0 +1,60 @@
+#include "text/Markup.h"
+
+#include <string>
+
+namespace Qel {
+namespace Settings {
+namespace text {
+namespace {
+
+bool isLetter(char c) {
+    const char lower = static_cast<char>(c | 0x20);
+    return lower >= 'a' && lower <= 'z';
+}
+
+/// Whether a "<" that is followed by this opens a tag or a declaration: not a comment, a CDATA
+/// section or a processing instruction, which may hold anything.
+bool opensTag(std::string_view rest) {
+    std::string start;
+    for (std::size_t i = 0; i < rest.size() && start.size() < 2; ++i) {
+        if (rest[i] != '\0') start += rest[i];
+    }
+    return start.size() == 2 && start[0] != '?' && (start[0] != '!' || isLetter(start[1]));
+}
+
+/// Attributes, or values in a declaration, up to the end of the tag.
+std::size_t countParts(std::string_view tag) {
+    std::size_t parts = 0;
+    char quote = '\0';
+    for (const char c : tag) {
+        if (quote != '\0') {
+            if (c == quote) quote = '\0';
+        } else if (c == '"' || c == '\'') {
+            quote = c;
+            ++parts;
+        } else if (c == '|') {
+            ++parts;
+        } else if (c == '>') {
+            break;
+        }
+    }
+    return parts;
+}
+
+}  // namespace
+
+bool hasOverlongTag(std::string_view document) {
+    std::size_t open = document.find('<');
+    while (open != std::string_view::npos) {
+        // No tag has a "<" in it, not even in quotes.
+        const std::size_t next = document.find('<', open + 1);
+        const std::string_view rest = document.substr(open + 1, next - open - 1);
+        if (opensTag(rest) && countParts(rest) > kMostPartsOfATag) return true;
+        open = next;
+    }
+    return false;
+}
+
+}  // namespace text
+}  // namespace Settings
+}  // namespace Qel

@@ -1,0 +1,29 @@
+#ifndef QEL_SETTINGS_TEXT_MARKUP_H
+#define QEL_SETTINGS_TEXT_MARKUP_H
+
+#include <cstddef>
+#include <string_view>
+
+namespace Qel {
+namespace Settings {
+namespace text {
+
+/// The most attributes that an element of a document may have, and the most values that an
+/// attribute may be declared to have.
+constexpr std::size_t kMostPartsOfATag = 1000;
+
+/// Whether some tag or declaration of an XML document goes beyond `kMostPartsOfATag`.
+///
+/// libxml2 compares each attribute with all that came before it, and gives back the values of a
+/// declaration by a function that calls itself for each: a document of some hundred kilobytes could
+/// keep it busy for minutes, or overflow the stack.
+///
+/// Looks at the bytes, with one exception: NULs are passed over, as every other byte of UTF-16 is
+/// one. What looks like a tag in a comment counts too.
+bool hasOverlongTag(std::string_view document);
+
+}  // namespace text
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

@@ -1,0 +1,168 @@
+// Documents that are large, deep or meant to do harm: no crash, no memory and time out of
+// proportion. The figures are those of docs/limits.md.
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <string>
+
+#include "Proportion.h"
+#include "SyslogCapture.h"
+#include "XmlStorageFixture.h"
+#include "files/WholeFile.h"
+#include "text/Markup.h"
+
+namespace {
+
+using Qel::Settings::files::kLargestFile;
+using testsupport::Heap;
+using testsupport::Proportion;
+using testsupport::Shape;
+using testsupport::XmlStorageFixture;
+
+const bool countsLibxml2 = (Heap::countLibxml2(), true);
+
+std::string repeated(std::size_t count, const std::string& text) {
+    return Shape{"", "", text, "", "", 0, 0, 0}.text(count);
+}
+
+/// Runs the action on a thread whose stack is no larger than a television's threads have.
+void onSmallStack(std::function<void()> action) {
+    constexpr std::size_t kStack = 256 * 1024;
+    pthread_attr_t attributes;
+    ASSERT_EQ(0, pthread_attr_init(&attributes));
+    ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, kStack));
+    pthread_t thread;
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(0, pthread_create(&thread, &attributes, run, &action));
+    ASSERT_EQ(0, pthread_join(thread, nullptr));
+    pthread_attr_destroy(&attributes);
+}
+
+class XmlBounds : public XmlStorageFixture, public testing::WithParamInterface<Shape> {
+protected:
+    /// Whether it is read, and on a small stack at that.
+    bool isRead(const std::string& document) {
+        bool read = false;
+        onSmallStack([&] { read = load(document); });
+        return read;
+    }
+};
+
+TEST_F(XmlBounds, AMillionLevelsAreRefused) {
+    constexpr std::size_t kLevels = 1000000;
+    EXPECT_FALSE(isRead(repeated(kLevels, "<a>") + repeated(kLevels, "</a>")));
+    EXPECT_FALSE(isRead(repeated(kLevels, "<a>")));
+    EXPECT_FALSE(isRead("<a>" + repeated(kLevels, "</a>")));
+    EXPECT_FALSE(isRead("<!DOCTYPE a [<!ELEMENT a " + repeated(kLevels, "(") + "b" +
+                        repeated(kLevels, ")") + ">]><a/>"));
+    EXPECT_FALSE(isRead("<!DOCTYPE a [" + repeated(kLevels, "<![INCLUDE[") + "]><a/>"));
+}
+
+TEST_F(XmlBounds, AMillionValuesOfAnAttributeAreRefused) {
+    for (const char* end : {") #IMPLIED>]><a/>", ") nonsense>]><a/>", ""}) {
+        EXPECT_FALSE(isRead("<!DOCTYPE a [<!ATTLIST a b (c" + repeated(1000000, "|d") + end));
+    }
+}
+
+TEST_F(XmlBounds, AMillionAttributesAreRefused) {
+    EXPECT_FALSE(isRead("<a " + repeated(1000000, "b%='1' ") + "/>"));
+    const std::string document = "<a " + repeated(1000000, "b%='1' ") + "/>";
+    EXPECT_EQ(-1, storage_->parse(document.data(), static_cast<int>(document.size())));
+}
+
+TEST_F(XmlBounds, AThousandAttributesAndValuesAreRead) {
+    using Qel::Settings::text::kMostPartsOfATag;
+    EXPECT_TRUE(isRead("<a " + repeated(kMostPartsOfATag - 1, "b%='1' ") + "value='v'/>"));
+    EXPECT_EQ("v", text("a"));
+    EXPECT_TRUE(isRead("<!DOCTYPE a [<!ATTLIST a b (c" + repeated(kMostPartsOfATag, "|d%") +
+                       ") #IMPLIED>]><a/>"));
+}
+
+TEST_F(XmlBounds, LongNamesAroundManySettingsAreRefusedBeforeTheyFillTheMemory) {
+    const std::string name(40000, 'n');
+    std::string open;
+    std::string close;
+    for (int level = 0; level < 100; ++level) {
+        open += "<" + name + ">";
+        close += "</" + name + ">";
+    }
+    testsupport::writeFile(defaults_, open + repeated(10000, "<e%/>") + close);
+    bool up = true;
+    const testsupport::HeapUse use = Heap::useOf([&] { up = init(); });
+    EXPECT_FALSE(up);
+    EXPECT_LT(use.peak, 2.5 * kLargestFile);
+    EXPECT_THROW(storage_->loadFile(defaults_), std::length_error);
+}
+
+TEST_F(XmlBounds, NamesOfEachLoadAreCountedAnew) {
+    const std::string name(40000, 'n');
+    const std::string document = "<" + name + ">" + repeated(1000, "<e%/>") + "</" + name + ">";
+    EXPECT_TRUE(load(document));
+    EXPECT_TRUE(load(document));
+}
+
+TEST_F(XmlBounds, FileBeyondTheLargestIsNotRead) {
+    ASSERT_TRUE(load("<a/>"));
+    std::filesystem::resize_file(defaults_, kLargestFile + 1);
+    const testsupport::HeapUse use =
+        Heap::useOf([&] { EXPECT_FALSE(storage_->loadFile(defaults_)); });
+    EXPECT_LT(use.peak, 100000);
+}
+
+TEST_F(XmlBounds, CompressedFileIsNotUnpacked) {
+    for (const char* packed : {"gzip", "xz", "lzma", "lzma-that-begins-with-a-tab"}) {
+        const std::string path = std::string(T8_TEST_DATA_DIR "/fuzz/xml/") + packed;
+        ASSERT_TRUE(testsupport::exists(path));
+        EXPECT_FALSE(storage_->loadFile(path)) << packed;
+        EXPECT_EQ(std::vector<std::string>(), names()) << packed;
+    }
+}
+
+TEST_F(XmlBounds, DocumentsOfManyEncodingsAreNoCompressedFiles) {
+    using namespace std::string_literals;
+    for (const std::string& document :
+         {"<a/>"s, " \n<a/>"s, "\t\n\n\n\n<a/>"s, "\xEF\xBB\xBF<a/>"s, "\xFF\xFE<\0a\0/\0>\0"s,
+          "\xFE\xFF\0<\0a\0/\0>"s, "\xFF\xFE\n\0\n\0<\0a\0/\0>\0"s, "\xFE\xFF\0\n\0\n\0<\0a\0/\0>"s,
+          "\0<\0?\0x\0m\0l\0 \0v\0e\0r\0s\0i\0o\0n\0=\0'\0001\0.\0000\0'\0?\0>\0<\0a\0/\0>"s}) {
+        EXPECT_TRUE(load(document)) << testing::PrintToString(document);
+    }
+}
+
+const Shape kShapes[] = {
+    {"Elements", "<a>", "<e%/>", "", "</a>", 25000, 50000, 30},
+    {"Settings", "<a>", "<e% type='int32' value='%'/>", "", "</a>", 25000, 50000, 12},
+    {"OneNameAgainAndAgain", "<a>", "<e/>", "", "</a>", 100000, 1, 3},
+    {"UnknownTypes", "<a>", "<e% type='what' value='%'/>", "", "</a>", 25000, 0, 8},
+    {"LongAttribute", "<a value='", "x", "", "'/>", 2000000, 1, 8},
+    {"LongEscapedAttribute", "<a value='", "&amp;", "", "'/>", 400000, 1, 8},
+    {"LongText", "<a>", "xxxxxxxx", "", "</a>", 500000, 1, 2},
+    {"TextInPieces", "<a>", "x&amp;", "", "</a>", 500000, 1, 2},
+    {"Comments", "<a>", "<!--c-->", "", "</a>", 250000, 1, 2},
+    {"LongComment", "<!--", "xxxxxxxx", "", "--><a/>", 500000, 1, 3},
+    {"Declarations", "<!DOCTYPE a [", "<!ENTITY e 'v'>", "", "]><a/>", 100000, 1, 2},
+    {"LongEntity", "<!DOCTYPE a [<!ENTITY e '", "x", "", "'>]><a/>", 1000000, 1, 8},
+};
+
+TEST_P(XmlBounds, TwiceTheFileTakesTwiceTheMemory) {
+    load("<a/>");  // libxml2 sets itself up
+    Proportion loading("load", GetParam().multiple);
+    for (const std::size_t count : {GetParam().items, 2 * GetParam().items}) {
+        const std::string document = GetParam().text(count);
+        testsupport::writeFile(defaults_, document);
+        storage_ = boost::make_shared<testsupport::LooseXmlStorage>("", defaults_, readWrite_);
+        storage_->setFactory(factory_);
+        loading.measure(document.size(), [this] { ASSERT_TRUE(storage_->loadFile(defaults_)); });
+    }
+    EXPECT_EQ(names().size(), GetParam().settings);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, XmlBounds, testing::ValuesIn(kShapes),
+                         [](const auto& file) { return std::string(file.param.name); });
+
+}  // namespace
