@@ -250,7 +250,7 @@ TEST_F(FileStorageInit, ASecondLookThatSucceedsSetsNothingAside) {
     EXPECT_EQ(*storage_->errInfo(), "defaults rw ");
 }
 
-TEST_F(FileStorageInit, TheSecondLookAndTheRenameShutEveryOtherProcessOut) {
+TEST_F(FileStorageInit, TheSecondLookShutsEveryOtherProcessOut) {
     writeFile(rw_, "user's values");
     const auto othersMayLock = [this] {
         const int directory = ::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

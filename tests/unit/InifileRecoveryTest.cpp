@@ -193,6 +193,18 @@ TEST_F(InifileRecovery, AFileThatReadsWellAtTheSecondLookIsKept) {
     EXPECT_EQ(calls.count("lock ."), 1U);
 }
 
+TEST_F(InifileRecovery, TheSecondLookAndTheRenameAreUnderOneLock) {
+    writeFile(rw_, "torn");
+    create();
+    FileCalls calls(dir_.path());
+    ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    const auto& all = calls.calls();
+    EXPECT_EQ(std::vector<std::string>(std::find(all.begin(), all.end(), "lock ."), all.end()),
+              (std::vector<std::string>{"lock .", "open rw.ini.tmp", "open rw.ini", "read rw.ini",
+                                        "read rw.ini", "close rw.ini", "rename rw.ini rw.ini.bad",
+                                        "unlock .", "close ."}));
+}
+
 TEST_F(InifileRecovery, AShortageOfDescriptorsThatPassesCostsNothing) {
     for (const int shortage : {EMFILE, ENFILE, ENOMEM, EAGAIN, EINTR}) {
         build(kOld);

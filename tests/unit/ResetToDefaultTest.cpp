@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "FileCalls.h"
 #include "Files.h"
 #include "LogCapture.h"
 #include "Qel/Settings/SettingHolder.h"
@@ -134,6 +135,13 @@ TEST_F(ResetToDefault, MarkerIsClosedAgain) {
     const auto before = openFiles();
     ASSERT_EQ(1, manager_.resetToDefault());
     EXPECT_EQ(before, openFiles());
+}
+
+TEST_F(ResetToDefault, MarkerIsNotLeftOpenForAChildProcess) {
+    const testsupport::FileCalls calls(dir_.path());
+    ASSERT_EQ(1, manager_.resetToDefault());
+    EXPECT_EQ(1U, calls.count("create mark%s"));
+    EXPECT_TRUE(calls.allClosedOnExec());
 }
 
 TEST_F(ResetToDefault, MarkerOutlivesTheManager) {

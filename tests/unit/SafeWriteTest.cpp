@@ -240,12 +240,25 @@ TEST_F(SafeWrite, TheCopyHasThePermissionsOfTheFileFromTheStart) {
     ::umask(umaskBefore);
 }
 
-TEST_F(SafeWrite, PermissionsThatCannotBeSetAreNoFailure) {
+TEST_F(SafeWrite, PermissionsThatCannotBeSetAreNoFailureAndTheCopyIsPrivateWithoutThem) {
+    const mode_t umaskBefore = ::umask(0);
     writeFile(file_, "old");
     ASSERT_EQ(::chmod(file_.c_str(), 0600), 0);
     FileCalls calls(dir_.path());
-    calls.fail("fchmod x.ini.tmp", EPERM);
+    calls.fail("fchmod x.ini.tmp", EPERM, 2);
     EXPECT_EQ(write("new"), WriteResult::kDone);
+    calls.fail("create x.ini", EIO);
+    EXPECT_EQ(write("newer"), WriteResult::kFileFailed);
+    EXPECT_EQ(permissionsOf(copy_), 0600U);
+    ::umask(umaskBefore);
+}
+
+TEST_F(SafeWrite, TheCopyOfAFileThatCannotBeLookedAtIsPrivate) {
+    const mode_t umaskBefore = ::umask(0);
+    std::filesystem::create_symlink("x.ini", file_);
+    EXPECT_EQ(write("new"), WriteResult::kFileFailed) << "a link to itself";
+    EXPECT_EQ(permissionsOf(copy_), 0600U);
+    ::umask(umaskBefore);
 }
 
 TEST_F(SafeWrite, ALinkInPlaceOfTheCopyIsWrittenThroughAndTakenAway) {
