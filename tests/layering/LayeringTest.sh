@@ -33,6 +33,7 @@ SettingStorageFileBase           storages
 SettingStorageInifile            storages
 SettingStorageXml                storages
 SettingsStorageBase              storages
+SettingsByName                   storages
 SettingsStorageFileBase          storages
 SettingsStorageInifile           storages
 SettingsStorageXml               storages
@@ -41,6 +42,7 @@ Sax1Handler                      storages
 SettingsStorageFileAsyncSaver    saver
 SaverTiming                      saver
 SettingsManager                  manager
+NameIndex                        manager
 OperationMode                    manager
 DefaultInstanceCount             manager
 T8SettingsManager                product
