@@ -8,63 +8,75 @@
 
 namespace Qel {
 namespace Settings {
-namespace {
 
-struct BuiltInType {
+struct SettingFactory::BuiltInType {
     const std::type_info& type;
     const char* name;
     LoadFn load;
     SaveFn save;
+    AppendFn append;
+
+    template <class T>
+    static void appendScalar(std::string& out, const boost::any& value) {
+        StrConv::detail::append(out, *boost::unsafe_any_cast<T>(&value));
+    }
+
+    template <class T>
+    static void appendArray(std::string& out, const boost::any& value) {
+        StrConv::detail::appendArray(out, *boost::unsafe_any_cast<std::vector<T>>(&value));
+    }
+
+    template <class T>
+    static constexpr BuiltInType scalar(const char* name) {
+        return {typeid(T), name, &load_x<T>, &save_x<T>, &appendScalar<T>};
+    }
+
+    template <class T>
+    static constexpr BuiltInType array(const char* name) {
+        return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>, &appendArray<T>};
+    }
 };
-
-template <class T>
-constexpr BuiltInType scalar(const char* name) {
-    return {typeid(T), name, &load_x<T>, &save_x<T>};
-}
-
-template <class T>
-constexpr BuiltInType array(const char* name) {
-    return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>};
-}
 
 // The C names come after the sized names of the same types, so that files are written with "short",
 // "int" and "long long" while both spellings are read.
-constexpr BuiltInType kBuiltInTypes[] = {
-    scalar<std::string>("string"),
-    array<std::string>("string[]"),
-    scalar<unsigned char>("uint8"),
-    array<unsigned char>("uint8[]"),
-    scalar<unsigned short>("uint16"),
-    array<unsigned short>("uint16[]"),
-    scalar<unsigned int>("uint32"),
-    array<unsigned int>("uint32[]"),
-    scalar<unsigned long long>("uint64"),
-    array<unsigned long long>("uint64[]"),
-    scalar<signed char>("int8"),
-    array<signed char>("int8[]"),
-    scalar<short>("int16"),
-    array<short>("int16[]"),
-    scalar<int>("int32"),
-    array<int>("int32[]"),
-    scalar<long long>("int64"),
-    array<long long>("int64[]"),
-    scalar<float>("float32"),
-    array<float>("float32[]"),
-    scalar<double>("float64"),
-    array<double>("float64[]"),
-    scalar<bool>("bool"),
-    array<bool>("bool[]"),
-    scalar<char>("char"),
-    array<char>("char[]"),
-    scalar<short>("short"),
-    array<short>("short[]"),
-    scalar<int>("int"),
-    array<int>("int[]"),
-    scalar<long>("long"),
-    array<long>("long[]"),
-    scalar<long long>("long long"),
-    array<long long>("long long[]"),
+constexpr SettingFactory::BuiltInType SettingFactory::kBuiltInTypes[] = {
+    BuiltInType::scalar<std::string>("string"),
+    BuiltInType::array<std::string>("string[]"),
+    BuiltInType::scalar<unsigned char>("uint8"),
+    BuiltInType::array<unsigned char>("uint8[]"),
+    BuiltInType::scalar<unsigned short>("uint16"),
+    BuiltInType::array<unsigned short>("uint16[]"),
+    BuiltInType::scalar<unsigned int>("uint32"),
+    BuiltInType::array<unsigned int>("uint32[]"),
+    BuiltInType::scalar<unsigned long long>("uint64"),
+    BuiltInType::array<unsigned long long>("uint64[]"),
+    BuiltInType::scalar<signed char>("int8"),
+    BuiltInType::array<signed char>("int8[]"),
+    BuiltInType::scalar<short>("int16"),
+    BuiltInType::array<short>("int16[]"),
+    BuiltInType::scalar<int>("int32"),
+    BuiltInType::array<int>("int32[]"),
+    BuiltInType::scalar<long long>("int64"),
+    BuiltInType::array<long long>("int64[]"),
+    BuiltInType::scalar<float>("float32"),
+    BuiltInType::array<float>("float32[]"),
+    BuiltInType::scalar<double>("float64"),
+    BuiltInType::array<double>("float64[]"),
+    BuiltInType::scalar<bool>("bool"),
+    BuiltInType::array<bool>("bool[]"),
+    BuiltInType::scalar<char>("char"),
+    BuiltInType::array<char>("char[]"),
+    BuiltInType::scalar<short>("short"),
+    BuiltInType::array<short>("short[]"),
+    BuiltInType::scalar<int>("int"),
+    BuiltInType::array<int>("int[]"),
+    BuiltInType::scalar<long>("long"),
+    BuiltInType::array<long>("long[]"),
+    BuiltInType::scalar<long long>("long long"),
+    BuiltInType::array<long long>("long long[]"),
 };
+
+namespace {
 
 template <class Function>
 std::string addressOf(Function* function) {
@@ -85,21 +97,44 @@ SettingFactory::~SettingFactory() = default;
 
 bool SettingFactory::registerType(const std::type_info& type, std::string name, LoadFn load,
                                   SaveFn save) {
-    m_settingFactory[name] = {load, save};
-    m_typeInfo2typeId[TypeInfo{&type}] = std::move(name);
+    Functions& functions = m_settingFactory[name];
+    functions = {load, save, appenderOf(save)};
+    std::string& typeName = m_typeInfo2typeId[TypeInfo{&type}];
+    typeName = std::move(name);
+    writers_[&type] = {&typeName, &functions};
     return true;
+}
+
+SettingFactory::AppendFn SettingFactory::appenderOf(SaveFn save) {
+    for (const BuiltInType& row : kBuiltInTypes) {
+        if (row.save == save) return row.append;
+    }
+    return nullptr;
 }
 
 boost::shared_ptr<SettingHolder> SettingFactory::create(std::string type, std::string name,
                                                         std::string value) {
+    const LoadFn load = loader(type);
+    return load == nullptr ? boost::shared_ptr<SettingHolder>() : load(std::move(name), value);
+}
+
+LoadFn SettingFactory::loader(std::string_view type) const {
     const auto found = m_settingFactory.find(type);
-    if (found == m_settingFactory.end() || found->second.first == nullptr) return {};
-    return found->second.first(std::move(name), value);
+    return found == m_settingFactory.end() ? nullptr : found->second.load;
+}
+
+SettingFactory::Writer SettingFactory::writerOf(const std::type_info& type) const {
+    const auto known = writers_.find(&type);
+    if (known != writers_.end()) return known->second;
+    // Another shared object's copy of a type that is registered, or none that is.
+    const auto found = m_typeInfo2typeId.find(TypeInfo{&type});
+    if (found == m_typeInfo2typeId.end()) return {nullptr, nullptr};
+    return {&found->second, &m_settingFactory.find(found->second)->second};
 }
 
 std::string SettingFactory::typeName(const std::type_info& type) const {
-    const auto found = m_typeInfo2typeId.find(TypeInfo{&type});
-    return found == m_typeInfo2typeId.end() ? std::string() : found->second;
+    const Writer writer = writerOf(type);
+    return writer.typeName == nullptr ? std::string() : *writer.typeName;
 }
 
 std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder) const {
@@ -107,10 +142,23 @@ std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder
 }
 
 std::string SettingFactory::valueAsString(boost::shared_ptr<SettingHolder> holder) const {
-    const std::string type = typeAsString(holder);
-    const auto found = type.empty() ? m_settingFactory.end() : m_settingFactory.find(type);
-    if (found == m_settingFactory.end() || found->second.second == nullptr) return {};
-    return found->second.second(std::move(holder));
+    const Writer writer = holder ? writerOf(holder->type()) : Writer{nullptr, nullptr};
+    if (writer.functions == nullptr || writer.functions->save == nullptr) return {};
+    return writer.functions->save(std::move(holder));
+}
+
+void SettingFactory::appendTypeAndText(std::string& out, const SettingHolder& holder) const {
+    const bool written = holder.readValue([this, &out](const boost::any& value) {
+        const Writer writer = writerOf(value.type());
+        if (writer.functions == nullptr || writer.functions->append == nullptr) return false;
+        out.append(*writer.typeName).append(",");
+        writer.functions->append(out, value);
+        return true;
+    });
+    if (written) return;
+    // The type's own function may do anything, so not under the value's lock.
+    const auto value = boost::make_shared<SettingHolder>(holder.name(), holder.value());
+    out.append(typeAsString(value)).append(",").append(valueAsString(value));
 }
 
 void SettingFactory::debugReport() const {
@@ -120,8 +168,8 @@ void SettingFactory::debugReport() const {
     }
     std::cout << "\n\tm_settingFactory[] =\n";
     for (const auto& entry : m_settingFactory) {
-        std::cout << "\t\t" << entry.first << " : (" << addressOf(entry.second.first) << ", "
-                  << addressOf(entry.second.second) << ')' << std::endl;
+        std::cout << "\t\t" << entry.first << " : (" << addressOf(entry.second.load) << ", "
+                  << addressOf(entry.second.save) << ')' << std::endl;
     }
 }
 

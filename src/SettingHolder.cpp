@@ -1,6 +1,7 @@
-// Locks: each holder's value is guarded by one mutex of a process-wide pool, chosen by the holder's
-// address, so that a holder stays thin. A pool mutex is held while a value is copied or swapped and
-// for nothing else: no callback, no destructor of a value, no other lock comes inside it.
+// Locks: each holder's value is guarded by a lock of its own, one word beside the reference count
+// that its reader has just touched; a lock shared by several holders would be a second cache line
+// to move between processors. It is held while a value is copied or swapped and for nothing else:
+// no callback, no destructor of a value, no other lock comes inside it.
 //
 // The link to the storage is an atomic pointer. A change pins it by counting itself before it reads
 // the pointer; a storage that dies swaps the pointer first and then waits for the count, so a
@@ -8,12 +9,11 @@
 
 #include "Qel/Settings/SettingHolder.h"
 
-#include <array>
-#include <cstdint>
 #include <cstring>
-#include <mutex>
-#include <sched.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include "Qel/Settings/SettingChangeCallback.h"
 
@@ -22,20 +22,20 @@ namespace Settings {
 
 namespace {
 
-constexpr std::size_t kPoolSize = 64;
+// States of a value's lock. A std::mutex would make a holder half as large again.
+constexpr int kFree = 0;
+constexpr int kTaken = 1;
+constexpr int kAwaited = 2;  // taken, and somebody sleeps until it is free
 
-struct alignas(64) ValueLock {
-    std::mutex mutex;
-};
+void futex(std::atomic<int>& word, int operation, int value) {
+    static_assert(sizeof word == sizeof(int), "the kernel looks at an int");
+    ::syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
+}
 
-// A std::mutex needs neither construction nor destruction at run time here, so settings may be used
-// before main and after it.
-std::array<ValueLock, kPoolSize> valueLocks;
-
-std::mutex& valueLockOf(const SettingHolder* holder) {
-    // Holders come from the heap: the low bits of their addresses are all alike.
-    const auto address = reinterpret_cast<std::uintptr_t>(holder);
-    return valueLocks[(address / alignof(ValueLock) + address / 16) % kPoolSize].mutex;
+void lockSlowly(std::atomic<int>& word) {
+    while (word.exchange(kAwaited, std::memory_order_acquire) != kFree) {
+        futex(word, FUTEX_WAIT, kAwaited);
+    }
 }
 
 /// Stands in for the storage of a setting that has outlived it.
@@ -87,37 +87,57 @@ private:
 }  // namespace
 
 SettingHolder::SettingHolder(std::string name, boost::any value)
-    : name_(std::move(name)), callback_(nullptr), changesUnderWay_(0) {
+    : name_(std::move(name)), callback_(nullptr), changesUnderWay_(0), valueLock_(kFree) {
     value_.swap(value);
 }
 
 SettingHolder::~SettingHolder() = default;
 
+void SettingHolder::lockValue() const {
+    int expected = kFree;
+    if (!valueLock_.compare_exchange_strong(expected, kTaken, std::memory_order_acquire)) {
+        lockSlowly(valueLock_);
+    }
+}
+
+void SettingHolder::unlockValue() const {
+    if (valueLock_.exchange(kFree, std::memory_order_release) == kAwaited) {
+        futex(valueLock_, FUTEX_WAKE, 1);
+    }
+}
+
+SettingHolder::ValueLock::ValueLock(const SettingHolder& holder) : holder_(holder) {
+    holder_.lockValue();
+}
+
+SettingHolder::ValueLock::~ValueLock() {
+    holder_.unlockValue();
+}
+
 boost::any SettingHolder::value() const {
-    const std::lock_guard<std::mutex> lock(valueLockOf(this));
+    const ValueLock lock(*this);
     return value_;
 }
 
 const std::type_info& SettingHolder::type() const {
-    const std::lock_guard<std::mutex> lock(valueLockOf(this));
+    const ValueLock lock(*this);
     return value_.type();
 }
 
-bool SettingHolder::setValue(const boost::any& value) {
+bool SettingHolder::setValue(boost::any&& value) {
     if (callback_.load() == &refusingCallback()) {
         // Not counted: a storage that dies waits for the changes that it knows, not for all that
         // others go on trying.
         return false;
     }
-    boost::any exchanged(value);
     const ChangeScope scope(this, changesUnderWay_);
     SettingChangeCallback* const owner = callback_.load();
     if (owner != nullptr && !owner->changing(name_)) {
         return false;
     }
     {
-        const std::lock_guard<std::mutex> lock(valueLockOf(this));
-        value_.swap(exchanged);
+        const ValueLock lock(*this);
+        value_.swap(value);
     }
     if (owner != nullptr) {
         owner->changed(name_);

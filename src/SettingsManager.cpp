@@ -10,6 +10,7 @@
 
 #include "DefaultInstanceCount.h"
 #include "Log.h"
+#include "NameIndex.h"
 #include "OperationMode.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
@@ -42,13 +43,25 @@ bool endsWith(const std::string& text, char last) {
     return !text.empty() && text.back() == last;
 }
 
+std::vector<boost::shared_ptr<SettingHolder>> settingsOf(const SettingStorageInterface& storage) {
+    if (const auto* const file = dynamic_cast<const SettingStorageFileBase*>(&storage)) {
+        return file->snapshot();
+    }
+    std::vector<boost::shared_ptr<SettingHolder>> settings;
+    for (const auto& entry : storage.settingsSet()) {
+        settings.push_back(entry.second);
+    }
+    return settings;
+}
+
 bool isPrefixOf(const std::string& prefix, const std::string& text) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
 }  // namespace
 
-SettingsManager::SettingsManager() : mode_(boost::make_shared<OperationMode>()) {}
+SettingsManager::SettingsManager()
+    : settings_(std::make_unique<NameIndex>()), mode_(boost::make_shared<OperationMode>()) {}
 
 SettingsManager::~SettingsManager() {
     try {
@@ -169,20 +182,22 @@ bool SettingsManager::registerStorage(boost::shared_ptr<SettingStorageInterface>
     }
     slot = storage;
     bool allIndexed = true;
-    for (const auto& entry : storage->settingsSet()) {
-        allIndexed = indexSetting(entry.second) && allIndexed;
+    const auto settings = settingsOf(*storage);
+    settings_->reserve(settings.size());
+    for (const auto& holder : settings) {
+        allIndexed = indexSetting(holder) && allIndexed;
     }
     return allIndexed;
 }
 
 bool SettingsManager::indexSetting(const boost::shared_ptr<SettingHolder>& holder) {
-    if (!holder || holder->value().empty()) {
+    if (!holder || holder->type() == typeid(void)) {
         return false;
     }
     if (holder->callback() == nullptr) {
         fileSetting(holder);
     } else {
-        settings_[holder->name()] = holder;
+        settings_->put(holder);
     }
     return true;
 }
@@ -206,7 +221,7 @@ void SettingsManager::fileSetting(const boost::shared_ptr<SettingHolder>& holder
     if (!storage->registerSetting(holder)) {
         throw std::runtime_error("Failed to register setting.");
     }
-    settings_[holder->name()] = holder;
+    settings_->put(holder);
 }
 
 boost::shared_ptr<SettingStorageInterface> SettingsManager::storageFor(
@@ -221,9 +236,7 @@ boost::shared_ptr<SettingStorageInterface> SettingsManager::storageFor(
 }
 
 boost::shared_ptr<SettingHolder> SettingsManager::setting(const std::string& name) const {
-    const SharedLock lock(lock_);
-    const auto found = settings_.find(name);
-    return found == settings_.end() ? boost::shared_ptr<SettingHolder>() : found->second;
+    return settings_->find(name);
 }
 
 boost::shared_ptr<SettingStorageInterface> SettingsManager::defaultStorage() const {
@@ -256,10 +269,7 @@ void SettingsManager::forEachSetting(const SettingVisitor& visit) const {
     std::vector<boost::shared_ptr<SettingHolder>> all;
     {
         const SharedLock lock(lock_);
-        all.reserve(settings_.size());
-        for (const auto& entry : settings_) {
-            all.push_back(entry.second);
-        }
+        all = settings_->sorted();
     }
     for (const auto& setting : all) {
         visit(setting);

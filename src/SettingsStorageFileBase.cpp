@@ -39,6 +39,7 @@
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageFileBase.h"
 #include "Qel/Settings/SettingsStorageFileAsyncSaver.h"
+#include "SettingsByName.h"
 #include "files/DirectoryLock.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
@@ -69,7 +70,10 @@ bool fileExists(const std::string& path) {
 
 SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::string filename,
                                                std::string rwFilename, SavePolicy policy)
-    : SettingStorageBase(name), filename_(std::move(filename)), rwFilename_(std::move(rwFilename)) {
+    : SettingStorageBase(name),
+      filename_(std::move(filename)),
+      rwFilename_(std::move(rwFilename)),
+      settings_(std::make_unique<SettingsByName>()) {
     savePolicy(policy);
 }
 
@@ -262,7 +266,8 @@ void SettingStorageFileBase::refuseSaves() {
 }
 
 const SettingsSet& SettingStorageFileBase::settingsSet() const {
-    return settingsSet_;
+    const std::lock_guard<std::mutex> lock(settingsMutex_);
+    return settings_->asMap();
 }
 
 bool SettingStorageFileBase::registerSetting(boost::shared_ptr<SettingHolder> holder) {
@@ -271,16 +276,16 @@ bool SettingStorageFileBase::registerSetting(boost::shared_ptr<SettingHolder> ho
     }
     const std::lock_guard<std::mutex> lock(settingsMutex_);
     // Everything that may run out of memory comes before the bond, which is for life.
-    const auto entry = settingsSet_.emplace(holder->name(), nullptr).first;
-    rememberReplaced(entry->second);
+    boost::shared_ptr<SettingHolder>& place = settings_->placeOf(holder);
+    rememberReplaced(place);
     if (!holder->bind(*this)) {
         // Another storage took it at this very moment.
-        if (!entry->second) {
-            settingsSet_.erase(entry);
+        if (!place) {
+            settings_->dropPlaceOf(holder->name());
         }
         return false;
     }
-    entry->second.swap(holder);
+    place.swap(holder);
     return true;
 }
 
@@ -299,28 +304,22 @@ void SettingStorageFileBase::rememberReplaced(const boost::shared_ptr<SettingHol
 }
 
 void SettingStorageFileBase::dropSettings() {
-    SettingsSet dropped;
+    std::vector<boost::shared_ptr<SettingHolder>> dropped;
     const std::lock_guard<std::mutex> lock(settingsMutex_);
-    dropped.swap(settingsSet_);
-    for (const auto& entry : dropped) {
-        rememberReplaced(entry.second);
+    dropped = settings_->takeAll();
+    for (const auto& holder : dropped) {
+        rememberReplaced(holder);
     }
 }
 
 boost::shared_ptr<SettingHolder> SettingStorageFileBase::querySetting(std::string settingName) {
     const std::lock_guard<std::mutex> lock(settingsMutex_);
-    const auto found = settingsSet_.find(settingName);
-    return found == settingsSet_.end() ? boost::shared_ptr<SettingHolder>() : found->second;
+    return settings_->find(settingName);
 }
 
 std::vector<boost::shared_ptr<SettingHolder>> SettingStorageFileBase::snapshot() const {
-    std::vector<boost::shared_ptr<SettingHolder>> holders;
     const std::lock_guard<std::mutex> lock(settingsMutex_);
-    holders.reserve(settingsSet_.size());
-    for (const auto& entry : settingsSet_) {
-        holders.push_back(entry.second);
-    }
-    return holders;
+    return settings_->all();
 }
 
 std::string SettingStorageFileBase::info() const {
@@ -412,9 +411,8 @@ void SettingStorageFileBase::retire() {
                 e.what());
     }
     // No lock: a change that is waited for may be saving, which needs the settings and the locks.
-    for (const auto& entry : settingsSet_) {
-        entry.second->orphan(*this);
-    }
+    settings_->forEach(
+        [this](const boost::shared_ptr<SettingHolder>& holder) { holder->orphan(*this); });
     for (const auto& replaced : replacedSettings_) {
         if (const auto holder = replaced.lock()) {
             holder->orphan(*this);

@@ -263,10 +263,30 @@ bool SettingStorageInifile::loadFile(const std::string& file) {
     return usable;
 }
 
+/// What is known while a file is read; the texts keep their memory from line to line.
+struct SettingStorageInifile::Reader {
+    boost::shared_ptr<SettingFactory> types;
+    std::string prefix;
+    std::string settingName = {};
+    std::string value = {};
+    std::string_view type = {};
+    LoadFn load = nullptr;
+
+    /// The load function of the type; null for an unknown one. One type mostly follows another of
+    /// its kind.
+    LoadFn loaderOf(std::string_view wanted) {
+        if (types && wanted != type) {
+            type = wanted;
+            load = types->loader(wanted);
+        }
+        return load;
+    }
+};
+
 void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
     const text::WhiteSpace whiteSpace;
     NamesInFull names;
-    std::string prefix = name() + "/";
+    Reader reader{factory(), name() + "/"};
     bool isFirstLine = true;
     for (std::size_t start = 0; start < data.size();) {
         const std::size_t end = std::min(data.find('\n', start), data.size());
@@ -279,16 +299,16 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
             case text::IniLine::Kind::SkippedSection:
                 break;
             case text::IniLine::Kind::Header:
-                readHeader(line, isFirstLine, prefix);
+                readHeader(line, isFirstLine, reader.prefix);
                 break;
             case text::IniLine::Kind::Section:
                 names.add(name().size() + line.key.size());
-                prefix = name() + "/" + std::string(line.key) + "/";
-                sections_.insert(prefix);
+                reader.prefix = name() + "/" + std::string(line.key) + "/";
+                sections_.insert(reader.prefix);
                 break;
             case text::IniLine::Kind::Setting:
-                names.add(prefix.size() + line.key.size());
-                readSetting(file, line, whole, prefix);
+                names.add(reader.prefix.size() + line.key.size());
+                readSetting(file, line, whole, reader);
                 break;
             case text::IniLine::Kind::Malformed:
                 QEL_LOG(kError, "SettingStorageInifile: failed to load '%s'",
@@ -320,24 +340,23 @@ void SettingStorageInifile::readHeader(const text::IniLine& line, bool isFirstLi
 }
 
 void SettingStorageInifile::readSetting(const std::string& file, const text::IniLine& line,
-                                        std::string_view whole, const std::string& prefix) {
-    const std::string settingName = prefix + std::string(line.key);
-    if (createSetting(line, settingName)) {
+                                        std::string_view whole, Reader& reader) {
+    reader.settingName.assign(reader.prefix).append(line.key);
+    if (createSetting(line, reader)) {
         return;
     }
     QEL_LOG(kError, "SettingStorageInifile: failed to load %s from %s (line=%s)",
-            settingName.c_str(), file.c_str(), std::string(whole).c_str());
+            reader.settingName.c_str(), file.c_str(), std::string(whole).c_str());
     appendErrInfo(std::string(whole) + "\n");
 }
 
 // One setting that cannot be made never costs the rest of the file, whatever its type's load
 // function throws.
-bool SettingStorageInifile::createSetting(const text::IniLine& line,
-                                          const std::string& settingName) {
+bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
     try {
-        const boost::shared_ptr<SettingFactory> types = factory();
-        return types && registerSetting(types->create(std::string(line.type), settingName,
-                                                      std::string(line.value)));
+        const LoadFn load = reader.loaderOf(line.type);
+        return load != nullptr &&
+               registerSetting(load(reader.settingName, reader.value.assign(line.value)));
     } catch (...) {
         return false;
     }
@@ -400,13 +419,20 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     }
     const text::WhiteSpace whiteSpace;
     const std::string root = name() + "/";
-    std::string lastPrefix;
+    std::string_view lastDirectory;
+    std::string_view prefix;
+    std::string_view lastPrefix;
     bool inSection = false;
     NamesInFull names;
-    for (const boost::shared_ptr<SettingHolder>& holder : snapshot()) {
+    const auto holders = snapshot();
+    for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
         names.add(settingName.size());
-        const std::string_view prefix = prefixOf(settingName, root);
+        const std::string_view directory = settingName.substr(0, settingName.rfind('/') + 1);
+        if (!inSection || directory != lastDirectory) {
+            prefix = prefixOf(settingName, root);
+            lastDirectory = directory;
+        }
         const std::string_view key = settingName.substr(prefix.size());
         if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
             QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: %s", holder->name().c_str(),
@@ -418,10 +444,8 @@ bool SettingStorageInifile::buildText(std::string& data) const {
             lastPrefix = prefix;
             inSection = true;
         }
-        // Type and text of one and the same value: the setting itself may change in between.
-        const auto value = boost::make_shared<SettingHolder>(holder->name(), holder->value());
         data.append("\n").append(key).append(" = ");
-        data.append(types->typeAsString(value)).append(",").append(types->valueAsString(value));
+        types->appendTypeAndText(data, *holder);
     }
     return true;
 }

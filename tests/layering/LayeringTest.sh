@@ -33,6 +33,7 @@ SettingStorageFileBase           storages
 SettingStorageInifile            storages
 SettingStorageXml                storages
 SettingsStorageBase              storages
+SettingsByName                   storages
 SettingsStorageFileBase          storages
 SettingsStorageInifile           storages
 SettingsStorageXml               storages
@@ -44,6 +45,7 @@ NamesInFull                      storages
 SaverTiming                      saver
 SignalsBlocked                   saver
 SettingsManager                  manager
+NameIndex                        manager
 OperationMode                    manager
 DefaultInstanceCount             manager
 T8SettingsManager                product

@@ -1,11 +1,14 @@
 #ifndef QEL_SETTINGS_SETTINGFACTORY_H
 #define QEL_SETTINGS_SETTINGFACTORY_H
 
+#include <boost/any.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <typeinfo>
-#include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "Qel/Settings/Export.h"
@@ -61,6 +64,13 @@ public:
     /// needs type and text of one and the same value hands in a holder that nobody else has.
     std::string valueAsString(boost::shared_ptr<SettingHolder> holder) const;
 
+    /// The load function of the type called `type`; null when there is no such type.
+    LoadFn loader(std::string_view type) const;
+
+    /// Appends the name of the setting's type, a comma and the text of its value, both of one and
+    /// the same value whoever changes it meanwhile.
+    void appendTypeAndText(std::string& out, const SettingHolder& holder) const;
+
     /// Writes both tables to the standard output.
     void debugReport() const;
 
@@ -75,8 +85,31 @@ private:
         bool operator<(const TypeInfo& other) const { return type->before(*other.type); }
     };
 
-    std::map<std::string, std::pair<LoadFn, SaveFn>> m_settingFactory;
+    /// Appends the text of a value that is known to be of the function's type.
+    using AppendFn = void (*)(std::string& out, const boost::any& value);
+    struct BuiltInType;
+
+    struct Functions {
+        LoadFn load;
+        SaveFn save;
+        AppendFn append;  ///< does what `save` does; null for types that are not built in
+    };
+
+    /// What it takes to write values of one run-time type.
+    struct Writer {
+        const std::string* typeName;
+        const Functions* functions;
+    };
+
+    static const BuiltInType kBuiltInTypes[];
+    static AppendFn appenderOf(SaveFn save);
+
+    Writer writerOf(const std::type_info& type) const;
+
+    std::map<std::string, Functions, std::less<>> m_settingFactory;
     std::map<TypeInfo, std::string> m_typeInfo2typeId;
+    // The second map once more, by the addresses that most types always have.
+    std::unordered_map<const std::type_info*, Writer> writers_;
 };
 
 }  // namespace Settings

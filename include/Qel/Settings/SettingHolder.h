@@ -64,7 +64,8 @@ public:
     /// are compared by name, so that a value made in another shared object is recognised.
     template <class T>
     T getValue() const {
-        return boost::any_cast<T>(value());
+        const ValueLock lock(*this);
+        return boost::any_cast<const T&>(value_);
     }
 
     /// The value's run-time type; `void` for an empty value.
@@ -75,7 +76,8 @@ public:
     ///
     /// The new value may be of another type, and the setting then is of that type in the file as
     /// well; `setValueKeepingType` guards against that slip.
-    bool setValue(const boost::any& value);
+    bool setValue(const boost::any& value) { return setValue(boost::any(value)); }
+    bool setValue(boost::any&& value);
 
     template <std::size_t N>
     bool setValue(const char (&text)[N]) {
@@ -116,13 +118,38 @@ public:
     void orphan(SettingChangeCallback& owner);
 
 private:
+    friend class SettingFactory;
+
+    /// Held while the value is copied, exchanged or, by the library's own code, written as text,
+    /// and for nothing else.
+    class QEL_SETTINGS_EXPORT ValueLock {
+    public:
+        explicit ValueLock(const SettingHolder& holder);
+        ~ValueLock();
+        ValueLock(const ValueLock&) = delete;
+        ValueLock& operator=(const ValueLock&) = delete;
+
+    private:
+        const SettingHolder& holder_;
+    };
+
+    template <class Function>
+    auto readValue(Function read) const {
+        const ValueLock lock(*this);
+        return read(value_);
+    }
+
     static std::string stringOf(const char* text, std::size_t capacity);
     static std::string stringOf(const char* text);
+
+    void lockValue() const;
+    void unlockValue() const;
 
     std::string name_;
     boost::any value_;
     std::atomic<SettingChangeCallback*> callback_;
     std::atomic<int> changesUnderWay_;
+    mutable std::atomic<int> valueLock_;
 };
 
 }  // namespace Settings

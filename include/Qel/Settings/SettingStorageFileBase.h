@@ -6,6 +6,7 @@
 #include <boost/weak_ptr.hpp>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@
 
 namespace Qel {
 namespace Settings {
+
+class SettingsByName;
 
 /// A storage with a defaults file that is never written and a read/write file of the user's values.
 /// A subclass supplies the format through `loadFile` and `saveFile`.
@@ -86,6 +89,10 @@ public:
     /// Whether `resetToDefaults` has been called, after which nothing is saved any more.
     bool resetCalled() const;
 
+    /// The settings held now in order of their names, safe to walk while others are registered.
+    /// Cheaper than `settingsSet()`, for which the storage keeps a map from then on.
+    std::vector<boost::shared_ptr<SettingHolder>> snapshot() const;
+
     /// Refuses every later save, as after a reset.
     void refuseSaves();
 
@@ -103,9 +110,6 @@ protected:
 
     void clearErrInfo();
     void appendErrInfo(const std::string& text);
-
-    /// The settings held now, safe to walk while others are registered.
-    std::vector<boost::shared_ptr<SettingHolder>> snapshot() const;
 
     /// To be asked by a subclass once it has the files to itself: a reset may have begun in another
     /// process after `save()` looked. When this gives false the subclass writes nothing and returns
@@ -142,7 +146,7 @@ private:
     std::atomic<std::uint64_t> savedChanges_{0};
     std::string errInfo_;
     mutable std::deque<std::string> shownErrInfo_;
-    SettingsSet settingsSet_;
+    std::unique_ptr<SettingsByName> settings_;
     std::vector<boost::weak_ptr<SettingHolder>> replacedSettings_;
     std::atomic<SavePolicy> savePolicy_{Save_onDemand};
     std::atomic<bool> resetCalled_{false};

@@ -73,9 +73,10 @@ private:
     bool acceptCrc(const std::string& file, const std::string& candidate, std::string& data);
     void parse(const std::string& file, std::string_view data);
     void readHeader(const text::IniLine& line, bool isFirstLine, std::string& prefix);
+    struct Reader;
     void readSetting(const std::string& file, const text::IniLine& line, std::string_view whole,
-                     const std::string& prefix);
-    bool createSetting(const text::IniLine& line, const std::string& settingName);
+                     Reader& reader);
+    bool createSetting(const text::IniLine& line, Reader& reader);
 
     bool saveTo(const std::string& file);
     bool buildText(std::string& data) const;

@@ -6,6 +6,7 @@
 #include <boost/thread/shared_mutex.hpp>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 namespace Qel {
 namespace Settings {
 
+class NameIndex;
 class OperationMode;
 class SettingFactory;
 class SettingHolder;
@@ -134,7 +136,7 @@ private:
     // Replaced storages live on: settings that only they have are still in the index.
     std::vector<boost::shared_ptr<SettingStorageInterface>> replacedStorages_;
     boost::shared_ptr<SettingStorageInterface> defaultStorage_;
-    SettingsSet settings_;
+    std::unique_ptr<NameIndex> settings_;
     mutable boost::shared_mutex lock_;
     boost::shared_ptr<SettingFactory> factory_;
     boost::shared_ptr<OperationMode> mode_;

@@ -143,6 +143,14 @@ void append(std::string& out, const T& value) {
     }
 }
 
+template <class T, class Iter = typename std::vector<T>::const_iterator>
+void appendArray(std::string& out, const std::vector<T>& values) {
+    for (Iter it = values.begin(); it != values.end(); ++it) {
+        if (it != values.begin()) out += ';';
+        append<T>(out, *it);
+    }
+}
+
 template <class T>
 void appendLengthItem(std::string& out, const T& value) {
     std::string text;
@@ -185,10 +193,7 @@ void addEntry(std::map<K, V>& map, const std::string& keyText, const std::string
 template <class T, class Iter = typename std::vector<T>::const_iterator>
 std::string arrayToString(const std::vector<T>& values) {
     std::string text;
-    for (Iter it = values.begin(); it != values.end(); ++it) {
-        if (it != values.begin()) text += ';';
-        detail::append<T>(text, *it);
-    }
+    detail::appendArray<T, Iter>(text, values);
     return text;
 }
 

@@ -1,0 +1,96 @@
+// Counts, for each store and number of settings, what an open store keeps on the heap once every
+// setting was read. Prints one line each: store, settings, bytes, allocations. The bytes are those
+// that the allocator gives, with its own word for each block.
+
+#include <atomic>
+#include <cstddef>
+#include <iostream>
+#include <malloc.h>
+#include <map>
+
+#include "ScratchFiles.h"
+
+namespace {
+
+std::atomic<long long> bytesInUse{0};
+std::atomic<long long> blocksInUse{0};
+
+void* taken(void* block) {
+    if (block != nullptr) {
+        bytesInUse += static_cast<long long>(malloc_usable_size(block) + sizeof(std::size_t));
+        ++blocksInUse;
+    }
+    return block;
+}
+
+void given(void* block) {
+    if (block != nullptr) {
+        bytesInUse -= static_cast<long long>(malloc_usable_size(block) + sizeof(std::size_t));
+        --blocksInUse;
+    }
+}
+
+}  // namespace
+
+// In place of the C library's own, which does the work.
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* block);
+
+void* malloc(std::size_t size) {
+    return taken(__libc_malloc(size));
+}
+void* calloc(std::size_t count, std::size_t size) {
+    return taken(__libc_calloc(count, size));
+}
+void* realloc(void* block, std::size_t size) {
+    given(block);
+    return taken(__libc_realloc(block, size));
+}
+void* memalign(std::size_t alignment, std::size_t size) {
+    return taken(__libc_memalign(alignment, size));
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+    return taken(__libc_memalign(alignment, size));
+}
+void free(void* block) {
+    given(block);
+    __libc_free(block);
+}
+}
+
+namespace bench {
+
+namespace {
+
+void count(const Peer& peer, const Settings& settings, ScratchFiles& files) {
+    const std::string path = files.aliasOf(peer, settings);
+    const auto store = makePrepared(peer, settings);
+    const long long bytes = bytesInUse;
+    const long long blocks = blocksInUse;
+    store->open(path);
+    checkValues(peer, settings, *store);
+    std::cout << peer.name << ' ' << settings.size() << ' ' << bytesInUse - bytes << ' '
+              << blocksInUse - blocks << '\n';
+}
+
+}  // namespace
+
+}  // namespace bench
+
+int main() {
+    try {
+        bench::ScratchFiles files("/dev/shm");
+        for (const std::size_t size : {100, 1000, 10000, 100000}) {
+            const bench::Settings settings = bench::makeSettings(size);
+            for (const bench::Peer& peer : bench::peers()) bench::count(peer, settings, files);
+        }
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "HeapBench: " << error.what() << '\n';
+        return 1;
+    }
+}

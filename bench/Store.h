@@ -1,0 +1,80 @@
+#ifndef BENCH_STORE_H
+#define BENCH_STORE_H
+
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Settings.h"
+
+namespace bench {
+
+enum class Durability { kNone, kDurable };
+
+/// One library at the work of a settings store, with each operation done as that library's own
+/// manual would have it. Settings are named by their position.
+///
+/// An object stands for one process's use of one file and is opened once.
+class Store {
+public:
+    virtual ~Store() = default;
+
+    /// Opens `path`; from here on reading and changing work. The file need not exist.
+    virtual void open(const std::string& path) = 0;
+
+    /// Makes ready what a program would have ready, the names in the library's own form, so that no
+    /// library pays for a conversion. To be called before any operation on a setting.
+    virtual void prepareNames() {}
+
+    /// Typed value of the setting.
+    virtual Value get(std::size_t position) const = 0;
+
+    /// Changes the value in memory, or what a library has in place of it.
+    virtual void set(std::size_t position, const Value& value) = 0;
+
+    /// Writes the changes to the file. With `kDurable`, as far as the library can, they are on the
+    /// disk afterwards.
+    virtual void save(Durability durability) = 0;
+
+    /// The same open store for another thread; null when threads may not share it.
+    virtual std::unique_ptr<Store> forAnotherThread() { return nullptr; }
+
+    // Access by a handle that a program keeps, where the library has such a thing.
+    virtual bool keepsHandles() const { return false; }
+    virtual Value getKept(std::size_t) const { throw std::logic_error("no handles"); }
+    virtual void setKept(std::size_t, const Value&) { throw std::logic_error("no handles"); }
+};
+
+struct Peer {
+    const char* name;
+    /// `name` tells the store's contents from those of others in the process, where it matters.
+    std::unique_ptr<Store> (*make)(const Settings& settings, const std::string& name);
+    /// The whole file is read at the start and written by each save; otherwise pages are.
+    bool wholeFile;
+};
+
+/// All stores; this library's own is the first.
+const std::vector<Peer>& peers();
+
+/// Null when there is none of this name.
+const Peer* peerOf(const std::string& name);
+
+constexpr const char* kDefaultName = "bench";
+
+/// A store on which everything may be called.
+std::unique_ptr<Store> makePrepared(const Peer& peer, const Settings& settings,
+                                    const std::string& name = kDefaultName);
+
+/// Makes a file with all settings at `path` and reads it back. Throws `std::runtime_error` when any
+/// value comes back another.
+void createFile(const Peer& peer, const Settings& settings, const std::string& path,
+                const std::string& name = kDefaultName);
+
+/// Throws `std::runtime_error` when any setting has another value.
+void checkValues(const Peer& peer, const Settings& settings, const Store& store);
+
+}  // namespace bench
+
+#endif
