@@ -18,12 +18,12 @@ struct SettingFactory::BuiltInType {
 
     template <class T>
     static void appendScalar(std::string& out, const boost::any& value) {
-        StrConv::detail::append(out, *boost::unsafe_any_cast<T>(&value));
+        StrConv::detail::append(out, boost::any_cast<const T&>(value));
     }
 
     template <class T>
     static void appendArray(std::string& out, const boost::any& value) {
-        StrConv::detail::appendArray(out, *boost::unsafe_any_cast<std::vector<T>>(&value));
+        StrConv::detail::appendArray(out, boost::any_cast<const std::vector<T>&>(value));
     }
 
     template <class T>
@@ -99,9 +99,9 @@ bool SettingFactory::registerType(const std::type_info& type, std::string name, 
                                   SaveFn save) {
     Functions& functions = m_settingFactory[name];
     functions = {load, save, appenderOf(save)};
-    std::string& typeName = m_typeInfo2typeId[TypeInfo{&type}];
-    typeName = std::move(name);
-    writers_[&type] = {&typeName, &functions};
+    const auto entry = m_typeInfo2typeId.try_emplace(TypeInfo{&type}).first;
+    entry->second = std::move(name);
+    writers_[entry->first.type] = {&entry->second, &functions};
     return true;
 }
 
@@ -128,8 +128,8 @@ SettingFactory::Writer SettingFactory::writerOf(const std::type_info& type) cons
     if (known != writers_.end()) return known->second;
     // Another shared object's copy of a type that is registered, or none that is.
     const auto found = m_typeInfo2typeId.find(TypeInfo{&type});
-    if (found == m_typeInfo2typeId.end()) return {nullptr, nullptr};
-    return {&found->second, &m_settingFactory.find(found->second)->second};
+    return found == m_typeInfo2typeId.end() ? Writer{nullptr, nullptr}
+                                            : writers_.at(found->first.type);
 }
 
 std::string SettingFactory::typeName(const std::type_info& type) const {
@@ -142,15 +142,14 @@ std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder
 }
 
 std::string SettingFactory::valueAsString(boost::shared_ptr<SettingHolder> holder) const {
-    const Writer writer = holder ? writerOf(holder->type()) : Writer{nullptr, nullptr};
-    if (writer.functions == nullptr || writer.functions->save == nullptr) return {};
-    return writer.functions->save(std::move(holder));
+    const SaveFn save = holder ? writerOf(holder->type()).save() : nullptr;
+    return save == nullptr ? std::string() : save(std::move(holder));
 }
 
 void SettingFactory::appendTypeAndText(std::string& out, const SettingHolder& holder) const {
     const bool written = holder.readValue([this, &out](const boost::any& value) {
         const Writer writer = writerOf(value.type());
-        if (writer.functions == nullptr || writer.functions->append == nullptr) return false;
+        if (writer.save() == nullptr || writer.functions->append == nullptr) return false;
         out.append(*writer.typeName).append(",");
         writer.functions->append(out, value);
         return true;

@@ -236,7 +236,13 @@ boost::shared_ptr<SettingStorageInterface> SettingsManager::storageFor(
 }
 
 boost::shared_ptr<SettingHolder> SettingsManager::setting(const std::string& name) const {
-    return settings_->find(name);
+    boost::shared_ptr<SettingHolder> found = settings_->find(name);
+    if (!found) {
+        // A registration that is under way may be about to bring it.
+        const SharedLock lock(lock_);
+        found = settings_->find(name);
+    }
+    return found;
 }
 
 boost::shared_ptr<SettingStorageInterface> SettingsManager::defaultStorage() const {

@@ -85,7 +85,7 @@ private:
         bool operator<(const TypeInfo& other) const { return type->before(*other.type); }
     };
 
-    /// Appends the text of a value that is known to be of the function's type.
+    /// Appends the text of a value. Throws `boost::bad_any_cast` when it is of another type.
     using AppendFn = void (*)(std::string& out, const boost::any& value);
     struct BuiltInType;
 
@@ -99,6 +99,11 @@ private:
     struct Writer {
         const std::string* typeName;
         const Functions* functions;
+
+        /// Null for an unknown type, and for one that is written under no name.
+        SaveFn save() const {
+            return typeName == nullptr || typeName->empty() ? nullptr : functions->save;
+        }
     };
 
     static const BuiltInType kBuiltInTypes[];
@@ -108,7 +113,7 @@ private:
 
     std::map<std::string, Functions, std::less<>> m_settingFactory;
     std::map<TypeInfo, std::string> m_typeInfo2typeId;
-    // The second map once more, by the addresses that most types always have.
+    // The second map once more, by the address that a type has nearly everywhere.
     std::unordered_map<const std::type_info*, Writer> writers_;
 };
 
