@@ -1,15 +1,13 @@
 #include <boost/make_shared.hpp>
 #include <cstdio>
 #include <stdexcept>
-#include <string_view>
-#include <vector>
 
 #include "Checks.h"
 #include "Files.h"
+#include "IniModel.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "Qel/Settings/SettingsManager.h"
-#include "text/Crc32.h"
 
 namespace fuzz {
 namespace {
@@ -18,44 +16,6 @@ using namespace Qel::Settings;
 using testsupport::exists;
 using testsupport::readFile;
 using testsupport::writeFile;
-
-constexpr const char* kMisplacedName = "#name must be first line in ini-file.";
-
-std::string trimmed(std::string_view text) {
-    constexpr const char* kWhiteSpace = " \t\n\v\f\r";
-    const std::size_t first = text.find_first_not_of(kWhiteSpace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return std::string(text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1));
-}
-
-std::string withCrc(const std::string& text) {
-    return text + "\n#crc32 = " + std::to_string(text::crc32(text)) + "\n";
-}
-
-bool startsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
-}
-
-/// Whether a "#name" line comes after the first line that is not empty.
-bool hasMisplacedName(const std::string& bytes) {
-    bool isFirst = true;
-    for (std::size_t at = 0; at < bytes.size();) {
-        const std::size_t end = std::min(bytes.find('\n', at), bytes.size());
-        const std::string line = trimmed(bytes.substr(at, end - at));
-        at = end + 1;
-        if (line.empty()) {
-            continue;
-        }
-        const std::string key = trimmed(line.substr(0, line.find('=')));
-        if (!isFirst && line[0] == '#' && trimmed(key.substr(1)) == "name") {
-            return true;
-        }
-        isFirst = false;
-    }
-    return false;
-}
 
 /// One storage's files, and the storage that reads them, as a process has them that comes up.
 class Store {
@@ -95,99 +55,80 @@ private:
     boost::shared_ptr<SettingStorageInifile> storage_;
 };
 
+void requireSame(const Settings& settings, const Settings& expected, const std::string& what) {
+    require(settings == expected,
+            what + ":\n" + listOf(settings) + "instead of:\n" + listOf(expected));
+}
+
+void requireHolds(SettingStorageInifile& storage, const IniContent& expected) {
+    requireSame(settingsOf(storage), expected.settings, "read as");
+    require(storage.name() == expected.name, "called '" + storage.name() + "'");
+    require(storage.readonly() == expected.readonly, "read-only");
+    require(*storage.errInfo() == expected.rejected, "rejected: " + *storage.errInfo());
+}
+
 /// A file is read or set aside, as it is.
 void checkAsFile(const std::string& bytes, const std::string& directory) {
+    std::string text;
+    const bool hasGoodCrc = takeGoodCrc(bytes, text);
+    const bool isGood = hasGoodCrc && !contentOf(text).misplacedName;
     Store store(directory);
     store.putFile(bytes);
     require(store.comeUp(), "a damaged file keeps the storage from coming up");
     require(store.isSetAside() != exists(store.file()), "file neither kept nor set aside");
-    const std::string left = store.isSetAside() ? store.setAside() : readFile(store.file());
-    require(left == bytes, "the file was changed");
+    require(store.isSetAside() != isGood,
+            isGood ? "a good file is set aside" : "a damaged file is read");
+    const std::string left = isGood ? readFile(store.file()) : store.setAside();
+    require(left == bytes, "the file is changed");
 }
 
 /// A copy of any kind beside a good file does not cost the values of both.
 void checkAsCopy(const std::string& bytes, const std::string& directory) {
+    const std::string good = "#name = settings\n[a]\nb = int,1";
+    std::string text = good;
+    if (!takeGoodCrc(bytes, text)) {
+        text = good;
+    }
     Store store(directory);
-    const std::string good = withCrc("#name = settings\n[a]\nb = int,1");
-    store.putFile(good);
+    store.putFile(withCrc(good));
     store.putCopy(bytes);
     require(store.comeUp(), "a damaged copy keeps the storage from coming up");
-    require(!store.isSetAside() || hasMisplacedName(bytes), "a good file was set aside");
+    const IniContent content = contentOf(text);
+    require(store.isSetAside() == content.misplacedName, "a good file is set aside");
+    requireSame(settingsOf(store.storage()), content.settings, "copy and file read as");
 }
 
-void checkAsDefaults(const std::string& bytes, const std::string& directory,
-                     const Settings& expected) {
+/// The defaults file needs no CRC.
+void checkAsDefaults(const std::string& bytes, const std::string& directory) {
+    const IniContent content = contentOf(bytes);
     Store store(directory);
     store.putDefaults(bytes);
-    require(store.comeUp() != hasMisplacedName(bytes), "defaults file and its #name line");
-    require(settingsOf(store.storage()) == expected, "not what the same text is as a file:\n" +
-                                                         listOf(settingsOf(store.storage())) +
-                                                         "instead of\n" + listOf(expected));
-}
-
-/// The longest of the known prefixes, or else all but the key.
-std::string sectionPrefixOf(const std::string& name, const std::vector<std::string>& known) {
-    std::string longest;
-    for (const std::string& prefix : known) {
-        if (prefix.size() > longest.size() && startsWith(name, prefix)) {
-            longest = prefix;
-        }
+    require(store.comeUp() != content.misplacedName, "defaults file and its #name line");
+    if (!content.misplacedName) {
+        requireHolds(store.storage(), content);
     }
-    return longest.empty() ? name.substr(0, name.rfind('/') + 1) : longest;
 }
 
-/// "type,text" as it is after it has stood in a file.
-std::string reread(const std::string& setting) {
-    const std::size_t comma = setting.find(',');
-    const std::string type = setting.substr(0, comma);
-    const auto holder = productTypes()->create(type, "name", trimmed(setting.substr(comma + 1)));
-    require(holder != nullptr, "a text that the library wrote is refused: " + setting);
-    return type + "," + productTypes()->valueAsString(holder);
-}
-
-/// What a save and a load make of `before`, losses that are documented included.
-Settings reloaded(const Settings& before, SettingStorageInifile& storage) {
-    const std::string root = storage.name() + "/";
-    std::vector<std::string> known = storage.sections();
-    known.push_back(root);
-    Settings after;
-    std::string readUnder = root;
-    for (const auto& setting : before) {
-        const std::string prefix = sectionPrefixOf(setting.first, known);
-        const std::string key = trimmed(setting.first.substr(prefix.size()));
-        if (!key.empty() && (key[0] == '#' || key[0] == '[')) {
-            continue;
-        }
-        std::string section = startsWith(prefix, root) ? prefix.substr(root.size()) : prefix;
-        section = trimmed(section.substr(0, section.size() - (section.empty() ? 0 : 1)));
-        if (!section.empty()) {
-            readUnder = root + section + "/";
-        }
-        after[readUnder + key] = reread(setting.second);
-    }
-    return after;
-}
-
-void checkSaved(Store& store) {
+/// What was read is saved and read again, until it changes no more or has done so often enough.
+void checkSaved(Store& store, IniContent content) {
     constexpr int kRounds = 3;
     for (int round = 0; round < kRounds; ++round) {
-        const Settings before = settingsOf(store.storage());
-        const Settings expected = reloaded(before, store.storage());
-        require(store.storage().saveFile(store.file()), "what was loaded cannot be saved");
+        const Settings expected = reloaded(content);
+        require(store.storage().saveFile(store.file()), "what was read cannot be saved");
         const std::string text = readFile(store.file());
         require(store.comeUp() && !store.isSetAside(), "what was saved is set aside:\n" + text);
-        require(store.storage().errInfo()->empty(),
-                "what was saved is rejected: " + *store.storage().errInfo());
         const Settings after = settingsOf(store.storage());
-        require(after == expected, "loaded:\n" + listOf(before) + "saved:\n" + text +
-                                       "loaded again:\n" + listOf(after) + "instead of:\n" +
-                                       listOf(expected));
-        require(store.storage().saveFile(store.file()), "what was loaded again cannot be saved");
-        require(after != before || readFile(store.file()) == text,
-                "the same settings, another text:\n" + text + readFile(store.file()));
-        if (after == before) {
+        requireSame(after, expected, "saved as:\n" + text + "and read again as");
+        require(store.storage().errInfo()->empty(), "what was saved is rejected:\n" + text);
+
+        require(store.storage().saveFile(store.file()), "what was read again cannot be saved");
+        const bool isSame = after == content.settings;
+        require(!isSame || readFile(store.file()) == text,
+                "the same settings in another text:\n" + text + readFile(store.file()));
+        if (isSame) {
             return;
         }
+        content = contentOf(text);
     }
 }
 
@@ -198,10 +139,36 @@ void checkChange(Store& store) {
     }
     const std::string text = readFile(store.file());
     const auto setting = store.storage().settingsSet().begin()->second;
-    const bool writable = !store.storage().readonly();
-    require(setting->setValue(setting->value()) == writable, "change of a setting");
-    require(store.storage().save() == writable, "save of a change");
+    require(setting->setValue(setting->value()), "a change is refused");
+    require(store.storage().save(), "a change is not saved");
     require(readFile(store.file()) == text, "a change to the same value changes the file");
+}
+
+void checkMisplacedName(Store& store, const std::string& file) {
+    try {
+        store.putFile(file);
+        store.storage().loadFile(store.file());
+    } catch (const std::runtime_error& e) {
+        require(e.what() == std::string("#name must be first line in ini-file."), e.what());
+        return;
+    }
+    require(false, "a misplaced #name line is accepted");
+}
+
+/// `bytes` with the CRC that they need.
+void checkAsText(const std::string& bytes, const std::string& directory) {
+    const IniContent content = contentOf(bytes);
+    Store store(directory);
+    store.putFile(withCrc(bytes));
+    require(store.comeUp(), "a storage that does not come up");
+    require(store.isSetAside() == content.misplacedName, "a good file and its #name line");
+    if (content.misplacedName) {
+        checkMisplacedName(store, withCrc(bytes));
+    } else {
+        requireHolds(store.storage(), content);
+        checkSaved(store, content);
+        checkChange(store);
+    }
 }
 
 }  // namespace
@@ -209,26 +176,8 @@ void checkChange(Store& store) {
 void checkIni(const std::string& bytes, const std::string& directory) {
     checkAsFile(bytes, directory);
     checkAsCopy(bytes, directory);
-
-    Store store(directory);
-    store.putFile(withCrc(bytes));
-    require(store.comeUp(), "a storage that does not come up");
-    require(store.isSetAside() == hasMisplacedName(bytes), "a good file and its #name line");
-    if (store.isSetAside()) {
-        try {
-            store.putFile(withCrc(bytes));
-            store.storage().loadFile(store.file());
-            require(false, "a misplaced #name line is accepted");
-        } catch (const std::runtime_error& e) {
-            require(std::string(e.what()) == kMisplacedName, e.what());
-        }
-    }
-    const Settings settings = settingsOf(store.storage());
-    if (!store.isSetAside()) {
-        checkSaved(store);
-        checkChange(store);
-    }
-    checkAsDefaults(bytes, directory, settings);
+    checkAsDefaults(bytes, directory);
+    checkAsText(bytes, directory);
 }
 
 }  // namespace fuzz

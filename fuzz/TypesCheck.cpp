@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <boost/make_shared.hpp>
-#include <cctype>
+#include <cstdlib>
+#include <limits>
 #include <vector>
 
 #include "Checks.h"
 #include "Qel/Settings/SettingHolder.h"
+#include "Qel/Settings/StrConv.h"
 #include "Qel/Types/NetworkSources.h"
 #include "types/ApplicationTypes.h"
 
@@ -126,6 +128,80 @@ bool isBeyondReading(const TypeDescription& type, const std::string& text) {
     return type.name == "char[]" && text.find_first_of("\"\\") != std::string::npos;
 }
 
+/// A number as it is read where `long` has 32 bits.
+int numberOf(const std::string& text) {
+    constexpr long long kMin = std::numeric_limits<int>::min();
+    constexpr long long kMax = std::numeric_limits<int>::max();
+    return static_cast<int>(std::clamp(std::strtoll(text.c_str(), nullptr, 10), kMin, kMax));
+}
+
+/// Moves `at` past an item of any text; false where there is none that is whole.
+bool takeAnyItem(const std::string& text, std::size_t& at, std::string& item) {
+    const std::size_t comma = text.find_first_not_of("0123456789", at);
+    if (comma == at || comma == std::string::npos || text[comma] != ',') {
+        return false;
+    }
+    const std::size_t left = text.size() - comma - 1;
+    const unsigned long long length = std::strtoull(text.c_str() + at, nullptr, 10);
+    if (length == 0 || length > left) {
+        return false;
+    }
+    item = text.substr(comma + 1, static_cast<std::size_t>(length));
+    at = comma + 1 + item.size();
+    return true;
+}
+
+/// The entries before the first item that is not whole.
+std::map<int, int> numberMapOf(const std::string& text) {
+    std::map<int, int> map;
+    std::string key;
+    std::string value;
+    for (std::size_t at = 0; takeAnyItem(text, at, key) && at < text.size() && text[at] == ',' &&
+                             takeAnyItem(text, ++at, value);
+         ++at) {
+        map[numberOf(key)] = numberOf(value);
+        if (at == text.size() || text[at] != ',') {
+            break;
+        }
+    }
+    return map;
+}
+
+/// Fields between the ";" that neither a quote nor a backslash hides.
+std::vector<std::string> fieldsOf(const std::string& text) {
+    std::vector<std::string> fields;
+    bool quoted = false;
+    std::size_t start = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '\\') {
+            ++at;
+        } else if (text[at] == '"') {
+            quoted = !quoted;
+        } else if (text[at] == ';' && !quoted) {
+            fields.push_back(text.substr(start, at - start));
+            start = at + 1;
+        }
+    }
+    if (start < text.size()) {
+        fields.push_back(text.substr(start));
+    }
+    return fields;
+}
+
+/// What two of the types make of any text.
+void checkReading(const std::string& text) {
+    SettingFactory& types = *productTypes();
+    const auto map = types.create("map<int:int>", "name", text);
+    require((map->getValue<std::map<int, int>>()) == numberMapOf(text), "a map of numbers");
+
+    std::vector<int> numbers;
+    for (const std::string& field : fieldsOf(text)) {
+        numbers.push_back(numberOf(field));
+    }
+    const auto array = types.create("int32[]", "name", text);
+    require(array->getValue<std::vector<int>>() == numbers, "an array of numbers");
+}
+
 void checkText(const Input& input) {
     SettingFactory& types = *productTypes();
     const TypeDescription& type = describe(input.type);
@@ -135,6 +211,8 @@ void checkText(const Input& input) {
         return;
     }
     const std::string written = types.valueAsString(read);
+    require(written.find('\n') == std::string::npos || describe(input.type).name.find("char") == 0,
+            "a text of more than one line: " + written);
     const auto again = types.create(types.typeAsString(read), "name", written);
     require(again != nullptr, "a text that the library wrote is refused: " + written);
     require(again->type() == read->type(), "another type than " + input.type);
@@ -155,6 +233,9 @@ T reread(const T& value) {
 
 void checkStrings(const std::string& bytes) {
     require(reread(bytes) == bytes, "a string of any bytes");
+    require(StrConv::escapeString(bytes).find_first_of(std::string("\0\a\b\t\n\v\f\r", 8)) ==
+                std::string::npos,
+            "a control character is not escaped");
 
     std::vector<std::string> strings;
     std::string::size_type at = 0;
@@ -184,6 +265,7 @@ void checkTypes(const std::string& bytes, const std::string&) {
     if (!input.type.empty()) {
         checkText(input);
     }
+    checkReading(input.text);
     checkStrings(bytes);
 }
 

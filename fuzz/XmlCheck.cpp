@@ -1,6 +1,8 @@
 #include <boost/make_shared.hpp>
 #include <cstdio>
 #include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <memory>
 
 #include "Checks.h"
 #include "Files.h"
@@ -54,9 +56,9 @@ private:
 };
 
 /// A storage with the document as its read/write file; `init` loads it.
-class Document {
+class Files {
 public:
-    Document(const std::string& bytes, const std::string& directory)
+    Files(const std::string& bytes, const std::string& directory)
         : path_(directory + "/tv.xml"), bad_(path_ + ".bad") {
         std::remove(bad_.c_str());
         writeFile(path_, bytes);
@@ -85,6 +87,95 @@ private:
     boost::shared_ptr<SettingStorageXml> storage_;
 };
 
+using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
+
+/// libxml2's own tree of the document; null when it is not well-formed.
+Document treeOf(const std::string& bytes) {
+    constexpr int kOptions =
+        XML_PARSE_SAX1 | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    return {xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kOptions),
+            &xmlFreeDoc};
+}
+
+const char* characters(const xmlChar* text) {
+    return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+}
+
+std::string nameOf(const xmlNode& node) {
+    const std::string prefix = node.ns == nullptr ? "" : characters(node.ns->prefix);
+    return (prefix.empty() ? "" : prefix + ":") + characters(node.name);
+}
+
+std::string attribute(const xmlNode& element, const char* name, const std::string& otherwise) {
+    std::string value = otherwise;
+    for (const xmlAttr* at = element.properties; at != nullptr; at = at->next) {
+        if (xmlStrcasecmp(at->name, BAD_CAST name) == 0 && at->ns == nullptr) {
+            const std::unique_ptr<xmlChar, decltype(xmlFree)> text(
+                xmlNodeListGetString(element.doc, at->children, 1), xmlFree);
+            value = characters(text.get());
+        }
+    }
+    return value;
+}
+
+/// What the elements without children are as settings, from the tree. Which piece of a text counts
+/// is the parser's business: an element with text has an empty entry.
+class Leaves {
+public:
+    explicit Leaves(const xmlNode& root) { add(root, nameOf(root)); }
+
+    const Settings& settings() const { return settings_; }
+
+private:
+    void add(const xmlNode& element, const std::string& path) {
+        bool isLeaf = true;
+        bool hasText = false;
+        for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
+            if (child->type == XML_ELEMENT_NODE) {
+                isLeaf = false;
+                add(*child, path + "/" + nameOf(*child));
+            }
+            hasText = hasText || child->type == XML_TEXT_NODE;
+        }
+        if (isLeaf) {
+            addLeaf(element, path, hasText);
+        }
+    }
+
+    void addLeaf(const xmlNode& element, const std::string& path, bool hasText) {
+        if (hasText) {
+            settings_[path].clear();
+            return;
+        }
+        const std::string type = attribute(element, "type", "string");
+        const auto holder = productTypes()->create(type == "std::string" ? "string" : type, path,
+                                                   attribute(element, "value", ""));
+        if (holder) {
+            settings_[path] =
+                productTypes()->typeAsString(holder) + "," + productTypes()->valueAsString(holder);
+        }
+    }
+
+    Settings settings_;
+};
+
+/// Compares with the tree, where the two say the same of a document: without a document type.
+void checkContent(const Settings& settings, const std::string& bytes) {
+    const Document tree = treeOf(bytes);
+    if (tree == nullptr || tree->intSubset != nullptr) {
+        return;
+    }
+    const Leaves leaves(*xmlDocGetRootElement(tree.get()));
+    for (const auto& leaf : leaves.settings()) {
+        const auto found = settings.find(leaf.first);
+        require(leaf.second.empty() || (found != settings.end() && found->second == leaf.second),
+                leaf.first + " is not " + leaf.second + " but one of\n" + listOf(settings));
+    }
+    for (const auto& setting : settings) {
+        require(leaves.settings().count(setting.first) != 0, "no element " + setting.first);
+    }
+}
+
 /// An element takes at least "<a/>", and no value is made out of nothing: what an element holds is
 /// in the document, in an encoding that takes at least half as many bytes.
 void checkSize(SettingStorageXml& storage, std::size_t size) {
@@ -109,7 +200,7 @@ void checkNames(SettingStorageXml& storage) {
 }  // namespace
 
 void checkXml(const std::string& bytes, const std::string& directory) {
-    Document document(bytes, directory);
+    Files document(bytes, directory);
     const bool wellFormed = document.comeUp(document.path(), "");
     require(readFile(document.path()) == bytes && !document.isSetAside(), "defaults were changed");
     require(document.storage().readonly(), "an XML storage that takes changes");
@@ -118,6 +209,7 @@ void checkXml(const std::string& bytes, const std::string& directory) {
     checkSize(document.storage(), bytes.size());
     if (wellFormed) {
         checkNames(document.storage());
+        checkContent(settings, bytes);
     }
 
     require(document.comeUp("", document.path()),
