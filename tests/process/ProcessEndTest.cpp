@@ -105,6 +105,17 @@ TEST_F(ProcessEnd, CrashOnTheSaversThreadReachesTheApplicationsHandler) {
     EXPECT_EQ(4, child->finish());
 }
 
+TEST_F(ProcessEnd, ReturnFromMainBesideThreadsThatGoOnSavesWhatMainHasChanged) {
+    for (int round = 0; round < 4; ++round) {
+        const std::string name = "tv" + std::to_string(round);
+        const auto child =
+            run("SaverEndProgram", {"exit-beside-threads", dir_.file(name + ".ini")});
+        EXPECT_EQ(0, child->finish()) << errors();
+        EXPECT_TRUE(onDisk(name, "volume = int,2"));
+        EXPECT_EQ("", errors());
+    }
+}
+
 TEST_F(ProcessEnd, ExitFromASaveOfTheSaverEnds) {
     for (const char* const scenario : {"exit-in-save", "exit-in-last-save", "exit-in-flush"}) {
         const auto child = run("SaverEndProgram", {scenario, "-"});

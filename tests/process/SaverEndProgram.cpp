@@ -1,7 +1,9 @@
+#include <atomic>
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -11,6 +13,7 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <thread>
 #include <time.h>
 #include <unistd.h>
 
@@ -21,12 +24,16 @@
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "Qel/Settings/SettingsManager.h"
 #include "Qel/Settings/SettingsStorageFileAsyncSaver.h"
+#include "Qel/Settings/T8SettingsManager.h"
 #include "SaverThreads.h"
 
 namespace {
 
 using namespace Qel::Settings;
 using testsupport::Gate;
+
+/// Whether the shell commands of flushes are left out, of which a busy process runs thousands.
+std::atomic<bool> commandsAreSilent{false};
 
 void say(const std::string& line) {
     std::printf("%s\n", line.c_str());
@@ -41,6 +48,17 @@ boost::shared_ptr<SettingStorageInifile> changedStorage(const std::string& file)
     setting->setValue(2);
     return storage;
 }
+
+}  // namespace
+
+// Stands before the C library's.
+extern "C" __attribute__((visibility("default"))) int system(const char* command) {
+    using System = int(const char*);
+    static auto* const run = reinterpret_cast<System*>(dlsym(RTLD_NEXT, "system"));
+    return commandsAreSilent ? 0 : run(command);
+}
+
+namespace {
 
 /// Does what a scenario asks for at the very end of the process, after the saver's own end.
 struct AtTheEnd {
@@ -109,6 +127,51 @@ void exitInAFlush(const std::string&) {
     testsupport::untilSaverThreadRests();
     storage.changed("scripted/x");
     SettingsStorageFileAsyncSaver::instance()->flush();
+}
+
+// Threads that go on working while the static objects of all libraries are destroyed under them.
+// What they use themselves is never destroyed.
+void exitBesideThreads(const std::string& file) {
+    commandsAreSilent = true;
+    SettingStorageInifile::syncWrites(false);
+    auto& manager = *new SettingsManager;
+    const auto& types = *new auto(boost::make_shared<SettingFactory>());
+    SettingsManager::setResetToDefaultsMarker(file + ".marker");
+    manager.registerStorage(boost::make_shared<SettingStorageInifile>(
+        "tv", "", file, types, SettingStorageInifile::Save_async));
+    manager.registerSetting(boost::make_shared<SettingHolder>("tv/volume", 1));
+    manager.registerSetting(boost::make_shared<SettingHolder>("tv/other", 1));
+    auto& busy = *new std::atomic<int>(0);
+    const auto keepBusy = [&busy](const std::function<void()>& work) {
+        std::thread([&busy, work] {
+            for (int i = 0;; ++i) {
+                work();
+                busy += i == 0 ? 1 : 0;
+            }
+        }).detach();
+    };
+    keepBusy([&manager] { manager.setting("tv/other")->setValue(2); });
+    keepBusy([] { SettingsManager::flushAllSettings(); });
+    keepBusy([&manager] {
+        manager.getSettingsOperationMode();
+        manager.forEachStorage([](const auto& storage) { storage->info(); });
+        static_cast<void>(SettingsManager::location().size());
+    });
+    // Elsewhere, or the two would not get past each other at the lock of the directory.
+    std::filesystem::create_directory(file + ".passing");
+    keepBusy([file, &types] {
+        SettingStorageInifile passing("passing", "", file + ".passing/x.ini", types,
+                                      SettingStorageInifile::Save_async);
+        const auto setting = boost::make_shared<SettingHolder>("passing/x", 1);
+        passing.registerSetting(setting);
+        setting->setValue(2);
+        passing.save();
+    });
+    keepBusy([] { describeTypes(); });
+    while (busy < 5) {
+        std::this_thread::yield();
+    }
+    manager.setting("tv/volume")->setValue(2);
 }
 
 auto threadCount() {
@@ -213,6 +276,7 @@ int main(int argc, char** argv) {
     const std::map<std::string, void (*)(const std::string&)> scenarios = {
         {"release-after-main", releaseAStorageAfterMain},
         {"make-after-main", makeAStorageAfterMain},
+        {"exit-beside-threads", exitBesideThreads},
         {"start-after-main", startAfterMain},
         {"crash-in-save", crashInASave},
         {"exit-in-save", exitInASave},
