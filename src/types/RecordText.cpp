@@ -21,15 +21,6 @@ TypeDescription describeFlags() {
     return description;
 }
 
-void addFieldType(TypeDescription& record, const TypeDescription& type) {
-    const bool isThere =
-        std::any_of(record.fieldTypes.begin(), record.fieldTypes.end(),
-                    [&](const TypeDescription& other) { return other.name == type.name; });
-    if (!isThere) {
-        record.fieldTypes.push_back(type);
-    }
-}
-
 void appendList(std::string& out, const List& list) {
     const std::string text = StrConv::arrayToString(list);
     StrConv::detail::appendUnsigned(out, text.size());

@@ -70,9 +70,6 @@ void readFlags(const std::string& text, Flags& flags);
 
 TypeDescription describeFlags();
 
-/// Adds to the types of the record's fields, unless it is there already.
-void addFieldType(TypeDescription& record, const TypeDescription& type);
-
 /// The list of strings that ends a record: length of its text, comma, the strings joined by ";".
 void appendList(std::string& out, const List& list);
 List readList(std::string_view text);
@@ -120,7 +117,7 @@ std::string describeFieldType(TypeDescription& record) {
     } else {
         return builtInTypeName(typeid(Value));
     }
-    addFieldType(record, type);
+    record.fieldTypes.push_back(type);
     return type.name;
 }
 

@@ -129,6 +129,7 @@ TEST_F(AddingAType, ToolsAreToldOfIt) {
     ASSERT_EQ(map.fieldTypes.size(), 1U);
     EXPECT_EQ(map.fieldTypes[0].enumerators.size(), 3U);
     EXPECT_EQ(describe(lines::kReminderTypes[0]).enumerators.size(), 3U);
+    EXPECT_EQ(describe(registration::array<Repetition>("Repetition[]")).enumerators.size(), 3U);
 }
 
 }  // namespace

@@ -48,13 +48,9 @@ Canonical canonicalString(std::string_view text) {
     return Qel::Settings::StrConv::unescapeString(std::string(text));
 }
 
-/// Fewer than all seven would leave open which of them are meant.
+/// Each value has one text: fewer than seven would leave open which flags are meant.
 Canonical canonicalFlags(std::string_view text) {
-    constexpr std::size_t kFlags = 7;
-    const std::string_view flags = trimmed(text);
-    const bool complete =
-        flags.size() == kFlags && flags.find_first_not_of("01") == std::string_view::npos;
-    return complete ? Canonical(flags) : std::nullopt;
+    return std::string(trimmed(text));
 }
 
 template <class T>
@@ -83,8 +79,7 @@ std::map<std::string, Scalar> allScalars() {
         {"string",
          {canonicalString, "any text without blanks at its ends",
           "text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in quotes "
-          "when it "
-          "holds \",\" or \";\", and no blanks at the ends of the whole"}},
+          "when it holds \",\" or \";\", and no blanks at the ends of the whole"}},
         {"char", {canonicalChar, "one character of one byte, no blank"}},
         {"bool", {canonicalBool, "true and false, or 1 and 0"}},
         {"flags", {canonicalFlags, "seven times 0 or 1, the highest flag first"}},
@@ -117,10 +112,8 @@ std::optional<std::string> canonicalEnumerator(const TypeDescription& type, std:
     const auto named = std::find_if(
         type.enumerators.begin(), type.enumerators.end(),
         [&](const TypeDescription::Enumerator& enumerator) { return enumerator.text == name; });
-    // The type takes no sign before a number, and so no negative one.
-    return named != type.enumerators.end()        ? std::to_string(named->value)
-           : !name.empty() && name.front() != '-' ? canonicalWithin<int>(name)
-                                                  : std::nullopt;
+    return named == type.enumerators.end() ? canonicalWithin<int>(name)
+                                           : std::to_string(named->value);
 }
 
 }  // namespace t8settings

@@ -33,7 +33,8 @@ struct TypeDescription {
     /// Of a record, or of the records in an array or map, in the order of their text; otherwise
     /// empty.
     std::vector<Field> fields;
-    /// The types of `fields` that are no built-in types, each once. No setting need be of them.
+    /// Of the `fields` that are of no built-in type, their types in the same order. No setting need
+    /// be of such a type.
     std::vector<TypeDescription> fieldTypes;
     /// Text of the value that an empty text stands for.
     std::string emptyText;
