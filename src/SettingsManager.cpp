@@ -35,8 +35,8 @@ using ExclusiveLock = boost::unique_lock<boost::shared_mutex>;
 
 boost::once_flag defaultInstanceOnce = BOOST_ONCE_INIT;
 
-// A set-up that throws leaves its half-built manager in place, for the next try to clear away.
-bool setUpUnfinished = false;
+// What a set-up that threw has left half-built, for the next try to clear away.
+SettingsManager* leftover = nullptr;
 
 bool endsWith(const std::string& text, char last) {
     return !text.empty() && text.back() == last;
@@ -53,12 +53,10 @@ SettingsManager::SettingsManager() : mode_(boost::make_shared<OperationMode>()) 
 SettingsManager::~SettingsManager() {
     try {
         if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
-            saver->stop();
-            SettingsManager* const remaining = existingInstance();
-            if (remaining != nullptr && remaining != this) {
-                // The saver serves the whole process, whose default manager lives on.
-                saver->startOrSay();
-            }
+            // The saver serves the whole process, whose default manager may live on.
+            const SettingsManager* const remaining = existingInstance();
+            saver->endManager([this] { mode_->retire(); },
+                              remaining != nullptr && remaining != this);
         }
     } catch (const std::exception& e) {
         QEL_LOG(kError, "SettingsManager: stopping the background saver failed: %s", e.what());
@@ -78,19 +76,24 @@ SettingsManager* SettingsManager::existingInstance() {
 }
 
 int SettingsManager::createDefaultSettingsManager() {
-    if (setUpUnfinished) {
+    if (SettingsManager* const discarded = std::exchange(leftover, nullptr)) {
         // Its storages write the same files as the new manager's, so it must be gone before.
-        delete existingInstance();
+        delete discarded;
         m_defaultSettingsManager.store(nullptr);
-        setUpUnfinished = false;
     }
     auto manager = std::make_unique<SettingsManager>();
     manager->factory(boost::make_shared<SettingFactory>());
     SettingsManager& created = *manager;
     m_defaultSettingsManager.store(manager.release());
-    setUpUnfinished = true;
-    const int result = static_cast<int>(initDefaultSettingsManager(created));
-    setUpUnfinished = false;
+    int result = 0;
+    try {
+        result = static_cast<int>(initDefaultSettingsManager(created));
+    } catch (...) {
+        // A manager that was made within this set-up may have failed too.
+        delete std::exchange(leftover, &created);
+        m_defaultSettingsManager.store(&created);
+        throw;
+    }
     ++defaultInstanceCount;
     if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
         // Discarding an earlier manager has stopped it.
@@ -107,7 +110,9 @@ void SettingsManager::reloadSettings() {
     flushAllSettings();
     delete discarded;
     m_defaultSettingsManager.store(nullptr);
-    if (!std::exchange(setUpUnfinished, false)) {
+    if (discarded == leftover) {
+        leftover = nullptr;
+    } else {
         --defaultInstanceCount;
     }
     defaultInstanceOnce = BOOST_ONCE_INIT;

@@ -8,26 +8,21 @@
 #include "Qel/Settings/SettingsStorageFileAsyncSaver.h"
 
 #include <algorithm>
-#include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_guard.hpp>
-#include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <exception>
-#include <map>
 #include <memory>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
-#include <utility>
-#include <vector>
 
+#include "AsyncSaverState.h"
 #include "Log.h"
 #include "Qel/Settings/SettingStorageFileBase.h"
 #include "SaverTiming.h"
+#include "SignalsBlocked.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileAsyncSaver");
 
@@ -44,28 +39,25 @@ namespace {
 
 constexpr int kSavesPerPass = 1;
 constexpr int kSavesPerFlush = 4;
-constexpr std::size_t kFailuresPerStorage = 3;
 
 std::atomic<bool> instanceGone{false};
 
 thread_local const SettingsStorageFileAsyncSaver* runningSaver = nullptr;
 thread_local const SettingsStorageFileAsyncSaver* savingForSaver = nullptr;
 
-/// Keeps signals away from the threads that are started in its scope: they are the application's.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
+// Without its thread the saver still saves when it is flushed or stopped, and at the end of the
+// process. That is worth more than a process that does not come up.
+template <class Start>
+void orSay(Start start) {
+    try {
+        start();
+    } catch (const std::exception& e) {
+        QEL_LOG(kError,
+                "SettingsStorageFileAsyncSaver: no thread for saving in the background, saving "
+                "when flushed and at the process's end only: %s",
+                e.what());
     }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_;
-};
+}
 
 void runCommand(const char* command) {
     // The target may not have the command; that is its own business.
@@ -74,44 +66,6 @@ void runCommand(const char* command) {
 }
 
 }  // namespace
-
-struct SettingsStorageFileAsyncSaver::State {
-    struct Save {
-        SettingStorageFileBase* storage;
-        boost::thread::id thread;
-    };
-
-    std::atomic<bool> stopRequested{false};
-    std::unique_ptr<boost::thread> thread;
-    boost::mutex storagesMutex;
-    boost::mutex saveMutex;
-    std::vector<SettingStorageFileBase*> storages;
-    std::size_t cursor = 0;
-
-    boost::mutex control;
-    std::vector<Save> savesUnderWay;
-    boost::condition_variable saveEnded;
-    pid_t process = getpid();
-};
-
-/// One run over the storages, bounded: a storage that changes all the time is saved a limited
-/// number of times, one that cannot be saved is tried a limited number of times.
-struct SettingsStorageFileAsyncSaver::Drain {
-    explicit Drain(int savesPerStorage) : limit(savesPerStorage) {}
-
-    bool hasHadEnough(const SettingStorageFileBase* storage) const {
-        const auto found = saves.find(storage);
-        return found != saves.end() && found->second >= limit;
-    }
-    bool isHopeless(std::size_t storageCount) const {
-        return failures >= kFailuresPerStorage * std::max<std::size_t>(storageCount, 1);
-    }
-
-    int limit;
-    std::map<const SettingStorageFileBase*, int> saves;
-    std::size_t failures = 0;  // without a success in between
-    std::exception_ptr thrown;
-};
 
 /// Picks a storage and, in the same step, notes that it is being saved: it may not die in between.
 class SettingsStorageFileAsyncSaver::CurrentSave {
@@ -178,17 +132,15 @@ SettingsStorageFileAsyncSaver::SettingsStorageFileAsyncSaver() : state_(new Stat
 // or make and destroy storages.
 SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver() {
     instanceGone.store(true);
-    if (inForkedChild() || runningSaver == this) {
-        // A save on the saver's own thread may end the process; that thread can neither join itself
-        // nor wait for the locks that it holds.
+    if (inForkedChild() || savesOnThisThread()) {
+        // A save of the saver may end the process; the thread that it runs on can neither join
+        // itself nor wait for the locks that it holds.
         theInstance.store(nullptr);
         return;
     }
     try {
-        if (hasThread()) {
+        if (hasThread() || threadIsMissing_.load()) {
             stop();
-        } else if (threadIsMissing_.load()) {
-            flush();
         }
         QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver()");
     } catch (...) {
@@ -197,24 +149,19 @@ SettingsStorageFileAsyncSaver::~SettingsStorageFileAsyncSaver() {
     theInstance.store(nullptr);
 }
 
-// Without its thread the saver still saves when it is flushed, and at the end of the process. That
-// is worth more than a process that does not come up.
 void SettingsStorageFileAsyncSaver::startOrSay() {
-    try {
-        start();
-    } catch (const std::exception& e) {
-        threadIsMissing_.store(true);
-        QEL_LOG(kError,
-                "SettingsStorageFileAsyncSaver: no thread for saving in the background, saving "
-                "when flushed and at the process's end only: %s",
-                e.what());
-    }
+    orSay([this] { start(); });
 }
 
 // In a forked child the saver is as it was in the parent at that moment, but its thread is not
 // here: locks may be held and saves under way for ever, and the files are the parent's to write.
 bool SettingsStorageFileAsyncSaver::inForkedChild() const {
     return getpid() != state_->process;
+}
+
+// Such a thread holds saveMutex, or is the one to be joined: it must wait for neither.
+bool SettingsStorageFileAsyncSaver::savesOnThisThread() const {
+    return runningSaver == this || savingForSaver == this;
 }
 
 bool SettingsStorageFileAsyncSaver::hasThread() const {
@@ -357,6 +304,9 @@ void SettingsStorageFileAsyncSaver::drainAll(Drain& drain) {
 }
 
 void SettingsStorageFileAsyncSaver::flush() {
+    if (inForkedChild()) {
+        return;
+    }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::flush()");
     if (savingForSaver == this) {
         QEL_LOG(kError,
@@ -428,15 +378,25 @@ void SettingsStorageFileAsyncSaver::threadFunc() {
 }
 
 void SettingsStorageFileAsyncSaver::start() {
-    if (inForkedChild()) {
+    if (inForkedChild() || instanceGone.load()) {
         return;
     }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::start()");
+    if (savesOnThisThread()) {
+        QEL_LOG(kError,
+                "SettingsStorageFileAsyncSaver::start(): called from within a save, ignored");
+        return;
+    }
     const boost::lock_guard<boost::mutex> lock(state_->control);
+    startThread();
+}
+
+void SettingsStorageFileAsyncSaver::startThread() {
     if (state_->thread) {
         return;
     }
     state_->stopRequested.store(false);
+    threadIsMissing_.store(true);
     const SignalsBlocked signalsBlocked;
     state_->thread =
         std::make_unique<boost::thread>(&SettingsStorageFileAsyncSaver::threadFunc, this);
@@ -444,23 +404,55 @@ void SettingsStorageFileAsyncSaver::start() {
 }
 
 void SettingsStorageFileAsyncSaver::stop() {
+    stopAnd([](bool) {});
+}
+
+// In one piece: another manager that ends at this moment must find the thread at work, or else its
+// storages would not be saved.
+void SettingsStorageFileAsyncSaver::endManager(const std::function<void()>& retire, bool isNeeded) {
+    stopAnd([&](bool stopped) {
+        retire();
+        if (stopped && (isNeeded || servesManagers())) {
+            QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::start()");
+            orSay([this] { startThread(); });
+        }
+    });
+}
+
+void SettingsStorageFileAsyncSaver::stopAnd(const std::function<void(bool)>& whileStopped) {
     if (inForkedChild()) {
         return;
     }
     QEL_LOG(kInformation, "SettingsStorageFileAsyncSaver::stop()");
-    if (runningSaver == this) {
+    if (savesOnThisThread()) {
         throw boost::thread_resource_error(EDEADLK, "boost thread: trying joining itself");
     }
     const boost::this_thread::disable_interruption uninterrupted;
     const boost::lock_guard<boost::mutex> lock(state_->control);
+    whileStopped(stopThread());
+}
+
+bool SettingsStorageFileAsyncSaver::stopThread() {
     if (!state_->thread) {
-        return;
+        const bool missing = threadIsMissing_.exchange(false);
+        if (missing) {
+            flush();
+        }
+        return missing;
     }
     state_->stopRequested.store(true);
     state_->thread->interrupt();
     state_->thread->join();
     state_->thread.reset();
     state_->stopRequested.store(false);
+    return true;
+}
+
+bool SettingsStorageFileAsyncSaver::servesManagers() const {
+    const boost::lock_guard<boost::mutex> lock(state_->storagesMutex);
+    return std::any_of(
+        state_->storages.begin(), state_->storages.end(),
+        [](const SettingStorageFileBase* storage) { return storage->managerLives(); });
 }
 
 }  // namespace Settings

@@ -387,9 +387,13 @@ bool SettingStorageFileBase::managerGone() const {
     return mode != nullptr && mode->retired();
 }
 
+bool SettingStorageFileBase::managerLives() const {
+    const OperationMode* const mode = operationMode();
+    return mode != nullptr && !mode->retired();
+}
+
 bool SettingStorageFileBase::backgroundSavingOver() {
-    OperationMode* const mode = operationMode();
-    return mode != nullptr && !mode->retired() && mode->query() != SOM_Normal;
+    return managerLives() && operationMode()->query() != SOM_Normal;
 }
 
 void SettingStorageFileBase::retire() {
@@ -407,7 +411,6 @@ void SettingStorageFileBase::retire() {
         QEL_LOG(kError, "Failed to take storage '%s' from the background saver: %s", name().c_str(),
                 e.what());
     }
-    savePolicy_.store(Save_onDemand);
     // No lock: a change that is waited for may be saving, which needs the settings and the locks.
     for (const auto& entry : settingsSet_) {
         entry.second->orphan(*this);
@@ -417,6 +420,8 @@ void SettingStorageFileBase::retire() {
             holder->orphan(*this);
         }
     }
+    // Last, since a change that was under way saves by the policy that it was made under.
+    savePolicy_.store(Save_onDemand);
 }
 
 }  // namespace Settings

@@ -82,12 +82,13 @@ struct CrcCheck {
     std::uint32_t read = 0;
 };
 
-/// Whether a plain file with a whole text lies at `path`, a link to one not counted.
-bool isWholeText(const std::string& path) {
+/// Whether a plain file with a whole text lies at `path`, a link to one not counted. One that
+/// cannot be read just now may be whole.
+bool mayBeWholeText(const std::string& path) {
     struct stat status;
     std::string data;
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           files::readWholeFile(path, data) && CrcCheck(data).passes();
+           (!files::readWholeFile(path, data) || CrcCheck(data).passes());
 }
 
 }  // namespace
@@ -141,7 +142,7 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     }
     const std::string copy = getTempFilename(file);
     const files::WriteResult result = files::writeThroughCopy(
-        {file, copy, data, isWholeText(copy), syncingWrites.load()}, directory);
+        {file, copy, data, mayBeWholeText(copy), syncingWrites.load()}, directory);
     if (result == files::WriteResult::kDone) {
         return true;
     }
@@ -170,6 +171,12 @@ bool SettingStorageInifile::loadInifileData(const std::string& file, std::string
                                              files::DirectoryLock::Mode::kShared);
         for (const std::string& candidate : {getTempFilename(file), file}) {
             if (acceptCandidate(file, candidate, data)) {
+                // Its writer may have died before the disk had it. A later save that finds nothing
+                // changed is to mean that the values last.
+                if (candidate != file && syncingWrites.load() &&
+                    !files::settleCopy(candidate, directory)) {
+                    crc32_ = 0;
+                }
                 return true;
             }
         }

@@ -1,7 +1,9 @@
 #include "Qel/Settings/T8SettingsManager.h"
 
 #include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
 #include <errno.h>
+#include <exception>
 #include <glob.h>
 #include <map>
 #include <string>
@@ -35,11 +37,12 @@ struct StorageDirectory {
     bool survivesReset;
 };
 
-/// The set-up's own share in the types, which last until the library is unloaded: storages that
-/// outlive a change of the manager's factory still need them.
+/// The set-up's own share in the types of the manager that was set up last: they outlive a change
+/// of that manager's factory. Never destroyed, as threads may set managers up while the process
+/// ends; set atomically, as several may do so at once.
 boost::shared_ptr<SettingFactory>& keptFactory() {
-    static boost::shared_ptr<SettingFactory> factory;
-    return factory;
+    static auto& immortal = *new boost::shared_ptr<SettingFactory>;
+    return immortal;
 }
 
 bool hasSuffix(const std::string& name, const char* suffix) {
@@ -61,27 +64,46 @@ std::string globEscaped(const std::string& directory) {
 
 /// A directory that is not there has no files; one that cannot be read may have some.
 int sayUnreadable(const char* path, int error) {
-    if (error != ENOENT && error != ENOTDIR) {
+    if (error == ENOENT || error == ENOTDIR) {
+        return 0;
+    }
+    try {
         QEL_LOG(kError, "Directory '%s' cannot be read, its settings are left out: %s", path,
                 std::generic_category().message(error).c_str());
+    } catch (const std::exception&) {
+        // No exception may cross the C library, which calls this.
     }
     return 0;
 }
 
+/// What a pattern matches, given back to the C library whatever becomes of the look at it.
+class Matches {
+public:
+    explicit Matches(const std::string& pattern)
+        : found_(::glob(pattern.c_str(), 0, sayUnreadable, &paths_) == 0) {}
+    ~Matches() { ::globfree(&paths_); }
+    Matches(const Matches&) = delete;
+    Matches& operator=(const Matches&) = delete;
+
+    std::size_t count() const { return found_ ? paths_.gl_pathc : 0; }
+    const char* operator[](std::size_t index) const { return paths_.gl_pathv[index]; }
+
+private:
+    glob_t paths_ = {};
+    bool found_;
+};
+
 /// Calls `found` with name and path of every settings file in the directory.
 template <class Found>
 void listDirectory(const std::string& directory, Found found) {
-    glob_t paths = {};
-    if (::glob((globEscaped(directory) + "/*").c_str(), 0, sayUnreadable, &paths) == 0) {
-        for (std::size_t i = 0; i < paths.gl_pathc; ++i) {
-            const std::string path = paths.gl_pathv[i];
-            const std::string name = path.substr(path.rfind('/') + 1);
-            if (hasSuffix(name, ".xml") || hasSuffix(name, ".ini")) {
-                found(name, path);
-            }
+    const Matches paths(globEscaped(directory) + "/*");
+    for (std::size_t i = 0; i < paths.count(); ++i) {
+        const std::string path = paths[i];
+        const std::string name = path.substr(path.rfind('/') + 1);
+        if (hasSuffix(name, ".xml") || hasSuffix(name, ".ini")) {
+            found(name, path);
         }
     }
-    ::globfree(&paths);
 }
 
 SettingsFiles listFiles(const StorageDirectory& directory) {
@@ -171,7 +193,7 @@ unsigned int initDefaultSettingsManager(SettingsManager& manager) {
     const SettingStorageFileBase::SavePolicy policy = policyOfThisProcess();
     loadStorageDirectory(manager, settings, policy);
     loadStorageDirectory(manager, calibration, policy);
-    keptFactory() = factory;
+    boost::atomic_store(&keptFactory(), factory);
     QEL_LOG(kInformation, "Settings available:");
     QEL_LOG(kInformation, "Storages loaded:");
     manager.forEachStorage([](const boost::shared_ptr<SettingStorageInterface>& storage) {

@@ -23,6 +23,12 @@ bool passesByItself(int error) {
 
 }  // namespace
 
+Descriptor::~Descriptor() {
+    const int error = errno;
+    close();
+    errno = error;
+}
+
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
     if (this != &other) {
         close();

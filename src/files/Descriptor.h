@@ -17,7 +17,8 @@ public:
     Descriptor& operator=(Descriptor&& other) noexcept;
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(); }
+    /// Leaves errno alone.
+    ~Descriptor();
 
     bool isOpen() const { return number_ >= 0; }
     int number() const { return number_; }

@@ -87,9 +87,14 @@ DirectoryLock::~DirectoryLock() {
 
 bool DirectoryLock::syncDirectory() const {
     const DirectoryLock& owner = lender_ != nullptr ? *lender_ : *this;
-    // A directory that may be written but not read cannot be opened, and so not be synced; there
-    // the entries are as durable as the file system makes them by itself.
-    return !owner.descriptor_.isOpen() || syncMetadata(owner.descriptor_);
+    if (owner.descriptor_.isOpen()) {
+        return syncMetadata(owner.descriptor_);
+    }
+    // What was short when the lock was made may be there now. A directory that may be written but
+    // not read cannot be synced; there the entries are as durable as the file system makes them by
+    // itself.
+    const Descriptor again = openFile(directory_, O_RDONLY | O_DIRECTORY);
+    return again.isOpen() ? syncMetadata(again) : errno == EACCES;
 }
 
 const DirectoryLock* DirectoryLock::outerExclusiveLock() const {

@@ -32,7 +32,8 @@ public:
     bool held() const { return held_; }
 
     /// Makes new, renamed and deleted entries of the directory durable. True also where the file
-    /// system has no such thing.
+    /// system has no such thing, and for a directory that this process may not read. After a
+    /// failure errno says why.
     bool syncDirectory() const;
 
 private:

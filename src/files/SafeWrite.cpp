@@ -2,8 +2,7 @@
 //
 //   1. the copy is written and synced, then its directory entry: from here on the new text is safe;
 //   2. the file is truncated, written and synced; a new file's directory entry too: now the new
-//   text
-//      is in the place where it belongs;
+//      text is in the place where it belongs;
 //   3. the copy is deleted. Should the deletion not reach the disk, the copy comes back with the
 //      text that the file holds as well.
 //
@@ -88,21 +87,22 @@ private:
     int kept_;
 };
 
-bool writeSynced(Descriptor& file, const std::string& data, bool durable) {
-    if (writeAll(file, data) && (!durable || syncData(file))) {
-        return file.close();
-    }
-    const ErrnoKept reason;
-    file.close();
-    return false;
+/// Sees written data through to the disk.
+bool finish(Descriptor& file, bool durable) {
+    return (!durable || syncData(file)) && file.close();
 }
 
 /// Takes back a copy that did not come about: whole text that failed to reach the disk must not
 /// pass for a good copy at the next load. A file that was there before is not this library's to
-/// delete.
-bool discardCopy(const std::string& path, bool existed) {
+/// delete. `syncedDirectory` is null when nobody minds if it comes back.
+bool discardCopy(const std::string& path, bool existed, const DirectoryLock* syncedDirectory) {
     const ErrnoKept reason;
-    return (existed ? ::truncate(path.c_str(), 0) : ::unlink(path.c_str())) == 0;
+    if (!existed) {
+        return ::unlink(path.c_str()) == 0 &&
+               (syncedDirectory == nullptr || syncedDirectory->syncDirectory());
+    }
+    const Descriptor emptied = openFile(path, O_WRONLY | O_TRUNC | O_NONBLOCK | O_NOCTTY);
+    return emptied.isOpen() && (syncedDirectory == nullptr || syncData(emptied));
 }
 
 /// Writes the copy, or the text that is to replace it, with the permissions of its original: what
@@ -122,12 +122,14 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
         // At worst the copy stays stricter than its original.
         static_cast<void>(::fchmod(copy.number(), original.permissions));
     }
-    if (writeSynced(copy, write.data, write.durable) &&
+    const bool written = writeAll(copy, write.data);
+    if (written && finish(copy, write.durable) &&
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
         return WriteResult::kDone;
     }
-    return !regular || discardCopy(path, existed) ? WriteResult::kCopyFailed
-                                                  : WriteResult::kFileFailed;
+    // A part of the text passes for nothing, and a full disk is not made to work for it.
+    const bool gone = !regular || discardCopy(path, existed, written ? syncedDirectory : nullptr);
+    return gone ? WriteResult::kCopyFailed : WriteResult::kFileFailed;
 }
 
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
@@ -136,7 +138,7 @@ WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& dir
         return WriteResult::kCopyFailed;
     }
     if (std::rename(aside.c_str(), write.copy.c_str()) != 0) {
-        discardCopy(aside, false);
+        discardCopy(aside, false, nullptr);
         return WriteResult::kCopyFailed;
     }
     // Past the rename the new copy is what a load finds, so a failure is not "nothing happened".
@@ -153,7 +155,7 @@ WriteResult placeCopy(const SafeWrite& write, const DirectoryLock& directory) {
 bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
     const Original original(write.file);
     Descriptor file = openTruncated(write.file, kNewFilePermissions);
-    if (!file.isOpen() || !writeSynced(file, write.data, write.durable)) {
+    if (!file.isOpen() || !writeAll(file, write.data) || !finish(file, write.durable)) {
         return false;
     }
     return original.exists || !write.durable || directory.syncDirectory();
@@ -175,6 +177,11 @@ WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& direct
     }
     ::unlink(write.copy.c_str());
     return WriteResult::kDone;
+}
+
+bool settleCopy(const std::string& copy, const DirectoryLock& directory) {
+    const Descriptor file = openFile(copy, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    return file.isOpen() && syncData(file) && directory.syncDirectory();
 }
 
 }  // namespace files

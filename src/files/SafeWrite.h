@@ -19,8 +19,8 @@ struct SafeWrite {
     const std::string& file;
     const std::string& copy;
     const std::string& data;
-    /// The copy that lies there already is whole and may be the only whole text there is, so it is
-    /// not overwritten but replaced in one step.
+    /// The copy that lies there already may be the only whole text there is, so it is not
+    /// overwritten but replaced in one step.
     bool copyIsPrecious;
     /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
     /// the process only.
@@ -32,6 +32,10 @@ struct SafeWrite {
 /// `directory` is the lock on the directory of both. After a failure errno
 /// says why.
 WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory);
+
+/// Makes a copy that an interrupted write has left as safe as a finished one: its data, and the
+/// entries of the directory. False when the disk reports a failure.
+bool settleCopy(const std::string& copy, const DirectoryLock& directory);
 
 }  // namespace files
 }  // namespace Settings

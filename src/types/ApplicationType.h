@@ -8,6 +8,7 @@
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/StrConv.h"
 #include "Qel/Types/TextForm.h"
+#include "types/BuiltInTypes.h"
 
 namespace Qel {
 namespace Settings {
@@ -27,14 +28,27 @@ TypeDescription describe(const ApplicationType& type);
 /// The lines of the list of registrations.
 namespace registration {
 
-/// The records of a collection are described with it: some of them have no setting of their own.
-template <TypeDescription::Kind kKind, class Element>
-TypeDescription describeCollection() {
+/// The elements of a collection are described with it: some of them have no setting of their own.
+template <class Element>
+TypeDescription describeCollection(TypeDescription::Kind kind) {
     TypeDescription description;
     if constexpr (!StrConv::detail::kIsBuiltIn<Element>) {
-        description.fields = describeType<Element>().fields;
+        description = describeType<Element>();
+        description.emptyText.clear();
     }
-    description.kind = kKind;
+    description.kind = kind;
+    return description;
+}
+
+template <class Element>
+TypeDescription describeArray() {
+    return describeCollection<Element>(TypeDescription::Kind::kArray);
+}
+
+template <class Key, class Value>
+TypeDescription describeMap() {
+    TypeDescription description = describeCollection<Value>(TypeDescription::Kind::kMap);
+    description.keyType = builtInTypeName(typeid(Key));
     return description;
 }
 
@@ -47,15 +61,13 @@ constexpr ApplicationType value(const char* name) {
 /// `name` ends in "[]".
 template <class T>
 constexpr ApplicationType array(const char* name) {
-    return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>,
-            &describeCollection<TypeDescription::Kind::kArray, T>};
+    return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>, &describeArray<T>};
 }
 
 /// `name` is "map<key:value>".
 template <class K, class V>
 constexpr ApplicationType map(const char* name) {
-    return {typeid(std::map<K, V>), name, &load_map_x<K, V>, &save_map_x<K, V>,
-            &describeCollection<TypeDescription::Kind::kMap, V>};
+    return {typeid(std::map<K, V>), name, &load_map_x<K, V>, &save_map_x<K, V>, &describeMap<K, V>};
 }
 
 }  // namespace registration

@@ -83,8 +83,9 @@ constexpr ApplicationType kApplicationTypes[] = {
 }  // namespace
 
 const std::vector<ApplicationType>& applicationTypes() {
-    static const std::vector<ApplicationType> types(std::begin(kApplicationTypes),
-                                                    std::end(kApplicationTypes));
+    // Never destroyed: a thread may set a manager up while the process ends.
+    static const auto& types = *new std::vector<ApplicationType>(std::begin(kApplicationTypes),
+                                                                 std::end(kApplicationTypes));
     return types;
 }
 

@@ -4,21 +4,30 @@
 #include <locale>
 #include <sstream>
 
-#include "Qel/Settings/SettingFactory.h"
-
 namespace Qel {
 namespace Settings {
 namespace record {
-
-std::string builtInTypeName(const std::type_info& type) {
-    static const SettingFactory builtInTypes;
-    return builtInTypes.typeName(type);
-}
 
 void readFlags(const std::string& text, Flags& flags) {
     std::istringstream in(text);
     in.imbue(std::locale::classic());
     in >> flags;
+}
+
+TypeDescription describeFlags() {
+    TypeDescription description;
+    description.name = "flags";
+    description.emptyText = Flags().to_string();
+    return description;
+}
+
+void addFieldType(TypeDescription& record, const TypeDescription& type) {
+    const bool isThere =
+        std::any_of(record.fieldTypes.begin(), record.fieldTypes.end(),
+                    [&](const TypeDescription& other) { return other.name == type.name; });
+    if (!isThere) {
+        record.fieldTypes.push_back(type);
+    }
 }
 
 void appendList(std::string& out, const List& list) {

@@ -12,6 +12,7 @@
 
 #include "Qel/Types/TextForm.h"
 #include "text/FieldReader.h"
+#include "types/BuiltInTypes.h"
 
 namespace Qel {
 namespace Settings {
@@ -68,10 +69,13 @@ constexpr std::tuple<Field<Record, Value>...> fieldList(Field<Record, Value>... 
     return {fields...};
 }
 
-std::string builtInTypeName(const std::type_info& type);
-
 /// Seven times "0" or "1", highest flag first. Text that begins otherwise leaves the flags alone.
 void readFlags(const std::string& text, Flags& flags);
+
+TypeDescription describeFlags();
+
+/// Adds to the types of the record's fields, unless it is there already.
+void addFieldType(TypeDescription& record, const TypeDescription& type);
 
 /// The list of strings that ends a record: length of its text, comma, the strings joined by ";".
 void appendList(std::string& out, const List& list);
@@ -109,23 +113,26 @@ bool read(text::FieldReader& reader, std::string& token, Value& value) {
     }
 }
 
-/// The name of a field's type.
+/// Adds the type of a field to the record's description, and gives its name.
 template <class Value>
-std::string typeNameOf() {
+std::string describeFieldType(TypeDescription& record) {
+    TypeDescription type;
     if constexpr (std::is_enum<Value>::value) {
-        return describeType<Value>().name;
+        type = describeType<Value>();
     } else if constexpr (std::is_same<Value, Flags>::value) {
-        return "flags";
+        type = describeFlags();
     } else {
         return builtInTypeName(typeid(Value));
     }
+    addFieldType(record, type);
+    return type.name;
 }
 
 template <class Record, class Value>
-TypeDescription::Field describeField(const Field<Record, Value>& field) {
+void describeField(TypeDescription& record, const Field<Record, Value>& field) {
     std::string defaultText;
     append(defaultText, Record{}.*field.member);
-    return {field.name, typeNameOf<Value>(), defaultText};
+    record.fields.push_back({field.name, describeFieldType<Value>(record), defaultText});
 }
 
 }  // namespace record
@@ -160,11 +167,8 @@ template <class Record>
 TypeDescription describeRecord() {
     TypeDescription description;
     description.kind = TypeDescription::Kind::kRecord;
-    std::apply(
-        [&](const auto&... fields) {
-            (description.fields.push_back(record::describeField(fields)), ...);
-        },
-        RecordFields<Record>::list);
+    std::apply([&](const auto&... fields) { (record::describeField(description, fields), ...); },
+               RecordFields<Record>::list);
     description.emptyText = recordText(Record{});
     return description;
 }

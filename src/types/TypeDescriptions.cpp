@@ -14,15 +14,13 @@ bool isArrayName(const std::string& name) {
     return name.size() > 2 && name.compare(name.size() - 2, 2, "[]") == 0;
 }
 
-/// Elements and keys are called what the collection's name calls them: "T[]", "map<K:V>".
+/// Elements are called what the collection's name calls them: "T[]", "map<K:T>".
 TypeDescription named(TypeDescription description, const std::string& name) {
     description.name = name;
     if (description.kind == TypeDescription::Kind::kArray) {
         description.elementType = name.substr(0, name.size() - 2);
     } else if (description.kind == TypeDescription::Kind::kMap) {
-        const std::size_t key = name.find('<') + 1;
         const std::size_t colon = name.rfind(':');
-        description.keyType = name.substr(key, colon - key);
         description.elementType = name.substr(colon + 1, name.size() - colon - 2);
     }
     return description;

@@ -141,12 +141,14 @@ TEST_F(AddingAType, DefaultsComeFromTheMemberInitialisers) {
 TEST_F(AddingAType, ToolsAreToldOfIt) {
     const TypeDescription map = describe(lines::kReminderTypes[3]);
     EXPECT_EQ(map.name, "map<std::string:Reminder>");
-    EXPECT_EQ(map.keyType, "std::string");
+    EXPECT_EQ(map.keyType, "string");
     EXPECT_EQ(map.elementType, "Reminder");
     ASSERT_EQ(map.fields.size(), 5U);
     EXPECT_EQ(map.fields[1].type, "uint32");
     EXPECT_EQ(map.fields[2].defaultText, "5");
     EXPECT_EQ(map.fields[3].type, "Repetition");
+    ASSERT_EQ(map.fieldTypes.size(), 1U);
+    EXPECT_EQ(map.fieldTypes[0].enumerators.size(), 3U);
     EXPECT_EQ(describe(lines::kReminderTypes[0]).enumerators.size(), 3U);
 }
 

@@ -39,7 +39,9 @@ SettingsStorageXml               storages
 CLibXml2SaxParser                storages
 Sax1Handler                      storages
 SettingsStorageFileAsyncSaver    saver
+AsyncSaverState                  saver
 SaverTiming                      saver
+SignalsBlocked                   saver
 SettingsManager                  manager
 OperationMode                    manager
 DefaultInstanceCount             manager

@@ -93,8 +93,20 @@ TEST_F(ProcessEnd, StorageMadeAfterTheSaversEndStillSaves) {
     EXPECT_EQ("", errors());
 }
 
-TEST_F(ProcessEnd, ExitFromASaveOnTheSaversThreadEnds) {
-    for (const char* const scenario : {"exit-in-save", "exit-in-last-save"}) {
+TEST_F(ProcessEnd, SaverThatIsAtItsEndIsNotStartedAgain) {
+    const auto child = run("SaverEndProgram", {"start-after-main", "-"});
+    EXPECT_EQ(0, child->finish()) << errors();
+    EXPECT_EQ("not started\n", child->rest());
+}
+
+TEST_F(ProcessEnd, CrashOnTheSaversThreadReachesTheApplicationsHandler) {
+    const auto child = run("SaverEndProgram", {"crash-in-save", "-"});
+    EXPECT_EQ("handler called", child->answer()) << errors();
+    EXPECT_EQ(4, child->finish());
+}
+
+TEST_F(ProcessEnd, ExitFromASaveOfTheSaverEnds) {
+    for (const char* const scenario : {"exit-in-save", "exit-in-last-save", "exit-in-flush"}) {
         const auto child = run("SaverEndProgram", {scenario, "-"});
         EXPECT_EQ(3, child->finish()) << scenario << errors();
     }

@@ -2,11 +2,14 @@
 #include <boost/shared_ptr.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <pthread.h>
 #include <signal.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -100,6 +103,45 @@ void exitInASave(const std::string&) {
     pause();
 }
 
+// The saver's thread, which is to be joined at the end, waits for this flush.
+void exitInAFlush(const std::string&) {
+    static ScriptedStorage storage([] { std::exit(3); });
+    testsupport::untilSaverThreadRests();
+    storage.changed("scripted/x");
+    SettingsStorageFileAsyncSaver::instance()->flush();
+}
+
+auto threadCount() {
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::distance(begin(threads), end(threads));
+}
+
+void startAfterMain(const std::string&) {
+    static auto* const saver = SettingsStorageFileAsyncSaver::initInstance();
+    atTheEnd.action = [] {
+        const auto before = threadCount();
+        saver->start();
+        say(threadCount() == before ? "not started" : "started");
+    };
+}
+
+// A page that nobody may touch, touched on the saver's thread.
+void crashInASave(const std::string&) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+        static constexpr char kText[] = "handler called\n";
+        static_cast<void>(!write(STDOUT_FILENO, kText, sizeof kText - 1));
+        _exit(4);
+    };
+    sigaction(SIGSEGV, &action, nullptr);
+    static ScriptedStorage storage([] {
+        void* const page = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        *static_cast<volatile char*>(page) = 1;
+    });
+    startAfresh(storage);
+    pause();
+}
+
 // The thread that waits for the saver's end is in the middle of stopping it.
 void exitInTheLastSave(const std::string&) {
     static ScriptedStorage storage([] { std::exit(3); });
@@ -144,6 +186,7 @@ void forkDuringASave(const std::string&) {
     fork([] {
         { const SettingsManager shortLived; }
         SettingsStorageFileAsyncSaver::instance()->start();
+        SettingsManager::flushAllSettings();
         std::exit(0);
     });
     gate.open();
@@ -170,7 +213,10 @@ int main(int argc, char** argv) {
     const std::map<std::string, void (*)(const std::string&)> scenarios = {
         {"release-after-main", releaseAStorageAfterMain},
         {"make-after-main", makeAStorageAfterMain},
+        {"start-after-main", startAfterMain},
+        {"crash-in-save", crashInASave},
         {"exit-in-save", exitInASave},
+        {"exit-in-flush", exitInAFlush},
         {"exit-in-last-save", exitInTheLastSave},
         {"fork", forkAndChange},
         {"fork-during-save", forkDuringASave},

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "FakeSetUp.h"
 #include "Gate.h"
@@ -188,6 +189,47 @@ TEST(SetUpFailure, ThreadThatWaitedForAFailingSetUpTriesItself) {
     EXPECT_EQ(2, tries);
     EXPECT_NE(nullptr, second);
     EXPECT_EQ(second, SettingsManager::existingInstance());
+}
+
+TEST(SetUpFailure, ManagerMadeWithinASetUpDoesNotDestroyTheOneThatIsBeingSetUp) {
+    boost::weak_ptr<StubStorage> outer;
+    SettingsManager* inner = nullptr;
+    setUp() = [&](SettingsManager& manager) {
+        if (inner == nullptr) {
+            const auto storage = boost::make_shared<StubStorage>("sound");
+            outer = storage;
+            manager.registerStorage(storage);
+            inner = &manager;
+            SettingsManager::createDefaultSettingsManager();
+            EXPECT_FALSE(outer.expired());
+            manager.registerSetting(boost::make_shared<SettingHolder>("sound/bass", 1));
+        } else {
+            inner = &manager;
+        }
+        return 0U;
+    };
+    EXPECT_EQ(inner, SettingsManager::defaultInstance());
+    EXPECT_FALSE(outer.expired());
+    EXPECT_EQ(inner, SettingsManager::existingInstance());
+}
+
+TEST(SetUpFailure, SetUpsThatFailWithinEachOtherAreAllClearedAway) {
+    std::vector<boost::weak_ptr<StubStorage>> leftovers;
+    setUp() = [&](SettingsManager& manager) -> unsigned int {
+        const auto storage = boost::make_shared<StubStorage>("sound");
+        leftovers.push_back(storage);
+        manager.registerStorage(storage);
+        if (leftovers.size() == 1) {
+            SettingsManager::createDefaultSettingsManager();
+        }
+        throw std::runtime_error("no flash");
+    };
+    EXPECT_EQ("no flash", failureOfDefaultInstance());
+    setUp() = succeed;
+    SettingsManager::defaultInstance();
+    ASSERT_EQ(2U, leftovers.size());
+    EXPECT_TRUE(leftovers[0].expired());
+    EXPECT_TRUE(leftovers[1].expired());
 }
 
 TEST(SetUpFailure, CreatingDirectlyPassesTheExceptionToo) {

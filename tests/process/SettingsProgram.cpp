@@ -1,14 +1,16 @@
 #include <boost/shared_ptr.hpp>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
+#include "Generations.h"
 #include "NoMachineMarker.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
@@ -116,37 +118,55 @@ std::string rest(std::istream&) {
     return "rests";
 }
 
-/// Sets a text setting so many times, each time to many copies of another letter, and gives the
-/// number of times. On a machine with too much to do it ends early.
-std::string hammer(std::istream& arguments) {
-    const auto holder = setting(word(arguments));
-    int times = 0;
-    arguments >> times;
+/// Leaves the syncs out, so that many saves fit into a second.
+std::string hurry(std::istream&) {
     SettingStorageInifile::syncWrites(false);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    int done = 0;
-    while (done < times && std::chrono::steady_clock::now() < end &&
-           holder->setValue(std::string(3000, static_cast<char>('a' + done % 26)))) {
-        ++done;
-    }
-    return std::to_string(done);
+    return "hurries";
 }
 
-/// Brings the store up again and again until there is a file of the second name, and counts the
-/// times that the text setting of the first name was not copies of one letter.
+/// The generation of a storage's settings, -1 for a mixture.
+std::string generation(std::istream& arguments) {
+    return std::to_string(testsupport::generationOf(storage(word(arguments))->settingsSet()));
+}
+
+/// Saves one generation after the other, from the first to the last, and then makes a file if one
+/// is named. Gives the last one that it could save.
+std::string generations(std::istream& arguments) {
+    const auto target = storage(word(arguments));
+    int next = 0;
+    int last = 0;
+    arguments >> next >> last;
+    bool saved = true;
+    for (; saved && next <= last; ++next) {
+        testsupport::setGeneration(target->settingsSet(), next);
+        saved = target->save();
+    }
+    const std::string end = word(arguments);
+    if (!end.empty()) {
+        std::ofstream(end).put('\n');
+    }
+    return std::to_string(next - (saved ? 1 : 2));
+}
+
+/// Brings the store up again and again until there is a file of the second name. Gives how often,
+/// how many different generations the storage of the first name had, and how often it was a
+/// mixture.
 std::string restart(std::istream& arguments) {
     const std::string name = word(arguments);
     const std::string end = word(arguments);
     int starts = 0;
     int mixtures = 0;
+    std::set<int> different;
     do {
         SettingsManager::reloadSettings();
         bringUp();
-        const auto text = setting(name)->getValue<std::string>();
-        mixtures += text.empty() || text.find_first_not_of(text[0]) != std::string::npos ? 1 : 0;
+        const int found = testsupport::generationOf(storage(name)->settingsSet());
+        mixtures += found < 0 ? 1 : 0;
+        different.insert(found);
         ++starts;
     } while (!std::filesystem::exists(end));
-    return yesOrNo(starts > 1) + " " + std::to_string(mixtures);
+    return std::to_string(starts) + " " + std::to_string(different.size()) + " " +
+           std::to_string(mixtures);
 }
 
 [[noreturn]] std::string leave(std::istream&) {
@@ -155,10 +175,22 @@ std::string restart(std::istream& arguments) {
 
 std::string answer(const std::string& line) {
     static const std::map<std::string, std::function<std::string(std::istream&)>> commands = {
-        {"up", up},           {"get", get},         {"set", set},   {"save", save},
-        {"dirty", dirty},     {"info", info},       {"mode", mode}, {"reset", reset},
-        {"flush", flush},     {"threads", threads}, {"rest", rest}, {"hammer", hammer},
-        {"restart", restart}, {"exit", leave},
+        {"up", up},
+        {"get", get},
+        {"set", set},
+        {"save", save},
+        {"dirty", dirty},
+        {"info", info},
+        {"mode", mode},
+        {"reset", reset},
+        {"flush", flush},
+        {"threads", threads},
+        {"rest", rest},
+        {"hurry", hurry},
+        {"generation", generation},
+        {"generations", generations},
+        {"restart", restart},
+        {"exit", leave},
     };
     std::istringstream arguments(line);
     try {

@@ -183,7 +183,7 @@ TEST_F(T8settingsSet, ChangeThatTheFileDoesNotGiveBackIsAFailure) {
     const ToolRun set = run({"set", "odd/zeta", "2"});
     EXPECT_EQ("", set.out);
     EXPECT_EQ("t8settings: odd/zeta could not be saved:\nt8settings: " + path("settings/odd.ini") +
-                  " was written but does not give it back\n",
+                  " does not give it back\n",
               set.err);
     EXPECT_EQ(1, set.exitCode);
     EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);

@@ -1,62 +1,16 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
 #include <vector>
 
-#include "ToolRun.h"
+#include "SetText.h"
 
 namespace {
 
-using testing::HasSubstr;
-using testsupport::ToolRun;
+using testsupport::Case;
+using testsupport::refused;
 
-/// What becomes of a text that somebody sets.
-struct Case {
-    std::string text;
-    std::string result;  ///< what `get` shows then or, of a refused text, what it would have become
-    bool accepted = true;
-};
-
-Case refused(const std::string& text, const std::string& wouldBe) {
-    return {text, wouldBe, false};
-}
-
-class T8settingsText : public testsupport::ToolTest {
-protected:
-    /// Tries the texts, one after the other, on a setting of the type that starts with the text
-    /// `initial`.
-    void check(const std::string& type, const std::string& initial,
-               const std::vector<Case>& cases) const {
-        const std::string line = "value = " + type + "," + initial + "\n";
-        std::filesystem::remove(path("settings/t.ini"));
-        put("qel-default-settings/t.ini", "#name = t\n[v]\n" + line);
-        for (const Case& one : cases) {
-            SCOPED_TRACE(type + " <" + one.text + ">");
-            const std::string before = run({"get", "t/v/value"}).out;
-            const ToolRun set = run({"set", "t/v/value", "--", one.text});
-            if (one.accepted) {
-                EXPECT_EQ("", set.err);
-                EXPECT_EQ(0, set.exitCode);
-                EXPECT_EQ(one.result + "\n", run({"get", "t/v/value"}).out);
-            } else {
-                expectRefused(set, type, one.result);
-                EXPECT_EQ(before, run({"get", "t/v/value"}).out);
-            }
-        }
-    }
-
-private:
-    static void expectRefused(const ToolRun& set, const std::string& type,
-                              const std::string& wouldBe) {
-        EXPECT_EQ("", set.out);
-        EXPECT_EQ(1, set.exitCode);
-        EXPECT_THAT(set.err, HasSubstr("t8settings: t/v/value is unchanged: " + type +
-                                       " would not keep \""));
-        EXPECT_THAT(set.err, HasSubstr(" \"" + wouldBe + "\" "));
-        EXPECT_THAT(set.err, HasSubstr("\nt8settings: " + type + " takes "));
-    }
-};
+class T8settingsText : public testsupport::SetTextTest {};
 
 /// Texts of a whole number's limits, one beyond them, and what no whole number looks like.
 template <class T>

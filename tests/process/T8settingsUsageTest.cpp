@@ -33,8 +33,8 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
     for (const char* const piece :
          {"Usage: t8settings ", "--base DIR", "--marker PATH", "--json", "--version",
           "T8SETTINGS_BASE", "T8SETTINGS_MARKER", "\n  list ", "\n  get ", "\n  set ", "\n  reset ",
-          "\n  info ", "\n  0  done\n", "\n  1  failed\n", "\n  2  bad usage\n",
-          "\n  3  no such setting\n",
+          "\n  info ", "\n  types ", "\n  0  done\n", "\n  1  failed\n", "\n  2  bad usage\n",
+          "\n  3  no such setting or type\n",
           "\n  4  refused: read-only, or a reset to defaults is in progress\n"}) {
         EXPECT_THAT(help.out, HasSubstr(piece));
     }
@@ -43,7 +43,7 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
 }
 
 TEST_F(T8settingsUsage, EveryHelpFitsAScreen) {
-    for (const char* const command : {"", "list", "get", "set", "reset", "info"}) {
+    for (const char* const command : {"", "list", "get", "set", "reset", "info", "types"}) {
         const ToolRun help = *command == '\0' ? runBare({"--help"}) : runBare({command, "--help"});
         std::istringstream lines(help.out);
         std::string line;
@@ -165,7 +165,7 @@ TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
     const std::string enter = "export T8SETTINGS_MARKER='" + marker_ +
                               "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" +
                               dir_.file("pasted") + "' && ";
-    for (const char* const command : {"list", "get", "set", "info", "reset"}) {
+    for (const char* const command : {"list", "get", "set", "info", "types", "reset"}) {
         const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
         EXPECT_EQ(1U, examples.size()) << command;
         for (const std::string& example : examples) {

@@ -8,20 +8,30 @@
 #include <cstdio>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <functional>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <sys/file.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace testsupport {
+
+/// A call that has been made and has had its effect.
+struct FileEffect {
+    std::string call;   ///< as `FileCalls` spells it
+    int descriptor;     ///< what it was made on or gave; -1 when the call has none
+    std::string bytes;  ///< what it wrote
+};
 
 /// Watches the calls that the program makes on the files of one directory, and makes some of them
 /// fail or end the process, while it lives; one at a time, one thread.
 ///
 /// A call reads "create rw.ini" (an open for writing), "open rw.ini", "write rw.ini", "read",
-/// "fdatasync", "fsync", "close", "truncate", "fchmod", "unlink", "rename a b", and "lock .",
+/// "fdatasync", "fsync", "close", "fchmod", "unlink", "rename a b", and "lock .",
 /// "share ." and "unlock ." for the directory itself.
 ///
 /// The header takes the place of the C functions in the whole program: include it in one source.
@@ -30,6 +40,10 @@ public:
     /// How the process ends at a call: before it, or in the middle of what it writes.
     enum class Exit { kBefore, kTorn };
     static constexpr int kExitCode = 86;
+
+    /// In place of an errno: the call writes half of what it was to write.
+    static constexpr int kShort = -1;
+    static constexpr int kForGood = std::numeric_limits<int>::max();
 
     explicit FileCalls(std::string directory) : directory_(std::move(directory)) {
         names_.fill(std::string());
@@ -55,10 +69,26 @@ public:
     bool allClosedOnExec() const { return allClosedOnExec_; }
     void noteFlags(int flags) { allClosedOnExec_ = allClosedOnExec_ && (flags & O_CLOEXEC) != 0; }
 
-    /// The next `times` calls that read so fail with `error`, without effect (a failing close does
-    /// close).
-    void fail(const std::string& call, int error, int times = 1) {
-        faults_.push_back({call, error, times});
+    /// After `spared` of them, `times` calls that read so, or whose verb is this, fail with
+    /// `error`, without effect (a failing close does close).
+    void fail(const std::string& call, int error, int times = 1, int spared = 0) {
+        faults_.push_back({call, error, times, spared});
+    }
+
+    /// From now on no call fails.
+    void mend() { faults_.clear(); }
+
+    /// Which calls a fault has struck, as places in `calls`.
+    const std::vector<std::size_t>& struck() const { return struck_; }
+
+    /// `observer` is told of every call that has had an effect.
+    void observe(std::function<void(const FileEffect&)> observer) {
+        observer_ = std::move(observer);
+    }
+    void tell(const std::string& call, int descriptor = -1, const std::string& bytes = "") const {
+        if (observer_) {
+            observer_({call, descriptor, bytes});
+        }
     }
 
     /// The call of this number, counted from 0 since the last `clear`, fails with `error`.
@@ -95,7 +125,10 @@ public:
         }
     }
     void closed(int descriptor) { names_.at(static_cast<std::size_t>(descriptor)).clear(); }
-    std::size_t writable(std::size_t size) const { return std::min(size, writeLimit_); }
+    std::size_t writable(std::size_t size) {
+        const std::size_t half = (size + 1) / 2;
+        return std::min(std::exchange(shortens_, false) ? half : size, writeLimit_);
+    }
 
     /// Notes a call. True when it is to fail, with errno set.
     bool fails(const std::string& call) {
@@ -109,10 +142,11 @@ public:
             return true;
         }
         for (Fault& fault : faults_) {
-            if (fault.call == call && fault.times > 0) {
-                --fault.times;
-                errno = fault.error;
-                return true;
+            if (fault.strikes(call)) {
+                struck_.push_back(number);
+                shortens_ = fault.error == kShort;
+                errno = shortens_ ? errno : fault.error;
+                return !shortens_;
             }
         }
         return false;
@@ -126,6 +160,16 @@ private:
         std::string call;
         int error;
         int times;
+        int spared;
+
+        bool strikes(const std::string& made) {
+            const bool meant = made == call || made.compare(0, call.size() + 1, call + " ") == 0;
+            if (meant && spared > 0) {
+                --spared;
+                return false;
+            }
+            return meant && times > 0 && times-- > 0;
+        }
     };
     static constexpr std::size_t kNever = static_cast<std::size_t>(-2);
 
@@ -133,6 +177,9 @@ private:
     std::array<std::string, 1024> names_;
     std::vector<std::string> calls_;
     std::vector<Fault> faults_;
+    std::vector<std::size_t> struck_;
+    std::function<void(const FileEffect&)> observer_;
+    bool shortens_ = false;
     bool allClosedOnExec_ = true;
     std::size_t faultNumber_ = kNever;
     int numberedFault_ = 0;
@@ -156,10 +203,32 @@ template <class Call>
 int callOnDescriptor(const char* call, int descriptor, Call real) {
     FileCalls* const watch = FileCalls::current();
     const std::string name = watch == nullptr ? "" : watch->nameOf(descriptor);
-    if (!name.empty() && watch->fails(std::string(call) + " " + name)) {
-        return -1;
+    if (name.empty()) {
+        return real();
     }
-    return real();
+    const std::string text = std::string(call) + " " + name;
+    const int result = watch->fails(text) ? -1 : real();
+    if (result == 0) {
+        watch->tell(text, descriptor);
+    }
+    return result;
+}
+
+/// The same for a call on a path.
+template <class Call>
+int callOnPath(const char* call, const char* path, const char* secondPath, Call real) {
+    FileCalls* const watch = FileCalls::current();
+    const std::string name = watch == nullptr ? "" : watch->nameOf(path);
+    if (name.empty()) {
+        return real();
+    }
+    const std::string text = std::string(call) + " " + name +
+                             (secondPath == nullptr ? "" : " " + watch->nameOf(secondPath));
+    const int result = watch->fails(text) ? -1 : real();
+    if (result == 0) {
+        watch->tell(text);
+    }
+    return result;
 }
 
 inline int watchedOpen(const char* function, const char* path, int flags, mode_t mode) {
@@ -169,23 +238,17 @@ inline int watchedOpen(const char* function, const char* path, int flags, mode_t
     if (name.empty()) {
         return real(path, flags, mode);
     }
-    if (watch->fails(((flags & O_ACCMODE) == O_RDONLY ? "open " : "create ") + name)) {
+    const std::string call = ((flags & O_ACCMODE) == O_RDONLY ? "open " : "create ") + name;
+    if (watch->fails(call)) {
         return -1;
     }
     watch->noteFlags(flags);
     const int descriptor = real(path, flags, mode);
     watch->opened(descriptor, name);
-    return descriptor;
-}
-
-template <class Offset>
-int watchedTruncate(const char* function, const char* path, Offset size) {
-    FileCalls* const watch = FileCalls::current();
-    const std::string name = watch == nullptr ? "" : watch->nameOf(path);
-    if (!name.empty() && watch->fails("truncate " + name)) {
-        return -1;
+    if (descriptor >= 0) {
+        watch->tell(call, descriptor);
     }
-    return nextFunction<int(const char*, Offset)>(function)(path, size);
+    return descriptor;
 }
 
 // Which of the two the program calls depends on how it was compiled.
@@ -196,14 +259,6 @@ int plainOpen(const char* path, int flags, mode_t mode) {
 int largeFileOpen(const char* path, int flags, mode_t mode) __asm__("open64");
 int largeFileOpen(const char* path, int flags, mode_t mode) {
     return watchedOpen("open64", path, flags, mode);
-}
-int plainTruncate(const char* path, long size) __asm__("truncate");
-int plainTruncate(const char* path, long size) {
-    return watchedTruncate("truncate", path, size);
-}
-int largeFileTruncate(const char* path, off64_t size) __asm__("truncate64");
-int largeFileTruncate(const char* path, off64_t size) {
-    return watchedTruncate("truncate64", path, size);
 }
 
 }  // namespace testsupport
@@ -224,7 +279,12 @@ ssize_t write(int descriptor, const void* data, size_t size) {
         static_cast<void>(real(descriptor, data, size / 2));
         ::_exit(testsupport::FileCalls::kExitCode);
     }
-    return real(descriptor, data, watch->writable(size));
+    const ssize_t count = real(descriptor, data, watch->writable(size));
+    if (count > 0) {
+        watch->tell("write " + name, descriptor,
+                    std::string(static_cast<const char*>(data), static_cast<std::size_t>(count)));
+    }
+    return count;
 }
 
 ssize_t read(int descriptor, void* data, size_t size) {
@@ -272,26 +332,21 @@ int close(int descriptor) {
     const int error = errno;
     watch->closed(descriptor);
     const int result = real(descriptor);
+    watch->tell("close " + name, descriptor);
     errno = fails ? error : errno;
     return fails ? -1 : result;
 }
 
 int unlink(const char* path) noexcept {
-    testsupport::FileCalls* const watch = testsupport::FileCalls::current();
-    const std::string name = watch == nullptr ? "" : watch->nameOf(path);
-    if (!name.empty() && watch->fails("unlink " + name)) {
-        return -1;
-    }
-    return testsupport::nextFunction<int(const char*)>("unlink")(path);
+    return testsupport::callOnPath("unlink", path, nullptr, [&] {
+        return testsupport::nextFunction<int(const char*)>("unlink")(path);
+    });
 }
 
 int rename(const char* from, const char* to) noexcept {
-    testsupport::FileCalls* const watch = testsupport::FileCalls::current();
-    const std::string name = watch == nullptr ? "" : watch->nameOf(from);
-    if (!name.empty() && watch->fails("rename " + name + " " + watch->nameOf(to))) {
-        return -1;
-    }
-    return testsupport::nextFunction<int(const char*, const char*)>("rename")(from, to);
+    return testsupport::callOnPath("rename", from, to, [&] {
+        return testsupport::nextFunction<int(const char*, const char*)>("rename")(from, to);
+    });
 }
 
 }  // extern "C"

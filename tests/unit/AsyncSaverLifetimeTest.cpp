@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "AtOnce.h"
 #include "Files.h"
 #include "Gate.h"
 #include "NoMachineMarker.h"
@@ -181,6 +182,62 @@ TEST_F(AsyncSaverLifetime, EndOfAManagerStopsTheThreadAfterAFlush) {
     EXPECT_EQ(flushCommands_, commands());
     EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::threadFunc(): terminated"));
     testsupport::untilSaverThreadIsGone();
+}
+
+/// A manager with one storage of the background saver.
+struct ManagerWithStorage {
+    explicit ManagerWithStorage(const std::string& name)
+        : storage(boost::make_shared<AsyncStub>(name)) {
+        EXPECT_TRUE(manager->registerStorage(storage));
+    }
+    std::unique_ptr<SettingsManager> manager = std::make_unique<SettingsManager>();
+    boost::shared_ptr<AsyncStub> storage;
+};
+
+TEST_F(AsyncSaverLifetime, EndOfAManagerDoesNotEndBackgroundSavingForAnothersStorages) {
+    rest(1);
+    ManagerWithStorage remaining("remaining");
+    ManagerWithStorage ending("ending");
+    ending.storage->touch();
+    ending.manager.reset();
+    EXPECT_EQ(1u, ending.storage->saves());
+    EXPECT_EQ(2u, logged(2, "SettingsStorageFileAsyncSaver::start()"));
+    remaining.storage->touch();
+    EXPECT_TRUE(log_.waitFor("SettingStorageFileBase::save(): remaining, dirty 1->0"));
+    remaining.manager.reset();
+    EXPECT_EQ(2u, logged(2, "SettingsStorageFileAsyncSaver::start()"));
+    testsupport::untilSaverThreadIsGone();
+}
+
+TEST_F(AsyncSaverLifetime, EndOfAManagerDoesNotStartAThreadThatTheApplicationHasStopped) {
+    ManagerWithStorage remaining("remaining");
+    stoppedSaver();
+    { const SettingsManager ending; }
+    EXPECT_EQ(0u, logged(2, "SettingsStorageFileAsyncSaver::start()"));
+}
+
+TEST_F(AsyncSaverLifetime, StorageOfAManagerThatIsGoneIsNoReasonToGoOn) {
+    ManagerWithStorage gone("gone");
+    gone.manager.reset();
+    saver().start();
+    { const SettingsManager ending; }
+    testsupport::untilSaverThreadIsGone();
+}
+
+// Otherwise the second would find the thread stopped by the first and its changes would be lost.
+TEST_F(AsyncSaverLifetime, ManagersThatEndAtOnceAreAllSavedBefore) {
+    rest(1);
+    for (int round = 0; round < 100; ++round) {
+        ManagerWithStorage one("one");
+        ManagerWithStorage other("other");
+        saver().start();
+        const auto end = [](ManagerWithStorage& ending) {
+            ending.storage->touch();
+            ending.manager.reset();
+            EXPECT_FALSE(ending.storage->dirty());
+        };
+        testsupport::atOnce({[&] { end(one); }, [&] { end(other); }});
+    }
 }
 
 /// The product's own set-up, in a process that is called as the main application is.

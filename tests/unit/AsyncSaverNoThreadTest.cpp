@@ -1,7 +1,10 @@
+#include <boost/make_shared.hpp>
+#include <boost/thread/exceptions.hpp>
 #include <cerrno>
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include "Qel/Settings/SettingsManager.h"
 #include "SaverFixture.h"
 
 using Qel::Settings::SettingStorageFileBase;
@@ -50,6 +53,38 @@ TEST_F(AsyncSaverNoThread, AFlushSavesWhatTheThreadWouldHave) {
     saver().flush();
     EXPECT_EQ(1U, storage.saves());
     EXPECT_FALSE(storage.dirty());
+}
+
+TEST_F(AsyncSaverNoThread, AStopSavesWhatTheThreadWouldHave) {
+    AsyncStub storage("tv");
+    storage.touch();
+    saver().stop();
+    EXPECT_EQ(1U, storage.saves());
+    storage.touch();
+    saver().stop();
+    EXPECT_EQ(1U, storage.saves()) << "stopped is stopped";
+}
+
+TEST_F(AsyncSaverNoThread, EndOfAManagerSavesItsStorages) {
+    const auto storage = boost::make_shared<AsyncStub>("tv");
+    {
+        Qel::Settings::SettingsManager manager;
+        ASSERT_TRUE(manager.registerStorage(storage));
+        storage->touch();
+    }
+    EXPECT_EQ(1U, storage->saves());
+    EXPECT_FALSE(storage->dirty());
+}
+
+TEST_F(AsyncSaverNoThread, AStartThatFailsLaterOnLosesNoChangesEither) {
+    threadsAreOut = false;
+    AsyncStub storage("tv");
+    saver().stop();
+    threadsAreOut = true;
+    EXPECT_THROW(saver().start(), boost::thread_resource_error);
+    storage.touch();
+    saver().stop();
+    EXPECT_EQ(1U, storage.saves());
 }
 
 TEST_F(AsyncSaverNoThread, ALaterStartMakesUpForIt) {

@@ -1,6 +1,13 @@
+#include <boost/thread/exceptions.hpp>
 #include <boost/thread/thread.hpp>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <memory>
 
+#include "Gate.h"
+#include "Qel/Settings/SettingsManager.h"
 #include "SaverFixture.h"
+#include "Threads.h"
 
 using Qel::Settings::SettingsStorageFileAsyncSaver;
 using testsupport::AsyncStub;
@@ -32,6 +39,70 @@ TEST_F(AsyncSaverReentry, AFlushFromWithinASaveIsIgnoredAndTheSaveGoesOn) {
     EXPECT_EQ(1U, logged(5,
                          "SettingsStorageFileAsyncSaver::flush(): called from within a save, "
                          "ignored"));
+    EXPECT_EQ(flushCommands_, commands());
+}
+
+// The thread that is to be stopped waits for the flush, and the flush would wait for it.
+TEST_F(AsyncSaverReentry, AStopFromWithinAFlushesSaveIsRefusedAndTheSaverGoesOn) {
+    AsyncStub storage("tv");
+    SettingsStorageFileAsyncSaver& running = stoppedSaver();
+    int error = 0;
+    storage.onSave = [&](const std::string&) {
+        try {
+            running.stop();
+        } catch (const boost::thread_resource_error& e) {
+            error = e.native_error();
+        }
+        return true;
+    };
+    running.start();
+    untilSaverRests();
+    storage.touch();
+    running.flush();
+    EXPECT_EQ(EDEADLK, error);
+    EXPECT_FALSE(storage.dirty());
+    EXPECT_EQ(1U, testsupport::saverThreads().size());
+    running.stop();
+}
+
+// A second thread that is stopping the saver holds what a start would wait for.
+TEST_F(AsyncSaverReentry, AStartFromWithinASaveIsIgnoredAndDoesNotWaitForAStopUnderWay) {
+    AsyncStub storage("tv");
+    SettingsStorageFileAsyncSaver& running = stoppedSaver();
+    testsupport::Gate gate;
+    storage.onSave = [&](const std::string&) {
+        gate.pass();
+        running.start();
+        return true;
+    };
+    storage.touch();
+    running.start();
+    gate.waitForArrival();
+    testsupport::WatchedThread stop([&] { running.stop(); });
+    stop.untilHeldUpOrDone();
+    gate.open();
+    stop.join();
+    EXPECT_FALSE(storage.dirty());
+    EXPECT_EQ(1U, logged(5,
+                         "SettingsStorageFileAsyncSaver::start(): called from within a save, "
+                         "ignored"));
+    testsupport::untilSaverThreadIsGone();
+}
+
+TEST_F(AsyncSaverReentry, AManagerThatEndsWithinASaveIsGoneAllTheSame) {
+    AsyncStub storage("tv");
+    SettingsStorageFileAsyncSaver& stopped = stoppedSaver();
+    const auto ending = boost::make_shared<AsyncStub>("ending");
+    storage.onSave = [&](const std::string&) {
+        Qel::Settings::SettingsManager manager;
+        EXPECT_TRUE(manager.registerStorage(ending));
+        return true;
+    };
+    storage.touch();
+    stopped.flush();
+    EXPECT_FALSE(storage.dirty());
+    ending->touch();
+    EXPECT_FALSE(ending->save());
     EXPECT_EQ(flushCommands_, commands());
 }
 

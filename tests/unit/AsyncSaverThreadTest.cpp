@@ -323,6 +323,11 @@ TEST_F(AsyncSaverThread, TakesNoSignalsAndLeavesTheStartersMaskAlone) {
         EXPECT_NE(0u, blockedSignals() >> (number - 1) & 1) << number;
         EXPECT_EQ(number == SIGUSR2 ? 1 : 0, sigismember(&after, number)) << number;
     }
+    // A crash on the thread must reach the application's handler.
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) {
+        EXPECT_EQ(0u, blockedSignals() >> (number - 1) & 1) << number;
+        EXPECT_EQ(0, sigismember(&after, number)) << number;
+    }
 }
 
 }  // namespace

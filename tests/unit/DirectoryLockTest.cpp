@@ -253,9 +253,32 @@ TEST_F(DirectoryLockTest, ADirectoryThatCannotBeOpenedIsNoReasonToWait) {
     for (const std::string& path : {dir_.file("absent"), std::string("/dev/null")}) {
         const DirectoryLock lock(path, Mode::kExclusive);
         EXPECT_FALSE(lock.held());
-        EXPECT_TRUE(lock.syncDirectory());
+        EXPECT_FALSE(lock.syncDirectory());
     }
     EXPECT_TRUE(log_.entries().empty()) << log_.dump();
+}
+
+TEST_F(DirectoryLockTest, ADirectoryThatCouldNotBeOpenedForTheLockIsOpenedAgainToSyncIt) {
+    FileCalls calls(dir_.path());
+    calls.fail("open .", EIO);
+    const DirectoryLock lock(dir_.path(), Mode::kExclusive);
+    EXPECT_FALSE(lock.held());
+    EXPECT_TRUE(lock.syncDirectory());
+    EXPECT_EQ(calls.calls(), (std::vector<std::string>{"open .", "open .", "fsync .", "close ."}));
+}
+
+TEST_F(DirectoryLockTest, OfDirectoriesThatCannotBeOpenedOnlyAHiddenOneCountsAsSynced) {
+    const struct {
+        int error;
+        bool synced;
+    } rows[] = {{EIO, false}, {EMFILE, false}, {ENOENT, false}, {EACCES, true}};
+    for (const auto& row : rows) {
+        FileCalls calls(dir_.path());
+        calls.fail("open .", row.error, FileCalls::kForGood);
+        const DirectoryLock lock(dir_.path(), Mode::kExclusive);
+        EXPECT_EQ(lock.syncDirectory(), row.synced) << row.error;
+        EXPECT_EQ(errno, row.error);
+    }
 }
 
 TEST_F(DirectoryLockTest, AFileSystemWithoutLocksIsNoReasonToWait) {
@@ -284,7 +307,7 @@ TEST_F(DirectoryLockTest, SyncingTellsWhetherTheDiskFailed) {
         int error;
         bool synced;
     } rows[] = {{EIO, false},   {ENOSPC, false}, {EINTR, true},
-                {EINVAL, true}, {EROFS, true},   {ENOTSUP, true}};
+                {EINVAL, true}, {EROFS, false},  {ENOTSUP, true}};
     for (const auto& row : rows) {
         FileCalls calls(dir_.path());
         calls.fail("fsync .", row.error);

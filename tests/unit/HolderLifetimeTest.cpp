@@ -27,7 +27,8 @@ using Holder = boost::shared_ptr<SettingHolder>;
 /// A file storage in which a change can be held up half-way.
 class HookedStorage : public StubFileStorage {
 public:
-    explicit HookedStorage(const std::string& name) : StubFileStorage(name, "", "/absent/file") {}
+    explicit HookedStorage(const std::string& name, SavePolicy policy = Save_onDemand)
+        : StubFileStorage(name, "", "/absent/file", policy) {}
     ~HookedStorage() override {
         retire();
         destroyed = true;
@@ -184,6 +185,27 @@ TEST(HolderLifetime, StorageDestructionWaitsForAChangeThatIsBeingAskedFor) {
     destroyer.join();
     EXPECT_TRUE(changed);
     expectRefusal(*holder, 2);
+}
+
+TEST(HolderLifetime, ChangeThatIsUnderWayWhenItsStorageDiesIsStillSavedAtOnce) {
+    auto storage =
+        std::make_unique<HookedStorage>("sound", SettingStorageFileBase::Save_onEachChange);
+    const Holder holder = addTo(*storage, "sound/bass");
+    Gate gate;
+    int saves = 0;
+    storage->duringChanging = [&] { gate.pass(); };
+    storage->onSave = [&](const std::string&) {
+        ++saves;
+        return true;
+    };
+    WatchedThread changer([&] { EXPECT_TRUE(holder->setValue(2)); });
+    gate.waitForArrival();
+    WatchedThread destroyer([&] { storage.reset(); });
+    destroyer.untilHeldUpOrDone();
+    gate.open();
+    changer.join();
+    destroyer.join();
+    EXPECT_EQ(1, saves);
 }
 
 TEST(HolderLifetime, ChangeThatBeginsWhileItsStorageDiesIsRefused) {

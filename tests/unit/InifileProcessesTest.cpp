@@ -1,11 +1,9 @@
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "IniStorageFixture.h"
@@ -37,52 +35,11 @@ protected:
     ~InifileProcesses() override {
         ::close(directory_);
         files::directoryLockWait = files::DirectoryLockWait();
-        Storage::syncWrites(true);
     }
 
     /// Takes the directory's lock as another process would.
     void lockAsOther(int operation) { ASSERT_EQ(::flock(directory_, operation | LOCK_NB), 0); }
     void unlockAsOther() { ASSERT_EQ(::flock(directory_, LOCK_UN), 0); }
-
-    /// Runs the work in a process of its own, which succeeds when it gives true.
-    static pid_t start(const std::function<bool()>& work) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::_exit(work() ? 0 : 1);
-        }
-        return child;
-    }
-
-    static void expectSuccess(pid_t child) {
-        int status = -1;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-    }
-
-    /// Saves one value after another into both settings.
-    bool write(int first, int last) {
-        Storage writer("settings", "", rw_, types_, Storage::Save_onDemand);
-        bool done = writer.init(&manager_, nullptr);
-        for (int value = first; done && value <= last; ++value) {
-            done = writer.querySetting("settings/a")->setValue(value) &&
-                   writer.querySetting("settings/b")->setValue(value) && writer.save();
-        }
-        return done;
-    }
-
-    /// Loads over and over; every load must find two equal values and nothing wrong.
-    bool load(int times) {
-        for (int i = 0; i < times; ++i) {
-            Storage loader("settings", "", rw_, types_, Storage::Save_onDemand);
-            const bool loaded = loader.init(&manager_, nullptr);
-            const auto a = loader.querySetting("settings/a");
-            const auto b = loader.querySetting("settings/b");
-            if (!loaded || !a || !b || a->getValue<int>() != b->getValue<int>()) {
-                return false;
-            }
-        }
-        return true;
-    }
 
     int directory_;
 };
@@ -180,31 +137,6 @@ TEST_F(InifileProcesses, ADamagedFileIsSetAsideOnlyWithTheDirectoryToOneself) {
     unlockAsOther();
     loader.join();
     EXPECT_EQ(readFile(bad_), "torn");
-}
-
-TEST_F(InifileProcesses, ALoaderBesideAWriterAlwaysFindsAWholeFile) {
-    Storage::syncWrites(false);
-    build(textOf(0));
-    const pid_t writer = start([this] { return write(1, 400); });
-    EXPECT_TRUE(load(400));
-    expectSuccess(writer);
-    EXPECT_FALSE(exists(bad_));
-    EXPECT_EQ(readFile(rw_), withCrc(textOf(400)));
-    EXPECT_FALSE(exists(copy_));
-}
-
-TEST_F(InifileProcesses, TwoWritersDoNotTearEachOthersFiles) {
-    Storage::syncWrites(false);
-    build(textOf(0));
-    const pid_t first = start([this] { return write(1000, 1200); });
-    const pid_t second = start([this] { return write(2000, 2200); });
-    EXPECT_TRUE(load(200));
-    expectSuccess(first);
-    expectSuccess(second);
-    EXPECT_FALSE(exists(bad_));
-    EXPECT_FALSE(exists(copy_));
-    const std::string bytes = readFile(rw_);
-    EXPECT_TRUE(bytes == withCrc(textOf(1200)) || bytes == withCrc(textOf(2200))) << bytes;
 }
 
 }  // namespace

@@ -30,4 +30,18 @@ TEST_F(InifileReset, DefaultsThatAreGoneLeaveThePresentValuesOnTheDisk) {
     EXPECT_EQ(withCrc(mine_), readFile(rw_));
 }
 
+TEST_F(InifileReset, OneThatCouldNotBeWrittenCanBeAskedOfTheStorageOnceMore) {
+    const std::string defaults = "#name = settings\n#savepolicy = ondemand\n[]\na = int,1";
+    buildDefaults(defaults);
+    build(mine_);
+    ASSERT_TRUE(reopen());
+    manager_.setSettingsOperationMode(Qel::Settings::SOM_ResettingToDefault);
+    std::filesystem::create_directory(copy_);
+    EXPECT_FALSE(storage_->resetToDefaults());
+    EXPECT_EQ(withCrc(mine_), readFile(rw_));
+    std::filesystem::remove(copy_);
+    EXPECT_TRUE(storage_->resetToDefaults());
+    EXPECT_EQ(withCrc(defaults), readFile(rw_));
+}
+
 }  // namespace

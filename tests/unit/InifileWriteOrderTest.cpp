@@ -173,6 +173,27 @@ TEST_F(InifileWriteOrder, ALoadSharesTheDirectoryAndWritesNothing) {
                      "read rw.ini", "close rw.ini", "unlock .", "close ."}));
 }
 
+TEST_F(InifileWriteOrder, ALoadFromACopyThatWasLeftMakesItLast) {
+    const Calls reading = {"open .",          "share .",         "open rw.ini.tmp",
+                           "read rw.ini.tmp", "read rw.ini.tmp", "close rw.ini.tmp"};
+    const Calls settling = {"open rw.ini.tmp", "fdatasync rw.ini.tmp", "fsync .",
+                            "close rw.ini.tmp"};
+    const Calls ending = {"unlock .", "close ."};
+    writeFile(rw_, "torn");
+    buildCopy(kOld);
+    for (const bool syncs : {true, false}) {
+        Storage::syncWrites(syncs);
+        create();
+        FileCalls calls(dir_.path());
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        Calls expected = reading;
+        expected.insert(expected.end(), settling.begin(),
+                        syncs ? settling.end() : settling.begin());
+        expected.insert(expected.end(), ending.begin(), ending.end());
+        EXPECT_EQ(calls.calls(), expected);
+    }
+}
+
 TEST_F(InifileWriteOrder, NoFileIsLeftOpenForAChildProcess) {
     build(kOld);
     buildCopy(kOld);

@@ -1,8 +1,13 @@
+#include <cstdlib>
+#include <dlfcn.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
+#include "AtOnce.h"
+#include "NoMachineMarker.h"
 #include "ProductFixture.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "types/ApplicationTypes.h"
@@ -33,6 +38,70 @@ const std::vector<ApplicationType>& applicationTypes() {
 
 namespace {
 
+/// The lists of files that the C library has made and not got back, and a machine that is out of
+/// memory as soon as it has made one.
+int listsOfFiles = 0;
+bool memoryEndsWithAList = false;
+bool nextAllocationFails = false;
+
+template <class Function>
+Function* ofTheCLibrary(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+using Complaint = int(const char*, int);
+
+int countedGlob(const char* function, const char* pattern, int flags, Complaint* complaint,
+                void* list) {
+    using Glob = int(const char*, int, Complaint*, void*);
+    const int result = ofTheCLibrary<Glob>(function)(pattern, flags, complaint, list);
+    ++listsOfFiles;
+    nextAllocationFails = memoryEndsWithAList && result == 0;
+    return result;
+}
+
+void countedGlobfree(const char* function, void* list) {
+    --listsOfFiles;
+    ofTheCLibrary<void(void*)>(function)(list);
+}
+
+}  // namespace
+
+// In place of the C library's; which pair is called depends on how the caller was compiled.
+int plainGlob(const char* pattern, int flags, Complaint* complaint, void* list) __asm__("glob");
+int plainGlob(const char* pattern, int flags, Complaint* complaint, void* list) {
+    return countedGlob("glob", pattern, flags, complaint, list);
+}
+int largeGlob(const char* pattern, int flags, Complaint* complaint, void* list) __asm__("glob64");
+int largeGlob(const char* pattern, int flags, Complaint* complaint, void* list) {
+    return countedGlob("glob64", pattern, flags, complaint, list);
+}
+void plainGlobfree(void* list) __asm__("globfree");
+void plainGlobfree(void* list) {
+    countedGlobfree("globfree", list);
+}
+void largeGlobfree(void* list) __asm__("globfree64");
+void largeGlobfree(void* list) {
+    countedGlobfree("globfree64", list);
+}
+
+void* operator new(std::size_t size) {
+    if (nextAllocationFails) {
+        nextAllocationFails = false;
+        throw std::bad_alloc();
+    }
+    void* const memory = std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
 using namespace Qel::Settings;
 
 class ProductSetupFailure : public testsupport::ProductFixture {};
@@ -57,6 +126,29 @@ TEST_F(ProductSetupFailure, ExceptionPassesAndTheNextUseSetsUpAnew) {
     }
     EXPECT_EQ(3, T8SettingsManager()->setting("sound/value")->getValue<int>());
     EXPECT_EQ(3, tries);
+}
+
+TEST_F(ProductSetupFailure, ListOfFilesIsGivenBackWhenMemoryRunsOut) {
+    putIni(defaults_, "sound.ini");
+    memoryEndsWithAList = true;
+    EXPECT_THROW(bringUp(), std::bad_alloc);
+    memoryEndsWithAList = false;
+    EXPECT_EQ(0, listsOfFiles);
+    EXPECT_EQ(0U, bringUp());
+    EXPECT_EQ(0, listsOfFiles);
+}
+
+// Each set-up keeps its types; that is the one thing that they share.
+TEST_F(ProductSetupFailure, ManagersMayBeSetUpAtTheSameTime) {
+    putIni(defaults_, "sound.ini", 3);
+    const auto setUpSome = [] {
+        for (int i = 0; i < 20; ++i) {
+            SettingsManager manager;
+            EXPECT_EQ(0U, initDefaultSettingsManager(manager));
+            EXPECT_EQ(3, manager.setting("sound/value")->getValue<int>());
+        }
+    };
+    testsupport::atOnce({setUpSome, setUpSome, setUpSome});
 }
 
 }  // namespace

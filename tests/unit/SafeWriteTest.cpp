@@ -35,7 +35,7 @@ protected:
         calls.fail(call, EIO);
         calls.fail("unlink x.ini.tmp", EPERM);
         calls.fail("unlink x.ini.tmp.new", EPERM);
-        calls.fail("truncate x.ini.tmp", EPERM);
+        calls.fail("create x.ini.tmp", EPERM, 1, 1);
         errno = 0;
         const WriteResult result = write("new", copyIsPrecious);
         reason_ = errno;
@@ -91,6 +91,34 @@ TEST_F(SafeWrite, AFailureOfTheCopyLeavesTheFileAndNoCopy) {
         EXPECT_FALSE(exists(copy_)) << call;
         EXPECT_EQ(calls.count("create x.ini"), 0U) << call;
     }
+}
+
+TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
+    using Calls = std::vector<std::string>;
+    writeFile(file_, "old");
+    FileCalls calls(dir_.path());
+    calls.fail("fdatasync x.ini.tmp", EIO);
+    EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+    EXPECT_EQ(calls.calls(), (Calls{"open .", "lock .", "create x.ini.tmp", "fchmod x.ini.tmp",
+                                    "write x.ini.tmp", "fdatasync x.ini.tmp", "unlink x.ini.tmp",
+                                    "fsync .", "close x.ini.tmp", "unlock .", "close ."}));
+    writeFile(copy_, "torn");
+    calls.fail("fdatasync x.ini.tmp", EIO);
+    calls.clear();
+    EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+    EXPECT_EQ(calls.calls(),
+              (Calls{"open .", "lock .", "create x.ini.tmp", "fchmod x.ini.tmp", "write x.ini.tmp",
+                     "fdatasync x.ini.tmp", "create x.ini.tmp", "fdatasync x.ini.tmp",
+                     "close x.ini.tmp", "close x.ini.tmp", "unlock .", "close ."}));
+}
+
+TEST_F(SafeWrite, AFullDiskIsNotMadeToSyncTheAbsenceOfACopy) {
+    writeFile(file_, "old");
+    FileCalls calls(dir_.path());
+    calls.fail("write x.ini.tmp", ENOSPC);
+    EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+    EXPECT_EQ(calls.count("unlink x.ini.tmp"), 1U);
+    EXPECT_EQ(calls.count("fsync ."), 0U);
 }
 
 TEST_F(SafeWrite, AFailureOfTheFileLeavesAWholeCopy) {

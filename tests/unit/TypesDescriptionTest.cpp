@@ -9,6 +9,7 @@
 #include "Qel/Settings/T8SettingsManager.h"
 #include "Qel/Types/NetworkSources.h"
 #include "Qel/Types/PictureQuality.h"
+#include "Qel/Types/UserInterface.h"
 #include "types/ApplicationTypes.h"
 
 namespace {
@@ -95,6 +96,33 @@ TEST(TypesDescription, TheDefaultsOfItsFieldsMakeTheEmptyTextOfARecord) {
         }
     }
     EXPECT_EQ(records, 13);
+}
+
+TEST(TypesDescription, EveryFieldIsOfABuiltInTypeOrOneThatIsDescribedWithTheRecord) {
+    const std::vector<std::string> builtIns = SettingFactory().typeNames();
+    int described = 0;
+    for (const TypeDescription& type : describeTypes()) {
+        for (const TypeDescription::Field& field : type.fields) {
+            const auto its = std::count_if(
+                type.fieldTypes.begin(), type.fieldTypes.end(),
+                [&](const TypeDescription& fieldType) { return fieldType.name == field.type; });
+            const bool isBuiltIn =
+                std::find(builtIns.begin(), builtIns.end(), field.type) != builtIns.end();
+            EXPECT_EQ(its, isBuiltIn ? 0 : 1) << type.name << " " << field.name;
+            described += static_cast<int>(its);
+        }
+    }
+    EXPECT_EQ(described, 16);
+}
+
+TEST(TypesDescription, TypesOfFieldsAreDescribedAsTheyAreByThemselves) {
+    const TypeDescription quickOn = describeType<qel::ui::quickonperiods::QuickOnPeriodsData>();
+    ASSERT_EQ(quickOn.fieldTypes.size(), 1U);
+    EXPECT_EQ(rendered(quickOn.fieldTypes[0]), "flags\n    scalar, empty text: 0000000\n");
+    const TypeDescription device = describeType<qel::ui::QelNet::IntegratedDevice>();
+    ASSERT_EQ(device.fieldTypes.size(), 1U);
+    EXPECT_EQ(rendered(device.fieldTypes[0]),
+              rendered(describeType<qel::ui::QelNet::ProductRole::Role>()));
 }
 
 // The list would end at its first ";", and the element with it.

@@ -23,11 +23,12 @@ struct Result {
 
 enum class Format { kText, kJson };
 
-/// A command that was added to the command line.
+/// A command that was added to the command line. One of its functions is set; they throw `Failure`.
 struct Command {
     CLI::App* parsed;
-    /// Throws `Failure`.
     std::function<Result(const Store& store, Format format)> run;
+    /// Of a command that needs no store, and so no base directory.
+    std::function<Result(Format format)> runWithoutStore = {};
 };
 
 // One function for each command; each adds one with its options and its help.
@@ -36,6 +37,7 @@ Command addGetCommand(CLI::App& app);
 Command addSetCommand(CLI::App& app);
 Command addResetCommand(CLI::App& app);
 Command addInfoCommand(CLI::App& app);
+Command addTypesCommand(CLI::App& app);
 
 }  // namespace t8settings
 

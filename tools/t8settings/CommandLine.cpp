@@ -15,13 +15,13 @@ constexpr const char* kAbout = "Shows and changes the settings below a base dire
 constexpr const char* kFooter =
     "Each command's own --help tells more, with an example to paste; the examples work on a copy:\n"
     "  cp -r examples/tv tv\n\n"
-    "Every command loads the settings as every program does: a damaged file is set aside under\n"
-    "the suffix \".bad\".\n\n"
+    "Every command but types loads the settings as every program does: a damaged file is set\n"
+    "aside under the suffix \".bad\".\n\n"
     "Exit codes:\n"
     "  0  done\n"
     "  1  failed\n"
     "  2  bad usage\n"
-    "  3  no such setting\n"
+    "  3  no such setting or type\n"
     "  4  refused: read-only, or a reset to defaults is in progress\n\n"
     "Results go to standard output, all else to standard error. In JSON, bytes that are not UTF-8\n"
     "are replaced by U+FFFD; the exact bytes are then beside it in hexadecimal, \"textBytes\" to\n"
@@ -48,8 +48,9 @@ void addGlobals(CLI::App& app, Globals& globals) {
 }
 
 std::vector<Command> addCommands(CLI::App& app) {
-    std::vector<Command> commands = {addListCommand(app), addGetCommand(app), addSetCommand(app),
-                                     addResetCommand(app), addInfoCommand(app)};
+    std::vector<Command> commands = {addListCommand(app), addGetCommand(app),
+                                     addSetCommand(app),  addResetCommand(app),
+                                     addInfoCommand(app), addTypesCommand(app)};
     for (const Command& command : commands) {
         command.parsed->group("Commands");
         command.parsed->footer(command.parsed->get_footer() +
@@ -133,8 +134,12 @@ Result runCommandLine(int argc, const char* const* argv) {
         return version(globals);
     }
     const Command& chosen = chosenOf(commands, app);
+    const Format format = globals.json ? Format::kJson : Format::kText;
+    if (chosen.runWithoutStore) {
+        return chosen.runWithoutStore(format);
+    }
     const Store store(locationOf(globals));
-    return chosen.run(store, globals.json ? Format::kJson : Format::kText);
+    return chosen.run(store, format);
 }
 
 }  // namespace t8settings

@@ -11,8 +11,8 @@ enum class ExitCode : int {
     kDone = 0,
     kFailed = 1,
     kUsage = 2,
-    kUnknownSetting = 3,
-    kRefused = 4,  ///< read-only, or a reset to defaults is in progress
+    kUnknownName = 3,  ///< no setting or no type is called so
+    kRefused = 4,      ///< read-only, or a reset to defaults is in progress
 };
 
 /// Ends the command. The text is for people; each of its lines becomes one on standard error.

@@ -5,6 +5,8 @@
 #include <numeric>
 #include <utility>
 
+#include "Terminal.h"
+
 namespace t8settings {
 
 namespace {
@@ -61,6 +63,16 @@ std::vector<std::string> nearestNames(const std::string& wanted,
         }
     }
     return nearest;
+}
+
+Failure noSuch(const std::string& kind, const std::string& name,
+               const std::vector<std::string>& names) {
+    std::string text = "no such " + kind + ": " + inQuotes(name);
+    const std::vector<std::string> meant = nearestNames(name, names);
+    for (const std::string& candidate : meant) {
+        text += (&candidate == &meant.front() ? "\ndid you mean " : " or ") + candidate;
+    }
+    return {ExitCode::kUnknownName, meant.empty() ? text : text + "?"};
 }
 
 }  // namespace t8settings

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Exit.h"
+
 namespace t8settings {
 
 /// Up to three of `names` that somebody may have meant who wrote `wanted`: those that end in it as
@@ -11,6 +13,10 @@ namespace t8settings {
 /// keyboard lead to. None when it is like no name.
 std::vector<std::string> nearestNames(const std::string& wanted,
                                       const std::vector<std::string>& names);
+
+/// That there is no `kind` of this name, with those of `names` that somebody may have meant.
+Failure noSuch(const std::string& kind, const std::string& name,
+               const std::vector<std::string>& names);
 
 }  // namespace t8settings
 

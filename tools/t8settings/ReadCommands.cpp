@@ -9,23 +9,19 @@ namespace t8settings {
 namespace {
 
 Result list(const Store& store, Format format, const std::string& prefix) {
-    std::vector<Record> records;
+    std::vector<Row> rows;
+    Json json = Json::array();
     for (const SettingPtr& setting : store.settings()) {
         if (setting->name().compare(0, prefix.size(), prefix) == 0) {
-            records.push_back(recordOf(store, setting));
+            const Record record = recordOf(store, setting);
+            rows.push_back(rowOf(record));
+            json.push_back(jsonOf(record));
         }
     }
-    if (records.empty() && !prefix.empty()) {
+    if (rows.empty() && !prefix.empty()) {
         complain("no setting's name begins with " + inQuotes(prefix));
     }
-    if (format == Format::kText) {
-        return {linesOf(records, outputIsTerminal())};
-    }
-    Json json = Json::array();
-    for (const Record& record : records) {
-        json.push_back(jsonOf(record));
-    }
-    return {textOfJson(json)};
+    return {format == Format::kJson ? textOfJson(json) : linesOf(rows)};
 }
 
 Result get(const Store& store, Format format, const std::string& name) {

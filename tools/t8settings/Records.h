@@ -2,10 +2,10 @@
 #define T8SETTINGS_RECORDS_H
 
 #include <string>
-#include <vector>
 
 #include "Json.h"
 #include "Store.h"
+#include "Table.h"
 
 namespace t8settings {
 
@@ -21,12 +21,8 @@ Record recordOf(const Store& store, const SettingPtr& setting);
 
 Json jsonOf(const Record& record);
 
-/// One line for each record: name, type, text. Between them stands a tab or, in columns for the
-/// eye, blanks. Control bytes are made visible, so that a line stays a line.
-std::string linesOf(const std::vector<Record>& records, bool inColumns);
-
-/// Whether people look at standard output.
-bool outputIsTerminal();
+/// Name, type, text.
+Row rowOf(const Record& record);
 
 }  // namespace t8settings
 

@@ -2,9 +2,10 @@
 
 #include <Qel/Settings/StrConv.h>
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <limits>
-#include <vector>
+#include <map>
 
 #include "CanonicalNumber.h"
 
@@ -13,6 +14,7 @@ namespace t8settings {
 namespace {
 
 using Canonical = std::optional<std::string>;
+using Qel::Settings::TypeDescription;
 
 Canonical canonicalBool(std::string_view text) {
     std::string word(trimmed(text));
@@ -46,43 +48,79 @@ Canonical canonicalString(std::string_view text) {
     return Qel::Settings::StrConv::unescapeString(std::string(text));
 }
 
+/// Fewer than all seven would leave open which of them are meant.
+Canonical canonicalFlags(std::string_view text) {
+    constexpr std::size_t kFlags = 7;
+    const std::string_view flags = trimmed(text);
+    const bool complete =
+        flags.size() == kFlags && flags.find_first_not_of("01") == std::string_view::npos;
+    return complete ? Canonical(flags) : std::nullopt;
+}
+
 template <class T>
-Scalar integer(const char* type) {
-    return {type, canonicalInteger,
-            "whole numbers from " + std::to_string(std::numeric_limits<T>::min()) + " to " +
-                std::to_string(std::numeric_limits<T>::max())};
+Canonical canonicalWithin(std::string_view text) {
+    const Canonical number = canonicalInteger(text);
+    T value{};
+    return number && std::from_chars(number->data(), number->data() + number->size(), value).ec ==
+                         std::errc()
+               ? number
+               : std::nullopt;
 }
 
-Scalar decimal(const char* type) {
-    return {type, canonicalDecimal, "decimal numbers of up to 6 digits, such as 1.5 or 1e-07"};
+template <class T>
+Scalar integer() {
+    return {canonicalWithin<T>, "whole numbers from " +
+                                    std::to_string(std::numeric_limits<T>::min()) + " to " +
+                                    std::to_string(std::numeric_limits<T>::max())};
 }
 
-std::vector<Scalar> allScalars() {
+Scalar decimal() {
+    return {canonicalDecimal, "decimal numbers of up to 6 digits, such as 1.5 or 1e-07"};
+}
+
+std::map<std::string, Scalar> allScalars() {
     return {
-        {"string", canonicalString, "any text without blanks at its ends"},
-        {"char", canonicalChar, "one character of one byte, no blank"},
-        {"bool", canonicalBool, "true and false, or 1 and 0"},
-        decimal("float32"),
-        decimal("float64"),
-        integer<unsigned char>("uint8"),
-        integer<unsigned short>("uint16"),
-        integer<unsigned int>("uint32"),
-        integer<unsigned long long>("uint64"),
-        integer<signed char>("int8"),
-        integer<short>("short"),
-        integer<int>("int"),
-        integer<long>("long"),
-        integer<long long>("long long"),
+        {"string",
+         {canonicalString, "any text without blanks at its ends",
+          "text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in quotes "
+          "when it "
+          "holds \",\" or \";\", and no blanks at the ends of the whole"}},
+        {"char", {canonicalChar, "one character of one byte, no blank"}},
+        {"bool", {canonicalBool, "true and false, or 1 and 0"}},
+        {"flags", {canonicalFlags, "seven times 0 or 1, the highest flag first"}},
+        {"float32", decimal()},
+        {"float64", decimal()},
+        {"uint8", integer<unsigned char>()},
+        {"uint16", integer<unsigned short>()},
+        {"uint32", integer<unsigned int>()},
+        {"uint64", integer<unsigned long long>()},
+        {"int8", integer<signed char>()},
+        {"int16", integer<short>()},
+        {"short", integer<short>()},
+        {"int32", integer<int>()},
+        {"int", integer<int>()},
+        {"long", integer<long>()},
+        {"int64", integer<long long>()},
+        {"long long", integer<long long>()},
     };
 }
 
 }  // namespace
 
-const Scalar* scalarOf(std::string_view type) {
-    static const std::vector<Scalar> scalars = allScalars();
-    const auto found = std::find_if(scalars.begin(), scalars.end(),
-                                    [&](const Scalar& scalar) { return scalar.type == type; });
-    return found == scalars.end() ? nullptr : &*found;
+const Scalar& scalarOf(const std::string& type) {
+    static const std::map<std::string, Scalar> scalars = allScalars();
+    return scalars.at(type);
+}
+
+std::optional<std::string> canonicalEnumerator(const TypeDescription& type, std::string_view text) {
+    const std::string_view name = trimmed(text);
+    const auto named = std::find_if(
+        type.enumerators.begin(), type.enumerators.end(),
+        [&](const TypeDescription::Enumerator& enumerator) { return enumerator.text == name; });
+    // The type takes no sign before a number, and so no negative one.
+    return named != type.enumerators.end()        ? std::to_string(named->value)
+           : !name.empty() && name.front() != '-' ? canonicalWithin<int>(name)
+                                                  : std::nullopt;
 }
 
 }  // namespace t8settings

@@ -17,8 +17,10 @@ constexpr const char* kHelp =
     "The text is that of the setting's type, in the form of the settings files; for a string it\n"
     "is the string itself. A text that the type would not keep as it is meant is refused, with\n"
     "what would become of it: 300 for a uint8, abc for a number, maybe for a bool, more than 6\n"
-    "digits for a float. Blanks at the ends of a string are refused, since no file keeps them.\n"
-    "Another way to write the same value is taken: +5, 007, 1.50, TRUE.\n"
+    "digits for a float, no name of an enumeration, a field too few or too many in a record.\n"
+    "Blanks at the ends of a string are refused, since no file keeps them. Another way to write\n"
+    "the same value is taken: +5, 007, 1.50, TRUE, an enumeration's number. What a type takes:\n"
+    "t8settings types NAME.\n"
     "A text that begins with \"-\" and no digit comes after \"--\", as in: set NAME -- -.5\n\n"
     "Example:\n  t8settings --base tv set settings/sound/bass 5";
 
@@ -52,8 +54,7 @@ void changeAndSave(const Store& store, const SettingPtr& setting, const Value& v
     if (FileOnDisk(storage, store.factory()).setting(setting->name()) !=
         type + "," + value.fileText) {
         throw Failure(ExitCode::kFailed,
-                      notSaved(setting->name(),
-                               *storage.rwFilename() + " was written but does not give it back"));
+                      notSaved(setting->name(), *storage.rwFilename() + " does not give it back"));
     }
 }
 
@@ -68,8 +69,7 @@ Result set(const Store& store, Format format, const std::string& name, const std
     LibraryLog::instance().release();
     const Record record = recordOf(store, setting);
     Result result;
-    result.output = format == Format::kJson ? textOfJson(jsonOf(record))
-                                            : linesOf({record}, outputIsTerminal());
+    result.output = format == Format::kJson ? textOfJson(jsonOf(record)) : linesOf({rowOf(record)});
     result.changed = true;
     return result;
 }

@@ -102,12 +102,7 @@ SettingPtr Store::find(const std::string& name) const {
     for (const SettingPtr& known : settings()) {
         names.push_back(known->name());
     }
-    std::string text = "no such setting: " + inQuotes(name);
-    const std::vector<std::string> meant = nearestNames(name, names);
-    for (const std::string& candidate : meant) {
-        text += (&candidate == &meant.front() ? "\ndid you mean " : " or ") + candidate;
-    }
-    throw Failure(ExitCode::kUnknownSetting, meant.empty() ? text : text + "?");
+    throw noSuch("setting", name, names);
 }
 
 std::vector<SettingPtr> Store::settings() const {

@@ -132,6 +132,7 @@ private:
     bool writeChanges();
     /// Nobody is left to say whether saving is allowed.
     bool managerGone() const;
+    bool managerLives() const;
     /// A reset to defaults has begun, after which nothing is saved in the background.
     bool backgroundSavingOver();
 

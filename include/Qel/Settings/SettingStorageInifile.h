@@ -23,8 +23,9 @@ struct IniLine;
 /// Settings in ini files, guarded by a CRC-32 line and written through a temporary copy.
 ///
 /// Promise: after a crash or a power cut at any moment a load gives the complete old or the
-/// complete new values; once `save()` has returned true, the new ones. Neither a loader nor a
-/// second writer in another process meets a half-written pair of files.
+/// complete new values; once `save()` has returned true, the new ones. docs/durability.md says what
+/// disk and file system must do for that. Neither a loader nor a second writer in another process
+/// meets a half-written pair of files.
 ///
 /// No promise: text that the format cannot hold comes back changed (docs/file-format.md lists it),
 /// and without the durable order (`syncWrites(false)`) a power cut may cost the last saves.

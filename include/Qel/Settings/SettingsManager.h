@@ -55,11 +55,12 @@ public:
     static SettingsManager* existingInstance();
 
     /// Makes a default manager, sets it up and gives the set-up's result. `defaultInstance()` does
-    /// this once; a manager that an earlier successful call made is not destroyed.
+    /// this once; a manager that an earlier call made, or that is being set up, is not destroyed,
+    /// unless its set-up has thrown. Only while no other thread makes or uses the default manager.
     static int createDefaultSettingsManager();
 
     /// Flushes and discards the default manager, so that the next `defaultInstance()` loads anew.
-    /// Only while no other thread uses the manager.
+    /// Only while no other thread uses the manager, and not from within its set-up.
     static void reloadSettings();
 
     /// Makes the background saver write what is dirty; storages of other policies are not touched.

@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_SETTINGSSTORAGEFILEASYNCSAVER_H
 
 #include <atomic>
+#include <functional>
 
 #include "Qel/Settings/Export.h"
 
@@ -19,10 +20,10 @@ class SettingStorageFileBase;
 ///
 /// No promise: changes made after a flush has passed their storage wait for the next one.
 ///
-/// Any thread may call; `stop()` from the saver's own thread is refused, a `flush()` from within a
-/// save of the saver ignored. A process that forked
-/// without exec has no saver thread: there `start()` and `stop()` do nothing and its exit saves
-/// nothing. It must not register or flush, as its parent may have been saving when it forked.
+/// Any thread may call. From within a save of the saver (on its thread, or in a flush) `flush()`
+/// and `start()` are ignored and `stop()` is refused: they would wait for that save. A process that
+/// forked without exec has no saver thread, and its files are its parent's to write: there nothing
+/// is started, stopped, registered or flushed, and its exit saves nothing.
 class QEL_SETTINGS_EXPORT SettingsStorageFileAsyncSaver {
 public:
     /// The process's saver, made (and its thread started) by the first call. Null once the process
@@ -56,7 +57,7 @@ public:
     void start();
 
     /// Ends the thread, which flushes before it goes; returns when it is gone. Throws
-    /// `boost::thread_resource_error` on the saver's own thread.
+    /// `boost::thread_resource_error` on the saver's own thread and within a flush's save.
     void stop();
 
     /// The body of the thread.
@@ -77,7 +78,14 @@ private:
     void remove(SettingStorageFileBase& storage);
 
     bool inForkedChild() const;
+    bool savesOnThisThread() const;
     bool hasThread() const;
+    void startThread();
+    /// False when there was nothing to stop.
+    bool stopThread();
+    /// `stop()`, with something to do before anybody can start the thread again. It is told what
+    /// `stopThread()` gave.
+    void stopAnd(const std::function<void(bool)>& whileStopped);
 
     SettingStorageFileBase* search(const Drain& drain);
     bool saveOne(Drain& drain);
@@ -89,6 +97,11 @@ private:
     friend class SettingsManager;
     /// `start()` that logs what it would throw.
     void startOrSay();
+    /// `stop()` for a manager that ends: its storages are saved for the last time, then it retires.
+    /// The thread goes on when it is needed, or when storages of other managers are listed.
+    void endManager(const std::function<void()>& retire, bool isNeeded);
+    /// Whether storages of a living manager are listed.
+    bool servesManagers() const;
 
     State* state_;
     std::atomic<bool> threadIsMissing_{false};

@@ -18,7 +18,7 @@ struct TypeDescription {
 
     struct Field {
         std::string name;
-        /// As in settings files; for a type that no setting has, its own name.
+        /// A built-in type, or one of `fieldTypes`.
         std::string type;
         /// The text of the field in a record made from an empty text.
         std::string defaultText;
@@ -27,16 +27,20 @@ struct TypeDescription {
     /// The type's name in settings files.
     std::string name;
     Kind kind = Kind::kScalar;
-    /// Of an enumeration, in the order of its table; otherwise empty.
+    /// Of an enumeration, or of the enumerations in an array or map, in the order of their table;
+    /// otherwise empty.
     std::vector<Enumerator> enumerators;
     /// Of a record, or of the records in an array or map, in the order of their text; otherwise
     /// empty.
     std::vector<Field> fields;
+    /// The types of `fields` that are no built-in types, each once. No setting need be of them.
+    std::vector<TypeDescription> fieldTypes;
     /// Text of the value that an empty text stands for.
     std::string emptyText;
-    /// Of a map, the type of its keys; otherwise empty.
+    /// Of a map, the built-in type of its keys; otherwise empty.
     std::string keyType;
-    /// Of a map, the type of its values, of an array of its elements; otherwise empty.
+    /// Of a map, the type of its values, of an array of its elements, as the collection's name says
+    /// it; otherwise empty.
     std::string elementType;
 };
 

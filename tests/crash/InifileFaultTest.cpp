@@ -1,0 +1,260 @@
+// Every file call of a save fails in every way that the system knows; and afterwards the power may
+// be cut.
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "GenerationsFixture.h"
+#include "files/DirectoryLock.h"
+
+namespace {
+
+using testsupport::FileCalls;
+using testsupport::filesIn;
+using testsupport::Promise;
+using testsupport::Recorder;
+using testsupport::Start;
+
+using Calls = std::vector<std::string>;
+
+/// The call of this verb and number, counted from 0, and perhaps all that follow it.
+struct Fault {
+    std::string verb;
+    int number;
+    int error;
+    bool forGood;
+    /// As when a disk is full: the call before the failing ones does half of its work.
+    bool halfFirst = false;
+
+    int times() const {
+        // Nothing interrupts a program for ever.
+        return !forGood ? 1 : error == EINTR ? 1000 : FileCalls::kForGood;
+    }
+    bool opens() const { return verb == "open" || verb == "create"; }
+
+    /// Whether the library gets over it by trying again.
+    bool passes() const {
+        const bool once = !forGood;
+        return error == FileCalls::kShort || (error == EMFILE && once && opens()) ||
+               (error == EINTR && (opens() ? once : verb != "rename"));
+    }
+
+    /// A directory that may be written but not read has entries that nobody can sync.
+    bool hidesTheDirectory() const {
+        return verb == "open" && error == EACCES && forGood && number == 0;
+    }
+
+    std::string text() const {
+        return verb + " " + std::to_string(number) +
+               (error == FileCalls::kShort ? " short" : " errno " + std::to_string(error)) +
+               (forGood ? " for good" : " once") + (halfFirst ? " after a half" : "");
+    }
+};
+
+/// What a failing call spoils: nothing, the copy, or what a load would find.
+enum class Loss { kNothing, kCopy, kFile };
+
+std::string verbOf(const std::string& call) {
+    return call.substr(0, call.find(' '));
+}
+
+Loss lossOf(const Calls& calls, std::size_t failed) {
+    static const std::set<std::string> kHarmless = {"close .", "lock .", "unlock ."};
+    const std::string& call = calls.at(failed);
+    const auto last = calls.begin() + static_cast<std::ptrdiff_t>(failed) + 1;
+    const auto made = [&](const std::string& verb, const std::string& name = "") {
+        return std::any_of(calls.begin(), last, [&](const std::string& earlier) {
+            return name.empty() ? verbOf(earlier) == verb : earlier == verb + " " + name;
+        });
+    };
+    if (kHarmless.count(call) != 0 || verbOf(call) == "fchmod" || verbOf(call) == "unlink") {
+        return Loss::kNothing;
+    }
+    if (made("create", "rw.ini") || (made("rename") && verbOf(call) != "rename")) {
+        return Loss::kFile;
+    }
+    return made("create") ? Loss::kCopy : Loss::kNothing;
+}
+
+/// Counts its changes as saved before it writes them.
+class ForgetfulStorage : public Qel::Settings::SettingStorageInifile {
+public:
+    using SettingStorageInifile::SettingStorageInifile;
+
+    bool saveFile(const std::string& file) override {
+        written_ = SettingStorageInifile::saveFile(file);
+        return true;
+    }
+    bool save() override {
+        written_ = true;
+        return SettingStorageInifile::save() && written_;
+    }
+
+private:
+    bool written_ = true;
+};
+
+class InifileFault : public testsupport::Generations, public testing::WithParamInterface<Start> {
+protected:
+    InifileFault() {
+        using std::chrono::milliseconds;
+        Qel::Settings::files::directoryLockWait = {milliseconds(3), milliseconds(1),
+                                                   milliseconds(0)};
+    }
+    ~InifileFault() override {
+        Qel::Settings::files::directoryLockWait = Qel::Settings::files::DirectoryLockWait();
+    }
+
+    static auto openDescriptors() {
+        using std::filesystem::directory_iterator;
+        return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
+    }
+
+    template <class Kind = Storage>
+    void givenAChange() {
+        lie(GetParam());
+        storage_ =
+            boost::make_shared<Kind>("settings", defaults_, rw_, types_, Storage::Save_onDemand);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        change(*storage_, 2);
+    }
+
+    std::set<std::string> verbsOfASave() {
+        givenAChange();
+        const FileCalls calls(live_.path());
+        EXPECT_TRUE(storage_->save());
+        std::set<std::string> verbs;
+        for (const std::string& call : calls.calls()) {
+            verbs.insert(verbOf(call));
+        }
+        return verbs;
+    }
+
+    Loss lossBy(const Fault& fault, const FileCalls& calls) const {
+        for (const std::size_t struck : calls.struck()) {
+            const Loss loss = lossOf(calls.calls(), struck);
+            if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory()) {
+                return loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss;
+            }
+        }
+        return Loss::kNothing;
+    }
+
+    /// Whether the very call that fails would be needed to take the copy back for good.
+    bool stays(const Fault& fault) const {
+        const bool lay = GetParam() == Start::kDamagedCopyLeft;
+        return fault.forGood && GetParam() != Start::kGoodCopyLeft &&
+               (lay ? fault.verb == "fdatasync" : fault.verb == "fsync" || fault.verb == "open");
+    }
+
+    void expectLog(Loss loss, int error) {
+        Calls expected;
+        if (loss != Loss::kNothing) {
+            const std::string start = "5 SettingsStorageInifile";
+            expected = {"5 SettingStorageInifile::writeIniFile( '" + rw_ + "' ): could not write " +
+                            (loss == Loss::kFile ? "file" : "temporary file '" + copy_ + "'"),
+                        "5 SettingStorageInifile: '" + rw_ +
+                            "' is not saved, a later save tries again: " +
+                            std::generic_category().message(error)};
+        }
+        EXPECT_EQ(messagesOf("src/SettingsStorageInifile"), expected);
+    }
+
+    /// Saves the change under the fault; false when it has not struck. `next` is saved after it.
+    bool strike(const Fault& fault, int next);
+    /// Each call of the verb is struck in turn, until there are no more.
+    void sweep(const std::string& verb, int error, bool forGood, bool halfFirst = false);
+
+    int faults_ = 0;
+};
+
+bool InifileFault::strike(const Fault& fault, int next) {
+    SCOPED_TRACE(fault.text() + ", then generation " + std::to_string(next));
+    const std::string before = filesIn(live_.path())["rw.ini"];
+    Promise promise = {valueOf(generationAt(GetParam())), valueOf(2)};
+    Recorder recorder(live_.path(), promise);
+    if (fault.halfFirst) {
+        recorder.calls().fail(fault.verb, FileCalls::kShort, 1, fault.number);
+    }
+    recorder.calls().fail(fault.verb, fault.error, fault.times(), fault.number);
+    const auto descriptors = openDescriptors();
+    log_.clear();
+    qlog::setDefaultThreshold(4);
+    const bool saved = storage_->save();
+    qlog::setDefaultThreshold(kNoMessage);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    const Loss loss = lossBy(fault, recorder.calls());
+    EXPECT_EQ(saved, loss == Loss::kNothing);
+    EXPECT_EQ(storage_->dirty(), !saved);
+    expectLog(loss, fault.error);
+    if (saved) {
+        promise = {valueOf(2)};
+    }
+    recorder.promise(promise);
+    if (loss == Loss::kCopy) {
+        EXPECT_EQ(filesIn(live_.path())["rw.ini"], before);
+    }
+    const bool struck = !recorder.calls().struck().empty();
+    recorder.calls().mend();
+    change(*storage_, next);
+    promise.insert(valueOf(next));
+    recorder.promise(promise);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_FALSE(storage_->dirty());
+    recorder.promise({valueOf(next)});
+    if (!fault.hidesTheDirectory()) {
+        expectKept(recorder.trace());
+    }
+    return struck;
+}
+
+void InifileFault::sweep(const std::string& verb, int error, bool forGood, bool halfFirst) {
+    for (int number = 0, struck = 1; struck != 0; ++number) {
+        struck = 0;
+        for (const int next : {3, generationAt(GetParam())}) {
+            givenAChange();
+            struck += strike({verb, number, error, forGood, halfFirst}, next) ? 1 : 0;
+        }
+        faults_ += struck;
+    }
+}
+
+TEST_P(InifileFault, ALoadGivesOldOrNewValuesAndTheNextSaveSucceeds) {
+    for (const std::string& verb : verbsOfASave()) {
+        for (const int error : {EIO, ENOSPC, EACCES, EROFS, EMFILE, EINTR}) {
+            sweep(verb, error, false);
+            sweep(verb, error, true);
+        }
+    }
+    sweep("write", FileCalls::kShort, false);
+    sweep("write", FileCalls::kShort, true);
+    sweep("write", ENOSPC, true, true);
+    RecordProperty("faults", faults_);
+    std::cout << "[   faults ] " << faults_ << " saves struck\n";
+}
+
+TEST_P(InifileFault, AStorageThatForgetsItsChangesBeforeTheWriteIsCaught) {
+    givenAChange<ForgetfulStorage>();
+    testing::TestPartResultArray complaints;
+    {
+        const testing::ScopedFakeTestPartResultReporter reporter(
+            testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &complaints);
+        EXPECT_TRUE(strike({"write", 0, ENOSPC, false}, 3));
+    }
+    ASSERT_EQ(complaints.size(), 1);
+    EXPECT_NE(std::string(complaints.GetTestPartResult(0).summary()).find("storage_->dirty()"),
+              std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(From, InifileFault, testsupport::everyStart(), testsupport::nameOfStart);
+
+}  // namespace

@@ -1,0 +1,148 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "RaceFixture.h"
+
+namespace {
+
+using testsupport::Child;
+using testsupport::exists;
+using testsupport::writeFile;
+
+using ProcessRaces = testsupport::RaceFixture;
+
+TEST_F(ProcessRaces, LoadersBesideAWriterFindOneWholeGenerationEveryTime) {
+    raceLoadersAgainstAWriter(1000);
+}
+
+TEST_F(ProcessRaces, OfSeveralWritersOneHasTheFileToItself) {
+    std::vector<std::unique_ptr<Child>> writers;
+    for (int i = 0; i < 3; ++i) {
+        writers.push_back(startInHurry());
+    }
+    EXPECT_EQ("1", writers[0]->ask("generations race 1 1"));
+    const auto loader = start(kHelper);
+    loader->tell("restart race " + end_);
+    for (std::size_t i = 0; i < writers.size(); ++i) {
+        const std::string first = std::to_string(i + 1);
+        writers[i]->tell("generations race " + first + "001 " + first + "400");
+    }
+    std::set<std::string> last;
+    for (const auto& writer : writers) {
+        last.insert(writer->answer());
+        EXPECT_EQ(0, writer->finish());
+    }
+    EXPECT_EQ(last, (std::set<std::string>{"1400", "2400", "3400"}));
+    writeFile(end_, "");
+    expectNoMixture(*loader, "loader");
+    const auto late = start(kHelper);
+    const std::string found = late->ask("generation race");
+    EXPECT_EQ(1U, last.count(found)) << found;
+    expectOnDisk(std::stoi("0" + found));
+    EXPECT_EQ("", errors());
+}
+
+TEST_F(ProcessRaces, KilledWritersLeaveOneWholeGenerationToTheOthers) {
+    EXPECT_EQ("1", startInHurry()->ask("generations race 1 1"));
+    const auto loader = start(kHelper);
+    loader->tell("restart race " + end_);
+    int interrupted = 0;
+    for (int round = 1; round <= 25 && !HasFailure(); ++round) {
+        auto writer = startInHurry();
+        const std::string first = std::to_string(round);
+        writer->tell("generations race " + first + "000 " + first + "999");
+        EXPECT_NE("-1", start(kHelper)->ask("generation race"));
+        writer.reset();
+        interrupted += exists(rw_ + ".tmp") ? 1 : 0;
+    }
+    std::cout << interrupted << " of 25 killed in the middle of a save\n";
+    writeFile(end_, "");
+    expectNoMixture(*loader, "loader");
+    EXPECT_EQ("26000", startInHurry()->ask("generations race 26000 26000"));
+    expectOnDisk(26000);
+}
+
+/// One process resets the machine to its defaults while others have changes, saved and unsaved.
+class ProcessResetRaces : public ProcessRaces {
+protected:
+    /// Forgets the reset before, as a restart of the machine does. The file then is not there, or
+    /// holds the very text that a reset writes.
+    void restartMachine(bool withFile) {
+        for (const std::string& file : {marker_, rw_, dir_.file("settings/tv.ini")}) {
+            std::filesystem::remove(file);
+        }
+        if (withFile) {
+            const auto child = startInHurry();
+            EXPECT_EQ("1", child->ask("generations race 1 1"));
+            EXPECT_EQ("0", child->ask("generations race 0 0"));
+        }
+    }
+
+    /// Queries the mode for a while, so that what is asked next comes at another moment each time.
+    void dally(Child& child) {
+        for (auto i = random_() % 40; i > 0; --i) {
+            EXPECT_EQ("0", child.ask("mode"));
+        }
+    }
+
+    /// Whatever it does from now on, it saves no more.
+    void expectSavesNoMore(Child& child) {
+        EXPECT_EQ("77", child.ask("generations race 77 77"));
+        EXPECT_EQ("1", child.ask("mode"));
+        EXPECT_EQ("yes", child.ask("save race"));
+        EXPECT_EQ("yes", child.ask("dirty race"));
+        EXPECT_EQ("1", child.ask("reset"));
+        EXPECT_EQ(0, child.finish());
+    }
+
+    void expectDefaults() {
+        expectOnDisk(0);
+        EXPECT_TRUE(onDisk("settings/tv", "volume = int,1"));
+        const auto late = start(kHelper);
+        EXPECT_EQ("0", late->ask("generation race"));
+        EXPECT_EQ("1", late->ask("get tv/volume"));
+        EXPECT_EQ(0, late->finish());
+    }
+
+    std::mt19937 random_{3};
+};
+
+TEST_F(ProcessResetRaces, TheDefaultsStandWhateverTheOthersAreDoing) {
+    for (int round = 0; round < 12 && !HasFailure(); ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        restartMachine(round % 2 == 1);
+        const auto resetting = start(kHelper);
+        const auto joining = start(kHelper);
+        const auto saving = startInHurry();
+        const auto main = start(kMain);
+        EXPECT_EQ("yes", main->ask("set tv/volume 8"));
+        saving->tell("generations race 1 200");
+        main->tell("flush");
+        dally(*resetting);
+        resetting->tell("reset");
+        joining->tell("reset");
+        const auto starting = startInHurry();
+        EXPECT_NE("-1", starting->ask("generation race"));
+        EXPECT_EQ("300", starting->ask("generations race 290 300"));
+        EXPECT_EQ("200", saving->answer());
+        EXPECT_EQ("done", main->answer());
+        EXPECT_EQ("1", resetting->answer());
+        EXPECT_EQ("1", joining->answer());
+        for (const auto& child : {resetting.get(), joining.get()}) {
+            child->ask("generations race 78 78");
+            EXPECT_EQ(0, child->finish());
+        }
+        expectSavesNoMore(*saving);
+        expectSavesNoMore(*starting);
+        EXPECT_EQ(0, main->finish());
+        expectDefaults();
+    }
+}
+
+}  // namespace

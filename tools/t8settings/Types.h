@@ -1,0 +1,27 @@
+#ifndef T8SETTINGS_TYPES_H
+#define T8SETTINGS_TYPES_H
+
+#include <Qel/Settings/TypeDescription.h>
+#include <string>
+
+namespace t8settings {
+
+/// The type that is registered under this name, or that fields of records are of. Throws `Failure`,
+/// with names that may have been meant, when there is none.
+const Qel::Settings::TypeDescription& typeCalled(const std::string& name);
+
+/// Of an array the type of its elements, of a map that of its values.
+Qel::Settings::TypeDescription elementOf(const Qel::Settings::TypeDescription& collection);
+
+/// "scalar", "enumeration", "record", "array" or "map".
+std::string kindOf(const Qel::Settings::TypeDescription& type);
+
+/// What the type is made of, in a few words.
+std::string summaryOf(const Qel::Settings::TypeDescription& type);
+
+/// What texts the type takes, for people.
+std::string textsOf(const Qel::Settings::TypeDescription& type);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,104 @@
+#include <Qel/Settings/T8SettingsManager.h>
+#include <memory>
+#include <optional>
+
+#include "Command.h"
+#include "Json.h"
+#include "Table.h"
+#include "Types.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::TypeDescription;
+
+constexpr const char* kHelp =
+    "Without NAME one line for each type: its name, its kind and what it is made of. With NAME\n"
+    "that type, and below it each text of an enumeration with its number, or each field of a\n"
+    "record, or of the records in an array or map, with its type and its default. NAME may also\n"
+    "be a type that only fields have. No base directory is needed.\n\n"
+    "Example:\n  t8settings types DisplaySetup";
+
+Row rowOf(const TypeDescription& type) {
+    return {type.name, kindOf(type), summaryOf(type)};
+}
+
+Row rowOf(const TypeDescription& type, const TypeDescription::Enumerator& enumerator) {
+    Row row = {enumerator.text, std::to_string(enumerator.value)};
+    if (enumerator.text == type.emptyText) {
+        row.emplace_back("the empty text");
+    }
+    return row;
+}
+
+Json jsonOf(const TypeDescription::Enumerator& enumerator) {
+    return {{"text", enumerator.text}, {"value", enumerator.value}};
+}
+
+Json jsonOf(const TypeDescription::Field& field) {
+    return {{"name", field.name}, {"type", field.type}, {"defaultText", field.defaultText}};
+}
+
+/// What a type does not have is no member of its object.
+template <class Part>
+void addParts(Json& json, const char* key, const std::vector<Part>& parts) {
+    for (const Part& part : parts) {
+        json[key].push_back(jsonOf(part));
+    }
+}
+
+Json jsonOf(const TypeDescription& type) {
+    Json json = {{"name", type.name}, {"kind", kindOf(type)}, {"emptyText", type.emptyText}};
+    if (type.kind == TypeDescription::Kind::kScalar) {
+        json["takes"] = summaryOf(type);
+    }
+    if (!type.keyType.empty()) {
+        json["keyType"] = type.keyType;
+    }
+    if (!type.elementType.empty()) {
+        json["elementType"] = type.elementType;
+    }
+    addParts(json, "enumerators", type.enumerators);
+    addParts(json, "fields", type.fields);
+    return json;
+}
+
+Result allTypes(Format format) {
+    std::vector<Row> rows;
+    Json json = Json::array();
+    for (const TypeDescription& type : Qel::Settings::describeTypes()) {
+        rows.push_back(rowOf(type));
+        json.push_back(jsonOf(type));
+    }
+    return {format == Format::kJson ? textOfJson(json) : linesOf(rows)};
+}
+
+Result oneType(Format format, const TypeDescription& type) {
+    if (format == Format::kJson) {
+        return {textOfJson(jsonOf(type))};
+    }
+    std::vector<Row> rows = {rowOf(type)};
+    for (const TypeDescription::Enumerator& enumerator : type.enumerators) {
+        rows.push_back(rowOf(type, enumerator));
+    }
+    for (const TypeDescription::Field& field : type.fields) {
+        rows.push_back({field.name, field.type, field.defaultText});
+    }
+    return {linesOf(rows)};
+}
+
+}  // namespace
+
+Command addTypesCommand(CLI::App& app) {
+    const auto name = std::make_shared<std::optional<std::string>>();
+    CLI::App* const command = app.add_subcommand("types", "Show the types that settings can have");
+    command->add_option("NAME", *name, "Only this type, with all that it is made of")
+        ->type_name("");
+    command->footer(kHelp);
+    return {command, {}, [name](Format format) {
+                return *name ? oneType(format, typeCalled(**name)) : allTypes(format);
+            }};
+}
+
+}  // namespace t8settings
