@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "Qel/Types/TextForm.h"
 
@@ -46,6 +47,8 @@ TypeDescription describeEnum(const EnumTable& table);
     namespace Settings {                                                                \
     static const EnumTable& enumTable(Type) {                                           \
         using E = Type;                                                                 \
+        static_assert(std::is_same<std::underlying_type_t<E>, int>::value,              \
+                      "files may hold any int: declare the enumeration as `: int`");    \
         static constexpr Enumerator rows[] = {__VA_ARGS__};                             \
         static constexpr EnumTable table = {typeName, std::begin(rows), std::end(rows), \
                                             E::emptyText};                              \

@@ -33,12 +33,16 @@ namespace record {
 using Flags = std::bitset<7>;
 using List = std::vector<std::string>;
 
-/// A `char` would be written as it is, even a comma, and so would the commas of a record.
+template <class Value, class... Other>
+inline constexpr bool kIsOneOf = (std::is_same<Value, Other>::value || ...);
+
+/// Numbers that have no type name in files are left out, since tools could not be told of them. A
+/// `char` would be written as it is, even a comma, and so would the commas of a record.
 template <class Value>
-inline constexpr bool kIsFieldType = (StrConv::detail::kIsBuiltIn<Value> &&
-                                      !std::is_same<Value, char>::value) ||
-                                     std::is_enum<Value>::value || std::is_same<Value, Flags>::value
-                                     || std::is_same<Value, List>::value;
+inline constexpr bool kIsFieldType =
+    std::is_enum<Value>::value ||
+    kIsOneOf<Value, bool, signed char, unsigned char, short, unsigned short, int, unsigned int,
+             long, long long, unsigned long long, float, double, std::string, Flags, List>;
 
 /// A list is read to the end of the text.
 template <class... Value>

@@ -19,6 +19,26 @@
 #include "types/ApplicationType.h"
 #include "types/RecordText.h"
 
+/// A field of every number that the page's table allows.
+struct Numbers {
+    signed char int8 = -1;
+    unsigned char uint8 = 1;
+    short int16 = -2;
+    unsigned short uint16 = 2;
+    int int32 = -3;
+    unsigned int uint32 = 3;
+    long wide = -4;
+    long long int64 = -5;
+    unsigned long long uint64 = 5;
+    float float32 = 0.1F;
+    double float64 = 1234567;
+};
+
+QEL_TEXT_FORM(Numbers)
+T8_RECORD(Numbers, T8_FIELD(int8), T8_FIELD(uint8), T8_FIELD(int16), T8_FIELD(uint16),
+          T8_FIELD(int32), T8_FIELD(uint32), T8_FIELD(wide), T8_FIELD(int64), T8_FIELD(uint64),
+          T8_FIELD(float32), T8_FIELD(float64))
+
 namespace {
 
 using namespace Qel::Settings;
@@ -43,6 +63,7 @@ constexpr ApplicationType kReminderTypes[] = {
 static_assert(!record::kIsFieldType<char>, "could be a comma");
 static_assert(!record::kIsFieldType<Reminder>, "has commas");
 static_assert(!record::kIsFieldType<std::vector<int>>, "only lists of strings");
+static_assert(!record::kIsFieldType<unsigned long>, "files have no name for it");
 static_assert(record::kIsFieldType<double> && record::kIsFieldType<std::bitset<7>>,
               "can be fields");
 static_assert(record::isListOnlyLast<int, std::vector<std::string>>(), "last");
@@ -130,6 +151,20 @@ TEST_F(AddingAType, ToolsAreToldOfIt) {
     EXPECT_EQ(map.fieldTypes[0].enumerators.size(), 3U);
     EXPECT_EQ(describe(lines::kReminderTypes[0]).enumerators.size(), 3U);
     EXPECT_EQ(describe(registration::array<Repetition>("Repetition[]")).enumerators.size(), 3U);
+}
+
+TEST_F(AddingAType, EveryNumberCanBeAFieldAndHasTheNameOfItsType) {
+    EXPECT_EQ(StrConv::toString(Numbers{}), "-1,1,-2,2,-3,3,-4,-5,5,0.1,1.23457e+06");
+    const std::string text =
+        "-128,255,-32768,65535,-2147483648,4294967295,-2147483648,-9223372036854775808,"
+        "18446744073709551615,-0.5,1e-07";
+    EXPECT_EQ(save_x<Numbers>(load_x<Numbers>("a", text)), text);
+    std::string types;
+    for (const TypeDescription::Field& field : describeType<Numbers>().fields) {
+        types += field.type + ",";
+    }
+    EXPECT_EQ(types,
+              "int8,uint8,short,uint16,int,uint32,long,long long,uint64,float32,float64,");
 }
 
 }  // namespace

@@ -39,7 +39,8 @@ std::string toString<Channel>(const Channel& channel) {
     return text;
 }
 
-/// Reads the number, then misses the name when there is none; a text may make it throw.
+/// Reads the number, then misses the name when there is none; an empty name leaves the one that is
+/// there. A text may make it throw.
 template <>
 bool fromString<Channel>(const std::string& text, Channel& channel) {
     if (text == "no memory") throw std::bad_alloc();
@@ -49,7 +50,7 @@ bool fromString<Channel>(const std::string& text, Channel& channel) {
     if (field == fields.end()) return false;
     detail::read(*field, channel.number);
     if (++field == fields.end()) return false;
-    channel.name = unescapeString(*field);
+    if (!field->empty()) channel.name = unescapeString(*field);
     return true;
 }
 
@@ -133,6 +134,13 @@ TEST(StrConvApplicationType, AnIncompleteElementIsLeftOut) {
                 ElementsAre(Channel{1, "a"}, Channel{3, "c"}));
     EXPECT_THAT(arrayFromString<Channel>(";;2"), IsEmpty());
     EXPECT_THAT(arrayFromString<Channel>(""), IsEmpty());
+}
+
+TEST(StrConvApplicationType, EveryElementStartsFromTheDefaultValue) {
+    EXPECT_THAT(arrayFromString<Channel>("1,a;2,;3"),
+                ElementsAre(Channel{1, "a"}, Channel{2, "none"}));
+    EXPECT_THAT((mapFromString<int, Channel>("1,1,3,1,a,1,2,2,2,")),
+                ElementsAre(Pair(1, Channel{1, "a"}), Pair(2, Channel{2, "none"})));
 }
 
 TEST(StrConvApplicationType, AMapHoldsTheTextsWithTheirLengths) {

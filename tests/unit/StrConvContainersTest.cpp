@@ -133,7 +133,9 @@ TEST(StrConvMap, ReadingStopsAtTheFirstMalformedItem) {
 TEST(StrConvMap, AWrongSeparatorEndsTheMapAndACommaMayEndTheText) {
     EXPECT_THAT((mapFromString<int, int>("1,1,1,2;1,3,1,4")), ElementsAre(Pair(1, 2)));
     EXPECT_THAT((mapFromString<int, int>("1,1,1,2 ,1,3,1,4")), ElementsAre(Pair(1, 2)));
+    EXPECT_THAT((mapFromString<int, int>("1,1,1,21,3,1,4")), ElementsAre(Pair(1, 2)));
     EXPECT_THAT((mapFromString<int, int>("1,1;1,2")), IsEmpty());
+    EXPECT_THAT((mapFromString<int, int>("1,11,2")), IsEmpty());
     EXPECT_THAT((mapFromString<int, int>("1,1,1,2,")), ElementsAre(Pair(1, 2)));
 }
 

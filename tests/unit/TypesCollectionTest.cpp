@@ -187,6 +187,8 @@ TEST(TypesCollection, AListWithoutItsLengthIsReadAsItIs) {
     EXPECT_THAT(listOf("x;y"), ElementsAre("x", "y"));
     EXPECT_THAT(listOf("x,3;y"), ElementsAre("x,3", "y"));
     EXPECT_THAT(listOf("3;y"), ElementsAre("3", "y"));
+    EXPECT_THAT(listOf(",x;y"), ElementsAre(",x", "y"));
+    EXPECT_THAT(listOf("12"), ElementsAre("12"));
 }
 
 TEST(TypesCollection, AListKeepsItsStringsThroughManyCycles) {

@@ -1,13 +1,16 @@
+#include <algorithm>
 #include <bitset>
 #include <boost/any.hpp>
 #include <boost/make_shared.hpp>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <locale>
 #include <string>
 #include <tuple>
 #include <type_traits>
 #include <vector>
 
+#include "CommaLocale.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/StrConv.h"
 #include "RecordFields.h"
@@ -34,6 +37,32 @@ void expectFields(const std::string& text, const std::tuple<T...>& expected) {
     EXPECT_EQ(fieldsOf(record), expected) << text;
     EXPECT_EQ(StrConv::toString(record), text);
 }
+
+/// Makes "1" a blank for the process while it lives.
+class OnesAreSpace {
+public:
+    OnesAreSpace() : previous_(std::locale::global(std::locale(std::locale(), new Characters))) {}
+    ~OnesAreSpace() { std::locale::global(previous_); }
+
+    OnesAreSpace(const OnesAreSpace&) = delete;
+    OnesAreSpace& operator=(const OnesAreSpace&) = delete;
+
+private:
+    class Characters : public std::ctype<char> {
+    public:
+        Characters() : std::ctype<char>(masks()) {}
+
+    private:
+        static const mask* masks() {
+            static mask all[table_size];
+            std::copy(classic_table(), classic_table() + table_size, all);
+            all['1'] |= space;
+            return all;
+        }
+    };
+
+    std::locale previous_;
+};
 
 template <class Record>
 Record read(const std::string& text) {
@@ -113,6 +142,11 @@ TEST(TypesRecord, TheFieldsBeforeAMissingOneAreFilledAllTheSame) {
     EXPECT_EQ(fieldsOf(setup), std::make_tuple(10, 20, 30, 7, PQ_CINEMASCOPE_INVALID));
     EXPECT_FALSE(StrConv::fromString("", setup));
     EXPECT_EQ(fieldsOf(setup), std::make_tuple(10, 20, 30, 7, PQ_CINEMASCOPE_INVALID));
+    QelNetSourceVer3 source;
+    source.list = {"old"};
+    EXPECT_FALSE(StrConv::fromString("a,b,c,d", source));
+    EXPECT_EQ(source.text4, "d");
+    EXPECT_EQ(source.list, Strings{"old"}) << "it comes behind the field that is missing";
 }
 
 TEST(TypesRecord, AnEmptyFieldBehindTheLastCommaIsAField) {
@@ -236,6 +270,24 @@ TEST(TypesRecord, SevenFlagsAreReadAsFarAsTheyGo) {
     data.flags = 5;
     EXPECT_TRUE(StrConv::fromString("0,0,x", data));
     EXPECT_EQ(data.flags, 5U) << "what is no set of flags changes none";
+}
+
+TEST(TypesRecord, TheProcessesLocaleChangesNoText) {
+    const testsupport::CommaLocale commas;
+    const OnesAreSpace ones;
+    expectFields<AdvancedSetup>(
+        "1234567,PQ_ROOM_ADAPTION_BASIC,7654",
+        std::make_tuple(static_cast<JudderCancellationMode>(1234567), PQ_ROOM_ADAPTION_BASIC,
+                        static_cast<PowerSavingMode>(7654)));
+    expectFields<quickonperiods::QuickOnPeriodsData>(
+        "-1234567,1234567,1011100", std::make_tuple(-1234567, 1234567, std::bitset<7>(0x5C)));
+    expectFields<tuning::TunerStatus>("true,false,true,false",
+                                      std::make_tuple(true, false, true, false));
+    QelNetSourceVer2 source;
+    source.list = {std::string(1234, 'x')};
+    const std::string text = StrConv::toString(source);
+    EXPECT_EQ(text, ",,,,1234," + source.list[0]);
+    EXPECT_EQ(read<QelNetSourceVer2>(text).list, source.list);
 }
 
 TEST(TypesRecord, AStringComesBackWhateverItHolds) {

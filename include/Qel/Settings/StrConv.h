@@ -49,7 +49,8 @@ template <class T>
 std::string toString(const T& value);
 
 /// How an application's type is read. False when `text` does not hold the whole value; `value` may
-/// then be changed in part. An exception counts as false, except `std::bad_alloc`, which passes.
+/// then be changed in part. A `std::exception` counts as false, except `std::bad_alloc`, which
+/// passes.
 template <class T>
 bool fromString(const std::string& text, T& value);
 
