@@ -1,7 +1,8 @@
 // Locks of the library, outermost first; a thread takes only locks further down than those it
 // holds:
 //
-//   SettingsManager::lock_             the manager's maps and factory
+//   SettingsManager::lock_             the manager's maps, index and factory; look-ups that find
+//                                      their setting do without
 //   saver: control                     starting and stopping the saver's thread
 //   saver: saveMutex                   one background save or flush at a time
 //   SettingStorageFileBase::storageMutex_
