@@ -38,6 +38,14 @@ protected:
         ++checked_;
     }
 
+    /// Git keeps no empty folder, so that of a target which has never failed is not there.
+    void expectAllThatEverFailedPass(fuzz::Check check, const std::string& target) {
+        const std::string directory = T8_TEST_DATA_DIR "/fuzz/" + target;
+        if (std::filesystem::exists(directory)) {
+            expectAllPassed(check, directory);
+        }
+    }
+
     void expectAllPassed(fuzz::Check check, const std::string& directory) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
             if (entry.is_regular_file()) {
@@ -51,7 +59,7 @@ protected:
 };
 
 TEST_F(FuzzFixtures, IniFilesHoldWhatIsPromised) {
-    expectAllPassed(&fuzz::checkIni, T8_TEST_DATA_DIR "/fuzz/ini");
+    expectAllThatEverFailedPass(&fuzz::checkIni, "ini");
     expectAllPassed(&fuzz::checkIni, T8_FUZZ_DIR "/corpus/ini");
     expectAllPassed(&fuzz::checkIni, T8_TEST_DATA_DIR "/ini");
     expectAllPassed(&fuzz::checkIni, T8_FUZZ_DIR "/../examples/tv");
@@ -59,14 +67,14 @@ TEST_F(FuzzFixtures, IniFilesHoldWhatIsPromised) {
 }
 
 TEST_F(FuzzFixtures, XmlFilesHoldWhatIsPromised) {
-    expectAllPassed(&fuzz::checkXml, T8_TEST_DATA_DIR "/fuzz/xml");
+    expectAllThatEverFailedPass(&fuzz::checkXml, "xml");
     expectAllPassed(&fuzz::checkXml, T8_FUZZ_DIR "/corpus/xml");
     expectAllPassed(&fuzz::checkXml, T8_FUZZ_DIR "/../examples/tv");
     EXPECT_GT(checked_, 20);
 }
 
 TEST_F(FuzzFixtures, TextsOfTypesHoldWhatIsPromised) {
-    expectAllPassed(&fuzz::checkTypes, T8_TEST_DATA_DIR "/fuzz/types");
+    expectAllThatEverFailedPass(&fuzz::checkTypes, "types");
     expectAllPassed(&fuzz::checkTypes, T8_FUZZ_DIR "/corpus/types");
     std::istringstream lines(readFile(T8_TEST_DATA_DIR "/types/all-types-written.ini"));
     for (std::string line; std::getline(lines, line);) {
