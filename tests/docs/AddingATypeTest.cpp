@@ -163,8 +163,7 @@ TEST_F(AddingAType, EveryNumberCanBeAFieldAndHasTheNameOfItsType) {
     for (const TypeDescription::Field& field : describeType<Numbers>().fields) {
         types += field.type + ",";
     }
-    EXPECT_EQ(types,
-              "int8,uint8,short,uint16,int,uint32,long,long long,uint64,float32,float64,");
+    EXPECT_EQ(types, "int8,uint8,short,uint16,int,uint32,long,long long,uint64,float32,float64,");
 }
 
 }  // namespace
