@@ -2,6 +2,7 @@
 #include <boost/smart_ptr/weak_ptr.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -193,12 +194,15 @@ TEST(SetUpFailure, ThreadThatWaitedForAFailingSetUpTriesItself) {
 
 TEST(SetUpFailure, ManagerMadeWithinASetUpDoesNotDestroyTheOneThatIsBeingSetUp) {
     boost::weak_ptr<StubStorage> outer;
+    // The default manager in whose place another has come is whoever's who made that.
+    std::unique_ptr<SettingsManager> replaced;
     SettingsManager* inner = nullptr;
     setUp() = [&](SettingsManager& manager) {
         if (inner == nullptr) {
             const auto storage = boost::make_shared<StubStorage>("sound");
             outer = storage;
             manager.registerStorage(storage);
+            replaced.reset(&manager);
             inner = &manager;
             SettingsManager::createDefaultSettingsManager();
             EXPECT_FALSE(outer.expired());
