@@ -72,31 +72,34 @@ class InifileDamageSweep : public IniStorageFixture, public testing::WithParamIn
 protected:
     InifileDamageSweep() {
         qlog::setDefaultThreshold(5);
-        prepare(6);
+        prepare(0);
     }
 
-    /// One of several values of each setting: texts of equal length.
-    static std::string textOf(int generation, std::size_t sections) {
+    /// One of several values of each setting: texts of equal length, which grows with `more`.
+    static std::string textOf(int generation, std::size_t more) {
         const std::string digit = std::to_string(generation);
         std::string text = "#name = settings\n#savepolicy = ondemand";
-        for (std::size_t i = 0; i < sections; ++i) {
-            text += (i == 0 ? "\n[s" : "\n\n[s") + std::to_string(10 + i) + "]";
+        for (const char* const section : {"\n[first]", "\n\n[second]", "\n\n[third]"}) {
+            text += section;
             text += "\na = int," + digit + "\nb = char," + digit + "\nc = string,\"" + digit +
                     ", \\\"quoted\\\"\\n" + digit + "\"";
             text += "\nd = float64," + digit + ".5\ne = uint8[]," + digit + ";2;" + digit;
             text += "\nf = map<int:string>,1," + digit + ",3,a" + digit + "b";
             text += "\ng = string[],x" + digit + ";\"y,;" + digit + "\";z" + digit;
+            for (std::size_t i = 0; i < more; i += 4) {
+                text += std::to_string(i % 900 + 100) + digit;
+            }
         }
         return text;
     }
 
     /// Lays down the undamaged files: the saved values are generation 2, those of the copy 3.
-    void prepare(std::size_t sections) {
+    void prepare(std::size_t more) {
         std::filesystem::remove(rw_);
         std::filesystem::remove(copy_);
-        buildDefaults(textOf(1, sections));
-        older_ = withCrc(textOf(2, sections));
-        newer_ = withCrc(textOf(3, sections));
+        buildDefaults(textOf(1, more));
+        older_ = withCrc(textOf(2, more));
+        newer_ = withCrc(textOf(3, more));
         defaultValues_ = valuesOf("");
         olderValues_ = valuesOf(older_);
         newerValues_ = valuesOf(newer_);
@@ -272,7 +275,7 @@ TEST_P(InifileDamageSweep, AByteInsertedAnywhere) {
 
 // A disk loses, zeroes and mixes up blocks; erased flash is full of ones.
 TEST_P(InifileDamageSweep, EveryBlockFilledLostOrMixedUp) {
-    prepare(85);
+    prepare(4000);
     const std::string file = whole();
     ASSERT_GT(file.size(), 12000U);
     for (const std::size_t size : {128U, 512U, 4096U}) {
@@ -356,7 +359,7 @@ TEST_P(InifileDamageSweep, WhatTheFormatLetsPass) {
     sweep("a remark before", text + "\n#crc32 of the above = " + number + "\n", kKeyGoesOn);
     sweep("opted out", text + "\n#crc32 = false\n", kOptedOut);
     for (const std::string& more :
-         {std::string("\n"), std::string("garbage"), std::string("[s10]\na = int,9\n"),
+         {std::string("\n"), std::string("garbage"), std::string("[first]\na = int,9\n"),
           std::string("#readonly\n"), std::string(512, '\0'), std::string(4096, '\xFF'),
           std::string(1 << 20, 'x'), text}) {
         sweep("followed by " + more.substr(0, 20), whole() + more, kDropped);

@@ -21,8 +21,8 @@ inline std::string longTextOf(int generation) {
 
 inline std::string fileOfGeneration(const std::string& name, int generation) {
     std::string text = "#name = " + name + "\n#savepolicy = ondemand";
-    for (const char* const section : {"first", "second"}) {
-        text.append(text.back() == '.' ? "\n" : "").append("\n[").append(section).append("]");
+    for (const char* const section : {"\n[first]", "\n\n[second]"}) {
+        text += section;
         for (const char* const key : {"a", "b", "c"}) {
             text.append("\n").append(key).append(" = int,").append(std::to_string(generation));
         }
