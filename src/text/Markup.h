@@ -14,8 +14,8 @@ constexpr std::size_t kMostPartsOfATag = 1000;
 
 /// Whether some tag or declaration of an XML document goes beyond `kMostPartsOfATag`.
 ///
-/// libxml2 compares each attribute with all that came before it, and gives back the values of a
-/// declaration by a function that calls itself for each: a document of some hundred kilobytes could
+/// libxml2 compares each attribute and each value with all that came before it, and gives the
+/// values back by a function that calls itself for each: a document of some hundred kilobytes could
 /// keep it busy for minutes, or overflow the stack.
 ///
 /// Looks at the bytes, with one exception: NULs are passed over, as every other byte of UTF-16 is
