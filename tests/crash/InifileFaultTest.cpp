@@ -107,6 +107,7 @@ class InifileFault : public testsupport::Generations, public testing::WithParamI
 protected:
     InifileFault() {
         using std::chrono::milliseconds;
+        worksInEachState_ = false;
         Qel::Settings::files::directoryLockWait = {milliseconds(3), milliseconds(1),
                                                    milliseconds(0)};
     }
