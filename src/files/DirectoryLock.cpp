@@ -6,6 +6,7 @@
 #include <mutex>
 #include <sys/file.h>
 #include <time.h>
+#include <utility>
 
 #include "Log.h"
 #include "files/Sync.h"
@@ -24,12 +25,13 @@ using Clock = std::chrono::steady_clock;
 
 thread_local const DirectoryLock* innermostLock = nullptr;
 
-/// Directories that somebody was holding for too long, and until when they are not waited for.
+/// Directories that somebody was holding for too long, and until when they are not waited for. A
+/// vain wait for reading does not spare the longer one of a writer.
 class Penalties {
 public:
-    bool applies(const std::string& directory) {
+    bool applies(const std::string& directory, DirectoryLock::Mode mode) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        const auto found = until_.find(directory);
+        const auto found = until_.find({directory, mode});
         if (found == until_.end()) {
             return false;
         }
@@ -40,14 +42,14 @@ public:
         return false;
     }
 
-    void impose(const std::string& directory) {
+    void impose(const std::string& directory, DirectoryLock::Mode mode) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        until_[directory] = Clock::now() + directoryLockWait.penalty;
+        until_[{directory, mode}] = Clock::now() + directoryLockWait.penalty;
     }
 
 private:
     std::mutex mutex_;
-    std::map<std::string, Clock::time_point> until_;
+    std::map<std::pair<std::string, DirectoryLock::Mode>, Clock::time_point> until_;
 };
 
 Penalties& penalties() {
@@ -109,14 +111,17 @@ const DirectoryLock* DirectoryLock::outerExclusiveLock() const {
 }
 
 bool DirectoryLock::acquire() {
-    const Clock::time_point start = Clock::now();
+    const std::chrono::milliseconds longest =
+        mode_ == Mode::kExclusive ? directoryLockWait.exclusive : directoryLockWait.shared;
     bool worthWaiting = true;
-    while (!tryToLock(worthWaiting)) {
-        if (!worthWaiting || penalties().applies(directory_)) {
+    // Counted in polls, not by the clock: when this process was stopped or got no time for a while,
+    // so perhaps did the one that has the lock.
+    for (auto polls = longest / directoryLockWait.poll; !tryToLock(worthWaiting); --polls) {
+        if (!worthWaiting || penalties().applies(directory_, mode_)) {
             return false;
         }
-        if (Clock::now() - start >= directoryLockWait.longest) {
-            penalties().impose(directory_);
+        if (polls <= 0) {
+            penalties().impose(directory_, mode_);
             QEL_LOG(kWarning,
                     "Directory '%s' is locked by another process or thread for too long; going on "
                     "without the lock.",

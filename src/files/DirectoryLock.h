@@ -16,6 +16,8 @@ namespace files {
 ///
 /// It is a help, no guarantee: when it cannot be had in time, the work goes on without it and a
 /// warning is logged. A television must come up although some process hangs with the lock in hand.
+/// But a disk that is busy may hold a writer up for seconds, so whoever would write under it, or
+/// take its file for damaged, is more patient than who only wants to read.
 ///
 /// A thread that holds a directory exclusively may lock it again, in any mode. Objects nest like
 /// scopes and stay on the thread that made them.
@@ -51,9 +53,10 @@ private:
 
 /// How long to wait for a directory, set here once for the product; tests shorten it.
 struct DirectoryLockWait {
-    std::chrono::milliseconds longest{2000};
+    std::chrono::milliseconds shared{2000};
+    std::chrono::milliseconds exclusive{10000};
     std::chrono::milliseconds poll{3};
-    /// After a vain wait the directory is asked but not waited for again for so long.
+    /// After a vain wait the directory is asked but not waited for again for so long, in that mode.
     std::chrono::milliseconds penalty{10000};
 };
 extern DirectoryLockWait directoryLockWait;

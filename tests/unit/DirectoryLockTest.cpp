@@ -59,7 +59,8 @@ protected:
     ~DirectoryLockFixture() override { directoryLockWait = DirectoryLockWait(); }
 
     static void giveUpAfter(int longest, int penalty) {
-        directoryLockWait.longest = milliseconds(longest);
+        directoryLockWait.shared = milliseconds(longest);
+        directoryLockWait.exclusive = milliseconds(longest);
         directoryLockWait.poll = milliseconds(1);
         directoryLockWait.penalty = milliseconds(penalty);
     }
@@ -237,6 +238,17 @@ TEST_F(DirectoryLockTest, AfterAWhileItIsWaitedForAgain) {
     EXPECT_EQ(warnings(), 2U) << log_.dump();
 }
 
+TEST_F(DirectoryLockTest, AReaderThatHasGivenUpStillWaitsAsAWriter) {
+    giveUpAfter(20, 60000);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kShared).held());
+    FileCalls calls(dir_.path());
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kShared).held());
+    EXPECT_EQ(calls.count("share ."), 1U);
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    EXPECT_GT(calls.count("lock ."), 1U);
+}
+
 TEST_F(DirectoryLockTest, OneDirectoryThatWasGivenUpDoesNotCostAnotherItsWait) {
     const testsupport::TempDir second;
     Other otherOfSecond(second.path());
@@ -331,8 +343,9 @@ TEST(DirectoryOf, GivesThePartBeforeTheLastSlash) {
     EXPECT_EQ(directoryOf("a/"), "a");
 }
 
-TEST(DirectoryLockWaitTimes, AreTwoSecondsAndTenUntilTheNextWait) {
-    EXPECT_EQ(directoryLockWait.longest, milliseconds(2000));
+TEST(DirectoryLockWaitTimes, AreTwoSecondsToReadAndTenToWrite) {
+    EXPECT_EQ(directoryLockWait.shared, milliseconds(2000));
+    EXPECT_EQ(directoryLockWait.exclusive, milliseconds(10000));
     EXPECT_EQ(directoryLockWait.penalty, milliseconds(10000));
     EXPECT_GT(directoryLockWait.poll, milliseconds(0));
     EXPECT_LT(directoryLockWait.poll, milliseconds(10));

@@ -30,7 +30,8 @@ class InifileProcesses : public IniStorageFixture {
 protected:
     InifileProcesses()
         : directory_(::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        files::directoryLockWait.longest = std::chrono::minutes(1);
+        files::directoryLockWait.shared = std::chrono::minutes(1);
+        files::directoryLockWait.exclusive = std::chrono::minutes(1);
     }
     ~InifileProcesses() override {
         ::close(directory_);
@@ -87,7 +88,8 @@ TEST_F(InifileProcesses, LoadsDoNotWaitForEachOther) {
 }
 
 TEST_F(InifileProcesses, AProcessThatHangsWithTheLockInHandStopsNobody) {
-    files::directoryLockWait.longest = std::chrono::milliseconds(10);
+    files::directoryLockWait.shared = std::chrono::milliseconds(10);
+    files::directoryLockWait.exclusive = std::chrono::milliseconds(10);
     build(textOf(1));
     lockAsOther(LOCK_EX);
     ASSERT_TRUE(reopen());
@@ -101,8 +103,8 @@ TEST_F(InifileProcesses, AProcessThatHangsWithTheLockInHandStopsNobody) {
                          "Directory '" + dir_.path() +
                              "' is locked by another process or thread for too long; going on "
                              "without the lock."),
-              1U)
-        << "the warning comes once, the later waits are spared" << log_.dump();
+              2U)
+        << "once to read and once to write, the later waits are spared" << log_.dump();
 }
 
 TEST_F(InifileProcesses, AResetThatBeginsWhileASaveWaitsForTheLockStopsIt) {
@@ -123,6 +125,25 @@ TEST_F(InifileProcesses, AResetThatBeginsWhileASaveWaitsForTheLockStopsIt) {
     EXPECT_FALSE(exists(copy_));
     EXPECT_EQ(loggedByBase(4, "Reset to default in progress, *not* saving settings."), 1U)
         << log_.dump();
+}
+
+// The writer is alive but the disk is slow: a load that has looked without the lock, at the wrong
+// moment, must not take the file away from under it.
+TEST_F(InifileProcesses, ALoadThatLookedWithoutTheLockWaitsForTheWriterBeforeItSetsAside) {
+    files::directoryLockWait.shared = std::chrono::milliseconds(10);
+    writeFile(rw_, withCrc(textOf(1)).substr(0, 50));
+    create();
+    lockAsOther(LOCK_EX);
+    WatchedThread loader([&] { storage_->init(&manager_, nullptr); });
+    EXPECT_TRUE(log_.waitFor("SettingStorageInifile::loadFile(): done, result=0")) << log_.dump();
+    loader.untilHeldUpOrDone();
+    EXPECT_FALSE(loader.done());
+    EXPECT_FALSE(exists(bad_));
+    build(textOf(2));
+    unlockAsOther();
+    loader.join();
+    EXPECT_FALSE(exists(bad_));
+    check({"settings/a = int,2", "settings/b = int,2"});
 }
 
 TEST_F(InifileProcesses, ADamagedFileIsSetAsideOnlyWithTheDirectoryToOneself) {
