@@ -1,5 +1,5 @@
 // Locks of the library, outermost first; a thread takes only locks further down than those it
-// holds:
+// holds (docs/threading.md says more of each):
 //
 //   SettingsManager::lock_             the manager's maps, index and factory; look-ups that find
 //                                      their setting do without

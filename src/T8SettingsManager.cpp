@@ -3,7 +3,6 @@
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <errno.h>
-#include <exception>
 #include <glob.h>
 #include <map>
 #include <string>
@@ -70,7 +69,7 @@ int sayUnreadable(const char* path, int error) {
     try {
         QEL_LOG(kError, "Directory '%s' cannot be read, its settings are left out: %s", path,
                 std::generic_category().message(error).c_str());
-    } catch (const std::exception&) {
+    } catch (...) {
         // No exception may cross the C library, which calls this.
     }
     return 0;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,29 @@ TEST(Pages, EveryFolderOfTheReadmesMapIsThere) {
         const std::string path = row.at(0).substr(1, row.at(0).size() - 2);
         EXPECT_TRUE(fs::exists(sourceFile(path))) << path;
     }
+}
+
+/// The names in the comment at the top of the source: what stands at the left, up to two blanks.
+std::vector<std::string> locksOfTheSource() {
+    static const std::string kMargin = "//   ";
+    std::istringstream source(readFile(sourceFile("src/SettingsStorageFileBase.cpp")));
+    std::vector<std::string> names;
+    for (std::string line; std::getline(source, line) && line.compare(0, 2, "//") == 0;) {
+        if (line.compare(0, kMargin.size(), kMargin) == 0 && line.at(kMargin.size()) != ' ') {
+            line.erase(0, kMargin.size());
+            names.push_back(line.substr(0, line.find("  ")));
+        }
+    }
+    return names;
+}
+
+TEST(Pages, LocksStandInTheSameOrderInThePageAndInTheSource) {
+    std::vector<std::string> names;
+    for (const auto& row : MarkdownPage("docs/threading.md").table("| lock | guards |")) {
+        names.push_back(row.at(0));
+    }
+    EXPECT_EQ(names, locksOfTheSource());
+    EXPECT_EQ(names.size(), 10U);
 }
 
 /// What the page's links point at, less the place within a page; addresses on the net left out.
