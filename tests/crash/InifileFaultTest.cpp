@@ -108,8 +108,8 @@ protected:
     InifileFault() {
         using std::chrono::milliseconds;
         worksInEachState_ = false;
-        Qel::Settings::files::directoryLockWait = {milliseconds(3), milliseconds(1),
-                                                   milliseconds(0)};
+        Qel::Settings::files::directoryLockWait = {milliseconds(3), milliseconds(3),
+                                                   milliseconds(1), milliseconds(0)};
     }
     ~InifileFault() override {
         Qel::Settings::files::directoryLockWait = Qel::Settings::files::DirectoryLockWait();
