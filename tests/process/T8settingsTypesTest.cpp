@@ -4,6 +4,7 @@
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -121,6 +122,12 @@ TEST_F(T8settingsTypes, ListStandsInColumnsOnATerminal) {
 TEST_F(T8settingsTypes, ScalarTellsWhatItTakes) {
     expectShown("int8", "int8\tscalar\twhole numbers from -128 to 127\n");
     expectShown("bool", "bool\tscalar\ttrue and false, or 1 and 0\n");
+    expectShown("string",
+                "string\tscalar\tany text, with blanks at its ends only when it holds \",\" or "
+                "\";\"\n");
+    expectShown("char",
+                "char\tscalar\tone character of one byte, no blank or other white space, or none "
+                "for the byte 0\n");
     // A name that is only read.
     expectShown("int16", "int16\tscalar\twhole numbers from -32768 to 32767\n");
     expectShown("long", "long\tscalar\twhole numbers from " +
@@ -159,11 +166,14 @@ TEST_F(T8settingsTypes, CollectionHasItsElementsAndTheirFields) {
     expectShown("string[]", "string[]\tarray\tof string\n");
     expectShown("RecentVideoItem[]",
                 "RecentVideoItem[]\tarray\tof RecentVideoItem\ntext\tstring\t\nnumber\tint\t0\n");
-    expectShown("map<qel::ui::common::SourcePK:QelNetSourceVer3>",
-                "map<qel::ui::common::SourcePK:QelNetSourceVer3>\tmap\t"
-                "from uint32 to QelNetSourceVer3\n"
-                "text1\tstring\t\ntext2\tstring\t\ntext3\tstring\t\ntext4\tstring\t\n"
-                "category\tSourceCategory\tSOURCE_CATEGORY_TV\nlist\tstring[]\t0,\n");
+    expectShown(
+        "map<qel::ui::common::SourcePK:QelNetSourceVer3>",
+        "map<qel::ui::common::SourcePK:QelNetSourceVer3>\tmap\t"
+        "from uint32 to QelNetSourceVer3\n"
+        "text1\tstring\t\ntext2\tstring\t\ntext3\tstring\t\ntext4\tstring\t\n"
+        "category\tSourceCategory\tSOURCE_CATEGORY_TV\n"
+        "list\tstring[]\t0,\tthe length of the list's text, \",\" and the strings with \";\" "
+        "between them\n");
     expectJson("int[]", R"({"name": "int[]", "kind": "array", "emptyText": "",
                             "elementType": "int"})");
     expectJson("map<int:string>", R"({"name": "map<int:string>", "kind": "map", "emptyText": "",
@@ -184,6 +194,46 @@ TEST_F(T8settingsTypes, TypesThatOnlyFieldsHaveCanBeAskedFor) {
                 "BORROW_SOURCES\t3\n");
     expectShown("flags", "flags\tscalar\tseven times 0 or 1, the highest flag first\n");
     EXPECT_EQ(std::string::npos, types({}).out.find("Role\t"));
+}
+
+TEST_F(T8settingsTypes, TypesThatOnlyMapsHaveCanBeAskedFor) {
+    expectJson("QelNetSourceVer2",
+               R"({"name": "QelNetSourceVer2", "kind": "record", "emptyText": ",,,,0,",
+                   "fields": [{"name": "text1", "type": "string", "defaultText": ""},
+                              {"name": "text2", "type": "string", "defaultText": ""},
+                              {"name": "text3", "type": "string", "defaultText": ""},
+                              {"name": "text4", "type": "string", "defaultText": ""},
+                              {"name": "list", "type": "string[]", "defaultText": "0,",
+                               "takes": "the length of the list's text, \",\" and the strings with \";\" between them"}]})");
+    const std::string uint32 = "uint32\tscalar\twhole numbers from 0 to 4294967295\n";
+    expectShown("SourcePK", uint32);
+    expectShown("qel::ui::common::SourcePK", uint32);
+    expectShown("std::string", types({"string"}).out);
+}
+
+TEST_F(T8settingsTypes, EveryNameThatIsShownCanBeAskedFor) {
+    std::set<std::string> names;
+    for (const Json& type : Json::parse(types({"--json"}).out)) {
+        const std::string name = type.at("name");
+        names.insert(name);
+        names.insert(type.value("elementType", name));
+        if (type.contains("keyType")) {
+            names.insert(std::string(type.at("keyType")));
+            names.insert(name.substr(4, name.rfind(':') - 4));
+        }
+        for (const Json& field : type.value("fields", Json::array())) {
+            names.insert(std::string(field.at("type")));
+        }
+    }
+    for (const char* const name : {"QelNetSourceVer3", "SourceCategory", "Role", "std::string",
+                                   "qel::ui::common::SourcePK"}) {
+        EXPECT_EQ(1U, names.count(name)) << name;
+    }
+    for (const std::string& name : names) {
+        const ToolRun shown = types({name});
+        EXPECT_EQ("", shown.err) << name;
+        EXPECT_EQ(0, shown.exitCode) << name;
+    }
 }
 
 TEST_F(T8settingsTypes, JsonTellsAllThatThereIsOfEveryType) {

@@ -71,6 +71,38 @@ TEST_F(T8settingsTypesText, FieldsOfARecordAreJudgedOneByOne) {
            refused("9223372036854775808,a,2,3,4", "9223372036854775807,a,2,3,4")});
 }
 
+TEST_F(T8settingsTypesText, BlanksAtTheEndsOfTheWholeAreCutOffAsInAFile) {
+    check(
+        "PowerSavingMode", "PQ_POWER_SAVING_OFF",
+        {{"\tPQ_POWER_SAVING_HIGH\n", "PQ_POWER_SAVING_HIGH"}, {" 2 ", "PQ_POWER_SAVING_MEDIUM"}});
+    check("TunerStatus", "true,true,true,true",
+          {{" false,true,true,false ", "false,true,true,false"}});
+    check("AdvancedSetup", "0,0,0",
+          {{" 1,2,3 ",
+            "PQ_JUDDER_CANCELLATION_MODE_ADAPTIVE,PQ_ROOM_ADAPTION_ENABLED,PQ_POWER_SAVING_HIGH"}});
+}
+
+TEST_F(T8settingsTypesText, BlanksWithinARecordAreTakenWhereTheTypeReadsPastThem) {
+    check("QuickOnPeriodsData", "0,0,0000000",
+          {{"1 ,\t2, 1010101", "1,2,1010101"}, {"1, 2 ,\"1010101 \"", "1,2,1010101"}});
+    check("TunerStatus", "true,true,true,true",
+          {{"true, 0,1 , 1 ", "true,false,true,true"},
+           {"true, false ,true,true", "true,false,true,true"},
+           refused("true, true,true,true", "true,false,true,true"),
+           refused("true,true ,true,true", "true,false,true,true"),
+           refused("true,true,true,\" true\"", "true,true,true,false")});
+    const std::string judder = "PQ_JUDDER_CANCELLATION_MODE_ADAPTIVE,";
+    const std::string invalid = judder + "PQ_ROOM_ADAPTION_INVALID,PQ_POWER_SAVING_HIGH";
+    check("AdvancedSetup", "0,0,0",
+          {{"1,2 ,3", judder + "PQ_ROOM_ADAPTION_ENABLED,PQ_POWER_SAVING_HIGH"},
+           refused("1, 2,3", invalid),
+           refused("1, PQ_ROOM_ADAPTION_BASIC,3", invalid),
+           refused("1,PQ_ROOM_ADAPTION_BASIC ,3", invalid)});
+    check("bool[]", "true",
+          {{"0; 1 ;1", "false;true;true"}, refused("0;true ;1", "false;false;true")});
+    check("map<int:int>", "", {{"2, 1,2,2 ,1,3,2, 4", "1,1,1,2,1,3,1,4"}, refused("1,1,2,2 ", "")});
+}
+
 TEST_F(T8settingsTypesText, StringsOfARecordAreInTheFormOfTheFiles) {
     check("RecentVideoItem", "x,1",
           {{"a b,1", "a b,1"},
@@ -81,8 +113,12 @@ TEST_F(T8settingsTypesText, StringsOfARecordAreInTheFormOfTheFiles) {
            {"say \\\"hi\\\",1", "say \\\"hi\\\",1"},
            {"\"\\\"a\\\"\",1", "\\\"a\\\",1"},
            {"C:\\\\new\\n,1", "C:\\\\new\\n,1"},
-           {"a\\qb,1", "a\\\\qb,1"},
+           {"\"a\\,b\",1", "\"a,b\",1"},
+           {"a\\\\;b,1", "\"a\\\\;b\",1"},
            {"a;b,1", "\"a;b\",1"},
+           refused("a\\qb,1", "a\\\\qb,1"),
+           refused("a\\;b,1", "\"a\\\\;b\",1"),
+           refused("\"a\\;b\",1", "\"a\\\\;b\",1"),
            refused(" a,1", "a,1"),
            refused("a\"b\"c,1", "abc,1"),
            unreadable("a\"b,1"),
@@ -134,6 +170,17 @@ TEST_F(T8settingsTypesText, RecordsOfAMapAreCompleteAndTheirKeysAreThereOnce) {
            refused("2,-1,12,a,b,c,d,9,0,", "10,4294967295,12,a,b,c,d,9,0,")});
 }
 
+const std::string kString =
+    "string takes text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in "
+    "quotes "
+    "when it holds \",\" or \";\", and no blanks at the ends of the whole";
+
+const std::string kMap =
+    "map<int:string> takes the length of each key, the key, the length of its value and the value, "
+    "with \",\" between them all, such as 1,7,3,100 for a key 7 with the value 100; no length is "
+    "0, "
+    "and each key is there once";
+
 /// The second line of a refusal.
 class T8settingsRefusal : public testsupport::ToolTest {
 protected:
@@ -163,14 +210,60 @@ TEST_F(T8settingsRefusal, NamesTheFieldItsTypeAndWhatItTakes) {
                "field 3, number3: uint8 takes whole numbers from 0 to 255\n");
     expectTold("IntegratedDevice", "a,b,nobody",
                "field 3, role: Role takes INTEGRATED_MASTER, INTEGRATED_SLAVE, STANDALONE, "
-               "BORROW_SOURCES, or the number of any value, from 0 to 2147483647\n");
+               "BORROW_SOURCES, or the number of any value, from 0 to 2147483647, with no blanks "
+               "around it\n");
     expectTold("QuickOnPeriodsData", "1,2,3",
                "field 3, flags: flags takes seven times 0 or 1, the highest flag first\n");
+    expectTold("TunerStatus", "true,yes,true,true",
+               "field 2, flag2: bool takes true and false, with no blanks around them, or 1 and "
+               "0\n");
+}
+
+TEST_F(T8settingsRefusal, TellsWhatIsWrongWithAString) {
+    const std::string takes = "; " + kString + "\n";
+    expectTold("RecentVideoItem", "a\"b\"c,1",
+               "field 1, text: a quote within it has no backslash" + takes);
+    expectTold("string[]", "a;b\\", "element 2: nothing follows the backslash at its end" + takes);
+    expectTold("RecentVideoItem", "a\\qb,1",
+               "field 1, text: \\q is no escape here: write \\\\q for both characters" + takes);
+    expectTold(
+        "RecentVideoItem[]", "a,1;b\\;c,1",
+        "element 2, field 1, text: \\; is no escape here: write \\\\; for both characters, or "
+        "; with the string in quotes" +
+            takes);
+    expectTold("string[]", "a;b\\,c",
+               "element 2: \\, is no escape here: write \\\\, for both characters, or , with the "
+               "string in quotes" +
+                   takes);
+    expectTold(
+        "map<int:string>", "1,7,3,\\\xC3\xA9",
+        "value of 7: \\\xC3\xA9 is no escape here: write \\\\\xC3\xA9 for both characters" + takes);
+    expectTold("map<string:string>", "2,\\k,1,v",
+               "key \\k: \\k is no escape here: write \\\\k for both characters" + takes);
+}
+
+TEST_F(T8settingsRefusal, NamesTheBlanksAndTheLineFeedThatAFileDoesNotKeep) {
+    const std::string blanks = "; a file cuts off the blanks at the ends of the text\n";
+    const std::string lineFeed = "; a file ends the text at its first line feed\n";
     const std::string string =
-        "string takes text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in "
-        "quotes when it holds \",\" or \";\", and no blanks at the ends of the whole\n";
-    expectTold("RecentVideoItem", "a\"b\"c,1", "field 1, text: " + string);
-    expectTold("string[]", "a;b\\", "element 2: " + string);
+        "string takes any text, with blanks at its ends only when it holds \",\" or \";\"";
+    const std::string character =
+        "char takes one character of one byte, no blank or other white space, or none for the byte "
+        "0";
+    expectTold("string", " x", string + blanks);
+    expectTold("char", " ", character + blanks);
+    expectTold("char", "\n", character + lineFeed);
+    // In the file the quotes are gone.
+    expectTold("ZuvSpeakerInfo", "1,\" x \"", "field 2, text: " + kString + blanks);
+    expectTold("RecentVideoItem", " a,1", "field 1, text: " + kString + blanks);
+    expectTold("string[]", "a;b ", "element 2: " + kString + blanks);
+    expectTold("string[]", "a;b\nc", "element 2: " + kString + lineFeed);
+    expectTold("map<int:string>", "1,7,2,x ", kMap + blanks);
+    // They are not what is wrong here.
+    expectTold("uint8", "300 ", "uint8 takes whole numbers from 0 to 255\n");
+    expectTold(
+        "string[]", "a; \\q ",
+        "element 2: \\q is no escape here: write \\\\q for both characters; " + kString + "\n");
 }
 
 TEST_F(T8settingsRefusal, TellsHowManyFieldsThereAre) {
@@ -196,10 +289,29 @@ TEST_F(T8settingsRefusal, NamesTheElementOrTheKey) {
     expectTold(sources, "1,7,15,a,b,c,d,1,4,x;y",
                "value of 7, field 6, list: string[] as a field takes the length of the list's "
                "text, \",\" and the strings with \";\" between them\n");
-    expectTold("map<int:int>", "1,7,1",
-               "map<int:int> takes the length of each key, the key, the length of its value and "
-               "the value, with \",\" between them all, such as 1,7,3,100 for a key 7 with the "
-               "value 100; no length is 0, and each key is there once\n");
+    expectTold("char[]", "ab;c",
+               "element 1: char takes one character of one byte, no \";\", a quote or a backslash "
+               "only at the end of the whole and white space only within it, or none for the byte "
+               "0\n");
+}
+
+TEST_F(T8settingsRefusal, NamesTheEntryOfAMapThatIsMalformed) {
+    const auto expectWrong = [&](const std::string& text, const std::string& what) {
+        expectTold("map<int:string>", text, what + "; " + kMap + "\n");
+    };
+    const std::string length = "its length is missing, or 0, or more than what is left";
+    expectWrong("x", "entry 1, key: " + length);
+    expectWrong("1,7,2,ab,9,8,1,c", "entry 2, key: " + length);
+    expectWrong("1,7,2,ab,1,8,2,c", "entry 2, value of 8: " + length);
+    expectWrong("1,7,2,ab,1,8,0,", "entry 2, value of 8: " + length);
+    expectWrong("1,7,2,ab,1,8", "entry 2, value of 8: it is missing");
+    expectWrong("1,7,1,ab", "entry 1, value of 7: more follows than its length says");
+    expectWrong("1,70,1,a", "entry 1, key: more follows than its length says");
+    expectWrong("1,7,2,ab,", "entry 1, value of 7: nothing follows the \",\" after it");
+    expectWrong("1,7,1,a,2,07,1,b", "entry 2, key: it is there already");
+    expectTold("map<string:string>", "3,a\nb,1,",
+               "entry 1, value of a\\nb: " + length + "; " + "map<string:string>" +
+                   kMap.substr(kMap.find(' ')) + "\n");
 }
 
 TEST_F(T8settingsTypesText, EveryRegisteredTypeIsSetAndComesBack) {

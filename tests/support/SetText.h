@@ -59,7 +59,7 @@ private:
         EXPECT_THAT(set.err, testing::HasSubstr(why));
         EXPECT_THAT(set.err, testing::AnyOf(testing::HasSubstr("\nt8settings: " + type + " takes "),
                                             testing::ContainsRegex(
-                                                "\nt8settings: (element|key|value of|field) "
+                                                "\nt8settings: (element|entry|key|value of|field) "
                                                 "[^:]*: .* takes ")));
     }
 };

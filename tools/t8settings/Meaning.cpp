@@ -8,6 +8,7 @@
 
 #include "RecordFields.h"
 #include "Scalars.h"
+#include "Terminal.h"
 #include "Types.h"
 
 namespace t8settings {
@@ -22,6 +23,10 @@ void add(Meaning& meaning, const std::string& place, const TypeDescription& type
 
 std::string within(const std::string& place, const std::string& part) {
     return place.empty() ? part : place + ", " + part;
+}
+
+std::string withFault(const std::string& takes, const std::string& fault) {
+    return fault.empty() ? takes : fault + "; " + takes;
 }
 
 /// The type passes over an empty element at the very end; whoever wrote the separator before it may
@@ -41,28 +46,35 @@ std::vector<std::string> elementsOf(const std::string& text) {
     return elements;
 }
 
-/// Takes one item, and the comma after it unless the text ends there.
-bool takeItem(std::string::const_iterator& it, std::string::const_iterator end, std::string& item) {
-    if (!StrConv::lengthItemTokenizer(it, end, item)) {
-        return false;
-    }
+/// Takes one item, and the comma after it unless the text ends there. What is wrong with it, if
+/// anything is.
+std::string takeItem(std::string::const_iterator& it, std::string::const_iterator end,
+                     std::string& item) {
     if (it == end) {
-        return true;
+        return "it is missing";
     }
-    return *it++ == ',' && it != end;
+    if (!StrConv::lengthItemTokenizer(it, end, item)) {
+        return "its length is missing, or 0, or more than what is left";
+    }
+    if (it != end && *it != ',') {
+        return "more follows than its length says";
+    }
+    return it != end && ++it == end ? "nothing follows the \",\" after it" : "";
 }
 
 void addScalar(Meaning& meaning, const std::string& place, const TypeDescription& type,
                const std::string& text) {
     const Scalar& scalar = scalarOf(type.name);
     const bool isPart = !place.empty() && !scalar.textsWithin.empty();
-    meaning.push_back({place, isPart ? type.name + " takes " + scalar.textsWithin : textsOf(type),
-                       scalar.canonical(text)});
+    const std::string takes = isPart ? type.name + " takes " + scalar.textsWithin : textsOf(type);
+    const std::string fault = scalar.fault == nullptr ? "" : scalar.fault(text);
+    meaning.push_back({place, withFault(takes, fault), scalar.canonical(text)});
 }
 
 void addEnumeration(Meaning& meaning, const std::string& place, const TypeDescription& type,
                     const std::string& text) {
-    meaning.push_back({place, textsOf(type), canonicalEnumerator(type, text)});
+    const std::string takes = textsOf(type) + (place.empty() ? "" : ", with no blanks around it");
+    meaning.push_back({place, takes, canonicalEnumerator(type, text)});
 }
 
 void addArray(Meaning& meaning, const std::string& place, const TypeDescription& type,
@@ -80,10 +92,8 @@ void addListField(Meaning& meaning, const std::string& place, const TypeDescript
     if (const auto list = listOfField(text)) {
         addArray(meaning, place, type, *list);
     } else {
-        meaning.push_back({place,
-                           type.name + " as a field takes the length of the list's text, \",\" and "
-                                       "the strings with \";\" between them",
-                           std::nullopt});
+        meaning.push_back(
+            {place, type.name + " as a field takes " + textsOfListField(), std::nullopt});
     }
 }
 
@@ -105,29 +115,50 @@ void addRecord(Meaning& meaning, const std::string& place, const TypeDescription
     }
 }
 
+/// Keys and values as the text has them, by what the keys mean.
+using Entries = std::map<std::string, std::pair<std::string, std::string>>;
+
+/// Takes one entry. Where in it something is wrong, and what, if anything is.
+std::pair<std::string, std::string> takeEntry(std::string::const_iterator& it,
+                                              std::string::const_iterator end,
+                                              const Scalar& keyType, Entries& entries) {
+    std::string key;
+    std::string fault = takeItem(it, end, key);
+    if (!fault.empty()) {
+        return {"key", fault};
+    }
+    std::string value;
+    fault = takeItem(it, end, value);
+    if (!fault.empty()) {
+        return {"value of " + visible(key), fault};
+    }
+    const bool isNew =
+        entries.emplace(keyType.canonical(key).value_or(key), std::make_pair(key, value)).second;
+    return isNew ? std::pair<std::string, std::string>()
+                 : std::make_pair("key", "it is there already");
+}
+
 /// The type reads up to the first thing amiss; here everything must be in order, and each key there
 /// once.
 void addMap(Meaning& meaning, const std::string& place, const TypeDescription& type,
             const std::string& text) {
     const TypeDescription& keyType = typeCalled(type.keyType);
-    std::map<std::string, std::pair<std::string, std::string>> entries;
-    bool inOrder = true;
-    for (auto it = text.begin(); inOrder && it != text.end();) {
-        std::string key;
-        std::string value;
-        inOrder = takeItem(it, text.end(), key) && takeItem(it, text.end(), value) &&
-                  entries
-                      .emplace(scalarOf(keyType.name).canonical(key).value_or(key),
-                               std::make_pair(key, value))
-                      .second;
+    Entries entries;
+    for (auto it = text.begin(); it != text.end();) {
+        const std::string entry = "entry " + std::to_string(entries.size() + 1);
+        const auto [part, fault] = takeEntry(it, text.end(), scalarOf(keyType.name), entries);
+        if (!fault.empty()) {
+            meaning.push_back({within(place, entry + ", " + part), withFault(textsOf(type), fault),
+                               std::nullopt});
+            return;
+        }
     }
-    const auto count = std::to_string(entries.size());
-    meaning.push_back({place, textsOf(type), inOrder ? std::optional(count) : std::nullopt});
+    meaning.push_back({place, textsOf(type), std::to_string(entries.size())});
     const TypeDescription valueType = elementOf(type);
     for (const auto& entry : entries) {
         const auto& [key, value] = entry.second;
-        add(meaning, within(place, "key " + key), keyType, key);
-        add(meaning, within(place, "value of " + key), valueType, value);
+        add(meaning, within(place, "key " + visible(key)), keyType, key);
+        add(meaning, within(place, "value of " + visible(key)), valueType, value);
     }
 }
 

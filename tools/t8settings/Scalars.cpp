@@ -8,6 +8,7 @@
 #include <map>
 
 #include "CanonicalNumber.h"
+#include "Terminal.h"
 
 namespace t8settings {
 
@@ -35,15 +36,44 @@ Canonical canonicalChar(std::string_view text) {
     return text.empty() ? std::string(1, '\0') : std::string(text);
 }
 
-/// A quote that is neither escaped nor one of an enclosing pair, and a backslash with nothing after
-/// it, leave open what is meant.
-Canonical canonicalString(std::string_view text) {
+/// `text` begins behind the backslash of something that is read as it stands.
+std::string noEscape(std::string_view text) {
+    std::size_t length = 1;
+    while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+        ++length;
+    }
+    const std::string meant = visible(text.substr(0, length));
+    const bool separates = meant == "," || meant == ";";
+    return "\\" + meant + " is no escape here: write \\\\" + meant + " for both characters" +
+           (separates ? ", or " + meant + " with the string in quotes" : "");
+}
+
+/// What leaves open what is meant by a string: a quote that is neither escaped nor one of an
+/// enclosing pair, and a backslash that is part of no escape.
+std::string faultOfString(std::string_view text) {
+    constexpr std::string_view kEscaped = "\"\\0abfnrtv";
     const bool enclosed = text.size() >= 2 && text.front() == '"' && text.back() == '"';
     const std::string_view inner = enclosed ? text.substr(1, text.size() - 2) : text;
     for (std::size_t i = 0; i < inner.size(); ++i) {
-        if (inner[i] == '"' || (inner[i] == '\\' && ++i == inner.size())) {
-            return std::nullopt;
+        if (inner[i] == '"') {
+            return "a quote within it has no backslash";
         }
+        if (inner[i] != '\\') {
+            continue;
+        }
+        if (++i == inner.size()) {
+            return "nothing follows the backslash at its end";
+        }
+        if (kEscaped.find(inner[i]) == std::string_view::npos) {
+            return noEscape(inner.substr(i));
+        }
+    }
+    return "";
+}
+
+Canonical canonicalString(std::string_view text) {
+    if (!faultOfString(text).empty()) {
+        return std::nullopt;
     }
     return Qel::Settings::StrConv::unescapeString(std::string(text));
 }
@@ -77,11 +107,18 @@ Scalar decimal() {
 std::map<std::string, Scalar> allScalars() {
     return {
         {"string",
-         {canonicalString, "any text without blanks at its ends",
+         {canonicalString, "any text, with blanks at its ends only when it holds \",\" or \";\"",
           "text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in quotes "
-          "when it holds \",\" or \";\", and no blanks at the ends of the whole"}},
-        {"char", {canonicalChar, "one character of one byte, no blank"}},
-        {"bool", {canonicalBool, "true and false, or 1 and 0"}},
+          "when it holds \",\" or \";\", and no blanks at the ends of the whole",
+          faultOfString}},
+        {"char",
+         {canonicalChar,
+          "one character of one byte, no blank or other white space, or none for the byte 0",
+          "one character of one byte, no \";\", a quote or a backslash only at the end of the "
+          "whole and white space only within it, or none for the byte 0"}},
+        {"bool",
+         {canonicalBool, "true and false, or 1 and 0",
+          "true and false, with no blanks around them, or 1 and 0"}},
         {"flags", {canonicalFlags, "seven times 0 or 1, the highest flag first"}},
         {"float32", decimal()},
         {"float64", decimal()},

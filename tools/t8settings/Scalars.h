@@ -16,6 +16,9 @@ struct Scalar {
     std::string texts;
     /// The same where the text is a part of another one, if it is not the same there.
     std::string textsWithin = {};
+    /// What is wrong with a text that means no value, if more than the above can be said; otherwise
+    /// empty. May be null.
+    std::string (*fault)(std::string_view text) = nullptr;
 };
 
 /// The built-in type of this name, or that of the seven flags in a record. Throws

@@ -18,9 +18,12 @@ constexpr const char* kHelp =
     "is the string itself. A text that the type would not keep as it is meant is refused, with\n"
     "what would become of it: 300 for a uint8, abc for a number, maybe for a bool, more than 6\n"
     "digits for a float, no name of an enumeration, a field too few or too many in a record.\n"
-    "Blanks at the ends of a string are refused, since no file keeps them. Another way to write\n"
-    "the same value is taken: +5, 007, 1.50, TRUE, an enumeration's number. What a type takes:\n"
-    "t8settings types NAME.\n"
+    "So are blanks at the ends of a string without \",\" and \";\", since no file keeps them, and "
+    "in\n"
+    "a list, record or map a backslash before what needs none, such as \\;. Another way to write\n"
+    "the same value is taken: +5, 007, 1.50, TRUE, an enumeration's number. The empty text "
+    "empties\n"
+    "a string, list or map. What a type takes: t8settings types NAME.\n"
     "A text that begins with \"-\" and no digit comes after \"--\", as in: set NAME -- -.5\n\n"
     "Example:\n  t8settings --base tv set settings/sound/bass 5";
 

@@ -27,6 +27,29 @@ SettingPtr created(const FactoryPtr& factory, const std::string& type, const std
     return factory->create(type, name, readBack(fileText));
 }
 
+/// What a line of a file does not keep of the text.
+std::string lossInFile(const std::string& fileText) {
+    if (fileText.find('\n') != std::string::npos) {
+        return "; a file ends the text at its first line feed";
+    }
+    return readBack(fileText) == fileText ? ""
+                                          : "; a file cuts off the blanks at the ends of the text";
+}
+
+/// What of the text is not in the value that a file with that text gives, and why; empty when all
+/// is.
+std::string amissIn(const FactoryPtr& factory, const TypeDescription& type,
+                    const std::string& fileText, const SettingPtr& loaded) {
+    const Meaning meaning = meaningOf(type, fileText);
+    const auto differenceTo = [&](const SettingPtr& made) {
+        return difference(meaning,
+                          made ? meaningOf(type, factory->valueAsString(made)) : Meaning());
+    };
+    const std::string amiss = differenceTo(loaded);
+    const bool typeKeepsAll = differenceTo(factory->create(type.name, "", fileText)).empty();
+    return !amiss.empty() && typeKeepsAll ? amiss + lossInFile(fileText) : amiss;
+}
+
 }  // namespace
 
 std::string textForPeople(const std::string& type, const std::string& fileText) {
@@ -45,13 +68,12 @@ struct Made {
 Made make(const FactoryPtr& factory, const std::string& type, const std::string& name,
           const std::string& given) {
     const TypeDescription& description = typeCalled(type);
-    const Meaning meaning = meaningOf(description, given);
     const SettingPtr setting = created(factory, type, name, given);
+    const std::string amiss = amissIn(factory, description, given, setting);
     if (!setting) {
-        return {setting, "", Outcome{true, "it cannot be read", difference(meaning, {})}};
+        return {setting, "", Outcome{true, "it cannot be read", amiss}};
     }
     const std::string fileText = factory->valueAsString(setting);
-    const std::string amiss = difference(meaning, meaningOf(description, fileText));
     if (!amiss.empty()) {
         const std::string shown = inQuotes(textForPeople(type, fileText));
         return {setting, fileText, Outcome{false, "it would make " + shown + " of it", amiss}};
@@ -62,7 +84,7 @@ Made make(const FactoryPtr& factory, const std::string& type, const std::string&
         const std::string shown = inQuotes(textForPeople(type, loadedText));
         return {setting, fileText,
                 Outcome{false, "it would read " + shown + " from the file again",
-                        textsOf(description)}};
+                        amissIn(factory, description, fileText, loaded)}};
     }
     return {setting, fileText, std::nullopt};
 }

@@ -1,6 +1,7 @@
 #include "Types.h"
 
 #include <Qel/Settings/T8SettingsManager.h>
+#include <cstddef>
 #include <limits>
 #include <map>
 #include <vector>
@@ -29,12 +30,30 @@ FactoryPtr factoryWithoutFiles() {
     return static_cast<const SettingsManager&>(manager).factory();
 }
 
+/// The keys of a map "map<K:T>" go by the name K, with and without its namespaces.
+void addNamesOfKey(TypesByName& types, const TypeDescription& map) {
+    const std::size_t start = map.name.find('<') + 1;
+    const std::string name = map.name.substr(start, map.name.rfind(':') - start);
+    const TypeDescription& key = types.at(map.keyType);
+    types.emplace(name, key);
+    types.emplace(name.substr(name.rfind(':') + 1), key);
+}
+
 TypesByName allTypesByName() {
+    const std::vector<TypeDescription> registered = Qel::Settings::describeTypes();
     TypesByName types;
-    for (const TypeDescription& type : Qel::Settings::describeTypes()) {
-        types[type.name] = type;
+    for (const TypeDescription& type : registered) {
+        types.emplace(type.name, type);
+    }
+    for (const TypeDescription& type : registered) {
         for (const TypeDescription& fieldType : type.fieldTypes) {
             types.emplace(fieldType.name, fieldType);
+        }
+        if (!type.elementType.empty()) {
+            types.emplace(type.elementType, elementOf(type));
+        }
+        if (!type.keyType.empty()) {
+            addNamesOfKey(types, type);
         }
     }
     return types;
@@ -84,8 +103,7 @@ std::string keysAndValues(const TypeDescription& type) {
 std::string textsOfMap(const TypeDescription&) {
     return "the length of each key, the key, the length of its value and the value, with \",\" "
            "between them all, such as 1,7,3,100 for a key 7 with the value 100; no length is 0, "
-           "and "
-           "each key is there once";
+           "and each key is there once";
 }
 
 struct KindText {
@@ -129,6 +147,9 @@ TypeDescription elementOf(const TypeDescription& collection) {
     element.name = collection.elementType;
     element.enumerators = collection.enumerators;
     element.fields = collection.fields;
+    for (const TypeDescription::Field& field : element.fields) {
+        element.emptyText += (&field == &element.fields.front() ? "" : ",") + field.defaultText;
+    }
     element.kind = !element.fields.empty()        ? Kind::kRecord
                    : !element.enumerators.empty() ? Kind::kEnumeration
                                                   : Kind::kScalar;
@@ -145,6 +166,10 @@ std::string summaryOf(const TypeDescription& type) {
 
 std::string textsOf(const TypeDescription& type) {
     return type.name + " takes " + textOf(type.kind).texts(type);
+}
+
+std::string textsOfListField() {
+    return "the length of the list's text, \",\" and the strings with \";\" between them";
 }
 
 }  // namespace t8settings

@@ -8,7 +8,8 @@
 
 namespace t8settings {
 
-/// The type that is registered under this name, or that fields of records are of. Throws `Failure`,
+/// The type that is registered under this name, that fields of records, or the elements, keys or
+/// values of collections are of; keys also as the name of the map spells them. Throws `Failure`,
 /// with names that may have been meant, when there is none.
 const Qel::Settings::TypeDescription& typeCalled(const std::string& name);
 
@@ -26,6 +27,9 @@ std::string summaryOf(const Qel::Settings::TypeDescription& type);
 
 /// What texts the type takes, for people.
 std::string textsOf(const Qel::Settings::TypeDescription& type);
+
+/// What a list takes as a field of a record, for people.
+std::string textsOfListField();
 
 }  // namespace t8settings
 

@@ -16,8 +16,9 @@ using Qel::Settings::TypeDescription;
 constexpr const char* kHelp =
     "Without NAME one line for each type: its name, its kind and what it is made of. With NAME\n"
     "that type, and below it each text of an enumeration with its number, or each field of a\n"
-    "record, or of the records in an array or map, with its type and its default. NAME may also\n"
-    "be a type that only fields have. No base directory is needed.\n\n"
+    "record, or of the records in an array or map, with its type and its default, and of a list\n"
+    "its form as a field. NAME may also be a type that only fields, keys or values have, such as\n"
+    "Role, SourcePK or QelNetSourceVer3. No base directory is needed.\n\n"
     "Example:\n  t8settings types DisplaySetup";
 
 Row rowOf(const TypeDescription& type) {
@@ -36,8 +37,24 @@ Json jsonOf(const TypeDescription::Enumerator& enumerator) {
     return {{"text", enumerator.text}, {"value", enumerator.value}};
 }
 
+bool isList(const TypeDescription::Field& field) {
+    return typeCalled(field.type).kind == TypeDescription::Kind::kArray;
+}
+
+Row rowOf(const TypeDescription::Field& field) {
+    Row row = {field.name, field.type, field.defaultText};
+    if (isList(field)) {
+        row.push_back(textsOfListField());
+    }
+    return row;
+}
+
 Json jsonOf(const TypeDescription::Field& field) {
-    return {{"name", field.name}, {"type", field.type}, {"defaultText", field.defaultText}};
+    Json json = {{"name", field.name}, {"type", field.type}, {"defaultText", field.defaultText}};
+    if (isList(field)) {
+        json["takes"] = textsOfListField();
+    }
+    return json;
 }
 
 /// What a type does not have is no member of its object.
@@ -83,7 +100,7 @@ Result oneType(Format format, const TypeDescription& type) {
         rows.push_back(rowOf(type, enumerator));
     }
     for (const TypeDescription::Field& field : type.fields) {
-        rows.push_back({field.name, field.type, field.defaultText});
+        rows.push_back(rowOf(field));
     }
     return {linesOf(rows)};
 }
