@@ -145,11 +145,11 @@ void addMap(Meaning& meaning, const std::string& place, const TypeDescription& t
     const TypeDescription& keyType = typeCalled(type.keyType);
     Entries entries;
     for (auto it = text.begin(); it != text.end();) {
-        const std::string entry = "entry " + std::to_string(entries.size() + 1);
+        const std::string entry = "entry " + std::to_string(entries.size() + 1) + ", ";
         const auto [part, fault] = takeEntry(it, text.end(), scalarOf(keyType.name), entries);
         if (!fault.empty()) {
-            meaning.push_back({within(place, entry + ", " + part), withFault(textsOf(type), fault),
-                               std::nullopt});
+            meaning.push_back(
+                {within(place, entry + part), withFault(textsOf(type), fault), std::nullopt});
             return;
         }
     }

@@ -107,7 +107,7 @@ Scalar decimal() {
 std::map<std::string, Scalar> allScalars() {
     return {
         {"string",
-         {canonicalString, "any text, with blanks at its ends only when it holds \",\" or \";\"",
+         {canonicalString, R"(any text, with blanks at its ends only when it holds "," or ";")",
           "text with \\\" for a quote, \\\\ for a backslash and \\n for a line feed, in quotes "
           "when it holds \",\" or \";\", and no blanks at the ends of the whole",
           faultOfString}},

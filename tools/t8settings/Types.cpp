@@ -169,7 +169,7 @@ std::string textsOf(const TypeDescription& type) {
 }
 
 std::string textsOfListField() {
-    return "the length of the list's text, \",\" and the strings with \";\" between them";
+    return R"(the length of the list's text, "," and the strings with ";" between them)";
 }
 
 }  // namespace t8settings
