@@ -18,8 +18,8 @@
 #include "files/SafeWrite.h"
 #include "files/WholeFile.h"
 #include "text/Crc32.h"
+#include "text/CrcCheck.h"
 #include "text/IniGrammar.h"
-#include "text/Numbers.h"
 
 QEL_LOG_CONTEXT("settings.inifile", "src/SettingsStorageInifile");
 
@@ -27,8 +27,6 @@ namespace Qel {
 namespace Settings {
 
 namespace {
-
-constexpr std::string_view kCrcLine = "\n#crc32";
 
 std::atomic<bool> syncingWrites{true};
 
@@ -38,9 +36,9 @@ struct PolicyName {
 };
 
 constexpr std::array<PolicyName, 3> kPolicyNames = {
-    {{SettingStorageFileBase::Save_onDemand, "ondemand"},
-     {SettingStorageFileBase::Save_onEachChange, "eachchange"},
-     {SettingStorageFileBase::Save_async, "async"}}};
+    {{SettingStorageFileBase::Save_onDemand, text::kSavePolicyWords[0]},
+     {SettingStorageFileBase::Save_onEachChange, text::kSavePolicyWords[1]},
+     {SettingStorageFileBase::Save_async, text::kSavePolicyWords[2]}}};
 
 bool startsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
@@ -61,36 +59,13 @@ const char* reasonToLeaveOut(std::string_view settingName, std::string_view key,
     return start == "#" || start == "[" ? "its key would read as a header or section" : nullptr;
 }
 
-/// What a file says of its own CRC. A value of "false" opts a file that was edited by hand out.
-struct CrcCheck {
-    explicit CrcCheck(std::string_view data) : textSize(data.rfind(kCrcLine)) {
-        if (textSize == std::string_view::npos) {
-            return;
-        }
-        // The last byte is the line feed that ends the line. Without it the line is cut short, and
-        // so is its number.
-        const std::string_view line = data.substr(textSize + 1, data.size() - textSize - 2);
-        value = text::splitHeader(line, text::WhiteSpace()).value;
-        computed = text::crc32(data.substr(0, textSize));
-        read = text::parseUnsignedOfAnyBase(value);
-    }
-
-    bool hasLine() const { return textSize != std::string_view::npos; }
-    bool passes() const { return hasLine() && (computed == read || value == "false"); }
-
-    std::size_t textSize;
-    std::string_view value;
-    std::uint32_t computed = 0;
-    std::uint32_t read = 0;
-};
-
 /// Whether a plain file with a whole text lies at `path`, a link to one not counted. One that
 /// cannot be read just now may be whole.
 bool mayBeWholeText(const std::string& path) {
     struct stat status;
     std::string data;
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           (!files::readWholeFile(path, data) || CrcCheck(data).passes());
+           (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 
 }  // namespace
@@ -218,7 +193,7 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
 
 bool SettingStorageInifile::acceptCrc(const std::string& file, const std::string& candidate,
                                       std::string& data) {
-    const CrcCheck check(data);
+    const text::CrcCheck check(data);
     if (!check.hasLine()) {
         QEL_LOG(kError,
                 "SettingStorageInifile::loadInifileData( '%s' ): missing CRC data in file '%s'",
@@ -284,22 +259,17 @@ struct SettingStorageInifile::Reader {
 };
 
 void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
-    const text::WhiteSpace whiteSpace;
     NamesInFull names;
     Reader reader{factory(), name() + "/"};
-    bool isFirstLine = true;
-    for (std::size_t start = 0; start < data.size();) {
-        const std::size_t end = std::min(data.find('\n', start), data.size());
-        const std::string_view whole = whiteSpace.trim(data.substr(start, end - start));
-        start = end + 1;
-        const text::IniLine line = text::parseLine(whole, whiteSpace);
+    text::IniWalk walk(data);
+    while (walk.next()) {
+        const text::IniLine& line = walk.line();
         switch (line.kind) {
             case text::IniLine::Kind::Blank:
-                continue;
             case text::IniLine::Kind::SkippedSection:
                 break;
             case text::IniLine::Kind::Header:
-                readHeader(line, isFirstLine, reader.prefix);
+                readHeader(line, walk.isFirst(), reader.prefix);
                 break;
             case text::IniLine::Kind::Section:
                 names.add(name().size() + line.key.size());
@@ -308,15 +278,14 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
                 break;
             case text::IniLine::Kind::Setting:
                 names.add(reader.prefix.size() + line.key.size());
-                readSetting(file, line, whole, reader);
+                readSetting(file, line, walk.whole(), reader);
                 break;
             case text::IniLine::Kind::Malformed:
                 QEL_LOG(kError, "SettingStorageInifile: failed to load '%s'",
-                        std::string(whole).c_str());
-                appendErrInfo(std::string(whole) + "\n");
+                        std::string(walk.whole()).c_str());
+                appendErrInfo(std::string(walk.whole()) + "\n");
                 break;
         }
-        isFirstLine = false;
     }
 }
 
@@ -390,9 +359,7 @@ bool SettingStorageInifile::saveTo(const std::string& file) {
                 file.c_str());
         return true;
     }
-    data.append(kCrcLine).append(" = ");
-    text::appendUnsigned(data, crc);
-    data += '\n';
+    text::appendCrcLine(data, crc);
     if (!writeIniFile(file, data)) {
         return false;
     }

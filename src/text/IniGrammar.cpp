@@ -1,5 +1,6 @@
 #include "text/IniGrammar.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <locale>
 
@@ -58,6 +59,21 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
     if (line.front() == '#') return splitHeader(line, whiteSpace);
     if (line.front() == '[') return splitSection(line, whiteSpace);
     return splitSetting(line, whiteSpace);
+}
+
+bool IniWalk::next() {
+    while (start_ < text_.size()) {
+        const std::size_t end = std::min(text_.find('\n', start_), text_.size());
+        whole_ = whiteSpace_.trim(text_.substr(start_, end - start_));
+        start_ = end + 1;
+        ++number_;
+        if (!whole_.empty()) {
+            line_ = parseLine(whole_, whiteSpace_);
+            ++seen_;
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace text

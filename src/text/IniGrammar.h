@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_TEXT_INIGRAMMAR_H
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace Qel {
@@ -43,11 +44,40 @@ struct IniLine {
     std::string_view value;
 };
 
+/// The words of the header "savepolicy": save on demand, on each change, in the background.
+constexpr std::array<std::string_view, 3> kSavePolicyWords = {"ondemand", "eachchange", "async"};
+
 /// Takes apart a line that begins with "#".
 IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace);
 
 /// Takes apart any line that has been trimmed.
 IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace);
+
+/// Goes through the lines of a file that are not blank. The text must outlive it.
+class IniWalk {
+public:
+    explicit IniWalk(std::string_view text) : text_(text) {}
+
+    /// Moves on to the next line; false when there is none.
+    bool next();
+
+    /// Counted from 1, blank lines included.
+    std::size_t number() const { return number_; }
+    /// Whether no line came before it.
+    bool isFirst() const { return seen_ == 1; }
+    /// The line, trimmed.
+    std::string_view whole() const { return whole_; }
+    const IniLine& line() const { return line_; }
+
+private:
+    WhiteSpace whiteSpace_;
+    std::string_view text_;
+    std::size_t start_ = 0;
+    std::size_t number_ = 0;
+    std::size_t seen_ = 0;
+    std::string_view whole_;
+    IniLine line_ = {};
+};
 
 }  // namespace text
 }  // namespace Settings

@@ -15,8 +15,8 @@ types     text value
 storages  text files value log
 saver     storages log
 manager   value storages saver log
-product   value storages manager types log
-tool      value storages saver manager product types
+product   value storages manager types files log
+tool      text files value storages saver manager product types
 '
 
 # Names of files, without directory and extension, to layers.

@@ -6,10 +6,12 @@
 #include <string_view>
 
 #include "text/Crc32.h"
+#include "text/CrcCheck.h"
 
 namespace {
 
 using Qel::Settings::text::crc32;
+using Qel::Settings::text::CrcCheck;
 
 TEST(Crc32, TheNineDigitsGiveTheStandardCheckValue) {
     EXPECT_EQ(crc32("123456789"), 0xCBF43926U);
@@ -37,6 +39,54 @@ TEST(Crc32, AnyBytesGiveTheStandardCrc) {
         standard.process_bytes(data.data(), data.size());
         ASSERT_EQ(crc32(data), standard.checksum()) << length;
     }
+}
+
+const std::string kText = "#name = a\nb = int,1";
+
+TEST(CrcCheck, LineThatWasAppendedPasses) {
+    std::string data = kText;
+    Qel::Settings::text::appendCrcLine(data, crc32(kText));
+    EXPECT_EQ(kText + "\n#crc32 = " + std::to_string(crc32(kText)) + "\n", data);
+    const CrcCheck check(data);
+    EXPECT_TRUE(check.hasLine());
+    EXPECT_TRUE(check.passes());
+    EXPECT_FALSE(check.isOff());
+    EXPECT_EQ(kText.size(), check.textSize);
+    EXPECT_EQ(crc32(kText), check.computed);
+    EXPECT_EQ(crc32(kText), check.read);
+}
+
+TEST(CrcCheck, TextWithoutALineOfItsOwnIsNotChecked) {
+    for (const std::string data : {"", "#crc32 = 0\n", "a = int,1\n #crc32 = 0\n"}) {
+        const CrcCheck check(data);
+        EXPECT_FALSE(check.hasLine()) << data;
+        EXPECT_FALSE(check.passes()) << data;
+        EXPECT_FALSE(check.isOff()) << data;
+    }
+}
+
+TEST(CrcCheck, LastLineCounts) {
+    const std::string first = kText + "\n#crc32 = false";
+    const std::string data = first + "\n#crc32 = 12\n";
+    const CrcCheck check(data);
+    EXPECT_EQ(first.size(), check.textSize);
+    EXPECT_EQ(crc32(first), check.computed);
+    EXPECT_EQ(12U, check.read);
+    EXPECT_FALSE(check.passes());
+}
+
+TEST(CrcCheck, WordFalseSwitchesTheCheckOff) {
+    const std::string off = kText + "\n#crc32 = false\n";
+    EXPECT_TRUE(CrcCheck(off).isOff());
+    EXPECT_TRUE(CrcCheck(off).passes());
+    const std::string other = kText + "\n#crc32 = False\n";
+    EXPECT_FALSE(CrcCheck(other).isOff());
+    EXPECT_FALSE(CrcCheck(other).passes());
+}
+
+TEST(CrcCheck, NumberWithoutTheLineFeedBehindItIsCut) {
+    const std::string data = kText + "\n#crc32 = 123";
+    EXPECT_EQ(12U, CrcCheck(data).read);
 }
 
 }  // namespace

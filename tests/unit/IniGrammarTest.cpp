@@ -10,6 +10,7 @@
 namespace {
 
 using Qel::Settings::text::IniLine;
+using Qel::Settings::text::IniWalk;
 using Qel::Settings::text::parseLine;
 using Qel::Settings::text::splitHeader;
 using Qel::Settings::text::WhiteSpace;
@@ -145,6 +146,34 @@ TEST(IniGrammar, WhiteSpaceIsTheLocalesAsFarAsItIsAscii) {
     EXPECT_EQ(odd.trim("voil\xC3\xA0"), "voil\xC3\xA0");
     EXPECT_EQ(odd.trim("\xA0x"), "\xA0x");
     EXPECT_EQ(WhiteSpace().trim("_x_"), "_x_");
+}
+
+/// Number and text of each line; "!" before the first one.
+std::vector<std::string> walked(const std::string& text) {
+    std::vector<std::string> lines;
+    IniWalk walk(text);
+    while (walk.next()) {
+        lines.push_back((walk.isFirst() ? "!" : "") + std::to_string(walk.number()) + ":" +
+                        std::string(walk.whole()));
+    }
+    return lines;
+}
+
+TEST(IniWalk, BlankLinesAreCountedAndPassedOver) {
+    EXPECT_EQ(walked(" \n\n# a \r\n\n[b]\nc = int,1"),
+              (std::vector<std::string>{"!3:# a", "5:[b]", "6:c = int,1"}));
+    EXPECT_EQ(walked(""), std::vector<std::string>());
+    EXPECT_EQ(walked("\n \n"), std::vector<std::string>());
+}
+
+TEST(IniWalk, LineIsTakenApart) {
+    IniWalk walk("[s]\n  a = int , 1 \n");
+    ASSERT_TRUE(walk.next());
+    expectParts(walk.line(), {"[s]", Kind::Section, "s", "", ""});
+    ASSERT_TRUE(walk.next());
+    expectParts(walk.line(), {"  a = int , 1 ", Kind::Setting, "a", "int", "1"});
+    EXPECT_FALSE(walk.next());
+    EXPECT_FALSE(walk.next());
 }
 
 }  // namespace

@@ -29,6 +29,9 @@ struct Command {
     std::function<Result(const Store& store, Format format)> run;
     /// Of a command that needs no store, and so no base directory.
     std::function<Result(Format format)> runWithoutStore = {};
+    /// Of a command that looks at the files themselves and loads nothing; it asks for the location
+    /// when it needs one, which throws `Failure` when none was said.
+    std::function<Result(const std::function<Location()>& location, Format format)> runOnFiles = {};
 };
 
 // One function for each command; each adds one with its options and its help.

@@ -23,7 +23,8 @@ constexpr const char* kFooter =
     "  1  failed\n"
     "  2  bad usage\n"
     "  3  no such setting or type\n"
-    "  4  refused: read-only, or a reset to defaults is in progress\n\n"
+    "  4  refused: read-only, or a reset to defaults is in progress\n"
+    "  5  not all is sound, or not all is the same\n\n"
     "Results go to standard output, all else to standard error. In JSON, bytes that are not UTF-8\n"
     "are replaced by U+FFFD; the exact bytes are then beside it in hexadecimal, \"textBytes\" to\n"
     "\"text\".";
@@ -131,6 +132,9 @@ Result runCommandLine(int argc, const char* const* argv) {
     const Format format = globals.json ? Format::kJson : Format::kText;
     if (chosen.runWithoutStore) {
         return chosen.runWithoutStore(format);
+    }
+    if (chosen.runOnFiles) {
+        return chosen.runOnFiles([&globals] { return locationOf(globals); }, format);
     }
     const Store store(locationOf(globals));
     return chosen.run(store, format);

@@ -13,6 +13,7 @@ enum class ExitCode : int {
     kUsage = 2,
     kUnknownName = 3,  ///< no setting or no type is called so
     kRefused = 4,      ///< read-only, or a reset to defaults is in progress
+    kFindings = 5,     ///< done, and what was looked at is not all sound, or not all the same
 };
 
 /// Ends the command. The text is for people; each of its lines becomes one on standard error.

@@ -3,11 +3,9 @@
 #include <Qel/Settings/SettingChangeCallback.h>
 #include <Qel/Settings/T8SettingsManager.h>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <dirent.h>
 
 #include "Exit.h"
+#include "Files.h"
 #include "LibraryLog.h"
 #include "Nearest.h"
 #include "Terminal.h"
@@ -17,15 +15,6 @@ namespace t8settings {
 namespace {
 
 using Qel::Settings::SettingsManager;
-
-void demandReadableDirectory(const std::string& path) {
-    DIR* const directory = ::opendir(path.c_str());
-    if (directory == nullptr) {
-        throw Failure(ExitCode::kFailed,
-                      "base directory " + inQuotes(path) + ": " + std::strerror(errno));
-    }
-    ::closedir(directory);
-}
 
 SettingsManager& bringUp(const Location& location) {
     demandReadableDirectory(location.base);

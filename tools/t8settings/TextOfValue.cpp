@@ -21,38 +21,76 @@ std::string readBack(const std::string& fileText) {
     return std::string(trimmed(fileText.substr(0, fileText.find('\n'))));
 }
 
+/// What a load makes of the text; empty when the type refuses it.
+SettingPtr created(const FactoryPtr& factory, const std::string& type, const std::string& name,
+                   const std::string& fileText) {
+    return factory->create(type, name, readBack(fileText));
+}
+
 }  // namespace
 
 std::string textForPeople(const std::string& type, const std::string& fileText) {
     return type == kString ? Qel::Settings::StrConv::unescapeString(fileText) : fileText;
 }
 
-Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
-              const std::string& text) {
+namespace {
+
+/// What `given` becomes: the setting that is made of it, or why that would not be as meant.
+struct Made {
+    SettingPtr setting;
+    std::string fileText;
+    std::optional<Outcome> outcome;
+};
+
+Made make(const FactoryPtr& factory, const std::string& type, const std::string& name,
+          const std::string& given) {
     const TypeDescription& description = typeCalled(type);
-    const std::string given = type == kString ? Qel::Settings::StrConv::escapeString(text) : text;
     const Meaning meaning = meaningOf(description, given);
-    const auto refuse = [&](const std::string& outcome, const std::string& takes) {
-        throw Failure(ExitCode::kFailed, name + " is unchanged: " + type + " would not keep " +
-                                             inQuotes(text) + ", " + outcome + "\n" + takes);
-    };
-    const SettingPtr made = factory->create(type, name, readBack(given));
-    if (!made) {
-        refuse("it cannot be read", difference(meaning, {}));
+    const SettingPtr setting = created(factory, type, name, given);
+    if (!setting) {
+        return {setting, "", Outcome{true, "it cannot be read", difference(meaning, {})}};
     }
-    const std::string fileText = factory->valueAsString(made);
+    const std::string fileText = factory->valueAsString(setting);
     const std::string amiss = difference(meaning, meaningOf(description, fileText));
     if (!amiss.empty()) {
-        refuse("it would make " + inQuotes(textForPeople(type, fileText)) + " of it", amiss);
+        const std::string shown = inQuotes(textForPeople(type, fileText));
+        return {setting, fileText, Outcome{false, "it would make " + shown + " of it", amiss}};
     }
-    const SettingPtr loaded = factory->create(type, name, readBack(fileText));
+    const SettingPtr loaded = created(factory, type, name, fileText);
     const std::string loadedText = loaded ? factory->valueAsString(loaded) : "";
     if (loadedText != fileText) {
-        refuse(
-            "it would read " + inQuotes(textForPeople(type, loadedText)) + " from the file again",
-            textsOf(description));
+        const std::string shown = inQuotes(textForPeople(type, loadedText));
+        return {setting, fileText,
+                Outcome{false, "it would read " + shown + " from the file again",
+                        textsOf(description)}};
     }
-    return {made->value(), fileText};
+    return {setting, fileText, std::nullopt};
+}
+
+/// The empty text stands for a default there; somebody who types a value means none by it.
+bool isDefault(const TypeDescription& type, const std::string& fileText) {
+    return fileText.empty() && (type.kind == TypeDescription::Kind::kEnumeration ||
+                                type.kind == TypeDescription::Kind::kRecord);
+}
+
+}  // namespace
+
+std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& type,
+                                 const std::string& name, const std::string& fileText) {
+    return isDefault(typeCalled(type), fileText) ? std::nullopt
+                                                 : make(factory, type, name, fileText).outcome;
+}
+
+Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
+              const std::string& text) {
+    const std::string given = type == kString ? Qel::Settings::StrConv::escapeString(text) : text;
+    const Made made = make(factory, type, name, given);
+    if (made.outcome) {
+        throw Failure(ExitCode::kFailed, name + " is unchanged: " + type + " would not keep " +
+                                             inQuotes(text) + ", " + made.outcome->text + "\n" +
+                                             made.outcome->takes);
+    }
+    return {made.setting->value(), made.fileText};
 }
 
 }  // namespace t8settings

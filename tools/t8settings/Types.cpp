@@ -17,6 +17,18 @@ using Kind = TypeDescription::Kind;
 
 using TypesByName = std::map<std::string, TypeDescription>;
 
+/// The set-up of a store below a place that nothing can lie below.
+FactoryPtr factoryWithoutFiles() {
+    using Qel::Settings::SettingsManager;
+    const std::string location = SettingsManager::location("/dev/null");
+    const std::string marker = SettingsManager::setResetToDefaultsMarker("");
+    SettingsManager manager;
+    Qel::Settings::initDefaultSettingsManager(manager);
+    SettingsManager::location(location);
+    SettingsManager::setResetToDefaultsMarker(marker);
+    return static_cast<const SettingsManager&>(manager).factory();
+}
+
 TypesByName allTypesByName() {
     TypesByName types;
     for (const TypeDescription& type : Qel::Settings::describeTypes()) {
@@ -105,6 +117,11 @@ const TypeDescription& typeCalled(const std::string& name) {
         names.push_back(type.first);
     }
     throw noSuch("type", name, names);
+}
+
+const FactoryPtr& typesInForce() {
+    static const FactoryPtr factory = factoryWithoutFiles();
+    return factory;
 }
 
 TypeDescription elementOf(const TypeDescription& collection) {

@@ -4,11 +4,16 @@
 #include <Qel/Settings/TypeDescription.h>
 #include <string>
 
+#include "Store.h"
+
 namespace t8settings {
 
 /// The type that is registered under this name, or that fields of records are of. Throws `Failure`,
 /// with names that may have been meant, when there is none.
 const Qel::Settings::TypeDescription& typeCalled(const std::string& name);
+
+/// The television's types in force, for texts of settings that nobody has loaded.
+const FactoryPtr& typesInForce();
 
 /// Of an array the type of its elements, of a map that of its values.
 Qel::Settings::TypeDescription elementOf(const Qel::Settings::TypeDescription& collection);

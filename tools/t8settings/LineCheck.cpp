@@ -1,0 +1,177 @@
+#include "LineCheck.h"
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <optional>
+
+#include "CanonicalNumber.h"
+#include "Exit.h"
+#include "Meaning.h"
+#include "NamesInFull.h"
+#include "Terminal.h"
+#include "TextOfValue.h"
+#include "Types.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::TypeDescription;
+using Kind = Qel::Settings::text::IniLine::Kind;
+using MaybeFinding = std::optional<Finding>;
+
+constexpr const char* kForm = "a setting is written KEY = TYPE,VALUE, a comment # TEXT";
+
+std::string inOneLine(std::string text) {
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n')) {
+        text.replace(at, 1, "; ");
+    }
+    return text;
+}
+
+/// Goes through the lines with what is known from the lines before.
+class LineChecker {
+public:
+    LineChecker(const IniFile& file, const FactoryPtr& factory) : factory_(factory) {
+        for (const IniFile::Line& line : file.lines()) {
+            if (line.kind == Kind::Setting) {
+                lastLineOf_[line.name] = line.number;
+            }
+        }
+    }
+
+    MaybeFinding check(const IniFile::Line& line) {
+        using Check = MaybeFinding (LineChecker::*)(const IniFile::Line&);
+        static const std::map<Kind, Check> kChecks = {
+            {Kind::Header, &LineChecker::checkHeader},
+            {Kind::Section, &LineChecker::checkSection},
+            {Kind::SkippedSection, &LineChecker::checkSkippedSection},
+            {Kind::Setting, &LineChecker::checkSetting},
+            {Kind::Malformed, &LineChecker::checkMalformed}};
+        return (this->*kChecks.at(line.kind))(line);
+    }
+
+private:
+    MaybeFinding checkHeader(const IniFile::Line& line) {
+        if (line.key == "name" && !line.isFirst) {
+            return Finding{line.number, Harm::kUnusable, "#name is not the first line",
+                           "move it to the top: as it is, no program can load the file"};
+        }
+        if (line.key == "readonly" && !line.value.empty()) {
+            return Finding{line.number, Harm::kIgnored,
+                           "#readonly makes the storage read-only whatever is said behind it",
+                           "delete the line if settings are to change"};
+        }
+        const auto& words = Qel::Settings::text::kSavePolicyWords;
+        if (line.key == "savepolicy" &&
+            std::find(words.begin(), words.end(), line.value) == words.end()) {
+            return Finding{line.number, Harm::kIgnored,
+                           "no such save policy: " + inQuotes(line.value),
+                           "write ondemand, eachchange or async"};
+        }
+        return std::nullopt;
+    }
+
+    MaybeFinding checkSection(const IniFile::Line& line) {
+        section_ = line.key;
+        return std::nullopt;
+    }
+
+    MaybeFinding checkSkippedSection(const IniFile::Line& line) {
+        const std::string stays =
+            section_.empty() ? "the settings below it have no section"
+                             : "the settings below it are read into section " + inQuotes(section_);
+        if (line.whole.back() != ']') {
+            return Finding{line.number, Harm::kIgnored, "section is not closed, so " + stays,
+                           "write the \"]\""};
+        }
+        if (section_.empty()) {
+            return std::nullopt;
+        }
+        return Finding{line.number, Harm::kIgnored, "no line ends a section, so " + stays,
+                       "move settings without a section above all sections"};
+    }
+
+    MaybeFinding checkMalformed(const IniFile::Line& line) {
+        const bool hasEquals = line.whole.find('=') != std::string::npos;
+        return Finding{line.number, Harm::kLost,
+                       hasEquals ? "no \",\" after the type" : "no \"=\" after the key", kForm};
+    }
+
+    MaybeFinding checkSetting(const IniFile::Line& line) {
+        if (factory_->loader(line.type) == nullptr) {
+            return unknownType(line);
+        }
+        const std::size_t last = lastLineOf_.at(line.name);
+        if (last != line.number) {
+            return Finding{line.number, Harm::kIgnored,
+                           visible(line.name) + " is given once more in line " +
+                               std::to_string(last) + ", which counts",
+                           "delete one of the two"};
+        }
+        return checkValue(line);
+    }
+
+    static MaybeFinding unknownType(const IniFile::Line& line) {
+        std::string reason = "no such type: " + inQuotes(line.type);
+        try {
+            typeCalled(line.type);
+            reason += ", it is one of fields only";
+        } catch (const Failure& failure) {
+            reason = inOneLine(failure.what());
+        }
+        return Finding{line.number, Harm::kLost, visible(line.name) + ": " + reason,
+                       "t8settings types shows all types"};
+    }
+
+    MaybeFinding checkValue(const IniFile::Line& line) {
+        const auto outcome = outcomeOf(factory_, line.type, line.name, line.value);
+        if (!outcome) {
+            return std::nullopt;
+        }
+        return Finding{line.number, outcome->lost ? Harm::kLost : Harm::kChanged,
+                       visible(line.name) + ": " + line.type + " would not keep " +
+                           inQuotes(line.value) + ", " + outcome->text,
+                       outcome->takes};
+    }
+
+    const FactoryPtr& factory_;
+    std::map<std::string, std::size_t> lastLineOf_;
+    std::string section_;
+};
+
+MaybeFinding findingInNames(const IniFile& file) {
+    Qel::Settings::NamesInFull names;
+    try {
+        for (const IniFile::Line& line : file.lines()) {
+            names.add(line.name.size());
+        }
+    } catch (const std::exception& error) {
+        return Finding{0, Harm::kUnusable, error.what(), "give its sections shorter names"};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& factory) {
+    std::vector<Finding> findings;
+    const auto add = [&](const MaybeFinding& finding) {
+        if (finding) {
+            findings.push_back(*finding);
+        }
+    };
+    add(findingInNames(file));
+    LineChecker checker(file, factory);
+    for (const IniFile::Line& line : file.lines()) {
+        add(checker.check(line));
+    }
+    if (file.hasMoreAfterCrcLine() && file.role() == IniFile::Role::kReadWrite) {
+        findings.push_back({file.crcLine(), Harm::kLost, "lines after the CRC line are not read",
+                            "move them above it"});
+    }
+    return findings;
+}
+
+}  // namespace t8settings

@@ -1,0 +1,34 @@
+#ifndef T8SETTINGS_LINECHECK_H
+#define T8SETTINGS_LINECHECK_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "IniFile.h"
+#include "Store.h"
+
+namespace t8settings {
+
+/// What becomes of a line that is not as it should be.
+enum class Harm {
+    kUnusable,  ///< costs the whole file
+    kLost,      ///< no load takes it, and the next save drops it
+    kChanged,   ///< is read as something else than it says, or comes back so after a save
+    kIgnored,   ///< has no effect
+};
+
+struct Finding {
+    std::size_t line;  ///< from 1; 0 for the file as a whole
+    Harm harm;
+    std::string reason;
+    std::string remedy;  ///< what to do about it
+};
+
+/// What is wrong with the lines of a file, in their order. Any number of them for a file that is
+/// not accepted, or none: this is about the lines alone.
+std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& factory);
+
+}  // namespace t8settings
+
+#endif
