@@ -57,7 +57,10 @@ TEST_F(T8settingsRead, PrefixIsOfBytesAndNotOfPaths) {
 TEST_F(T8settingsRead, PrefixWithoutSettingsIsAnEmptyListAndSaysSo) {
     const ToolRun list = run({"list", "sound/"});
     EXPECT_EQ("", list.out);
-    EXPECT_EQ("t8settings: no setting's name begins with \"sound/\"\n", list.err);
+    EXPECT_EQ(
+        "t8settings: no setting's name begins with \"sound/\"\n"
+        "t8settings: did you mean settings/sound/bass or settings/sound/treble?\n",
+        list.err);
     EXPECT_EQ(0, list.exitCode);
     EXPECT_EQ("[]\n", run({"list", "sound/", "--json"}).out);
 }
@@ -77,6 +80,16 @@ TEST_F(T8settingsRead, GetShowsTheTextAlone) {
     EXPECT_EQ("-2\n", get.out);
     EXPECT_EQ("", get.err);
     EXPECT_EQ(0, get.exitCode);
+}
+
+TEST_F(T8settingsRead, GetShowsTheTypeAloneWhenAsked) {
+    const ToolRun get = run({"get", "--type", "settings/menu/order"});
+    EXPECT_EQ("string[]\n", get.out);
+    EXPECT_EQ("", get.err);
+    EXPECT_EQ(0, get.exitCode);
+    EXPECT_EQ(run({"get", "settings/menu/order", "--json"}).out,
+              run({"get", "--type", "settings/menu/order", "--json"}).out);
+    EXPECT_EQ(3, run({"get", "settings/menu", "--type"}).exitCode);
 }
 
 TEST_F(T8settingsRead, GetShowsAStringAsItIsAndOtherTypesAsInTheFile) {

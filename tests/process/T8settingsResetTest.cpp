@@ -96,7 +96,7 @@ TEST_F(T8settingsReset, WhereNobodyCanBeAskedItIsRefused) {
 }
 
 TEST_F(T8settingsReset, YesOnATerminalResets) {
-    for (const char* const answer : {"y\n", "yes\n"}) {
+    for (const char* const answer : {"y\n", "yes\n", "Y\n", "YES\n", "Yes\n"}) {
         const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);
         EXPECT_THAT(reset.out, StartsWith("Reset 1 storages below " + base_ +
                                           "/ to their defaults? " + marker_ +
@@ -144,6 +144,24 @@ TEST_F(T8settingsReset, StorageThatCannotBeWrittenIsNamed) {
                                      path("settings/settings.ini") + "' ): could not write"));
     EXPECT_EQ(1, reset.exitCode);
     EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,5\n"));
+}
+
+TEST_F(T8settingsReset, WhenNothingCouldBeResetTheMarkerIsToldOf) {
+    const std::string advice =
+        "t8settings: nothing was reset, and yet no process saves settings while the marker " +
+        marker_ +
+        " is there:\nt8settings: restart or remove it, when what kept the files from being written "
+        "is mended\n";
+    EXPECT_EQ(1, run({"reset", "--all", "--yes"}, {}, fullDisk).exitCode);
+    EXPECT_TRUE(testsupport::exists(marker_));
+    std::filesystem::remove(marker_);
+    expectReset(false);
+    std::filesystem::remove_all(path("settings"));
+    const ToolRun reset = run({"reset", "--all", "--yes"});
+    EXPECT_THAT(reset.out, HasSubstr("settings: could NOT be reset\n"));
+    EXPECT_THAT(reset.err, testing::EndsWith(advice));
+    EXPECT_EQ(1, reset.exitCode);
+    EXPECT_TRUE(testsupport::exists(marker_));
 }
 
 TEST_F(T8settingsReset, WithNothingToResetNoMarkerIsLeft) {

@@ -165,12 +165,7 @@ TEST_F(T8settingsSet, FailureToWriteInTheBackgroundIsNotLeftToTheBackground) {
 
 TEST_F(T8settingsSet, FullDiskKeepsTheOldValue) {
     EXPECT_EQ(0, run({"set", kBass, "5"}).exitCode);
-    const ToolRun set = run({"set", kBass, "6"}, {}, [] {
-        // Standard error is a file as well and needs some room.
-        const rlimit few = {70, 70};
-        setrlimit(RLIMIT_FSIZE, &few);
-        signal(SIGXFSZ, SIG_IGN);
-    });
+    const ToolRun set = run({"set", kBass, "6"}, {}, fullDisk);
     EXPECT_EQ("", set.out);
     EXPECT_THAT(set.err, StartsWith("t8settings: settings/sound/bass could not be saved:\n"));
     EXPECT_EQ(1, set.exitCode);

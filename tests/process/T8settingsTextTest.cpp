@@ -132,9 +132,9 @@ TEST_F(T8settingsText, CharacterIsOneByteThatALineCanEndWith) {
            {"", std::string(1, '\0')},
            refused("ab", "a"),
            refused("\xC3\xA9", "\xC3"),
-           refused(" ", "\\x00"),
-           refused("\n", "\\x00"),
-           refused("\t", "\\x00")});
+           refused(" ", std::string(1, '\0')),
+           refused("\n", std::string(1, '\0')),
+           refused("\t", std::string(1, '\0'))});
 }
 
 TEST_F(T8settingsText, StringIsTheTextItself) {
@@ -195,7 +195,7 @@ TEST_F(T8settingsText, CharactersOfAnArrayMustComeBack) {
            {"a;\"", "a;\""},
            refused("ab;c", "a;c"),
            refused("a; ", "a"),
-           refused(" ;a", "\\x00;a"),
+           refused(" ;a", std::string("\0;a", 3)),
            refused("a;\\;b", "a;\\"),
            refused("a;\";b", "a;\""),
            refused("a;b;", "a;b"),

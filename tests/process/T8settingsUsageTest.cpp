@@ -119,11 +119,14 @@ TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
 
 TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     const std::string all = "t8settings: see t8settings --help\n";
+    const std::string commands =
+        "t8settings: the commands are list, get, set, reset, info, types\n";
     const ToolRun none = run({});
-    expectBadUsage(none, "no command\n" + all);
-    const ToolRun unknown = run({"frobnicate"});
-    expectBadUsage(unknown, "");
-    EXPECT_THAT(unknown.err, HasSubstr("frobnicate"));
+    expectBadUsage(none, "no command\n" + commands + all);
+    expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
+    expectBadUsage(run({"lst"}),
+                   "no such command: \"lst\"\nt8settings: did you mean list?\n" + all);
+    expectBadUsage(run({"Say \"\\n\""}), "no such command: \"Say \\\"\\\\n\\\"\"\n");
     const ToolRun option = run({"list", "--frobnicate"});
     expectBadUsage(option, "");
     EXPECT_THAT(option.err, HasSubstr("--frobnicate"));
@@ -131,8 +134,32 @@ TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     expectBadUsage(run({"set", "settings/sound/bass"}),
                    "TEXT is required\nt8settings: see t8settings set --help\n");
     expectBadUsage(run({"set", "settings/sound/bass", "1", "2"}), "");
-    expectBadUsage(run({"reset"}), "--all is required\nt8settings: see t8settings reset --help\n");
+    for (const auto& words : {std::vector<std::string>{"reset"},
+                              {"reset", "--all", "settings/sound/bass"},
+                              {"reset", "--yes"}}) {
+        expectBadUsage(run(words),
+                       "say either NAME or --all\n"
+                       "t8settings: see t8settings reset --help\n");
+    }
     expectBadUsage(run({"get", "settings/sound/bass", "list"}), "");
+}
+
+TEST_F(T8settingsUsage, WordThatBeginsWithAHyphenIsToldWhereItGoes) {
+    const ToolRun set = run({"set", "settings/sound/bass", "-x-"});
+    expectBadUsage(set, "TEXT is required\n");
+    EXPECT_THAT(set.err, HasSubstr("t8settings: an argument that begins with \"-\" comes after "
+                                   "\"--\", as in: t8settings set -- NAME TEXT\n"));
+    EXPECT_EQ(1, run({"set", "--", "settings/sound/bass", "-x-"}).exitCode);
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "-5"}).exitCode);
+}
+
+TEST_F(T8settingsUsage, MisspeltOptionIsToldTheLikeliest) {
+    for (const std::string option : {"--bas", "--bas=tv", "--BASE"}) {
+        const ToolRun list = run({"list", option});
+        expectBadUsage(list, "The following argument was not expected: " + option + "\n");
+        EXPECT_THAT(list.err, HasSubstr("t8settings: did you mean --base?\n"));
+    }
+    EXPECT_THAT(run({"get", "x", "--typ"}).err, HasSubstr("did you mean --type?\n"));
 }
 
 TEST_F(T8settingsUsage, MachinesMarkerIsInForceUnlessAnotherOneIsNamed) {
@@ -167,7 +194,7 @@ TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
                               dir_.file("pasted") + "' && ";
     for (const char* const command : {"list", "get", "set", "info", "types", "reset"}) {
         const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
-        EXPECT_EQ(1U, examples.size()) << command;
+        EXPECT_FALSE(examples.empty()) << command;
         for (const std::string& example : examples) {
             EXPECT_THAT(example, HasSubstr(std::string(" ") + command));
             EXPECT_EQ(0, system((enter + example + " >'" + dir_.file("out") + "'").c_str()))

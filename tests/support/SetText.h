@@ -18,12 +18,22 @@ struct Case {
     bool accepted = true;
 };
 
+/// As the tool quotes a text in a message.
+inline std::string inQuotes(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') quoted += '\\';
+        quoted += c == '\0' ? "\\x00" : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
 inline Case refused(const std::string& text, const std::string& wouldBe) {
-    return {text, " \"" + wouldBe + "\" ", false};
+    return {text, " " + inQuotes(wouldBe) + " ", false};
 }
 
 inline Case unreadable(const std::string& text) {
-    return {text, " would not keep \"" + text + "\", it cannot be read\n", false};
+    return {text, " would not keep " + inQuotes(text) + ", it cannot be read\n", false};
 }
 
 class SetTextTest : public ToolTest {

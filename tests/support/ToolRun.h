@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <stdlib.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -42,7 +43,8 @@ inline int exitCodeOf(pid_t child) {
 /// tests but what is in `environment`.
 [[noreturn]] inline void becomeTool(const std::vector<std::string>& arguments,
                                     const std::map<std::string, std::string>& environment) {
-    for (const char* const name : {"T8SETTINGS_BASE", "T8SETTINGS_MARKER", "QLOG", "QLOG_TO"}) {
+    for (const char* const name :
+         {"T8SETTINGS_BASE", "T8SETTINGS_MARKER", "QLOG", "QLOG_TO", "TERM", "NO_COLOR"}) {
         unsetenv(name);
     }
     for (const auto& entry : environment) setenv(entry.first.c_str(), entry.second.c_str(), 1);
@@ -109,13 +111,13 @@ protected:
 
     /// The tool on the base directory and on a terminal, whose person answers its question with
     /// `answer`. `out` is all that the terminal shows.
-    ToolRun runOnTerminal(const std::vector<std::string>& arguments,
-                          const std::string& answer = "") const {
+    ToolRun runOnTerminal(const std::vector<std::string>& arguments, const std::string& answer = "",
+                          std::map<std::string, std::string> environment = {}) const {
+        environment.emplace("T8SETTINGS_BASE", base_);
+        environment.emplace("T8SETTINGS_MARKER", marker_);
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-        if (child == 0) {
-            becomeTool(arguments, {{"T8SETTINGS_BASE", base_}, {"T8SETTINGS_MARKER", marker_}});
-        }
+        if (child == 0) becomeTool(arguments, environment);
         std::string shown;
         char byte = 0;
         bool answered = false;
@@ -135,6 +137,14 @@ protected:
     static void redirect(const std::string& path, int flags, int descriptor) {
         const int opened = open(path.c_str(), flags, 0600);
         if (opened < 0 || dup2(opened, descriptor) < 0) _exit(126);
+    }
+
+    /// For `inChild`: no file can grow beyond a few bytes, which a standard error that goes to a
+    /// file needs as well.
+    static void fullDisk() {
+        const rlimit few = {70, 70};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
     }
 
     TempDir dir_;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Json.h"
+#include "UsageHints.h"
 
 namespace t8settings {
 
@@ -92,13 +93,6 @@ Result version(const Globals& globals) {
                          : std::string("t8settings ") + T8SETTINGS_VERSION + "\n"};
 }
 
-/// The help that may clear up what was wrong on the command line.
-std::string helpOn(const CLI::App& app) {
-    const auto parsed = app.get_subcommands();
-    return "\nsee t8settings " + (parsed.empty() ? "" : parsed.front()->get_name() + " ") +
-           "--help";
-}
-
 void style(CLI::App& app) {
     app.require_subcommand(0, 1);
     app.fallthrough();
@@ -113,7 +107,7 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
             return command;
         }
     }
-    throw Failure(ExitCode::kUsage, "no command" + helpOn(app));
+    throw badUsage(app, "no command");
 }
 
 }  // namespace
@@ -129,7 +123,7 @@ Result runCommandLine(int argc, const char* const* argv) {
     } catch (const CLI::CallForHelp&) {
         return {app.help()};
     } catch (const CLI::ParseError& error) {
-        throw Failure(ExitCode::kUsage, error.what() + helpOn(app));
+        throw badUsage(app, error.what());
     }
     if (globals.version) {
         return version(globals);

@@ -5,18 +5,22 @@
 namespace t8settings {
 
 FileOnDisk::FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage,
-                       const FactoryPtr& factory)
+                       const std::string& path, const FactoryPtr& factory)
     : file_(storage.name(), *storage.filename(), *storage.rwFilename(), factory,
             Qel::Settings::SettingStorageFileBase::Save_onDemand) {
     try {
-        usable_ = file_.loadFile(*storage.rwFilename());
+        usable_ = file_.loadFile(path);
     } catch (const std::exception&) {
         usable_ = false;
     }
 }
 
+SettingPtr FileOnDisk::find(const std::string& name) {
+    return usable_ ? file_.querySetting(name) : SettingPtr();
+}
+
 std::optional<std::string> FileOnDisk::setting(const std::string& name) {
-    const SettingPtr setting = usable_ ? file_.querySetting(name) : SettingPtr();
+    const SettingPtr setting = find(name);
     if (!setting) {
         return std::nullopt;
     }

@@ -9,12 +9,16 @@
 
 namespace t8settings {
 
-/// The read/write file of a storage as the next process will find it, loaded anew. It is never set
-/// aside, whatever it holds.
+/// A file of a storage as the next process will find it, loaded anew. It is never set aside,
+/// whatever it holds.
 class FileOnDisk {
 public:
-    /// `storage` is not read-only.
-    FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage, const FactoryPtr& factory);
+    /// `storage` is not read-only, and `path` that of its read/write file or of its defaults file.
+    FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage, const std::string& path,
+               const FactoryPtr& factory);
+
+    /// Null when the file does not give it back.
+    SettingPtr find(const std::string& name);
 
     /// Type name, "," and text of the setting; nothing when the file does not give it back.
     std::optional<std::string> setting(const std::string& name);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 #include <utility>
 
 #include "Terminal.h"
@@ -12,67 +11,96 @@ namespace t8settings {
 namespace {
 
 constexpr std::size_t kMostCandidates = 3;
+constexpr std::size_t kShortestPart = 3;
 
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
+/// A name with how far it is from what was wanted.
+using Candidate = std::pair<std::size_t, std::string>;
 
-/// Bytes to insert, delete or replace to make one of the other; letter case costs nothing.
-std::size_t distance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+std::vector<Candidate> endingIn(const Pattern& wanted, const std::vector<std::string>& names) {
+    const Pattern pathEnd = wanted.atEndOfPath();
+    std::vector<Candidate> candidates;
+    for (const std::string& name : names) {
+        if (pathEnd.matches(name)) {
+            candidates.emplace_back(0, name);
         }
     }
-    return row.back();
+    return candidates;
 }
 
-bool endsInPath(const std::string& name, const std::string& path) {
-    return name.size() > path.size() && name[name.size() - path.size() - 1] == '/' &&
-           name.compare(name.size() - path.size(), path.size(), path) == 0;
+std::vector<Candidate> fewestSlips(const Pattern& wanted, const std::vector<std::string>& names) {
+    const std::size_t length = wanted.shortest();
+    const std::size_t tolerance = std::max<std::size_t>(2, length / 4);
+    std::vector<Candidate> candidates;
+    for (const std::string& name : names) {
+        if (name.size() + tolerance < length ||
+            (!wanted.hasRun() && name.size() > length + tolerance)) {
+            continue;
+        }
+        const std::size_t slips = wanted.slips(name);
+        if (slips <= tolerance) {
+            candidates.emplace_back(slips, name);
+        }
+    }
+    std::sort(candidates.begin(), candidates.end());
+    const auto farther =
+        std::find_if(candidates.begin(), candidates.end(),
+                     [&](const Candidate& one) { return one.first != candidates.front().first; });
+    candidates.erase(farther, candidates.end());
+    return candidates;
+}
+
+std::string lowered(std::string text) {
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    }
+    return text;
+}
+
+std::vector<Candidate> holding(const Pattern& wanted, const std::vector<std::string>& names) {
+    const std::string part = lowered(wanted.text());
+    std::vector<Candidate> candidates;
+    if (part.size() < kShortestPart) {
+        return candidates;
+    }
+    for (const std::string& name : names) {
+        if (lowered(name).find(part) != std::string::npos) {
+            candidates.emplace_back(name.size(), name);
+        }
+    }
+    std::sort(candidates.begin(), candidates.end());
+    return candidates;
 }
 
 }  // namespace
 
-std::vector<std::string> nearestNames(const std::string& wanted,
+std::vector<std::string> nearestNames(const Pattern& wanted,
                                       const std::vector<std::string>& names) {
-    const std::size_t tolerance = std::max<std::size_t>(2, wanted.size() / 4);
-    std::vector<std::pair<std::size_t, std::string>> candidates;
-    for (const std::string& name : names) {
-        const std::size_t difference =
-            std::max(name.size(), wanted.size()) - std::min(name.size(), wanted.size());
-        if (!wanted.empty() && endsInPath(name, wanted)) {
-            candidates.emplace_back(0, name);
-        } else if (difference <= tolerance) {
-            const std::size_t slips = distance(wanted, name);
-            if (slips <= tolerance) {
-                candidates.emplace_back(slips, name);
-            }
-        }
-    }
-    std::sort(candidates.begin(), candidates.end());
     std::vector<std::string> nearest;
-    for (const auto& candidate : candidates) {
-        if (candidate.first == candidates.front().first && nearest.size() < kMostCandidates) {
-            nearest.push_back(candidate.second);
+    for (const auto find : {endingIn, fewestSlips, holding}) {
+        if (!nearest.empty() || wanted.text().empty()) {
+            break;
+        }
+        for (const Candidate& candidate : find(wanted, names)) {
+            if (nearest.size() < kMostCandidates) {
+                nearest.push_back(candidate.second);
+            }
         }
     }
     return nearest;
 }
 
+std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& candidate : nearestNames(wanted, names)) {
+        text += (text.empty() ? "\ndid you mean " : " or ") + candidate;
+    }
+    return text.empty() ? text : text + "?";
+}
+
 Failure noSuch(const std::string& kind, const std::string& name,
                const std::vector<std::string>& names) {
-    std::string text = "no such " + kind + ": " + inQuotes(name);
-    const std::vector<std::string> meant = nearestNames(name, names);
-    for (const std::string& candidate : meant) {
-        text += (&candidate == &meant.front() ? "\ndid you mean " : " or ") + candidate;
-    }
-    return {ExitCode::kUnknownName, meant.empty() ? text : text + "?"};
+    return {ExitCode::kUnknownName,
+            "no such " + kind + ": " + inQuotes(name) + didYouMean(Pattern::exactly(name), names)};
 }
 
 }  // namespace t8settings

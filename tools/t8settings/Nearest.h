@@ -5,14 +5,17 @@
 #include <vector>
 
 #include "Exit.h"
+#include "Pattern.h"
 
 namespace t8settings {
 
 /// Up to three of `names` that somebody may have meant who wrote `wanted`: those that end in it as
-/// a path ("sound/bass" for "settings/sound/bass") or else those that the fewest slips of the
-/// keyboard lead to. None when it is like no name.
-std::vector<std::string> nearestNames(const std::string& wanted,
-                                      const std::vector<std::string>& names);
+/// a path ("sound/bass" for "settings/sound/bass"), or else those that the fewest slips of the
+/// keyboard lead to, or else the shortest that hold it. None when it is like no name.
+std::vector<std::string> nearestNames(const Pattern& wanted, const std::vector<std::string>& names);
+
+/// "\ndid you mean X or Y?" with the nearest names, or nothing when there are none.
+std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names);
 
 /// That there is no `kind` of this name, with those of `names` that somebody may have meant.
 Failure noSuch(const std::string& kind, const std::string& name,

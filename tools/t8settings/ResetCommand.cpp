@@ -1,155 +1,133 @@
 #include <algorithm>
-#include <cstddef>
+#include <map>
 #include <memory>
 
+#include "Changes.h"
 #include "Command.h"
 #include "FileOnDisk.h"
-#include "Json.h"
 #include "LibraryLog.h"
-#include "Terminal.h"
+#include "Records.h"
+#include "ResetAll.h"
 
 namespace t8settings {
 
 namespace {
 
-using Qel::Settings::SettingStorageInifile;
+using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kHelp =
-    "Every storage goes back to its defaults but calibration data, which survives, read-only\n"
-    "storages, and storages without a defaults file. The reset is announced by a marker file\n"
-    "that stays until the machine restarts: until then no process saves settings. With\n"
+    "With names, these settings get the values of their defaults files, are saved and shown. When\n"
+    "one of them is read-only or has no default, nothing is changed.\n\n"
+    "With --all, every storage goes back to its defaults but calibration data, which survives,\n"
+    "read-only storages, and storages without a defaults file. The reset is announced by a marker\n"
+    "file that stays until the machine restarts: until then no process saves settings. With\n"
     "--marker the announcement is for those alone who look there.\n\n"
-    "Example:\n  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
+    "Examples:\n"
+    "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
+    "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
 
-/// What a reset does to a storage.
-struct Fate {
-    const char* word;   ///< in JSON
-    const char* words;  ///< for people
+struct Wanted {
+    std::vector<std::string> names;
+    bool all = false;
+    bool confirmed = false;
 };
 
-constexpr Fate kReset = {"reset", "reset to its defaults"};
-constexpr Fate kSurvives = {"survives", "kept, it survives a reset"};
-constexpr Fate kReadonly = {"readonly", "kept, it is read-only"};
-constexpr Fate kWithoutDefaults = {"withoutDefaults", "kept, it has no defaults file"};
-constexpr Fate kFailed = {"failed", "could NOT be reset"};
+/// The defaults files that were looked into so far.
+class Defaults {
+public:
+    explicit Defaults(const Store& store) : store_(store) {}
 
-const Fate& fateBefore(const StoragePtr& storage) {
-    const std::string* const defaults = storage->filename();
-    return storage->surviveResetToDefaults()          ? kSurvives
-           : storage->readonly()                      ? kReadonly
-           : defaults == nullptr || defaults->empty() ? kWithoutDefaults
-                                                      : kReset;
-}
-
-/// The CRC that a storage knows is that of what it wrote last, and 0 when a write failed.
-bool isWritten(const Store& store, const StoragePtr& storage) {
-    const auto* const file = dynamic_cast<const SettingStorageInifile*>(storage.get());
-    return file != nullptr && file->crc32() != 0 &&
-           file->crc32() == FileOnDisk(*file, store.factory()).crc32();
-}
-
-const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
-    const Fate& fate = fateBefore(storage);
-    return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
-}
-
-std::ptrdiff_t resettable(const Store& store) {
-    const auto storages = store.storages();
-    return std::count_if(storages.begin(), storages.end(),
-                         [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; });
-}
-
-void demandSomethingToReset(const Store& store) {
-    if (resettable(store) == 0) {
-        // The marker alone would keep every process from saving, for nothing.
-        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " +
-                                             Qel::Settings::SettingsManager::location() +
-                                             " has a defaults file that a reset goes back to");
-    }
-}
-
-void demandConfirmation(const Store& store) {
-    if (!confirm("Reset " + std::to_string(resettable(store)) + " storages below " +
-                 Qel::Settings::SettingsManager::location() + " to their defaults? " +
-                 store.marker() + " then keeps every process from saving until the restart.")) {
-        throw Failure(ExitCode::kFailed, "nothing was reset");
-    }
-}
-
-void resetStore(const Store& store) {
-    store.manager().resetToDefault();
-    const auto mode = store.manager().getSettingsOperationMode();
-    if (mode == Qel::Settings::SOM_ResettingToDefault) {
-        store.demandNormalMode();
-    }
-    if (mode == Qel::Settings::SOM_Normal) {
-        throw Failure(ExitCode::kFailed,
-                      "nothing was reset: the marker " + store.marker() + " cannot be created");
-    }
-}
-
-std::string markerStays(const Store& store) {
-    return "The marker " + visible(store.marker()) +
-           " stays until the restart; until then no process saves settings.\n";
-}
-
-Result report(const Store& store, Format format) {
-    Result result;
-    result.changed = true;
-    Json storages = Json::array();
-    for (const StoragePtr& storage : store.storages()) {
-        const Fate& fate = fateAfter(store, storage);
-        if (&fate == &kFailed) {
-            result.code = ExitCode::kFailed;
+    /// The setting as its defaults file has it. Throws `Failure` when it does not.
+    SettingPtr of(const SettingPtr& setting) {
+        const SettingStorageFileBase& storage = storageOf(setting);
+        const SettingPtr found = fileOf(storage).find(setting->name());
+        if (!found) {
+            throw Failure(ExitCode::kRefused,
+                          setting->name() + " has no default to go back to: " + storage.info());
         }
-        Json row;
-        addBytes(row, "name", storage->name());
-        row["fate"] = fate.word;
-        storages.push_back(row);
-        result.output += visible(storage->name()) + ": " + fate.words + "\n";
+        return found;
     }
-    // Its settings are not in the store, so nothing could be reset; the person must know.
-    for (const Store::FailedFile& file : store.failedFiles()) {
-        result.code = ExitCode::kFailed;
-        Json row;
-        addBytes(row, "file", file.name);
-        row["fate"] = "notLoaded";
-        storages.push_back(row);
-        result.output += visible(file.name) + ": not reset, it could not be loaded\n";
+
+private:
+    FileOnDisk& fileOf(const SettingStorageFileBase& storage) {
+        std::unique_ptr<FileOnDisk>& file = files_[&storage];
+        if (!file) {
+            // What is amiss in the file was told when the store came up.
+            LibraryLog::instance().hold();
+            file = std::make_unique<FileOnDisk>(storage, *storage.filename(), store_.factory());
+            LibraryLog::instance().take();
+        }
+        return *file;
     }
-    result.output += markerStays(store);
-    if (format == Format::kJson) {
-        Json json = {{"storages", storages}};
-        addBytes(json, "marker", store.marker());
-        result.output = textOfJson(json);
+
+    const Store& store_;
+    std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
+};
+
+std::vector<SettingPtr> settingsCalled(const Store& store, std::vector<std::string> names) {
+    std::vector<SettingPtr> settings;
+    for (auto name = names.begin(); name != names.end(); ++name) {
+        if (std::find(names.begin(), name, *name) == name) {
+            settings.push_back(store.find(*name));
+        }
     }
-    return result;
+    return settings;
 }
 
-Result resetAll(const Store& store, Format format, bool confirmed) {
+std::string typeAndText(const Store& store, const SettingPtr& setting) {
+    return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
+}
+
+/// A setting that has its default already needs no writing.
+std::vector<Change> changesToDefaults(const Store& store, const std::vector<SettingPtr>& settings) {
+    Defaults defaults(store);
+    std::vector<Change> changes;
+    for (const SettingPtr& setting : settings) {
+        demandWritable(setting);
+        const SettingPtr byDefault = defaults.of(setting);
+        const std::string text = typeAndText(store, byDefault);
+        if (text != typeAndText(store, setting)) {
+            changes.push_back({setting, byDefault->value(), text});
+        }
+    }
+    return changes;
+}
+
+Result resetNamed(const Store& store, Format format, const std::vector<std::string>& names) {
+    const std::vector<SettingPtr> settings = settingsCalled(store, names);
     store.demandNormalMode();
-    if (!confirmed && !canAsk()) {
-        throw Failure(ExitCode::kUsage,
-                      "reset --all needs --yes where nobody can be asked; nothing was reset");
+    const std::vector<Change> changes = changesToDefaults(store, settings);
+    changeAndSave(store, changes);
+    std::vector<Row> rows;
+    Json json = Json::array();
+    for (const SettingPtr& setting : settings) {
+        const Record record = recordOf(store, storageOf(setting).querySetting(setting->name()));
+        rows.push_back(rowOf(record));
+        json.push_back(jsonOf(record));
     }
-    demandSomethingToReset(store);
-    if (!confirmed) {
-        demandConfirmation(store);
-    }
-    resetStore(store);
-    return report(store, format);
+    Result result;
+    result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
+    result.changed = !changes.empty();
+    return result;
 }
 
 }  // namespace
 
 Command addResetCommand(CLI::App& app) {
-    const auto confirmed = std::make_shared<bool>(false);
+    const auto wanted = std::make_shared<Wanted>();
     CLI::App* const command = app.add_subcommand("reset", "Go back to the defaults");
-    command->add_flag("--all", "The whole store")->required();
-    command->add_flag("--yes", *confirmed, "Do not ask");
+    command->add_option("NAME", wanted->names, "Whole names of settings")->type_name("");
+    command->add_flag("--all", wanted->all, "The whole store");
+    command->add_flag("--yes", wanted->confirmed, "Do not ask before --all");
     command->footer(kHelp);
-    return {command, [confirmed](const Store& store, Format format) {
-                return resetAll(store, format, *confirmed);
+    command->callback([wanted] {
+        if (wanted->all == !wanted->names.empty()) {
+            throw CLI::ValidationError("say either NAME or --all");
+        }
+    });
+    return {command, [wanted](const Store& store, Format format) {
+                return wanted->all ? resetAll(store, format, wanted->confirmed)
+                                   : resetNamed(store, format, wanted->names);
             }};
 }
 

@@ -1,17 +1,13 @@
 #include <memory>
 
+#include "Changes.h"
 #include "Command.h"
-#include "FileOnDisk.h"
-#include "LibraryLog.h"
 #include "Records.h"
-#include "Terminal.h"
 #include "TextOfValue.h"
 
 namespace t8settings {
 
 namespace {
-
-using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kHelp =
     "The text is that of the setting's type, in the form of the settings files; for a string it\n"
@@ -27,52 +23,17 @@ constexpr const char* kHelp =
     "A text that begins with \"-\" and no digit comes after \"--\", as in: set NAME -- -.5\n\n"
     "Example:\n  t8settings --base tv set settings/sound/bass 5";
 
-std::string notSaved(const std::string& name, const std::string& why) {
-    return name + " could not be saved" + (why.empty() ? "" : ":\n" + why);
-}
-
-void demandWritable(const SettingPtr& setting) {
-    const SettingStorageFileBase& storage = storageOf(setting);
-    if (storage.readonly()) {
-        throw Failure(ExitCode::kRefused, setting->name() + " is read-only: " + storage.info());
-    }
-}
-
-/// Changes the value and saves it, whatever the storage's policy, until the disk gives it back.
-void changeAndSave(const Store& store, const SettingPtr& setting, const Value& value,
-                   const std::string& type) {
-    SettingStorageFileBase& storage = storageOf(setting);
-    if (!setting->setValue(value.value)) {
-        throw Failure(ExitCode::kRefused, setting->name() + " refuses the change");
-    }
-    const bool saved = storage.save();
-    if (storage.dirty()) {
-        // A reset that began in between is no failure to save, and looks like none.
-        store.demandNormalMode();
-    }
-    if (!saved || storage.dirty()) {
-        throw Failure(ExitCode::kFailed,
-                      notSaved(setting->name(), reasons(LibraryLog::instance().take())));
-    }
-    if (FileOnDisk(storage, store.factory()).setting(setting->name()) !=
-        type + "," + value.fileText) {
-        throw Failure(ExitCode::kFailed,
-                      notSaved(setting->name(), *storage.rwFilename() + " does not give it back"));
-    }
-}
-
 Result set(const Store& store, Format format, const std::string& name, const std::string& text) {
     const SettingPtr setting = store.find(name);
     store.demandNormalMode();
     demandWritable(setting);
     const std::string type = store.factory()->typeAsString(setting);
     const Value value = valueOf(store.factory(), type, name, text);
-    LibraryLog::instance().hold();
-    changeAndSave(store, setting, value, type);
-    LibraryLog::instance().release();
+    changeAndSave(store, {{setting, value.value, type + "," + value.fileText}});
     const Record record = recordOf(store, setting);
     Result result;
-    result.output = format == Format::kJson ? textOfJson(jsonOf(record)) : linesOf({rowOf(record)});
+    result.output = format == Format::kJson ? textOfJson(jsonOf(record))
+                                            : linesOf({rowOf(record)}, nameAndType());
     result.changed = true;
     return result;
 }

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <unistd.h>
 
@@ -31,6 +33,11 @@ void appendVisible(std::string& out, char c) {
     }
 }
 
+std::string_view environmentWord(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
 }  // namespace
 
 std::string visible(std::string_view text) {
@@ -42,7 +49,14 @@ std::string visible(std::string_view text) {
 }
 
 std::string inQuotes(std::string_view text) {
-    return '"' + visible(text) + '"';
+    std::string out = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+        }
+        appendVisible(out, c);
+    }
+    return out + '"';
 }
 
 std::vector<std::string> splitLines(std::string_view text) {
@@ -79,10 +93,22 @@ bool canAsk() {
     return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
 }
 
+bool showsToTerminal() {
+    return ::isatty(STDOUT_FILENO) == 1;
+}
+
+bool showsColours() {
+    const std::string_view noColour = environmentWord("NO_COLOR");
+    const std::string_view terminal = environmentWord("TERM");
+    return showsToTerminal() && noColour.empty() && !terminal.empty() && terminal != "dumb";
+}
+
 bool confirm(const std::string& question) {
     writeAll(STDERR_FILENO, visible(question) + " [y/N] ");
     std::string answer;
     std::getline(std::cin, answer);
+    std::transform(answer.begin(), answer.end(), answer.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return answer == "y" || answer == "yes";
 }
 

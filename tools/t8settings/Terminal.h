@@ -11,7 +11,7 @@ namespace t8settings {
 /// are. For the eye only, since a backslash in `text` stays single.
 std::string visible(std::string_view text);
 
-/// `visible` in double quotes.
+/// `visible` in double quotes, with a backslash before each quote and backslash of the text itself.
 std::string inQuotes(std::string_view text);
 
 /// The lines of `text`, without their line feeds.
@@ -23,11 +23,19 @@ void complain(std::string_view text);
 /// Writes all of `text` to the descriptor; false, with `errno` set, when that fails.
 bool writeAll(int descriptor, std::string_view text);
 
-/// Asks a question that is answered by a line on standard input; true for "y" and "yes".
+/// Asks a question that is answered by a line on standard input; true for "y" and "yes" in any
+/// letter case.
 bool confirm(const std::string& question);
 
 /// Whether somebody is there to be asked.
 bool canAsk();
+
+/// Whether standard output is read by a person and not by a program.
+bool showsToTerminal();
+
+/// Whether standard output takes colours: a terminal that is not called "dumb", unless NO_COLOR is
+/// set to something.
+bool showsColours();
 
 }  // namespace t8settings
 

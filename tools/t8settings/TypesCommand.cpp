@@ -88,7 +88,7 @@ Result allTypes(Format format) {
         rows.push_back(rowOf(type));
         json.push_back(jsonOf(type));
     }
-    return {format == Format::kJson ? textOfJson(json) : linesOf(rows)};
+    return {format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType())};
 }
 
 Result oneType(Format format, const TypeDescription& type) {
@@ -102,7 +102,7 @@ Result oneType(Format format, const TypeDescription& type) {
     for (const TypeDescription::Field& field : type.fields) {
         rows.push_back(rowOf(field));
     }
-    return {linesOf(rows)};
+    return {linesOf(rows, nameAndType())};
 }
 
 }  // namespace

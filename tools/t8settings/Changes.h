@@ -1,0 +1,29 @@
+#ifndef T8SETTINGS_CHANGES_H
+#define T8SETTINGS_CHANGES_H
+
+#include <boost/any.hpp>
+#include <string>
+#include <vector>
+
+#include "Store.h"
+
+namespace t8settings {
+
+/// What a setting becomes.
+struct Change {
+    SettingPtr setting;
+    boost::any value;
+    std::string typeAndText;  ///< type name, "," and text, in the form of the files
+};
+
+/// Throws `Failure` for a setting that takes no changes.
+void demandWritable(const SettingPtr& setting);
+
+/// Makes the changes and saves them, each storage once and whatever its policy, until the disk
+/// gives them back. Throws `Failure` when one storage fails, and takes back then what others have
+/// saved. The changed settings are to be looked up anew.
+void changeAndSave(const Store& store, const std::vector<Change>& changes);
+
+}  // namespace t8settings
+
+#endif

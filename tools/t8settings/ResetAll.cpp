@@ -1,0 +1,146 @@
+#include "ResetAll.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "FileOnDisk.h"
+#include "Json.h"
+#include "LibraryLog.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+using Qel::Settings::SettingStorageInifile;
+
+/// What a reset does to a storage.
+struct Fate {
+    const char* word;   ///< in JSON
+    const char* words;  ///< for people
+};
+
+constexpr Fate kReset = {"reset", "reset to its defaults"};
+constexpr Fate kSurvives = {"survives", "kept, it survives a reset"};
+constexpr Fate kReadonly = {"readonly", "kept, it is read-only"};
+constexpr Fate kWithoutDefaults = {"withoutDefaults", "kept, it has no defaults file"};
+constexpr Fate kFailed = {"failed", "could NOT be reset"};
+
+const Fate& fateBefore(const StoragePtr& storage) {
+    const std::string* const defaults = storage->filename();
+    return storage->surviveResetToDefaults()          ? kSurvives
+           : storage->readonly()                      ? kReadonly
+           : defaults == nullptr || defaults->empty() ? kWithoutDefaults
+                                                      : kReset;
+}
+
+/// The CRC that a storage knows is that of what it wrote last, and 0 when a write failed.
+bool isWritten(const Store& store, const StoragePtr& storage) {
+    const auto* const file = dynamic_cast<const SettingStorageInifile*>(storage.get());
+    return file != nullptr && file->crc32() != 0 &&
+           file->crc32() == FileOnDisk(*file, *file->rwFilename(), store.factory()).crc32();
+}
+
+const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
+    const Fate& fate = fateBefore(storage);
+    return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
+}
+
+std::ptrdiff_t resettable(const Store& store) {
+    const auto storages = store.storages();
+    return std::count_if(storages.begin(), storages.end(),
+                         [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; });
+}
+
+void demandSomethingToReset(const Store& store) {
+    if (resettable(store) == 0) {
+        // The marker alone would keep every process from saving, for nothing.
+        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " +
+                                             Qel::Settings::SettingsManager::location() +
+                                             " has a defaults file that a reset goes back to");
+    }
+}
+
+void demandConfirmation(const Store& store) {
+    if (!confirm("Reset " + std::to_string(resettable(store)) + " storages below " +
+                 Qel::Settings::SettingsManager::location() + " to their defaults? " +
+                 store.marker() + " then keeps every process from saving until the restart.")) {
+        throw Failure(ExitCode::kFailed, "nothing was reset");
+    }
+}
+
+void resetStore(const Store& store) {
+    store.manager().resetToDefault();
+    const auto mode = store.manager().getSettingsOperationMode();
+    if (mode == Qel::Settings::SOM_ResettingToDefault) {
+        store.demandNormalMode();
+    }
+    if (mode == Qel::Settings::SOM_Normal) {
+        throw Failure(ExitCode::kFailed,
+                      "nothing was reset: the marker " + store.marker() + " cannot be created");
+    }
+}
+
+std::string markerStays(const Store& store) {
+    return "The marker " + visible(store.marker()) +
+           " stays until the restart; until then no process saves settings.\n";
+}
+
+Result report(const Store& store, Format format) {
+    Result result;
+    result.changed = true;
+    bool anyReset = false;
+    Json storages = Json::array();
+    for (const StoragePtr& storage : store.storages()) {
+        const Fate& fate = fateAfter(store, storage);
+        if (&fate == &kFailed) {
+            result.code = ExitCode::kFailed;
+        }
+        anyReset = anyReset || &fate == &kReset;
+        Json row;
+        addBytes(row, "name", storage->name());
+        row["fate"] = fate.word;
+        storages.push_back(row);
+        result.output += visible(storage->name()) + ": " + fate.words + "\n";
+    }
+    // Its settings are not in the store, so nothing could be reset; the person must know.
+    for (const Store::FailedFile& file : store.failedFiles()) {
+        result.code = ExitCode::kFailed;
+        Json row;
+        addBytes(row, "file", file.name);
+        row["fate"] = "notLoaded";
+        storages.push_back(row);
+        result.output += visible(file.name) + ": not reset, it could not be loaded\n";
+    }
+    if (!anyReset) {
+        complain("nothing was reset, and yet no process saves settings while the marker " +
+                 store.marker() +
+                 " is there:\nrestart or remove it, when what kept the files from being written is "
+                 "mended");
+    }
+    result.output += markerStays(store);
+    if (format == Format::kJson) {
+        Json json = {{"storages", storages}};
+        addBytes(json, "marker", store.marker());
+        result.output = textOfJson(json);
+    }
+    return result;
+}
+
+}  // namespace
+
+Result resetAll(const Store& store, Format format, bool confirmed) {
+    store.demandNormalMode();
+    if (!confirmed && !canAsk()) {
+        throw Failure(ExitCode::kUsage,
+                      "reset --all needs --yes where nobody can be asked; nothing was reset");
+    }
+    demandSomethingToReset(store);
+    if (!confirmed) {
+        demandConfirmation(store);
+    }
+    resetStore(store);
+    return report(store, format);
+}
+
+}  // namespace t8settings

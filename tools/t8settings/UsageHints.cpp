@@ -1,0 +1,106 @@
+#include "UsageHints.h"
+
+#include <string>
+#include <vector>
+
+#include "Nearest.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+std::vector<const CLI::App*> chain(const CLI::App& app) {
+    std::vector<const CLI::App*> parsed = {&app};
+    for (const CLI::App* const command : app.get_subcommands()) {
+        parsed.push_back(command);
+    }
+    return parsed;
+}
+
+/// The first word that the parser had no use for; empty when it had one for all.
+std::string strayWord(const CLI::App& app) {
+    for (const CLI::App* const parsed : chain(app)) {
+        for (const std::string& word : parsed->remaining()) {
+            return word;
+        }
+    }
+    return "";
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* const parsed : chain(app)) {
+        for (const CLI::Option* const option : parsed->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
+std::string allCommands(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "\nthe commands are " : ", ") + name;
+    }
+    return text;
+}
+
+std::string noSuchCommand(const CLI::App& app, const std::string& word) {
+    const std::vector<std::string> names = commandNames(app);
+    const std::string meant = didYouMean(Pattern::exactly(word), names);
+    return "no such command: " + inQuotes(word) + (meant.empty() ? allCommands(names) : meant);
+}
+
+/// "NAME TEXT" of a command that takes a name and a text; empty when it takes options alone.
+std::string argumentsOf(const CLI::App& command) {
+    std::string words;
+    for (const CLI::Option* const option : command.get_options()) {
+        if (option->get_positional()) {
+            words += (words.empty() ? "" : " ") + option->get_name(true);
+        }
+    }
+    return words;
+}
+
+std::string hintOnOption(const CLI::App& app, const std::string& word) {
+    const std::string meant =
+        didYouMean(Pattern::exactly(word.substr(0, word.find('='))), optionNames(app));
+    const std::string arguments = argumentsOf(*chain(app).back());
+    if (!meant.empty() || arguments.empty()) {
+        return meant;
+    }
+    return "\nan argument that begins with \"-\" comes after \"--\", as in: t8settings " +
+           chain(app).back()->get_name() + " -- " + arguments;
+}
+
+}  // namespace
+
+Failure badUsage(const CLI::App& app, const std::string& error) {
+    const bool hasCommand = !app.get_subcommands().empty();
+    const std::string stray = strayWord(app);
+    const bool isOption = !stray.empty() && stray.front() == '-';
+    std::string text = error;
+    if (isOption) {
+        text += hintOnOption(app, stray);
+    } else if (!hasCommand && !stray.empty()) {
+        text = noSuchCommand(app, stray);
+    } else if (!hasCommand) {
+        text += allCommands(commandNames(app));
+    }
+    return {ExitCode::kUsage, text + "\nsee t8settings " +
+                                  (hasCommand ? chain(app).back()->get_name() + " " : "") +
+                                  "--help"};
+}
+
+}  // namespace t8settings

@@ -1,0 +1,16 @@
+#ifndef T8SETTINGS_USAGEHINTS_H
+#define T8SETTINGS_USAGEHINTS_H
+
+#include <CLI/CLI.hpp>
+
+#include "Exit.h"
+
+namespace t8settings {
+
+/// What is wrong on the command line, what may have been meant, and the help that tells more.
+/// `app` has parsed it as far as it goes.
+Failure badUsage(const CLI::App& app, const std::string& error);
+
+}  // namespace t8settings
+
+#endif
