@@ -7,6 +7,7 @@
 
 #include "Nearest.h"
 #include "Scalars.h"
+#include "SetUp.h"
 
 namespace t8settings {
 
@@ -16,18 +17,6 @@ using Qel::Settings::TypeDescription;
 using Kind = TypeDescription::Kind;
 
 using TypesByName = std::map<std::string, TypeDescription>;
-
-/// The set-up of a store below a place that nothing can lie below.
-FactoryPtr factoryWithoutFiles() {
-    using Qel::Settings::SettingsManager;
-    const std::string location = SettingsManager::location("/dev/null");
-    const std::string marker = SettingsManager::setResetToDefaultsMarker("");
-    SettingsManager manager;
-    Qel::Settings::initDefaultSettingsManager(manager);
-    SettingsManager::location(location);
-    SettingsManager::setResetToDefaultsMarker(marker);
-    return static_cast<const SettingsManager&>(manager).factory();
-}
 
 TypesByName allTypesByName() {
     TypesByName types;
@@ -120,8 +109,7 @@ const TypeDescription& typeCalled(const std::string& name) {
 }
 
 const FactoryPtr& typesInForce() {
-    static const FactoryPtr factory = factoryWithoutFiles();
-    return factory;
+    return setUpWithoutFiles().types;
 }
 
 TypeDescription elementOf(const TypeDescription& collection) {
