@@ -32,6 +32,9 @@ struct Command {
     /// Of a command that looks at the files themselves and loads nothing; it asks for the location
     /// when it needs one, which throws `Failure` when none was said.
     std::function<Result(const std::function<Location()>& location, Format format)> runOnFiles = {};
+    /// Of a command that changes one file, wherever it lies. The marker of a reset is empty for the
+    /// machine's own.
+    std::function<Result(const std::string& marker, Format format)> runOnOneFile = {};
 };
 
 // One function for each command; each adds one with its options and its help.
@@ -41,6 +44,9 @@ Command addSetCommand(CLI::App& app);
 Command addResetCommand(CLI::App& app);
 Command addInfoCommand(CLI::App& app);
 Command addTypesCommand(CLI::App& app);
+Command addVerifyCommand(CLI::App& app);
+Command addSealCommand(CLI::App& app);
+Command addRecoverCommand(CLI::App& app);
 
 }  // namespace t8settings
 

@@ -50,9 +50,10 @@ void addGlobals(CLI::App& app, Globals& globals) {
 }
 
 std::vector<Command> addCommands(CLI::App& app) {
-    std::vector<Command> commands = {addListCommand(app), addGetCommand(app),
-                                     addSetCommand(app),  addResetCommand(app),
-                                     addInfoCommand(app), addTypesCommand(app)};
+    std::vector<Command> commands = {
+        addListCommand(app),   addGetCommand(app),  addSetCommand(app),
+        addResetCommand(app),  addInfoCommand(app), addTypesCommand(app),
+        addVerifyCommand(app), addSealCommand(app), addRecoverCommand(app)};
     for (const Command& command : commands) {
         command.parsed->group("Commands");
         command.parsed->footer(command.parsed->get_footer() +
@@ -79,13 +80,17 @@ std::optional<std::string> said(const std::optional<std::string>& option, const 
     return value;
 }
 
+std::string markerOf(const Globals& globals) {
+    return said(globals.marker, "--marker", "T8SETTINGS_MARKER").value_or("");
+}
+
 Location locationOf(const Globals& globals) {
     const auto base = said(globals.base, "--base", "T8SETTINGS_BASE");
-    const auto marker = said(globals.marker, "--marker", "T8SETTINGS_MARKER");
+    const std::string marker = markerOf(globals);
     if (!base) {
         throw Failure(ExitCode::kUsage, "no base directory: say --base DIR or set T8SETTINGS_BASE");
     }
-    return {*base, marker.value_or("")};
+    return {*base, marker};
 }
 
 Result version(const Globals& globals) {
@@ -135,6 +140,9 @@ Result runCommandLine(int argc, const char* const* argv) {
     }
     if (chosen.runOnFiles) {
         return chosen.runOnFiles([&globals] { return locationOf(globals); }, format);
+    }
+    if (chosen.runOnOneFile) {
+        return chosen.runOnOneFile(markerOf(globals), format);
     }
     const Store store(locationOf(globals));
     return chosen.run(store, format);

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <filesystem>
 #include <sys/stat.h>
+#include <system_error>
 #include <utility>
 
 #include "Exit.h"
@@ -18,6 +20,9 @@ namespace {
 namespace files = Qel::Settings::files;
 
 constexpr std::string_view kIni = ".ini";
+constexpr std::string_view kCopy = ".tmp";
+constexpr std::string_view kSetAside = ".bad";
+constexpr std::string_view kNewCopy = ".tmp.new";
 
 std::string lastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
@@ -29,12 +34,14 @@ bool endsWith(const std::string& text, std::string_view end) {
 }
 
 std::string storageNameOf(const std::string& path) {
-    const std::string name = lastPart(path);
+    const std::string name = lastPart(fileBeside(path).value_or(path));
     return endsWith(name, kIni) ? name.substr(0, name.size() - kIni.size()) : name;
 }
 
 bool isInDefaultsDirectory(const std::string& path) {
-    const std::string directory = lastPart(files::directoryOf(path));
+    std::error_code notThere;
+    const std::string directory =
+        lastPart(std::filesystem::canonical(files::directoryOf(path), notThere));
     for (const files::StorageDirectory& known : files::storageDirectories("")) {
         if (directory == known.defaults) {
             return true;
@@ -44,7 +51,7 @@ bool isInDefaultsDirectory(const std::string& path) {
 }
 
 /// What a load takes of a file and its copy; the file when it takes neither.
-IniFile takenByLoad(const std::string& path, const std::string& storage, IniFile::Role role) {
+IniFile fileOrCopy(const std::string& path, const std::string& storage, IniFile::Role role) {
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
     IniFile copy(copyOf(path), storage, IniFile::Role::kReadWrite);
     return copy.accepted() ? std::move(copy) : IniFile(path, storage, role);
@@ -73,16 +80,35 @@ void demandReadableDirectory(const std::string& path) {
     ::closedir(directory);
 }
 
-std::string copyOf(const std::string& file) {
-    return file + ".tmp";
+void complainOfNoFiles(const std::string& base) {
+    complain("no settings files below " + inQuotes(base) +
+             "; they lie in its directories settings, calibration_data, qel-default-settings and "
+             "qel-default-calibration_data");
 }
 
-std::string setAsideOf(const std::string& file) {
-    return file + ".bad";
+std::string copyOf(std::string file) {
+    return file.append(kCopy);
 }
 
-std::string newCopyOf(const std::string& file) {
-    return copyOf(file) + ".new";
+std::string setAsideOf(std::string file) {
+    return file.append(kSetAside);
+}
+
+std::string newCopyOf(std::string file) {
+    return file.append(kNewCopy);
+}
+
+std::optional<std::string> fileBeside(const std::string& path) {
+    for (const std::string_view suffix : {kNewCopy, kCopy, kSetAside}) {
+        if (endsWith(path, suffix)) {
+            return path.substr(0, path.size() - suffix.size());
+        }
+    }
+    return std::nullopt;
+}
+
+bool isXml(const std::string& path) {
+    return endsWith(path, ".xml");
 }
 
 bool isThere(const std::string& path) {
@@ -91,12 +117,26 @@ bool isThere(const std::string& path) {
 }
 
 IniFile iniFileAt(const std::string& path) {
+    const bool isDefaults = isInDefaultsDirectory(path) && !fileBeside(path);
     return {path, storageNameOf(path),
-            isInDefaultsDirectory(path) ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
+            isDefaults ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
+}
+
+FileGroup groupAt(const std::string& path) {
+    const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
+    return {iniFileAt(path), iniFileAt(copyOf(path)), iniFileAt(setAsideOf(path)),
+            iniFileAt(newCopyOf(path))};
+}
+
+const IniFile* takenByLoad(const FileGroup& group) {
+    if (group.file.state() == FileState::kMissing) {
+        return nullptr;
+    }
+    return group.copy.accepted() ? &group.copy : group.file.accepted() ? &group.file : nullptr;
 }
 
 IniFile defaultsOf(const StorageFiles& storage) {
-    return takenByLoad(storage.defaults, storage.storageName(), IniFile::Role::kDefaults);
+    return fileOrCopy(storage.defaults, storage.storageName(), IniFile::Role::kDefaults);
 }
 
 IniFile readWriteOf(const StorageFiles& storage) {
@@ -104,7 +144,7 @@ IniFile readWriteOf(const StorageFiles& storage) {
     if (::stat(storage.readWrite.c_str(), &status) != 0) {
         return {storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite};
     }
-    return takenByLoad(storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite);
+    return fileOrCopy(storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite);
 }
 
 }  // namespace t8settings

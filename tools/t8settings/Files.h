@@ -1,6 +1,7 @@
 #ifndef T8SETTINGS_FILES_H
 #define T8SETTINGS_FILES_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,10 +20,18 @@ std::vector<StorageFiles> storagesBelow(const std::string& base);
 /// Throws `Failure` when it cannot be read.
 void demandReadableDirectory(const std::string& path);
 
+/// Tells where settings files lie, since there are none.
+void complainOfNoFiles(const std::string& base);
+
 /// What may lie beside a settings file.
-std::string copyOf(const std::string& file);      ///< the temporary copy of a save
-std::string setAsideOf(const std::string& file);  ///< what could not be used
-std::string newCopyOf(const std::string& file);   ///< a copy on its way to its place
+std::string copyOf(std::string file);      ///< the temporary copy of a save
+std::string setAsideOf(std::string file);  ///< what could not be used
+std::string newCopyOf(std::string file);   ///< a copy on its way to its place
+
+/// The file that `path` may lie beside; nothing when it is no name of such a file.
+std::optional<std::string> fileBeside(const std::string& path);
+
+bool isXml(const std::string& path);
 
 /// Whether anything of this name is there, a link to nothing included.
 bool isThere(const std::string& path);
@@ -30,6 +39,20 @@ bool isThere(const std::string& path);
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
+
+/// A settings file and what lies beside it, as one moment shows them.
+struct FileGroup {
+    IniFile file;
+    IniFile copy;
+    IniFile setAside;
+    IniFile newCopy;
+};
+
+/// Reads them under the directory's lock.
+FileGroup groupAt(const std::string& path);
+
+/// The one of the two that a load takes, the copy or the file; null when it takes none.
+const IniFile* takenByLoad(const FileGroup& group);
 
 /// A storage's defaults as a load finds them, its copy or itself; both are looked at under the
 /// directory's lock. Of role `kDefaults` when it is the file itself.

@@ -4,6 +4,7 @@
 #include <exception>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "CanonicalNumber.h"
 #include "Exit.h"
@@ -145,12 +146,59 @@ MaybeFinding findingInNames(const IniFile& file) {
     Qel::Settings::NamesInFull names;
     try {
         for (const IniFile::Line& line : file.lines()) {
-            names.add(line.name.size());
+            names.add(line.kind == Kind::Section ? file.storageName().size() + line.key.size()
+                                                 : line.name.size());
         }
     } catch (const std::exception& error) {
         return Finding{0, Harm::kUnusable, error.what(), "give its sections shorter names"};
     }
     return std::nullopt;
+}
+
+}  // namespace
+
+namespace {
+
+/// The section that a save writes a setting under, with "/" at its end: the longest one that begins
+/// its name. Empty for none.
+std::string sectionOf(const std::string& name, const std::set<std::string>& sections) {
+    for (std::size_t slash = name.rfind('/'); slash != std::string::npos && slash > 0;
+         slash = name.rfind('/', slash - 1)) {
+        const std::string section = name.substr(0, slash + 1);
+        if (sections.count(section) != 0) {
+            return section;
+        }
+    }
+    return "";
+}
+
+/// A save writes the settings in the order of their names, and no line ends a section.
+std::vector<Finding> findingsInOrder(const IniFile& file) {
+    std::map<std::string, std::size_t> lineOf;
+    std::set<std::string> sections;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting) {
+            lineOf[line.name] = line.number;
+        } else if (line.kind == Kind::Section) {
+            sections.insert(file.storageName() + "/" + line.key + "/");
+        }
+    }
+    std::vector<Finding> findings;
+    std::string before;
+    for (const auto& [name, line] : lineOf) {
+        const std::string section = sectionOf(name, sections);
+        if (!section.empty()) {
+            before = section;
+        } else if (!before.empty()) {
+            const std::string key = name.substr(file.storageName().size() + 1);
+            findings.push_back({line, Harm::kMoved,
+                                visible(name) + " has no section and sorts after " +
+                                    visible(before) + ": a save makes " + visible(before + key) +
+                                    " of it",
+                                "give it a section"});
+        }
+    }
+    return findings;
 }
 
 }  // namespace
@@ -167,10 +215,15 @@ std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& fact
     for (const IniFile::Line& line : file.lines()) {
         add(checker.check(line));
     }
+    for (const Finding& finding : findingsInOrder(file)) {
+        findings.push_back(finding);
+    }
     if (file.hasMoreAfterCrcLine() && file.role() == IniFile::Role::kReadWrite) {
         findings.push_back({file.crcLine(), Harm::kLost, "lines after the CRC line are not read",
                             "move them above it"});
     }
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return findings;
 }
 

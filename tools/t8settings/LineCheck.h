@@ -12,11 +12,18 @@ namespace t8settings {
 
 /// What becomes of a line that is not as it should be.
 enum class Harm {
-    kUnusable,  ///< costs the whole file
-    kLost,      ///< no load takes it, and the next save drops it
-    kChanged,   ///< is read as something else than it says, or comes back so after a save
-    kIgnored,   ///< has no effect
+    kUnreadable,  ///< of a whole file: nobody can say what it holds
+    kUnusable,    ///< costs the whole file
+    kLost,        ///< no load takes it, and the next save drops it
+    kChanged,     ///< is read as something else than it says, or comes back so after a save
+    kMoved,       ///< comes back under another name after a save
+    kIgnored,     ///< has no effect
 };
+
+/// Whether somebody would miss something, if not at once.
+inline bool isGrave(Harm harm) {
+    return harm != Harm::kIgnored;
+}
 
 struct Finding {
     std::size_t line;  ///< from 1; 0 for the file as a whole

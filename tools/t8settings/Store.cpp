@@ -8,6 +8,7 @@
 #include "Files.h"
 #include "LibraryLog.h"
 #include "Nearest.h"
+#include "SetUp.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -76,9 +77,7 @@ Store::Store(const Location& location)
       factory_(static_cast<const SettingsManager&>(manager_).factory()),
       failedFiles_(filesLeftOut(LibraryLog::instance().take())) {
     if (storages().empty() && failedFiles_.empty()) {
-        complain("no settings files below " + inQuotes(SettingsManager::location()) +
-                 "; they lie in its directories settings, calibration_data, qel-default-settings "
-                 "and qel-default-calibration_data");
+        complainOfNoFiles(SettingsManager::location());
     }
 }
 
@@ -108,8 +107,7 @@ std::vector<StoragePtr> Store::storages() const {
 
 void Store::demandNormalMode() const {
     if (manager_.getSettingsOperationMode() != Qel::Settings::SOM_Normal) {
-        throw Failure(ExitCode::kRefused, "a reset to defaults is in progress, " + marker_ +
-                                              " exists: nothing is saved until the restart");
+        throw resetInProgress(marker_);
     }
 }
 

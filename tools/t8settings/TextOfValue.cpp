@@ -1,6 +1,8 @@
 #include "TextOfValue.h"
 
 #include <Qel/Settings/StrConv.h>
+#include <cstddef>
+#include <string_view>
 
 #include "CanonicalNumber.h"
 #include "Exit.h"
@@ -13,6 +15,7 @@ namespace t8settings {
 namespace {
 
 using Qel::Settings::TypeDescription;
+namespace StrConv = Qel::Settings::StrConv;
 
 constexpr const char* kString = "string";
 
@@ -95,17 +98,31 @@ bool isDefault(const TypeDescription& type, const std::string& fileText) {
                                 type.kind == TypeDescription::Kind::kRecord);
 }
 
+/// Whether a backslash at the end has nothing to escape and is dropped.
+bool endsInBackslash(std::string_view fileText) {
+    const bool enclosed = fileText.size() >= 2 && fileText.front() == '"' && fileText.back() == '"';
+    fileText.remove_suffix(enclosed ? 1 : 0);
+    const std::size_t last = fileText.find_last_not_of('\\');
+    return (fileText.size() - (last + 1)) % 2 == 1;
+}
+
 }  // namespace
 
 std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& type,
                                  const std::string& name, const std::string& fileText) {
-    return isDefault(typeCalled(type), fileText) ? std::nullopt
-                                                 : make(factory, type, name, fileText).outcome;
+    if (isDefault(typeCalled(type), fileText)) {
+        return std::nullopt;
+    }
+    // A quote that nobody has escaped stands for itself.
+    const std::string given = type == kString && !endsInBackslash(fileText)
+                                  ? StrConv::escapeString(StrConv::unescapeString(fileText))
+                                  : fileText;
+    return make(factory, type, name, given).outcome;
 }
 
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
               const std::string& text) {
-    const std::string given = type == kString ? Qel::Settings::StrConv::escapeString(text) : text;
+    const std::string given = type == kString ? StrConv::escapeString(text) : text;
     const Made made = make(factory, type, name, given);
     if (made.outcome) {
         throw Failure(ExitCode::kFailed, name + " is unchanged: " + type + " would not keep " +

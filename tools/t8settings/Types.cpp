@@ -8,6 +8,7 @@
 
 #include "Nearest.h"
 #include "Scalars.h"
+#include "SetUp.h"
 
 namespace t8settings {
 
@@ -17,18 +18,6 @@ using Qel::Settings::TypeDescription;
 using Kind = TypeDescription::Kind;
 
 using TypesByName = std::map<std::string, TypeDescription>;
-
-/// The set-up of a store below a place that nothing can lie below.
-FactoryPtr factoryWithoutFiles() {
-    using Qel::Settings::SettingsManager;
-    const std::string location = SettingsManager::location("/dev/null");
-    const std::string marker = SettingsManager::setResetToDefaultsMarker("");
-    SettingsManager manager;
-    Qel::Settings::initDefaultSettingsManager(manager);
-    SettingsManager::location(location);
-    SettingsManager::setResetToDefaultsMarker(marker);
-    return static_cast<const SettingsManager&>(manager).factory();
-}
 
 /// The keys of a map "map<K:T>" go by the name K, with and without its namespaces.
 void addNamesOfKey(TypesByName& types, const TypeDescription& map) {
@@ -138,8 +127,7 @@ const TypeDescription& typeCalled(const std::string& name) {
 }
 
 const FactoryPtr& typesInForce() {
-    static const FactoryPtr factory = factoryWithoutFiles();
-    return factory;
+    return setUpWithoutFiles().types;
 }
 
 TypeDescription elementOf(const TypeDescription& collection) {

@@ -1,0 +1,254 @@
+#include "FileCheck.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "Exit.h"
+#include "SetUp.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+struct StateText {
+    const char* word;
+    const char* text;
+};
+
+const StateText& textOf(FileState state) {
+    static constexpr std::array<StateText, 7> kTexts = {
+        {{"missing", "not there"},
+         {"unreadable", "cannot be read"},
+         {"tooLarge", "larger than 64 MiB, which no program reads"},
+         {"noCrc", "no CRC line"},
+         {"wrongCrc", "wrong CRC"},
+         {"unchecked", "the CRC check is switched off"},
+         {"sealed", "CRC right"}}};
+    return kTexts.at(static_cast<std::size_t>(state));
+}
+
+const char* wordOf(Harm harm) {
+    static constexpr std::array<const char*, 6> kWords = {"unreadable", "unusable", "lost",
+                                                          "changed",    "moved",    "ignored"};
+    return kWords.at(static_cast<std::size_t>(harm));
+}
+
+bool isPlain(char c) {
+    constexpr std::string_view kPlain = "/._-+:@%,";
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           static_cast<unsigned char>(c) >= 128 || kPlain.find(c) != std::string_view::npos;
+}
+
+std::string shellWord(const std::string& text) {
+    if (!text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), isPlain)) {
+        return text;
+    }
+    std::string word = text.front() == '-' ? "./'" : "'";
+    for (const char c : text) {
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return word + "'";
+}
+
+bool isMissing(const IniFile& file) {
+    return file.state() == FileState::kMissing;
+}
+
+Json jsonOf(const FileFinding& finding) {
+    Json json;
+    addBytes(json, "file", finding.path);
+    json["line"] = finding.finding.line == 0 ? Json(nullptr) : Json(finding.finding.line);
+    json["harm"] = wordOf(finding.finding.harm);
+    addBytes(json, "reason", finding.finding.reason);
+    addBytes(json, "remedy", finding.finding.remedy);
+    return json;
+}
+
+/// What a state is worth, if nothing lies beside the file. Of a file that a load refuses, no more
+/// than that: the caller knows what the load does then.
+std::vector<Finding> findingsInState(const IniFile& file) {
+    if (file.accepted() && file.state() != FileState::kUnchecked) {
+        return {};
+    }
+    if (file.role() == IniFile::Role::kDefaults && file.state() >= FileState::kWithoutCrc) {
+        return {};
+    }
+    switch (file.state()) {
+        case FileState::kMissing:
+            return {};
+        case FileState::kUnreadable:
+            return {{0, Harm::kUnreadable, stateOf(file), ""}};
+        case FileState::kUnchecked:
+            return {{file.crcLine(), Harm::kIgnored,
+                     "the CRC check is switched off, so damage goes unnoticed",
+                     commandOn("seal", file.path()) + " switches it on"}};
+        default:
+            return {{file.crcLine(), Harm::kUnusable, stateOf(file), ""}};
+    }
+}
+
+std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>& findings) {
+    std::vector<FileFinding> ofFile;
+    ofFile.reserve(findings.size());
+    for (const Finding& finding : findings) {
+        ofFile.push_back({file.path(), finding});
+    }
+    return ofFile;
+}
+
+/// Adds to the file's refusal what the next load makes of it.
+void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& findings) {
+    const std::string& path = group.file.path();
+    if (group.file.accepted() || isMissing(group.file) || findings.empty()) {
+        return;
+    }
+    Finding& refusal = findings.front().finding;
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        refusal.reason += "; none of its settings come up";
+    } else if (group.copy.accepted()) {
+        refusal.reason += "; " + copyOf(path) + " is read in its place";
+        refusal.remedy = "the next save mends it";
+    } else {
+        refusal.reason += "; the next program to load it sets it aside as " + setAsideOf(path);
+        const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
+        refusal.remedy = (maySeal ? "after a hand edit: " + commandOn("seal", path) + "; " : "") +
+                         "after damage: " + commandOn("recover", path);
+    }
+}
+
+std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
+    const IniFile& copy = group.copy;
+    if (isMissing(copy)) {
+        return {};
+    }
+    if (!copy.accepted()) {
+        return {{copy.path(),
+                 {0, Harm::kIgnored, "left by an interrupted save and not whole: " + stateOf(copy),
+                  "the next save replaces it"}}};
+    }
+    const std::string recover = commandOn("recover", group.file.path());
+    if (isMissing(group.file)) {
+        return {{copy.path(),
+                 {0, Harm::kLost,
+                  "whole copy of an interrupted save, which no program looks for since " +
+                      group.file.path() + " is not there",
+                  recover}}};
+    }
+    std::vector<FileFinding> findings = {
+        {copy.path(),
+         {0, Harm::kChanged,
+          "whole copy of an interrupted save, read in place of " + group.file.path(),
+          "the next save puts it in order; " + recover + " shows what differs"}}};
+    for (FileFinding& finding : findingsIn(copy)) {
+        findings.push_back(std::move(finding));
+    }
+    return findings;
+}
+
+}  // namespace
+
+std::string textOf(const FileFinding& finding) {
+    std::string text = finding.path;
+    if (finding.finding.line != 0) {
+        text += ":" + std::to_string(finding.finding.line);
+    }
+    text += ": " + finding.finding.reason;
+    if (!finding.finding.remedy.empty()) {
+        text += "; " + finding.finding.remedy;
+    }
+    return visible(text);
+}
+
+std::string linesOf(const std::vector<FileFinding>& findings) {
+    std::string lines;
+    for (const FileFinding& finding : findings) {
+        lines += textOf(finding) + "\n";
+    }
+    return lines;
+}
+
+Json jsonOf(const std::vector<FileFinding>& findings) {
+    Json json = Json::array();
+    for (const FileFinding& finding : findings) {
+        json.push_back(jsonOf(finding));
+    }
+    return json;
+}
+
+std::string wordOf(const IniFile& file) {
+    const bool isDefaults = file.role() == IniFile::Role::kDefaults && file.accepted();
+    return isDefaults ? "defaults" : textOf(file.state()).word;
+}
+
+std::string stateOf(const IniFile& file) {
+    if (file.role() == IniFile::Role::kDefaults && file.accepted()) {
+        return "defaults, which need no CRC";
+    }
+    std::string text = textOf(file.state()).text;
+    if (file.state() == FileState::kUnreadable) {
+        text += ": " + file.error();
+    } else if (file.state() == FileState::kWrongCrc) {
+        text += ": the text has " + std::to_string(file.computedCrc()) + ", its CRC line says " +
+                std::to_string(file.readCrc());
+    }
+    return text;
+}
+
+std::string commandOn(const std::string& command, const std::string& path) {
+    return "t8settings " + command + " " + shellWord(path);
+}
+
+void demandIniFile(const std::string& path) {
+    if (const auto file = fileBeside(path)) {
+        throw Failure(ExitCode::kUsage, path + " lies beside " + *file +
+                                            "; name that one: " + commandOn("recover", *file));
+    }
+    if (isXml(path)) {
+        throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is never set right");
+    }
+}
+
+std::string textToSeal(const IniFile& file) {
+    std::string text = file.text();
+    if (file.crcLine() == 0 && !text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
+    return ofFile(file, findingsInLines(file, setUpWithoutFiles().types));
+}
+
+std::vector<FileFinding> findingsIn(const IniFile& file) {
+    std::vector<FileFinding> findings = ofFile(file, findingsInState(file));
+    for (FileFinding& finding : findingsInLinesOf(file)) {
+        findings.push_back(std::move(finding));
+    }
+    return findings;
+}
+
+std::vector<FileFinding> findingsIn(const FileGroup& group) {
+    std::vector<FileFinding> findings = findingsIn(group.file);
+    tellWhatALoadDoes(group, findings);
+    for (FileFinding& finding : findingsInCopy(group)) {
+        findings.push_back(std::move(finding));
+    }
+    if (!isMissing(group.newCopy)) {
+        findings.push_back({group.newCopy.path(),
+                            {0, Harm::kIgnored, "left by an interrupted save and never read",
+                             "the next save that needs the name replaces it; or delete it"}});
+    }
+    if (!isMissing(group.setAside)) {
+        findings.push_back(
+            {group.setAside.path(),
+             {0, Harm::kLost, "set aside by a load that could not use it, and never read",
+              commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
+    }
+    return findings;
+}
+
+}  // namespace t8settings

@@ -1,0 +1,53 @@
+#ifndef T8SETTINGS_FILECHECK_H
+#define T8SETTINGS_FILECHECK_H
+
+#include <string>
+#include <vector>
+
+#include "Files.h"
+#include "Json.h"
+#include "LineCheck.h"
+
+namespace t8settings {
+
+/// Something that is wrong with a file or with one of its lines.
+struct FileFinding {
+    std::string path;
+    Finding finding;
+};
+
+/// One line for each, for the eye: "PATH:LINE: reason; remedy", without the line number for the
+/// file as a whole.
+std::string textOf(const FileFinding& finding);
+std::string linesOf(const std::vector<FileFinding>& findings);
+Json jsonOf(const std::vector<FileFinding>& findings);
+
+/// The state in one word, for JSON: "missing", "unreadable", "tooLarge", "noCrc", "wrongCrc",
+/// "unchecked" or "sealed"; of a defaults file that can be read "defaults".
+std::string wordOf(const IniFile& file);
+
+/// The same for people.
+std::string stateOf(const IniFile& file);
+
+/// How a command of this tool is written on a shell's command line.
+std::string commandOn(const std::string& command, const std::string& path);
+
+/// Throws `Failure` for a path that is no ini file of its own, but one beside another or XML.
+void demandIniFile(const std::string& path);
+
+/// The bytes that a right CRC line can follow.
+std::string textToSeal(const IniFile& file);
+
+/// What is wrong with the lines of the file.
+std::vector<FileFinding> findingsInLinesOf(const IniFile& file);
+
+/// All that is wrong with the file itself and with its lines; what lies beside it is not looked at.
+/// A missing file is sound.
+std::vector<FileFinding> findingsIn(const IniFile& file);
+
+/// The same for a file with all that lies beside it, and what that means for the next load.
+std::vector<FileFinding> findingsIn(const FileGroup& group);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,147 @@
+#include <memory>
+
+#include "Command.h"
+#include "Recovery.h"
+#include "Restoring.h"
+#include "Table.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kHelp =
+    "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set aside: the state\n"
+    "of each, which of them a load takes, and each setting that is not the same in all. Nothing\n"
+    "is changed. With --from one of the two is put in the place of FILE, with a right CRC: the\n"
+    "whole of it, or of a damaged one all lines that a load would take; those left out are told\n"
+    "(exit code 5). What is replaced is kept beside it, and the name is told.\n\n"
+    "Example:\n  t8settings recover tv/settings/settings.ini";
+
+std::string textOfMember(const Member& member) {
+    std::string text = member.file->path() + ": " + stateOf(*member.file);
+    if (member.file->state() >= FileState::kWithoutCrc) {
+        text += ", " + countOf(settingsOf(*member.file).size());
+    }
+    return visible(text) + "\n" + linesOf(findingsInLinesOf(*member.file));
+}
+
+std::string whatALoadTakes(const FileGroup& group) {
+    const IniFile* const taken = takenByLoad(group);
+    if (taken != nullptr) {
+        return "A load takes " + visible(taken->path()) + ".\n";
+    }
+    return group.file.state() == FileState::kMissing
+               ? "A load takes none of them.\n"
+               : "A load takes none of them, and sets " + visible(group.file.path()) +
+                     " aside as " + visible(group.setAside.path()) + ".\n";
+}
+
+std::string tableOf(const std::vector<Member>& members,
+                    const std::vector<Difference>& differences) {
+    Row head = {"setting"};
+    for (const Member& member : members) {
+        head.emplace_back(member.word);
+    }
+    std::vector<Row> rows = {head};
+    for (const Difference& difference : differences) {
+        Row row = {difference.name};
+        for (const auto& text : difference.texts) {
+            row.push_back(text.value_or("-"));
+        }
+        rows.push_back(row);
+    }
+    return linesOf(rows);
+}
+
+std::string textOf(const FileGroup& group) {
+    const std::vector<Member> members = membersOf(group);
+    std::string text;
+    for (const Member& member : members) {
+        text += textOfMember(member);
+    }
+    text += whatALoadTakes(group);
+    if (members.size() == 1) {
+        return text + "Nothing lies beside it.\n";
+    }
+    const std::vector<Difference> differences = differencesOf(members);
+    return text + (differences.empty() ? "No setting differs.\n" : tableOf(members, differences));
+}
+
+Json jsonOf(const Member& member) {
+    Json json = {{"kind", member.word}};
+    addBytes(json, "file", member.file->path());
+    json["state"] = wordOf(*member.file);
+    json["settings"] = settingsOf(*member.file).size();
+    json["findings"] = jsonOf(findingsInLinesOf(*member.file));
+    return json;
+}
+
+Json jsonOf(const std::vector<Member>& members, const Difference& difference) {
+    Json json;
+    addBytes(json, "name", difference.name);
+    json["texts"] = Json::object();
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        if (difference.texts[i]) {
+            addBytes(json["texts"], members[i].word, *difference.texts[i]);
+        } else {
+            json["texts"][members[i].word] = nullptr;
+        }
+    }
+    return json;
+}
+
+Json jsonOf(const FileGroup& group) {
+    const std::vector<Member> members = membersOf(group);
+    const IniFile* const taken = takenByLoad(group);
+    Json json;
+    addBytes(json, "file", group.file.path());
+    json["taken"] = nullptr;
+    json["files"] = Json::array();
+    for (const Member& member : members) {
+        json["files"].push_back(jsonOf(member));
+        if (member.file == taken) {
+            json["taken"] = member.word;
+        }
+    }
+    json["differences"] = Json::array();
+    for (const Difference& difference : differencesOf(members)) {
+        json["differences"].push_back(jsonOf(members, difference));
+    }
+    return json;
+}
+
+Result show(const FileGroup& group, Format format) {
+    return {format == Format::kJson ? textOfJson(jsonOf(group)) : textOf(group)};
+}
+
+Result recover(const RestoreOptions& options, const std::string& marker, Format format) {
+    demandIniFile(options.path);
+    if (!options.from.empty()) {
+        return restore(options, marker, format);
+    }
+    const FileGroup group = groupAt(options.path);
+    if (group.file.state() == FileState::kMissing && membersOf(group).size() == 1) {
+        throw Failure(ExitCode::kFailed, options.path + ": not there, and nothing lies beside it");
+    }
+    return show(group, format);
+}
+
+}  // namespace
+
+Command addRecoverCommand(CLI::App& app) {
+    const auto options = std::make_shared<RestoreOptions>();
+    CLI::App* const command =
+        app.add_subcommand("recover", "Show what lies beside a file, and put it back on request");
+    command->add_option("FILE", options->path, "The settings file")->required()->type_name("");
+    CLI::Option* const from = command->add_option("--from", options->from, "Put it back")
+                                  ->type_name("")
+                                  ->check(CLI::IsMember({"tmp", "bad"}));
+    command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);
+    command->footer(kHelp);
+    return {command, {}, {}, {}, [options](const std::string& marker, Format format) {
+                return recover(*options, marker, format);
+            }};
+}
+
+}  // namespace t8settings

@@ -1,0 +1,112 @@
+#include "Recovery.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+
+namespace t8settings {
+
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+
+bool isUseful(const FileFinding& finding, bool whole) {
+    const Harm harm = finding.finding.harm;
+    return harm == Harm::kIgnored || harm == Harm::kMoved || (whole && harm == Harm::kChanged);
+}
+
+std::vector<FileFinding> leftOutOf(const IniFile& file) {
+    std::vector<FileFinding> leftOut = findingsInLinesOf(file);
+    const bool whole = file.state() >= FileState::kUnchecked;
+    leftOut.erase(
+        std::remove_if(leftOut.begin(), leftOut.end(),
+                       [whole](const FileFinding& finding) { return isUseful(finding, whole); }),
+        leftOut.end());
+    const std::string& text = file.text();
+    if (file.crcLine() == 0 && !file.lines().empty() && text.back() != '\n') {
+        leftOut.push_back({file.path(),
+                           {file.lines().back().number, Harm::kLost,
+                            "the last line may be cut short, as no line feed ends it", ""}});
+    }
+    return leftOut;
+}
+
+std::string withoutLines(std::string_view text, const std::set<std::size_t>& numbers) {
+    std::string rest;
+    std::size_t number = 0;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
+        if (numbers.count(++number) == 0) {
+            rest.append(text.substr(start, end - start));
+        }
+        start = end;
+    }
+    if (!numbers.empty() && !rest.empty() && rest.back() == '\n' && text.back() != '\n') {
+        rest.pop_back();
+    }
+    return rest;
+}
+
+}  // namespace
+
+std::vector<Member> membersOf(const FileGroup& group) {
+    std::vector<Member> members = {{"file", &group.file}};
+    for (const Member& member : {Member{"tmp", &group.copy}, Member{"bad", &group.setAside},
+                                 Member{"tmp.new", &group.newCopy}}) {
+        if (member.file->state() != FileState::kMissing) {
+            members.push_back(member);
+        }
+    }
+    return members;
+}
+
+std::map<std::string, std::string> settingsOf(const IniFile& file) {
+    std::map<std::string, std::string> settings;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting) {
+            settings[line.name] = line.type + "," + line.value;
+        }
+    }
+    return settings;
+}
+
+std::string countOf(std::size_t settings) {
+    return std::to_string(settings) + (settings == 1 ? " setting" : " settings");
+}
+
+std::vector<Difference> differencesOf(const std::vector<Member>& members) {
+    std::map<std::string, std::vector<std::optional<std::string>>> all;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        for (const auto& [name, text] : settingsOf(*members[i].file)) {
+            auto& texts = all[name];
+            texts.resize(members.size());
+            texts[i] = text;
+        }
+    }
+    std::vector<Difference> differences;
+    for (const auto& [name, texts] : all) {
+        if (std::adjacent_find(texts.begin(), texts.end(), std::not_equal_to<>()) != texts.end()) {
+            differences.push_back({name, texts});
+        }
+    }
+    return differences;
+}
+
+Salvage salvageOf(const IniFile& file) {
+    Salvage salvage = {"", 0, leftOutOf(file)};
+    std::set<std::size_t> numbers;
+    for (const FileFinding& finding : salvage.leftOut) {
+        numbers.insert(finding.finding.line);
+    }
+    salvage.text = withoutLines(textToSeal(file), numbers);
+    std::set<std::string> names;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting && numbers.count(line.number) == 0) {
+            names.insert(line.name);
+        }
+    }
+    salvage.settings = names.size();
+    return salvage;
+}
+
+}  // namespace t8settings

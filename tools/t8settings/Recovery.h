@@ -1,0 +1,51 @@
+#ifndef T8SETTINGS_RECOVERY_H
+#define T8SETTINGS_RECOVERY_H
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "FileCheck.h"
+
+namespace t8settings {
+
+/// A file of a group and what it is called in a command.
+struct Member {
+    const char* word;
+    const IniFile* file;
+};
+
+/// The members of the group that are there, the file itself always, and first.
+std::vector<Member> membersOf(const FileGroup& group);
+
+/// Type, "," and text of each setting that the file has a line for, by its name.
+std::map<std::string, std::string> settingsOf(const IniFile& file);
+
+/// "1 setting", "2 settings".
+std::string countOf(std::size_t settings);
+
+/// A setting that is not the same everywhere.
+struct Difference {
+    std::string name;
+    std::vector<std::optional<std::string>> texts;  ///< for each member
+};
+
+std::vector<Difference> differencesOf(const std::vector<Member>& members);
+
+/// What of a file can be put back.
+struct Salvage {
+    std::string text;
+    std::size_t settings;
+    std::vector<FileFinding> leftOut;
+};
+
+/// All of a file whose CRC is right but the lines that no load would take. Of any other file, whose
+/// bytes may be anything, also without lines that are read as something else than they say, and
+/// without a last line that may be cut short.
+Salvage salvageOf(const IniFile& file);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,132 @@
+#include "Replacement.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Exit.h"
+#include "Terminal.h"
+#include "files/Descriptor.h"
+#include "files/SafeWrite.h"
+#include "files/Sync.h"
+#include "files/WholeFile.h"
+#include "text/Crc32.h"
+#include "text/CrcCheck.h"
+
+namespace t8settings {
+
+namespace {
+
+namespace files = Qel::Settings::files;
+namespace text = Qel::Settings::text;
+
+constexpr const char* kKept = ".before-recover";
+constexpr mode_t kPermissionBits = 0777;
+
+Failure failure(const std::string& path, const std::string& what, int error) {
+    return {ExitCode::kFailed, path + " " + what + ": " + std::strerror(error)};
+}
+
+/// While it lives, new files get these permissions and no others.
+class NewFilesLike {
+public:
+    explicit NewFilesLike(mode_t permissions)
+        : previous_(::umask(~permissions & kPermissionBits)) {}
+    ~NewFilesLike() { ::umask(previous_); }
+    NewFilesLike(const NewFilesLike&) = delete;
+    NewFilesLike& operator=(const NewFilesLike&) = delete;
+
+private:
+    mode_t previous_;
+};
+
+void write(const Replacement& replacement, const std::string& data,
+           const files::DirectoryLock& lock) {
+    const std::string& path = replacement.group.file.path();
+    const std::string copy = copyOf(path);
+    switch (files::writeThroughCopy({path, copy, data, replacement.group.copy.accepted(), true},
+                                    lock)) {
+        case files::WriteResult::kDone:
+            return;
+        case files::WriteResult::kCopyFailed:
+            throw failure(path, "is unchanged, " + copy + " could not be written", errno);
+        case files::WriteResult::kFileFailed:
+            throw failure(path,
+                          "could not be written, and a load finds the text from before or "
+                          "the new one",
+                          errno);
+    }
+}
+
+/// Only who may give files away can do that; for everybody else it is his own file.
+void giveTo(const std::string& path, const struct stat& owner) {
+    static_cast<void>(::chown(path.c_str(), owner.st_uid, owner.st_gid) == 0);
+}
+
+bool copyTo(const std::string& kept, const std::string& data, const struct stat& like) {
+    files::Descriptor file =
+        files::openFile(kept, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (!file.isOpen()) {
+        return false;
+    }
+    if (writeAll(file.number(), data) &&
+        ::fchmod(file.number(), like.st_mode & kPermissionBits) == 0 && files::syncData(file) &&
+        file.close()) {
+        giveTo(kept, like);
+        return true;
+    }
+    const int error = errno;
+    ::unlink(kept.c_str());
+    errno = error;
+    return false;
+}
+
+}  // namespace
+
+std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock& lock) {
+    const std::string& path = replacement.group.file.path();
+    const std::uint32_t crc = text::crc32(replacement.text);
+    std::string data = replacement.text;
+    text::appendCrcLine(data, crc);
+    struct stat like;
+    if (isThere(path) || ::stat(replacement.like.c_str(), &like) != 0) {
+        write(replacement, data, lock);
+    } else {
+        const NewFilesLike permissions(like.st_mode & kPermissionBits);
+        write(replacement, data, lock);
+        giveTo(path, like);
+    }
+    const IniFile written = iniFileAt(path);
+    if (written.state() != FileState::kSealed || written.text() != replacement.text) {
+        throw Failure(ExitCode::kFailed, path + " does not give back what was written to it");
+    }
+    return crc;
+}
+
+std::string nameToKeep(const std::string& path) {
+    std::string name = path + kKept;
+    for (int number = 2; isThere(name); ++number) {
+        name = path + kKept + "." + std::to_string(number);
+    }
+    return name;
+}
+
+bool isKept(const std::string& path) {
+    return path.find(kKept) != std::string::npos;
+}
+
+void keep(const std::string& path, const std::string& kept, const files::DirectoryLock& lock) {
+    struct stat status;
+    std::string data;
+    const bool readable = ::stat(path.c_str(), &status) == 0 && files::readWholeFile(path, data);
+    const bool done =
+        readable ? copyTo(kept, data, status) : std::rename(path.c_str(), kept.c_str()) == 0;
+    if (!done || !lock.syncDirectory()) {
+        throw failure(path, "is unchanged, it could not be kept as " + kept, errno);
+    }
+}
+
+}  // namespace t8settings

@@ -1,0 +1,22 @@
+#ifndef T8SETTINGS_RESTORING_H
+#define T8SETTINGS_RESTORING_H
+
+#include <string>
+
+#include "Command.h"
+
+namespace t8settings {
+
+struct RestoreOptions {
+    std::string path;
+    std::string from;  ///< "tmp" or "bad"
+    bool confirmed = false;
+};
+
+/// Puts the file that lies beside `path` in its place, after asking unless that is confirmed.
+/// Throws `Failure`, with nothing lost, when it cannot.
+Result restore(const RestoreOptions& options, const std::string& marker, Format format);
+
+}  // namespace t8settings
+
+#endif

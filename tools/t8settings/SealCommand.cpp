@@ -1,0 +1,124 @@
+#include <algorithm>
+#include <memory>
+
+#include "Command.h"
+#include "FileCheck.h"
+#include "Replacement.h"
+#include "SetUp.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+namespace files = Qel::Settings::files;
+
+constexpr const char* kHelp =
+    "Writes the CRC line that a file needs after a hand edit; all bytes before that line stay as\n"
+    "they are. All lines are checked first: when a program would not take one, or would read\n"
+    "something else than it says, nothing is written. A defaults file needs no CRC line. A\n"
+    "temporary copy with a right CRC would win over the file: see to it first, with recover.\n"
+    "Programs that are running have loaded the file before, and overwrite it when they save.\n\n"
+    "Example:\n  t8settings seal tv/settings/settings.ini";
+
+/// What came of it.
+struct Sealing {
+    std::string path;
+    std::string outcome;  ///< for people
+    bool written = false;
+    std::uint32_t crc = 0;
+};
+
+void demandSealable(const FileGroup& group) {
+    const std::string& path = group.file.path();
+    const std::string recover = "\n" + commandOn("recover", path) + " shows what there is";
+    if (group.file.state() < FileState::kWithoutCrc) {
+        const bool helps = isThere(group.copy.path()) || isThere(group.setAside.path());
+        throw Failure(ExitCode::kFailed,
+                      path + ": " + stateOf(group.file) + (helps ? recover : ""));
+    }
+    if (group.copy.accepted()) {
+        throw Failure(ExitCode::kFailed, path + " is unchanged: programs would read " +
+                                             group.copy.path() +
+                                             " in its place, the whole copy of an interrupted "
+                                             "save" +
+                                             recover);
+    }
+}
+
+std::vector<FileFinding> findingsToSeal(const IniFile& file) {
+    std::vector<FileFinding> findings = findingsInLinesOf(file);
+    if (file.lines().empty()) {
+        findings.push_back({file.path(), {0, Harm::kLost, "nothing is in it", ""}});
+    }
+    return findings;
+}
+
+/// Lines that have no effect are told; the others stop the command unless they may be so.
+void demandSoundLines(const IniFile& file, bool force) {
+    std::string grave;
+    for (const FileFinding& finding : findingsToSeal(file)) {
+        const bool stops =
+            isGrave(finding.finding.harm) && (!force || finding.finding.harm == Harm::kUnusable);
+        if (stops) {
+            grave += textOf(finding) + "\n";
+        } else {
+            complain("warning: " + textOf(finding));
+        }
+    }
+    if (!grave.empty()) {
+        throw Failure(ExitCode::kFailed,
+                      grave + file.path() +
+                          (force ? " is unchanged: no program could load it"
+                                 : " is unchanged: mend these lines; --force seals it as it is"));
+    }
+}
+
+Sealing seal(const std::string& path, bool force) {
+    const files::DirectoryLock lock(files::directoryOf(path),
+                                    files::DirectoryLock::Mode::kExclusive);
+    const FileGroup group = groupAt(path);
+    demandSealable(group);
+    demandSoundLines(group.file, force);
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        return {path, "a defaults file, which needs no CRC; nothing was written"};
+    }
+    if (group.file.state() == FileState::kSealed && !group.file.hasMoreAfterCrcLine()) {
+        return {path, "the CRC is right already; nothing was written", false,
+                group.file.computedCrc()};
+    }
+    const std::string text = textToSeal(group.file);
+    const std::uint32_t crc = replace({group, text, path}, lock);
+    return {path, "sealed, CRC " + std::to_string(crc), true, crc};
+}
+
+Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
+    demandNoReset(marker);
+    demandIniFile(path);
+    const Sealing sealing = seal(path, force);
+    if (format == Format::kText) {
+        return {visible(path + ": " + sealing.outcome) + "\n"};
+    }
+    Json json;
+    addBytes(json, "file", path);
+    json["written"] = sealing.written;
+    json["crc"] = sealing.crc == 0 ? Json(nullptr) : Json(sealing.crc);
+    return {textOfJson(json)};
+}
+
+}  // namespace
+
+Command addSealCommand(CLI::App& app) {
+    const auto path = std::make_shared<std::string>();
+    const auto force = std::make_shared<bool>(false);
+    CLI::App* const command =
+        app.add_subcommand("seal", "Give a file that was edited by hand a right CRC");
+    command->add_option("FILE", *path, "The settings file")->required()->type_name("");
+    command->add_flag("--force", *force, "Also when lines are lost or read as something else");
+    command->footer(kHelp);
+    return {command, {}, {}, {}, [path, force](const std::string& marker, Format format) {
+                return sealed(*path, *force, marker, format);
+            }};
+}
+
+}  // namespace t8settings

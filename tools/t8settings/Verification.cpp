@@ -1,0 +1,220 @@
+#include "Verification.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <memory>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Replacement.h"
+#include "Terminal.h"
+#include "XmlFile.h"
+
+namespace t8settings {
+
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::vector<std::string> namesIn(const IniFile& file) {
+    std::set<std::string> names;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting) {
+            names.insert(line.name);
+        }
+    }
+    return {names.begin(), names.end()};
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Names in the directory, in order; a directory that is not there has none.
+std::vector<std::string> entriesOf(const std::string& path, int& error) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), &::closedir);
+    error = directory ? 0 : errno;
+    std::vector<std::string> names;
+    while (const dirent* const entry = directory ? ::readdir(directory.get()) : nullptr) {
+        names.emplace_back(entry->d_name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
+void Verification::verifyBelow(const std::string& base) {
+    const std::vector<StorageFiles> storages = storagesBelow(base);
+    for (const StorageFiles& storage : storages) {
+        known_.insert(storage.defaults);
+        known_.insert(storage.readWrite);
+    }
+    for (std::size_t i = 0; i < storages.size(); ++i) {
+        progress_.show("verifying " + std::to_string(i + 1) + " of " +
+                       std::to_string(storages.size()) + ": " + storages[i].fileName);
+        verifyStorage(storages[i]);
+    }
+    for (const auto& directory :
+         Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
+        verifyDirectory(directory.defaults);
+        verifyDirectory(directory.readWrite);
+    }
+}
+
+void Verification::verifyFile(const std::string& path) {
+    progress_.show("verifying " + path);
+    if (!isThere(path)) {
+        add(path, Harm::kUnreadable, "not there", "");
+    }
+    if (isXml(path)) {
+        verifyXml(path, path);
+    } else if (fileBeside(path)) {
+        const IniFile file = iniFileAt(path);
+        addFile(file);
+        for (const FileFinding& finding : findingsIn(file)) {
+            findings_.push_back(finding);
+        }
+    } else {
+        verifyGroup(groupAt(path));
+    }
+}
+
+void Verification::verifyStorage(const StorageFiles& storage) {
+    if (!storage.isXml()) {
+        verifyIni(storage);
+        return;
+    }
+    for (const std::string& path : {storage.defaults, storage.readWrite}) {
+        if (!path.empty()) {
+            verifyXml(storage.readWrite, path);
+        }
+    }
+}
+
+void Verification::verifyIni(const StorageFiles& storage) {
+    std::string name;
+    for (const std::string& path : {storage.defaults, storage.readWrite}) {
+        if (path.empty()) {
+            continue;
+        }
+        const FileGroup group = groupAt(path);
+        verifyGroup(group);
+        const IniFile* const taken = takenByLoad(group);
+        if (taken == nullptr) {
+            continue;
+        }
+        if (!name.empty() && name != taken->storageName()) {
+            add(path, Harm::kChanged,
+                "its storage is called " + inQuotes(taken->storageName()) + " here and " +
+                    inQuotes(name) + " in " + storage.defaults +
+                    ": the settings there keep that name",
+                "give both the same #name");
+        }
+        name = taken->storageName();
+        noteNames(storage.readWrite, taken->path(), namesIn(*taken));
+    }
+}
+
+void Verification::verifyGroup(const FileGroup& group) {
+    for (const IniFile* const file : {&group.file, &group.copy, &group.newCopy, &group.setAside}) {
+        addFile(*file);
+    }
+    for (const FileFinding& finding : findingsIn(group)) {
+        findings_.push_back(finding);
+    }
+}
+
+void Verification::verifyXml(const std::string& storage, const std::string& path) {
+    const XmlFile file(path);
+    if (isThere(setAsideOf(path))) {
+        add(setAsideOf(path), Harm::kLost,
+            "set aside by a load that could not use it, and never read",
+            "mend it and give it its name back; or delete it");
+    }
+    if (!file.isThere) {
+        return;
+    }
+    files_.push_back({path, "xml", file.names.size()});
+    if (::access(path.c_str(), R_OK) != 0) {
+        add(path, Harm::kUnreadable, "cannot be read: " + std::string(std::strerror(errno)), "");
+        return;
+    }
+    if (!file.error.empty()) {
+        add(path, Harm::kUnusable, file.error, "");
+    }
+    for (const std::string& rejected : file.rejected) {
+        add(path, Harm::kLost, rejected, "t8settings types shows all types");
+    }
+    noteNames(storage, path, file.names);
+}
+
+void Verification::verifyDirectory(const std::string& path) {
+    int error = 0;
+    for (const std::string& name : entriesOf(path, error)) {
+        verifyEntry(path + "/" + name);
+    }
+    if (error != 0 && error != ENOENT) {
+        add(path, Harm::kUnreadable, std::strerror(error), "");
+    }
+}
+
+void Verification::verifyEntry(const std::string& path) {
+    const std::string file = fileBeside(path).value_or(path);
+    if (known_.count(file) != 0 || isDirectory(path)) {
+        return;
+    }
+    if (file != path && endsWith(file, ".ini")) {
+        // Files beside one that is not there; the first of them speaks for all.
+        known_.insert(file);
+        verifyGroup(groupAt(file));
+        return;
+    }
+    if (isKept(path)) {
+        add(path, Harm::kIgnored, "kept by recover", "delete it when nobody needs it");
+        return;
+    }
+    add(path, Harm::kIgnored,
+        endsWith(file, ".ini") || isXml(file)
+            ? "ignored, as its name begins with \".\""
+            : "ignored, as its name ends in neither .ini nor .xml",
+        "");
+}
+
+void Verification::noteNames(const std::string& storage, const std::string& path,
+                             const std::vector<std::string>& names) {
+    std::map<std::string, std::vector<std::string>> shared;
+    for (const std::string& name : names) {
+        const Place& other = placeOfName_.emplace(name, Place{storage, path}).first->second;
+        if (other.storage != storage) {
+            shared[other.path].push_back(name);
+        }
+    }
+    for (const auto& [other, common] : shared) {
+        add(path, Harm::kChanged,
+            std::to_string(common.size()) + " of its settings are in " + other + " too, such as " +
+                common.front() + ": those that are loaded last count",
+            "give its storage a #name of its own");
+    }
+}
+
+void Verification::addFile(const IniFile& file) {
+    if (file.state() != FileState::kMissing) {
+        files_.push_back({file.path(), wordOf(file), namesIn(file).size()});
+    }
+}
+
+void Verification::add(const std::string& path, Harm harm, const std::string& reason,
+                       const std::string& remedy) {
+    findings_.push_back({path, {0, harm, reason, remedy}});
+}
+
+}  // namespace t8settings

@@ -1,0 +1,61 @@
+#ifndef T8SETTINGS_VERIFICATION_H
+#define T8SETTINGS_VERIFICATION_H
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "FileCheck.h"
+#include "Progress.h"
+
+namespace t8settings {
+
+/// What a look at settings files has found; nothing is loaded or changed by it.
+class Verification {
+public:
+    /// A file that is there.
+    struct File {
+        std::string path;
+        std::string state;  ///< `wordOf`, or "xml"
+        std::size_t settings;
+    };
+
+    /// All files below the base directory. Throws `Failure` when it cannot be read.
+    void verifyBelow(const std::string& base);
+
+    /// One file with what lies beside it, or the one that lies beside it alone.
+    void verifyFile(const std::string& path);
+
+    const std::vector<File>& files() const { return files_; }
+    const std::vector<FileFinding>& findings() const { return findings_; }
+
+private:
+    void verifyStorage(const StorageFiles& storage);
+    void verifyIni(const StorageFiles& storage);
+    void verifyGroup(const FileGroup& group);
+    void verifyXml(const std::string& storage, const std::string& path);
+    void verifyDirectory(const std::string& path);
+    void verifyEntry(const std::string& path);
+    /// Of the storage whose read/write file is `storage`.
+    void noteNames(const std::string& storage, const std::string& path,
+                   const std::vector<std::string>& names);
+
+    void addFile(const IniFile& file);
+    void add(const std::string& path, Harm harm, const std::string& reason,
+             const std::string& remedy);
+
+    std::vector<File> files_;
+    std::vector<FileFinding> findings_;
+    std::set<std::string> known_;  ///< paths of the storages' files
+    struct Place {
+        std::string storage;
+        std::string path;
+    };
+    std::map<std::string, Place> placeOfName_;
+    Progress progress_;
+};
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,85 @@
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+
+#include "Command.h"
+#include "Verification.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kHelp =
+    "Looks at the files as they lie there: the CRC, temporary copies, files set aside as "
+    "\".bad\",\n"
+    "each line that no program would take, or would read as something else than it says, files\n"
+    "that nobody reads, settings of two storages. Nothing is loaded, set aside or written.\n"
+    "Each finding is one line: FILE:LINE: what is wrong; what to do. With FILEs these alone, and\n"
+    "no base directory is needed. Exit code 0: all sound, 5: findings, 1: something could not\n"
+    "be read.\n\n"
+    "Example:\n  t8settings --base tv verify";
+
+std::string counted(std::size_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+ExitCode codeOf(const std::vector<FileFinding>& findings) {
+    const bool unreadable = std::any_of(
+        findings.begin(), findings.end(),
+        [](const FileFinding& finding) { return finding.finding.harm == Harm::kUnreadable; });
+    return unreadable         ? ExitCode::kFailed
+           : findings.empty() ? ExitCode::kDone
+                              : ExitCode::kFindings;
+}
+
+std::string textOf(const Verification& verification) {
+    const std::size_t count = verification.findings().size();
+    return linesOf(verification.findings()) + counted(verification.files().size(), "file") + ", " +
+           (count == 0 ? "all sound" : counted(count, "finding")) + "\n";
+}
+
+Json jsonOf(const Verification& verification) {
+    Json json = {{"files", Json::array()}};
+    for (const Verification::File& file : verification.files()) {
+        Json row;
+        addBytes(row, "file", file.path);
+        row["state"] = file.state;
+        row["settings"] = file.settings;
+        json["files"].push_back(row);
+    }
+    json["findings"] = jsonOf(verification.findings());
+    return json;
+}
+
+Result verify(const std::vector<std::string>& files, const std::function<Location()>& location,
+              Format format) {
+    Verification verification;
+    for (const std::string& file : files) {
+        verification.verifyFile(file);
+    }
+    if (files.empty()) {
+        const std::string base = location().base;
+        verification.verifyBelow(base);
+        if (verification.files().empty()) {
+            complainOfNoFiles(base);
+        }
+    }
+    return {format == Format::kJson ? textOfJson(jsonOf(verification)) : textOf(verification),
+            codeOf(verification.findings())};
+}
+
+}  // namespace
+
+Command addVerifyCommand(CLI::App& app) {
+    const auto files = std::make_shared<std::vector<std::string>>();
+    CLI::App* const command =
+        app.add_subcommand("verify", "Tell what is wrong with the settings files");
+    command->add_option("FILE", *files, "Only these files, each with what lies beside it")
+        ->type_name("");
+    command->footer(kHelp);
+    return {command, {}, {}, [files](const std::function<Location()>& location, Format format) {
+                return verify(*files, location, format);
+            }};
+}
+
+}  // namespace t8settings
