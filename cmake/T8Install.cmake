@@ -11,6 +11,7 @@ install(DIRECTORY include/Qel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT T8SettingsManagerTargets NAMESPACE T8SettingsManager:: DESTINATION ${package})
 if(TARGET t8settings)
     install(TARGETS t8settings RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES tools/t8settings/t8settings.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 
 configure_package_config_file(cmake/T8SettingsManagerConfig.cmake.in T8SettingsManagerConfig.cmake

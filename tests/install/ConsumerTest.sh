@@ -46,6 +46,13 @@ quietly cmake --install "$T8_BINARY_DIR" --prefix "$work/prefix"
 mv "$work/prefix" "$work/moved"
 prefix=$work/moved
 libraries=$(dirname "$(find "$prefix" -name libT8SettingsManager.so)")
+
+if [[ -x $prefix/bin/t8settings ]]; then
+    for file in man/man1/t8settings.1; do
+        cmp "$prefix/share/$file" "$T8_SOURCE_DIR/tools/t8settings/${file##*/}"
+    done
+fi
+
 strict=(-Wall -Wextra -Wconversion -Werror)
 
 # The warnings come after CMake's own look at the compiler, which they would fail. The root: a build
