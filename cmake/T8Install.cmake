@@ -12,6 +12,10 @@ install(EXPORT T8SettingsManagerTargets NAMESPACE T8SettingsManager:: DESTINATIO
 if(TARGET t8settings)
     install(TARGETS t8settings RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES tools/t8settings/t8settings.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES tools/t8settings/completion/t8settings.bash RENAME t8settings
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES tools/t8settings/completion/_t8settings
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 endif()
 
 configure_package_config_file(cmake/T8SettingsManagerConfig.cmake.in T8SettingsManagerConfig.cmake

@@ -48,9 +48,10 @@ prefix=$work/moved
 libraries=$(dirname "$(find "$prefix" -name libT8SettingsManager.so)")
 
 if [[ -x $prefix/bin/t8settings ]]; then
-    for file in man/man1/t8settings.1; do
-        cmp "$prefix/share/$file" "$T8_SOURCE_DIR/tools/t8settings/${file##*/}"
-    done
+    tool=$T8_SOURCE_DIR/tools/t8settings
+    cmp "$prefix/share/man/man1/t8settings.1" "$tool/t8settings.1"
+    cmp "$prefix/share/bash-completion/completions/t8settings" "$tool/completion/t8settings.bash"
+    cmp "$prefix/share/zsh/site-functions/_t8settings" "$tool/completion/_t8settings"
 fi
 
 strict=(-Wall -Wextra -Wconversion -Werror)

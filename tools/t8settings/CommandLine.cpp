@@ -60,6 +60,8 @@ std::vector<Command> addCommands(CLI::App& app) {
                                "\n\nOptions of all commands: --base DIR, --marker PATH, --json; "
                                "see t8settings --help");
     }
+    // For the shells, not for people: no help lists it.
+    commands.push_back(addCompleteCommand(app));
     return commands;
 }
 

@@ -140,11 +140,15 @@ IniFile defaultsOf(const StorageFiles& storage) {
 }
 
 IniFile readWriteOf(const StorageFiles& storage) {
+    return readWriteOf(storage, storage.storageName());
+}
+
+IniFile readWriteOf(const StorageFiles& storage, const std::string& storageName) {
     struct stat status;
     if (::stat(storage.readWrite.c_str(), &status) != 0) {
-        return {storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite};
+        return {storage.readWrite, storageName, IniFile::Role::kReadWrite};
     }
-    return fileOrCopy(storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite);
+    return fileOrCopy(storage.readWrite, storageName, IniFile::Role::kReadWrite);
 }
 
 }  // namespace t8settings
