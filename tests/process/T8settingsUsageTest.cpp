@@ -120,13 +120,13 @@ TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
 TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     const std::string all = "t8settings: see t8settings --help\n";
     const std::string commands =
-        "t8settings: the commands are list, get, set, reset, info, types\n";
+        "t8settings: the commands are list, get, set, reset, info, types, verify, seal, recover\n";
     const ToolRun none = run({});
     expectBadUsage(none, "no command\n" + commands + all);
     expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
     expectBadUsage(run({"lst"}),
                    "no such command: \"lst\"\nt8settings: did you mean list?\n" + all);
-    expectBadUsage(run({"Say \"\\n\""}), "no such command: \"Say \\\"\\\\n\\\"\"\n");
+    expectBadUsage(run({"Say \"\\n\", it's"}), "no such command: 'Say \"\\n\", it'\\''s'\n");
     const ToolRun option = run({"list", "--frobnicate"});
     expectBadUsage(option, "");
     EXPECT_THAT(option.err, HasSubstr("--frobnicate"));

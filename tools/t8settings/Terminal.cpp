@@ -49,14 +49,17 @@ std::string visible(std::string_view text) {
 }
 
 std::string inQuotes(std::string_view text) {
-    std::string out = "\"";
+    if (text.find('"') == std::string_view::npos) {
+        return '"' + visible(text) + '"';
+    }
+    std::string out = "'";
     for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
+        if (c == '\'') {
+            out += "'\\'";
         }
         appendVisible(out, c);
     }
-    return out + '"';
+    return out + "'";
 }
 
 std::vector<std::string> splitLines(std::string_view text) {

@@ -11,7 +11,8 @@ namespace t8settings {
 /// are. For the eye only, since a backslash in `text` stays single.
 std::string visible(std::string_view text);
 
-/// `visible` in double quotes, with a backslash before each quote and backslash of the text itself.
+/// `visible` in double quotes, or in single ones as a shell takes them when the text itself has
+/// double ones; backslashes stay single, so that what a message advises can be typed as it stands.
 std::string inQuotes(std::string_view text);
 
 /// The lines of `text`, without their line feeds.

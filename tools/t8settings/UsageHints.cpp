@@ -30,7 +30,8 @@ std::string strayWord(const CLI::App& app) {
 
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::App* const command : app.get_subcommands({})) {
+    const auto isListed = [](const CLI::App* command) { return !command->get_group().empty(); };
+    for (const CLI::App* const command : app.get_subcommands(isListed)) {
         names.push_back(command->get_name());
     }
     return names;
