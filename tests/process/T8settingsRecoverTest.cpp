@@ -172,6 +172,16 @@ TEST_F(T8settingsRecover, CopyThatNoProgramLooksForComesToItsPlace) {
     EXPECT_FALSE(isThere(".tmp.before-recover"));
 }
 
+TEST_F(T8settingsRecover, DamagedCopyIsKeptSinceNotAllOfItComesBack) {
+    putFile(kNew);
+    putTmp("#name = settings\n[sound]\nbass = int8,7\ntreb");
+    EXPECT_EQ(5, recover({"--from", "tmp", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,7\n#crc32 = "));
+    EXPECT_EQ("#name = settings\n[sound]\nbass = int8,7\ntreb", bytes(".tmp.before-recover"));
+    EXPECT_EQ(kNew, bytes(".before-recover"));
+    EXPECT_FALSE(isThere(".tmp"));
+}
+
 TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthersListed) {
     putBad(
         "#name = settings\n[sound]\nbass = int8,1\nba\x01\xFF\ntreble = int8,999\nname = string,y\n"
@@ -225,6 +235,19 @@ TEST_F(T8settingsRecover, PersonIsAskedAndMayRefuse) {
     EXPECT_EQ(kOld, bytes());
     EXPECT_EQ(0, runOnTerminal({"recover", file_, "--from", "bad"}, "y\n").exitCode);
     EXPECT_EQ(kNew, bytes());
+}
+
+TEST_F(T8settingsRecover, WhatAnotherProgramHasWrittenMeanwhileIsNotReplaced) {
+    putFile("torn");
+    putBad(kOld);
+    const ToolRun refused =
+        runOnTerminal({"recover", file_, "--from", "bad"}, "y\n", [this] { putFile(kNew); });
+    EXPECT_THAT(refused.out, HasSubstr("t8settings: nothing was changed: another program has "
+                                       "written to " +
+                                       file_ + " meanwhile\r\n"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_FALSE(isThere(".before-recover"));
 }
 
 TEST_F(T8settingsRecover, NothingIsAskedWhereNobodyIsThere) {

@@ -108,9 +108,10 @@ protected:
     }
 
     /// The tool on the base directory and on a terminal, whose person answers its question with
-    /// `answer`. `out` is all that the terminal shows.
-    ToolRun runOnTerminal(const std::vector<std::string>& arguments,
-                          const std::string& answer = "") const {
+    /// `answer` after some other work. `out` is all that the terminal shows.
+    ToolRun runOnTerminal(
+        const std::vector<std::string>& arguments, const std::string& answer = "",
+        const std::function<void()>& beforeAnswer = [] {}) const {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
@@ -123,6 +124,7 @@ protected:
         while (read(terminal, &byte, 1) == 1) {
             shown += byte;
             if (!answered && shown.find("[y/N] ") != std::string::npos) {
+                beforeAnswer();
                 answered = write(terminal, answer.data(), answer.size()) ==
                            static_cast<ssize_t>(answer.size());
             }

@@ -165,7 +165,7 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
 void Verification::verifyDirectory(const std::string& path) {
     int error = 0;
     for (const std::string& name : entriesOf(path, error)) {
-        verifyEntry(path + "/" + name);
+        verifyEntry(std::string(path).append("/").append(name));
     }
     if (error != 0 && error != ENOENT) {
         add(path, Harm::kUnreadable, std::strerror(error), "");
