@@ -31,11 +31,28 @@ protected:
 TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
     const ToolRun help = runBare({"--help"});
     for (const char* const piece :
-         {"Usage: t8settings ", "--base DIR", "--marker PATH", "--json", "--version",
-          "T8SETTINGS_BASE", "T8SETTINGS_MARKER", "\n  list ", "\n  get ", "\n  set ", "\n  reset ",
-          "\n  info ", "\n  types ", "\n  0  done\n", "\n  1  failed\n", "\n  2  bad usage\n",
+         {"Usage: t8settings ",
+          "--base DIR",
+          "--marker PATH",
+          "--json",
+          "--version",
+          "T8SETTINGS_BASE",
+          "T8SETTINGS_MARKER",
+          "\n  list ",
+          "\n  get ",
+          "\n  set ",
+          "\n  reset ",
+          "\n  info ",
+          "\n  types ",
+          "\n  verify ",
+          "\n  seal ",
+          "\n  recover ",
+          "\n  0  done\n",
+          "\n  1  failed\n",
+          "\n  2  bad usage\n",
           "\n  3  no such setting or type\n",
-          "\n  4  refused: read-only, or a reset to defaults is in progress\n"}) {
+          "\n  4  refused: read-only, or a reset to defaults is in progress\n",
+          "\n  5  not all is sound, or not all is the same\n"}) {
         EXPECT_THAT(help.out, HasSubstr(piece));
     }
     EXPECT_EQ("", help.err);
@@ -43,7 +60,8 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
 }
 
 TEST_F(T8settingsUsage, EveryHelpFitsAScreen) {
-    for (const char* const command : {"", "list", "get", "set", "reset", "info", "types"}) {
+    for (const char* const command :
+         {"", "list", "get", "set", "reset", "info", "types", "verify", "seal", "recover"}) {
         const ToolRun help = *command == '\0' ? runBare({"--help"}) : runBare({command, "--help"});
         std::istringstream lines(help.out);
         std::string line;
@@ -192,7 +210,8 @@ TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
     const std::string enter = "export T8SETTINGS_MARKER='" + marker_ +
                               "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" +
                               dir_.file("pasted") + "' && ";
-    for (const char* const command : {"list", "get", "set", "info", "types", "reset"}) {
+    for (const char* const command :
+         {"list", "get", "set", "info", "types", "verify", "seal", "recover", "reset"}) {
         const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
         EXPECT_FALSE(examples.empty()) << command;
         for (const std::string& example : examples) {

@@ -110,9 +110,11 @@ protected:
     }
 
     /// The tool on the base directory and on a terminal, whose person answers its question with
-    /// `answer`. `out` is all that the terminal shows.
-    ToolRun runOnTerminal(const std::vector<std::string>& arguments, const std::string& answer = "",
-                          std::map<std::string, std::string> environment = {}) const {
+    /// `answer` after some other work. `out` is all that the terminal shows.
+    ToolRun runOnTerminal(
+        const std::vector<std::string>& arguments, const std::string& answer = "",
+        std::map<std::string, std::string> environment = {},
+        const std::function<void()>& beforeAnswer = [] {}) const {
         environment.emplace("T8SETTINGS_BASE", base_);
         environment.emplace("T8SETTINGS_MARKER", marker_);
         int terminal = -1;
@@ -125,6 +127,7 @@ protected:
         while (read(terminal, &byte, 1) == 1) {
             shown += byte;
             if (!answered && shown.find("[y/N] ") != std::string::npos) {
+                beforeAnswer();
                 answered = write(terminal, answer.data(), answer.size()) ==
                            static_cast<ssize_t>(answer.size());
             }

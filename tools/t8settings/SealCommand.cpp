@@ -1,5 +1,6 @@
-#include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "Command.h"
 #include "FileCheck.h"
@@ -26,7 +27,7 @@ struct Sealing {
     std::string path;
     std::string outcome;  ///< for people
     bool written = false;
-    std::uint32_t crc = 0;
+    std::optional<std::uint32_t> crc = {};
 };
 
 void demandSealable(const FileGroup& group) {
@@ -102,7 +103,7 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     Json json;
     addBytes(json, "file", path);
     json["written"] = sealing.written;
-    json["crc"] = sealing.crc == 0 ? Json(nullptr) : Json(sealing.crc);
+    json["crc"] = sealing.crc ? Json(*sealing.crc) : Json(nullptr);
     return {textOfJson(json)};
 }
 

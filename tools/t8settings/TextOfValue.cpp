@@ -61,17 +61,18 @@ std::string textForPeople(const std::string& type, const std::string& fileText) 
 
 namespace {
 
-/// What `given` becomes: the setting that is made of it, or why that would not be as meant.
+/// What a text becomes: the setting that is made of it, or why that would not be as meant.
 struct Made {
     SettingPtr setting;
     std::string fileText;
     std::optional<Outcome> outcome;
 };
 
+/// `given` says what the text in the file means.
 Made make(const FactoryPtr& factory, const std::string& type, const std::string& name,
-          const std::string& given) {
+          const std::string& given, const std::string& inFile) {
     const TypeDescription& description = typeCalled(type);
-    const SettingPtr setting = created(factory, type, name, given);
+    const SettingPtr setting = created(factory, type, name, inFile);
     const std::string amiss = amissIn(factory, description, given, setting);
     if (!setting) {
         return {setting, "", Outcome{true, "it cannot be read", amiss}};
@@ -117,13 +118,13 @@ std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& t
     const std::string given = type == kString && !endsInBackslash(fileText)
                                   ? StrConv::escapeString(StrConv::unescapeString(fileText))
                                   : fileText;
-    return make(factory, type, name, given).outcome;
+    return make(factory, type, name, given, fileText).outcome;
 }
 
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
               const std::string& text) {
     const std::string given = type == kString ? StrConv::escapeString(text) : text;
-    const Made made = make(factory, type, name, given);
+    const Made made = make(factory, type, name, given, given);
     if (made.outcome) {
         throw Failure(ExitCode::kFailed, name + " is unchanged: " + type + " would not keep " +
                                              inQuotes(text) + ", " + made.outcome->text + "\n" +

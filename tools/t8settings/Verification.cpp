@@ -23,14 +23,14 @@ bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-std::vector<std::string> namesIn(const IniFile& file) {
+std::set<std::string> namesIn(const IniFile& file) {
     std::set<std::string> names;
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::Setting) {
             names.insert(line.name);
         }
     }
-    return {names.begin(), names.end()};
+    return names;
 }
 
 bool isDirectory(const std::string& path) {
@@ -102,26 +102,31 @@ void Verification::verifyStorage(const StorageFiles& storage) {
 
 void Verification::verifyIni(const StorageFiles& storage) {
     std::string name;
-    for (const std::string& path : {storage.defaults, storage.readWrite}) {
-        if (path.empty()) {
+    std::string path;
+    std::set<std::string> names;
+    for (const std::string& file : {storage.defaults, storage.readWrite}) {
+        if (file.empty()) {
             continue;
         }
-        const FileGroup group = groupAt(path);
+        const FileGroup group = groupAt(file);
         verifyGroup(group);
         const IniFile* const taken = takenByLoad(group);
         if (taken == nullptr) {
             continue;
         }
         if (!name.empty() && name != taken->storageName()) {
-            add(path, Harm::kChanged,
+            add(file, Harm::kChanged,
                 "its storage is called " + inQuotes(taken->storageName()) + " here and " +
                     inQuotes(name) + " in " + storage.defaults +
                     ": the settings there keep that name",
                 "give both the same #name");
         }
         name = taken->storageName();
-        noteNames(storage.readWrite, taken->path(), namesIn(*taken));
+        path = taken->path();
+        const std::set<std::string> some = namesIn(*taken);
+        names.insert(some.begin(), some.end());
     }
+    noteNames(storage.readWrite, path, names);
 }
 
 void Verification::verifyGroup(const FileGroup& group) {
@@ -154,13 +159,13 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");
     }
-    noteNames(storage, path, file.names);
+    noteNames(storage, path, {file.names.begin(), file.names.end()});
 }
 
 void Verification::verifyDirectory(const std::string& path) {
     int error = 0;
     for (const std::string& name : entriesOf(path, error)) {
-        verifyEntry(path + "/" + name);
+        verifyEntry(std::string(path).append("/").append(name));
     }
     if (error != 0 && error != ENOENT) {
         add(path, Harm::kUnreadable, std::strerror(error), "");
@@ -190,18 +195,19 @@ void Verification::verifyEntry(const std::string& path) {
 }
 
 void Verification::noteNames(const std::string& storage, const std::string& path,
-                             const std::vector<std::string>& names) {
+                             const std::set<std::string>& names) {
     std::map<std::string, std::vector<std::string>> shared;
     for (const std::string& name : names) {
         const Place& other = placeOfName_.emplace(name, Place{storage, path}).first->second;
         if (other.storage != storage) {
-            shared[other.path].push_back(name);
+            shared[other.storage].push_back(name);
         }
     }
     for (const auto& [other, common] : shared) {
         add(path, Harm::kChanged,
-            std::to_string(common.size()) + " of its settings are in " + other + " too, such as " +
-                common.front() + ": those that are loaded last count",
+            std::to_string(common.size()) + " of its settings are in " +
+                placeOfName_[common.front()].path + " too, such as " + common.front() +
+                ": those that are loaded last count",
             "give its storage a #name of its own");
     }
 }

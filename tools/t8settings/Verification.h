@@ -37,9 +37,9 @@ private:
     void verifyXml(const std::string& storage, const std::string& path);
     void verifyDirectory(const std::string& path);
     void verifyEntry(const std::string& path);
-    /// Of the storage whose read/write file is `storage`.
+    /// Settings that came with `path`, of the storage whose read/write file is `storage`.
     void noteNames(const std::string& storage, const std::string& path,
-                   const std::vector<std::string>& names);
+                   const std::set<std::string>& names);
 
     void addFile(const IniFile& file);
     void add(const std::string& path, Harm harm, const std::string& reason,

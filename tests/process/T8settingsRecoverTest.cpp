@@ -1,0 +1,368 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using testsupport::ToolRun;
+using Json = nlohmann::json;
+
+const std::string kOld =
+    "#name = settings\n[sound]\nbass = int8,1\ntreble = int8,2\n#crc32 = 1325194012\n";
+const std::string kNew =
+    "#name = settings\n[sound]\nbass = int8,5\nname = string,x\ntreble = int8,2\n"
+    "#crc32 = 622713224\n";
+
+class T8settingsRecover : public testsupport::ToolTest {
+protected:
+    void putFile(const std::string& bytes) { put("settings/settings.ini", bytes); }
+    void putTmp(const std::string& bytes) { put("settings/settings.ini.tmp", bytes); }
+    void putBad(const std::string& bytes) { put("settings/settings.ini.bad", bytes); }
+
+    ToolRun recover(std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"recover", file_});
+        return run(options);
+    }
+
+    std::string bytes(const std::string& suffix = "") const {
+        return testsupport::readFile(file_ + suffix);
+    }
+    bool isThere(const std::string& suffix) const { return testsupport::exists(file_ + suffix); }
+
+    std::string file_ = path("settings/settings.ini");
+};
+
+TEST_F(T8settingsRecover, StatesAndDifferencesAreShown) {
+    putFile(kOld);
+    putTmp(kNew);
+    putBad("#name = settings\n[sound]\nbass = int8,300\n");
+    const ToolRun shown = recover();
+    EXPECT_EQ(
+        file_ + ": CRC right, 2 settings\n" + file_ + ".tmp: CRC right, 3 settings\n" + file_ +
+            ".bad: no CRC line, 1 setting\n" + file_ +
+            ".bad:3: settings/sound/bass: int8 would not keep \"300\", it would make \"44\" of "
+            "it; int8 takes whole numbers from -128 to 127\nA load takes " +
+            file_ +
+            ".tmp.\nsetting\tfile\ttmp\tbad\n"
+            "settings/sound/bass\tint8,1\tint8,5\tint8,300\n"
+            "settings/sound/name\t-\tstring,x\t-\n"
+            "settings/sound/treble\tint8,2\tint8,2\t-\n",
+        shown.out);
+    EXPECT_EQ("", shown.err);
+    EXPECT_EQ(0, shown.exitCode);
+}
+
+TEST_F(T8settingsRecover, JsonHasTheSame) {
+    putFile("torn");
+    putBad(kOld);
+    EXPECT_EQ(
+        Json(
+            {{"file", file_},
+             {"taken", nullptr},
+             {"files",
+              {{{"kind", "file"},
+                {"file", file_},
+                {"state", "noCrc"},
+                {"settings", 0},
+                {"findings",
+                 {{{"file", file_},
+                   {"line", 1},
+                   {"harm", "lost"},
+                   {"reason", "no \"=\" after the key"},
+                   {"remedy", "a setting is written KEY = TYPE,VALUE, a comment # TEXT"}}}}},
+               {{"kind", "bad"},
+                {"file", file_ + ".bad"},
+                {"state", "sealed"},
+                {"settings", 2},
+                {"findings", Json::array()}}}},
+             {"differences",
+              {{{"name", "settings/sound/bass"}, {"texts", {{"file", nullptr}, {"bad", "int8,1"}}}},
+               {{"name", "settings/sound/treble"},
+                {"texts", {{"file", nullptr}, {"bad", "int8,2"}}}}}}}),
+        Json::parse(recover({"--json"}).out));
+    EXPECT_EQ("torn", bytes());
+    EXPECT_EQ(kOld, bytes(".bad"));
+}
+
+TEST_F(T8settingsRecover, WhatALoadWouldDoIsSaid) {
+    putFile(kOld);
+    EXPECT_EQ(
+        file_ + ": CRC right, 2 settings\nA load takes " + file_ + ".\nNothing lies beside it.\n",
+        recover().out);
+    putBad(kOld);
+    EXPECT_THAT(recover().out, HasSubstr("\nNo setting differs.\n"));
+    putFile("torn");
+    EXPECT_THAT(recover().out, HasSubstr("\nA load takes none of them, and sets " + file_ +
+                                         " aside as " + file_ + ".bad.\n"));
+    std::filesystem::remove(file_);
+    EXPECT_THAT(recover().out, AllOf(StartsWith(file_ + ": not there\n"),
+                                     HasSubstr("\nA load takes none of them.\n")));
+}
+
+TEST_F(T8settingsRecover, SetAsideFileIsPutBackWholeWithItsPermissions) {
+    putBad(kOld);
+    ASSERT_EQ(0, chmod((file_ + ".bad").c_str(), 0660));
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(file_ + ": 2 settings from " + file_ + ".bad, CRC 1325194012\n", recovered.out);
+    EXPECT_EQ("", recovered.err);
+    EXPECT_EQ(0, recovered.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_EQ(kOld, bytes(".bad"));
+    EXPECT_FALSE(isThere(".tmp"));
+    struct stat status;
+    ASSERT_EQ(0, stat(file_.c_str(), &status));
+    EXPECT_EQ(0660U, status.st_mode & 0777U);
+}
+
+TEST_F(T8settingsRecover, ReplacedFilesAreKeptUnderNamesThatAreTold) {
+    putFile("torn");
+    ASSERT_EQ(0, chmod(file_.c_str(), 0600));
+    putTmp(kNew);
+    putBad(kOld);
+    put("settings/settings.ini.before-recover", "an earlier one");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(file_ + ": 2 settings from " + file_ + ".bad, CRC 1325194012\n" + file_ +
+                  ".before-recover.2: " + file_ + " as it was\n" + file_ +
+                  ".tmp.before-recover: " + file_ + ".tmp as it was\n",
+              recovered.out);
+    EXPECT_EQ(0, recovered.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_FALSE(isThere(".tmp"));
+    EXPECT_FALSE(isThere(".tmp.new"));
+    EXPECT_EQ("an earlier one", bytes(".before-recover"));
+    EXPECT_EQ("torn", bytes(".before-recover.2"));
+    EXPECT_EQ(kNew, bytes(".tmp.before-recover"));
+    struct stat status;
+    ASSERT_EQ(0, stat((file_ + ".before-recover.2").c_str(), &status));
+    EXPECT_EQ(0600U, status.st_mode & 0777U);
+    EXPECT_EQ("1\n", run({"get", "settings/sound/bass"}).out);
+}
+
+TEST_F(T8settingsRecover, CopyIsPutInPlaceOfTheFile) {
+    putFile(kOld);
+    putTmp(kNew);
+    const ToolRun recovered = recover({"--from", "tmp", "--yes", "--json"});
+    EXPECT_EQ(Json({{"file", file_},
+                    {"from", file_ + ".tmp"},
+                    {"settings", 3},
+                    {"crc", 622713224U},
+                    {"kept", {{{"file", file_}, {"as", file_ + ".before-recover"}}}},
+                    {"leftOut", Json::array()}}),
+              Json::parse(recovered.out));
+    EXPECT_EQ(0, recovered.exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_FALSE(isThere(".tmp"));
+    EXPECT_EQ(kOld, bytes(".before-recover"));
+}
+
+TEST_F(T8settingsRecover, CopyThatNoProgramLooksForComesToItsPlace) {
+    putTmp(kNew);
+    EXPECT_EQ(0, recover({"--from", "tmp", "--yes"}).exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_FALSE(isThere(".tmp"));
+    EXPECT_FALSE(isThere(".tmp.before-recover"));
+}
+
+TEST_F(T8settingsRecover, DamagedCopyIsKeptSinceNotAllOfItComesBack) {
+    putFile(kNew);
+    putTmp("#name = settings\n[sound]\nbass = int8,7\ntreb");
+    EXPECT_EQ(5, recover({"--from", "tmp", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,7\n#crc32 = "));
+    EXPECT_EQ("#name = settings\n[sound]\nbass = int8,7\ntreb", bytes(".tmp.before-recover"));
+    EXPECT_EQ(kNew, bytes(".before-recover"));
+    EXPECT_FALSE(isThere(".tmp"));
+}
+
+TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthersListed) {
+    putBad(
+        "#name = settings\n[sound]\nbass = int8,1\nba\x01\xFF\ntreble = int8,999\nname = string,y\n"
+        "balance = int8,1");
+    const std::string bad = file_ + ".bad";
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(
+        bad +
+            ":4: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a comment # "
+            "TEXT\n" +
+            bad +
+            ":5: settings/sound/treble: int8 would not keep \"999\", it would make \"-25\" of "
+            "it; int8 takes whole numbers from -128 to 127\n" +
+            bad + ":7: the last line may be cut short, as no line feed ends it\n" + file_ +
+            ": 2 settings from " + bad + ", CRC 2797478617\n",
+        recovered.out);
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_EQ("#name = settings\n[sound]\nbass = int8,1\nname = string,y\n#crc32 = 2797478617\n",
+              bytes());
+}
+
+TEST_F(T8settingsRecover, OfAWholeFileValuesAreKeptAsTheyAre) {
+    putBad("#name = settings\n[sound]\nbass = int8,300\nslip\n#crc32 = false\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});
+    EXPECT_EQ(1U, Json::parse(recovered.out).at("leftOut").size());
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,300\n#crc32 = "));
+}
+
+TEST_F(T8settingsRecover, FileWithNothingToPutBackChangesNothing) {
+    putFile(kOld);
+    putBad("rubbish\n");
+    const ToolRun refused = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ("", refused.out);
+    EXPECT_THAT(refused.err, HasSubstr("\nt8settings: " + file_ +
+                                       ".bad has no setting that could be put back\n"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_FALSE(isThere(".before-recover"));
+}
+
+TEST_F(T8settingsRecover, PersonIsAskedAndMayRefuse) {
+    putFile(kOld);
+    putBad(kNew);
+    const ToolRun refused = runOnTerminal({"recover", file_, "--from", "bad"}, "n\n");
+    EXPECT_THAT(refused.out,
+                AllOf(HasSubstr("Put 3 settings from " + file_ + ".bad in the place of " + file_ +
+                                "? " + file_ + " is kept as " + file_ + ".before-recover. [y/N] "),
+                      HasSubstr("t8settings: nothing was changed\r\n")));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_EQ(0, runOnTerminal({"recover", file_, "--from", "bad"}, "y\n").exitCode);
+    EXPECT_EQ(kNew, bytes());
+}
+
+TEST_F(T8settingsRecover, WhatAnotherProgramHasWrittenMeanwhileIsNotReplaced) {
+    putFile("torn");
+    putBad(kOld);
+    const ToolRun refused =
+        runOnTerminal({"recover", file_, "--from", "bad"}, "y\n", {}, [this] { putFile(kNew); });
+    EXPECT_THAT(refused.out, HasSubstr("t8settings: nothing was changed: another program has "
+                                       "written to " +
+                                       file_ + " meanwhile\r\n"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_FALSE(isThere(".before-recover"));
+}
+
+TEST_F(T8settingsRecover, NothingIsAskedWhereNobodyIsThere) {
+    putBad(kNew);
+    const ToolRun refused = recover({"--from", "bad"});
+    EXPECT_EQ(
+        "t8settings: recover --from needs --yes where nobody can be asked; nothing was "
+        "changed\n",
+        refused.err);
+    EXPECT_EQ(2, refused.exitCode);
+    EXPECT_FALSE(isThere(""));
+}
+
+TEST_F(T8settingsRecover, ResetInProgressKeepsTheFilesAsTheyAre) {
+    putBad(kNew);
+    testsupport::writeFile(marker_, "");
+    EXPECT_EQ(0, recover().exitCode);
+    const ToolRun refused = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(refused.err, StartsWith("t8settings: a reset to defaults is in progress"));
+    EXPECT_EQ(4, refused.exitCode);
+    EXPECT_FALSE(isThere(""));
+}
+
+TEST_F(T8settingsRecover, UnreadableFileIsMovedOutOfTheWay) {
+    std::filesystem::create_directory(file_);
+    putBad(kOld);
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(0, recovered.exitCode) << recovered.err;
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_TRUE(std::filesystem::is_directory(file_ + ".before-recover"));
+}
+
+TEST_F(T8settingsRecover, FullDiskLosesNothing) {
+    putFile(kOld);
+    putBad(kNew);
+    const ToolRun failed = run({"recover", file_, "--from", "bad", "--yes"}, {}, [] {
+        const rlimit few = {50, 50};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
+    });
+    EXPECT_EQ("", failed.out);
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_EQ(kNew, bytes(".bad"));
+    EXPECT_FALSE(isThere(".before-recover"));
+    EXPECT_FALSE(isThere(".tmp"));
+}
+
+TEST_F(T8settingsRecover, WrongUseIsTold) {
+    const ToolRun nothing = recover();
+    EXPECT_EQ("t8settings: " + file_ + ": not there, and nothing lies beside it\n", nothing.err);
+    EXPECT_EQ(1, nothing.exitCode);
+    putFile(kOld);
+    const ToolRun none = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ("t8settings: " + file_ + ".bad: not there\n", none.err);
+    EXPECT_EQ(1, none.exitCode);
+    const ToolRun beside = run({"recover", file_ + ".bad"});
+    EXPECT_EQ("t8settings: " + file_ + ".bad lies beside " + file_ +
+                  "; name that one: t8settings recover " + file_ + "\n",
+              beside.err);
+    EXPECT_EQ(2, beside.exitCode);
+    EXPECT_EQ(2, recover({"--from", "elsewhere"}).exitCode);
+    EXPECT_EQ(2, recover({"--yes"}).exitCode);
+    EXPECT_EQ(2, run({"recover", path("settings/product.xml")}).exitCode);
+    put("qel-default-settings/settings.ini", kOld);
+    put("qel-default-settings/settings.ini.tmp", kNew);
+    const ToolRun defaults =
+        run({"recover", path("qel-default-settings/settings.ini"), "--from", "tmp", "--yes"});
+    EXPECT_THAT(defaults.err, HasSubstr("is a defaults file, which nobody writes"));
+    EXPECT_EQ(1, defaults.exitCode);
+    EXPECT_EQ(kOld, bytesOf("qel-default-settings/settings.ini"));
+}
+
+TEST_F(T8settingsRecover, BytesOfAnyKindAreShownAndPutBack) {
+    const std::string name = "settings/a b\xC3\xA9\xFF.ini";
+    put(name + ".bad", "k\ty\xFF = string,\x01\xC3\xA9\n#crc32 = false\n");
+    EXPECT_THAT(run({"recover", path(name)}).out,
+                HasSubstr("\na b\xC3\xA9\xFF/k\\ty\xFF\t-\tstring,\\x01\xC3\xA9\n"));
+    const Json difference =
+        Json::parse(run({"recover", path(name), "--json"}).out).at("differences").at(0);
+    EXPECT_EQ("612062c3a9ff2f6b0979ff", difference.at("nameBytes"));
+    EXPECT_EQ("string,\x01\xC3\xA9", difference.at("texts").at("bad"));
+    EXPECT_EQ(0, run({"recover", path(name), "--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytesOf(name), StartsWith("k\ty\xFF = string,\x01\xC3\xA9\n#crc32 = "));
+}
+
+TEST_F(T8settingsRecover, ReadOnlyDirectoryIsLookedAtAndLeftAlone) {
+    putFile(kOld);
+    putBad(kNew);
+    if (geteuid() == 0) {
+        std::filesystem::permissions(dir_.path(), std::filesystem::perms(0755));
+    }
+    std::filesystem::permissions(path("settings"), std::filesystem::perms(0555));
+    const auto asNobody = [] {
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+    };
+    const ToolRun shown = run({"recover", file_}, {}, asNobody);
+    if (shown.exitCode == 127) {
+        GTEST_SKIP() << "nobody but root may run the tool where it lies";
+    }
+    EXPECT_THAT(shown.out, HasSubstr("\nsettings/sound/bass\tint8,1\tint8,5\n"));
+    EXPECT_EQ(0, shown.exitCode);
+    const ToolRun refused = run({"recover", file_, "--from", "bad", "--yes"}, {}, asNobody);
+    EXPECT_EQ("t8settings: " + file_ + " is unchanged, it could not be kept as " + file_ +
+                  ".before-recover: Permission denied\n",
+              refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+    put("settings/settings.ini", kOld.substr(0, kOld.rfind('#')));
+    const ToolRun sealed = run({"seal", file_}, {}, asNobody);
+    EXPECT_EQ("t8settings: " + file_ + " is unchanged, " + file_ +
+                  ".tmp could not be written: Permission denied\n",
+              sealed.err);
+    EXPECT_EQ(1, sealed.exitCode);
+    EXPECT_EQ(5, run({"verify"}, {}, asNobody).exitCode);
+    std::filesystem::permissions(path("settings"), std::filesystem::perms(0755));
+}
+
+}  // namespace

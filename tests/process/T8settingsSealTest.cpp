@@ -1,0 +1,231 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+using Json = nlohmann::json;
+
+const std::string kText =
+    "#name = settings\n#savepolicy = async\n# a comment\r\n\n[sound]\n bass = int8 , 05\n";
+const std::string kSealed = kText + "#crc32 = 465045114\n";
+
+class T8settingsSeal : public testsupport::ToolTest {
+protected:
+    T8settingsSeal() { put("settings/settings.ini", kText); }
+
+    ToolRun seal(std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"seal", file_});
+        return run(options);
+    }
+
+    /// Exit code 1, this text first on standard error, and the file as it was.
+    void expectUnchanged(const ToolRun& seal, const std::string& bytes, const std::string& text) {
+        EXPECT_EQ("", seal.out);
+        EXPECT_THAT(seal.err, StartsWith("t8settings: " + text));
+        EXPECT_EQ(1, seal.exitCode);
+        EXPECT_EQ(bytes, testsupport::readFile(file_));
+    }
+
+    std::string file_ = path("settings/settings.ini");
+};
+
+TEST_F(T8settingsSeal, CrcLineIsAddedAndAllBytesBeforeItStay) {
+    const ToolRun sealed = seal();
+    EXPECT_EQ(file_ + ": sealed, CRC 465045114\n", sealed.out);
+    EXPECT_EQ("", sealed.err);
+    EXPECT_EQ(0, sealed.exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+    EXPECT_EQ("5\n", run({"get", "settings/sound/bass"}).out);
+    EXPECT_FALSE(testsupport::exists(file_ + ".bad"));
+}
+
+TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
+    for (const char* const line :
+         {"#crc32 = 12\n", "#crc32 = false\n", "#crc32 = 465", "#crc32\n"}) {
+        put("settings/settings.ini", kText + line);
+        const ToolRun sealed = runBare({"seal", file_, "--json", "--marker", marker_});
+        EXPECT_EQ(Json({{"file", file_}, {"written", true}, {"crc", 465045114}}),
+                  Json::parse(sealed.out))
+            << line;
+        EXPECT_EQ(kSealed, bytesOf("settings/settings.ini")) << line;
+    }
+}
+
+TEST_F(T8settingsSeal, TextWithoutALineFeedAtItsEndIsSealed) {
+    put("settings/settings.ini", kText.substr(0, kText.size() - 1));
+    EXPECT_EQ(0, seal().exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+}
+
+TEST_F(T8settingsSeal, RightCrcIsLeftAlone) {
+    put("settings/settings.ini", kSealed);
+    std::filesystem::last_write_time(file_, std::filesystem::file_time_type());
+    const ToolRun sealed = seal();
+    EXPECT_EQ(file_ + ": the CRC is right already; nothing was written\n", sealed.out);
+    EXPECT_EQ(0, sealed.exitCode);
+    EXPECT_EQ(std::filesystem::file_time_type(), std::filesystem::last_write_time(file_));
+    EXPECT_EQ(Json({{"file", file_}, {"written", false}, {"crc", 465045114}}),
+              Json::parse(seal({"--json"}).out));
+}
+
+TEST_F(T8settingsSeal, DefaultsFileNeedsNoCrc) {
+    put("qel-default-settings/settings.ini", kText);
+    const std::string defaults = path("qel-default-settings/settings.ini");
+    const ToolRun sealed = run({"seal", defaults});
+    EXPECT_EQ(defaults + ": a defaults file, which needs no CRC; nothing was written\n",
+              sealed.out);
+    EXPECT_EQ(0, sealed.exitCode);
+    EXPECT_EQ(kText, bytesOf("qel-default-settings/settings.ini"));
+    EXPECT_EQ(Json({{"file", defaults}, {"written", false}, {"crc", nullptr}}),
+              Json::parse(run({"seal", defaults, "--json"}).out));
+    put("qel-default-settings/settings.ini", kText + "slip\n");
+    const ToolRun slip = run({"seal", defaults});
+    EXPECT_THAT(slip.err, StartsWith("t8settings: " + defaults + ":7: no \"=\" after the key"));
+    EXPECT_EQ(1, slip.exitCode);
+}
+
+TEST_F(T8settingsSeal, LinesThatWouldBeLostOrChangedAreNamedAndNothingIsWritten) {
+    const std::string text = kText + "treble = int8,300\nslip\n[]\n";
+    put("settings/settings.ini", text);
+    const ToolRun refused = seal();
+    expectUnchanged(refused, text, "warning: " + file_ + ":9: no line ends a section");
+    EXPECT_THAT(refused.err,
+                HasSubstr("\nt8settings: " + file_ +
+                          ":7: settings/sound/treble: int8 would not keep \"300\", it would make "
+                          "\"44\" of it; int8 takes whole numbers from -128 to 127\nt8settings: " +
+                          file_ +
+                          ":8: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a "
+                          "comment # TEXT\nt8settings: " +
+                          file_ + " is unchanged: mend these lines; --force seals it as it is\n"));
+}
+
+TEST_F(T8settingsSeal, ForceSealsThemAndWarns) {
+    const std::string text = kText + "treble = int8,300\nslip\n";
+    put("settings/settings.ini", text);
+    const ToolRun sealed = seal({"--force"});
+    EXPECT_THAT(sealed.err, AllOf(HasSubstr("t8settings: warning: " + file_ + ":7: "),
+                                  HasSubstr("t8settings: warning: " + file_ + ":8: ")));
+    EXPECT_EQ(0, sealed.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"), StartsWith(text + "#crc32 = "));
+    EXPECT_EQ("44\n", run({"get", "settings/sound/treble"}).out);
+}
+
+TEST_F(T8settingsSeal, WhatNoProgramCouldLoadIsNotSealedByForceEither) {
+    const std::string text = kText + "#name = other\n";
+    put("settings/settings.ini", text);
+    const ToolRun refused = seal({"--force"});
+    expectUnchanged(refused, text, file_ + ":7: #name is not the first line");
+    EXPECT_THAT(refused.err,
+                HasSubstr("\nt8settings: " + file_ + " is unchanged: no program could load it\n"));
+}
+
+TEST_F(T8settingsSeal, LinesAfterTheCrcLineAreNotDroppedInSilence) {
+    const std::string text = kSealed + "treble = int8,1\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text, file_ + ":7: lines after the CRC line are not read");
+    EXPECT_EQ(0, seal({"--force"}).exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+}
+
+TEST_F(T8settingsSeal, EmptyFileIsNotSealed) {
+    put("settings/settings.ini", "");
+    expectUnchanged(seal(), "", file_ + ": nothing is in it\n");
+}
+
+TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
+    put("settings/settings.ini.tmp", kSealed);
+    expectUnchanged(seal(), kText,
+                    file_ + " is unchanged: programs would read " + file_ +
+                        ".tmp in its place, the whole copy of an interrupted save\nt8settings: "
+                        "t8settings recover " +
+                        file_ + " shows what there is\n");
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini.tmp"));
+    put("settings/settings.ini.tmp", "torn");
+    EXPECT_EQ(0, seal().exitCode);
+    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+}
+
+TEST_F(T8settingsSeal, WhatIsNoSettingsFileIsRefused) {
+    std::filesystem::remove(file_);
+    const ToolRun missing = seal();
+    EXPECT_EQ("t8settings: " + file_ + ": not there\n", missing.err);
+    EXPECT_EQ(1, missing.exitCode);
+    put("settings/settings.ini.bad", kText);
+    EXPECT_EQ("t8settings: " + file_ + ": not there\nt8settings: t8settings recover " + file_ +
+                  " shows what there is\n",
+              seal().err);
+    const ToolRun beside = run({"seal", file_ + ".bad"});
+    EXPECT_THAT(beside.err, StartsWith("t8settings: " + file_ + ".bad lies beside " + file_));
+    EXPECT_EQ(2, beside.exitCode);
+    EXPECT_EQ(2, run({"seal", path("settings/x.xml")}).exitCode);
+    EXPECT_EQ(2, run({"seal"}).exitCode);
+    std::filesystem::create_directory(file_);
+    EXPECT_EQ("t8settings: " + file_ +
+                  ": cannot be read: Is a directory\nt8settings: t8settings "
+                  "recover " +
+                  file_ + " shows what there is\n",
+              seal().err);
+}
+
+TEST_F(T8settingsSeal, ResetInProgressKeepsTheFileAsItIs) {
+    testsupport::writeFile(marker_, "");
+    const ToolRun refused = seal();
+    EXPECT_EQ("t8settings: a reset to defaults is in progress, " + marker_ +
+                  " exists: nothing is saved until the restart\n",
+              refused.err);
+    EXPECT_EQ(4, refused.exitCode);
+    EXPECT_EQ(kText, bytesOf("settings/settings.ini"));
+}
+
+TEST_F(T8settingsSeal, PermissionsAreKept) {
+    ASSERT_EQ(0, chmod(file_.c_str(), 0640));
+    EXPECT_EQ(0, seal().exitCode);
+    struct stat status;
+    ASSERT_EQ(0, stat(file_.c_str(), &status));
+    EXPECT_EQ(0640U, status.st_mode & 0777U);
+}
+
+TEST_F(T8settingsSeal, FullDiskLeavesTheFileAsItIs) {
+    const ToolRun sealed = run({"seal", file_}, {}, [] {
+        const rlimit few = {90, 90};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
+    });
+    EXPECT_EQ("", sealed.out);
+    EXPECT_EQ(1, sealed.exitCode);
+    EXPECT_EQ(kText, bytesOf("settings/settings.ini"));
+    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+}
+
+TEST_F(T8settingsSeal, DirectoryThatCannotBeWrittenLeavesTheFileAsItIs) {
+    // A directory in the way of the copy, since nothing keeps root from writing.
+    std::filesystem::create_directory(file_ + ".tmp");
+    expectUnchanged(
+        seal(), kText,
+        file_ + " is unchanged, " + file_ + ".tmp could not be written: Is a directory\n");
+}
+
+TEST_F(T8settingsSeal, NamesOfAnyBytesAreSealed) {
+    const std::string name = "settings/a b\n\xC3\xA9\xFF.ini";
+    put(name, "\xFF = int,1\n");
+    const ToolRun sealed = run({"seal", path(name)});
+    EXPECT_THAT(sealed.out, StartsWith(path("settings/a b\\n\xC3\xA9\xFF.ini") + ": sealed, CRC "));
+    EXPECT_EQ(0, sealed.exitCode);
+    EXPECT_THAT(bytesOf(name), StartsWith("\xFF = int,1\n#crc32 = "));
+    const Json json = Json::parse(run({"seal", path(name), "--json"}).out);
+    EXPECT_EQ(path("settings/a b\n\xC3\xA9\xEF\xBF\xBD.ini"), json.at("file"));
+    EXPECT_EQ(1U, json.count("fileBytes"));
+}
+
+}  // namespace

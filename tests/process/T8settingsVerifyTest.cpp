@@ -1,0 +1,376 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using testsupport::ToolRun;
+using Json = nlohmann::json;
+
+/// Text and right CRC of a sound file.
+const char* const kSound =
+    "#name = settings\n#savepolicy = async\n[sound]\nbass = int8,-2\ntreble = int8,3\n"
+    "#crc32 = 1168239953\n";
+
+class T8settingsVerify : public testsupport::ToolTest {
+protected:
+    T8settingsVerify() {
+        put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,-2\n");
+        put("settings/settings.ini", kSound);
+    }
+
+    /// Exit code 5 and exactly these lines before the last one.
+    void expectFindings(const ToolRun& verify, const std::vector<std::string>& lines) const {
+        std::string expected;
+        for (const std::string& line : lines) {
+            expected += line + "\n";
+        }
+        EXPECT_EQ(expected, verify.out.substr(0, verify.out.rfind('\n', verify.out.size() - 2) + 1))
+            << verify.out;
+        EXPECT_EQ("", verify.err);
+        EXPECT_EQ(5, verify.exitCode);
+    }
+
+    /// What the tool says of one read/write file with a switched-off check, that remark left out.
+    std::vector<std::string> saidOf(const std::string& text) const {
+        put("settings/x.ini", text + "\n#crc32 = false\n");
+        const Json json = Json::parse(run({"verify", path("settings/x.ini"), "--json"}).out);
+        std::vector<std::string> said;
+        for (const Json& finding : json.at("findings")) {
+            if (finding.at("remedy").get<std::string>().find("t8settings seal") != 0) {
+                said.push_back(finding.at("line").dump() + " " +
+                               finding.at("harm").get<std::string>() + ": " +
+                               finding.at("reason").get<std::string>());
+            }
+        }
+        return said;
+    }
+
+    using Said = std::vector<std::string>;
+
+    /// Name and bytes of everything below the base directory.
+    std::map<std::string, std::string> everything() const {
+        std::map<std::string, std::string> all;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(base_)) {
+            const std::string name = entry.path();
+            all[name] = entry.is_regular_file() ? testsupport::readFile(name) : "";
+        }
+        return all;
+    }
+};
+
+TEST_F(T8settingsVerify, SoundFilesAreCountedAndExitWith0) {
+    const ToolRun verify = run({"verify"});
+    EXPECT_EQ("2 files, all sound\n", verify.out);
+    EXPECT_EQ("", verify.err);
+    EXPECT_EQ(0, verify.exitCode);
+    const ToolRun json = run({"verify", "--json"});
+    EXPECT_EQ(
+        Json({{"files",
+               {{{"file", path("qel-default-settings/settings.ini")},
+                 {"state", "defaults"},
+                 {"settings", 1}},
+                {{"file", path("settings/settings.ini")}, {"state", "sealed"}, {"settings", 2}}}},
+              {"findings", Json::array()}}),
+        Json::parse(json.out));
+    EXPECT_EQ(0, json.exitCode);
+}
+
+TEST_F(T8settingsVerify, FileAloneNeedsNoBaseDirectory) {
+    const ToolRun verify = runBare({"verify", path("settings/settings.ini")});
+    EXPECT_EQ("1 file, all sound\n", verify.out);
+    EXPECT_EQ(0, verify.exitCode);
+    const ToolRun none = runBare({"verify"});
+    EXPECT_EQ("", none.out);
+    EXPECT_EQ("t8settings: no base directory: say --base DIR or set T8SETTINGS_BASE\n", none.err);
+    EXPECT_EQ(2, none.exitCode);
+}
+
+TEST_F(T8settingsVerify, WrongAndMissingCrcSayWhatALoadDoesAndWhatToDo) {
+    const std::string file = path("settings/settings.ini");
+    const std::string remedy = "; the next program to load it sets it aside as " + file +
+                               ".bad; after a hand edit: t8settings seal " + file +
+                               "; after damage: t8settings recover " + file;
+    put("settings/settings.ini", "#name = settings\n[sound]\nbass = int8,-2\n#crc32 = 12\n");
+    expectFindings(
+        run({"verify"}),
+        {file + ":4: wrong CRC: the text has 4003686501, its CRC line says 12" + remedy});
+    put("settings/settings.ini", "#name = settings\n");
+    expectFindings(run({"verify"}), {file + ": no CRC line" + remedy});
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("\n2 files, 1 finding\n"));
+}
+
+TEST_F(T8settingsVerify, NothingIsWrittenOrSetAside) {
+    put("settings/settings.ini", "#name = settings\n[sound]\nbass = int8,5\n#crc32 = 12\n");
+    put("settings/other.ini", "damaged");
+    put("settings/other.ini.tmp", "damaged too");
+    const auto before = everything();
+    EXPECT_EQ(5, run({"verify"}).exitCode);
+    EXPECT_EQ(5, run({"verify", path("settings/other.ini")}).exitCode);
+    EXPECT_EQ(before, everything());
+}
+
+TEST_F(T8settingsVerify, SwitchedOffCheckIsAFinding) {
+    const std::string file = path("settings/settings.ini");
+    put("settings/settings.ini", "#name = settings\n#crc32 = false\n");
+    expectFindings(run({"verify"}), {file +
+                                     ":2: the CRC check is switched off, so damage goes "
+                                     "unnoticed; t8settings seal " +
+                                     file + " switches it on"});
+}
+
+TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
+    const std::string file = path("settings/settings.ini");
+    const std::string shows = "t8settings recover " + file + " shows what differs";
+    put("settings/settings.ini.tmp", kSound);
+    expectFindings(run({"verify"}), {file +
+                                     ".tmp: whole copy of an interrupted save, read in place "
+                                     "of " +
+                                     file + "; the next save puts it in order; " + shows});
+    put("settings/settings.ini", "torn");
+    const ToolRun torn = run({"verify"});
+    EXPECT_THAT(torn.out, StartsWith(file + ": no CRC line; " + file +
+                                     ".tmp is read in its place; the next save mends it\n"));
+    EXPECT_THAT(torn.out, Not(HasSubstr(".bad")));
+    std::filesystem::remove(file);
+    EXPECT_THAT(run({"verify"}).out,
+                StartsWith(file +
+                           ".tmp: whole copy of an interrupted save, which no program "
+                           "looks for since " +
+                           file + " is not there; t8settings recover " + file + "\n"));
+}
+
+TEST_F(T8settingsVerify, LinesOfACopyThatIsReadAreJudgedToo) {
+    put("settings/settings.ini.tmp", "#name = settings\nnothing\n#crc32 = false\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr("\n" + path("settings/settings.ini.tmp") + ":2: no \"=\" after the key"));
+}
+
+TEST_F(T8settingsVerify, WhatLiesBesideAFileIsTold) {
+    const std::string file = path("settings/settings.ini");
+    put("settings/settings.ini.tmp", "torn");
+    put("settings/settings.ini.bad", "damaged");
+    put("settings/settings.ini.tmp.new", "");
+    expectFindings(
+        run({"verify"}),
+        {file + ".tmp: left by an interrupted save and not whole: no CRC line; the next save "
+                "replaces it",
+         file +
+             ".tmp.new: left by an interrupted save and never read; the next save that needs the "
+             "name replaces it; or delete it",
+         file +
+             ".bad: set aside by a load that could not use it, and never read; t8settings "
+             "recover " +
+             file + " shows what it holds; or delete it"});
+}
+
+TEST_F(T8settingsVerify, LeftoversWithoutTheirFileAreFound) {
+    put("settings/gone.ini.bad", kSound);
+    put("settings/gone.ini.tmp", kSound);
+    const ToolRun verify = run({"verify"});
+    EXPECT_THAT(verify.out,
+                AllOf(HasSubstr(path("settings/gone.ini.tmp") + ": whole copy of an interrupted "
+                                                                "save, which no program looks for"),
+                      HasSubstr(path("settings/gone.ini.bad") + ": set aside"),
+                      HasSubstr("\n4 files, 2 findings\n")));
+    EXPECT_EQ(5, verify.exitCode);
+}
+
+TEST_F(T8settingsVerify, FilesThatNobodyReadsAreNamed) {
+    put("settings/notes.txt", "");
+    put("settings/.hidden.ini", "");
+    put("settings/settings.ini~", "");
+    put("settings/settings.ini.before-recover", "");
+    std::filesystem::create_directory(path("settings/lost+found"));
+    expectFindings(
+        run({"verify"}),
+        {path("settings/.hidden.ini") + ": ignored, as its name begins with \".\"",
+         path("settings/notes.txt") + ": ignored, as its name ends in neither .ini nor .xml",
+         path("settings/settings.ini.before-recover") +
+             ": kept by recover; delete it when nobody needs it",
+         path("settings/settings.ini~") + ": ignored, as its name ends in neither .ini nor .xml"});
+}
+
+TEST_F(T8settingsVerify, LinesThatNoLoadTakesAreNamedWithTheReason) {
+    EXPECT_EQ((Said{"2 lost: no \"=\" after the key", "3 lost: no \",\" after the type",
+                    "4 lost: x/c: no such type: \"\"",
+                    "5 lost: x/d: no such type: \"strng\"; did you mean string?",
+                    "6 lost: x/e: no such type: \"Role\", it is one of fields only",
+                    "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
+              saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
+                     "f = YesNo,maybe\ng = int,1"));
+}
+
+TEST_F(T8settingsVerify, ValuesThatAreReadAsSomethingElseAreNamedWithTheOutcome) {
+    EXPECT_EQ(
+        (Said{"1 changed: x/a: int8 would not keep \"300\", it would make \"44\" of it",
+              "2 changed: x/b: float32 would not keep \"3.14159265\", it would make \"3.14159\" of "
+              "it",
+              "3 changed: x/c: bool would not keep \"on\", it would make \"false\" of it",
+              "4 changed: x/d: string would not keep \"\" a\"\", it would read \"a\" from the file "
+              "again",
+              "5 changed: x/e: string would not keep \"a\\\", it would make \"a\" of it",
+              "6 changed: x/f: map<int:int> would not keep \"1,1,1,\", it would make \"\" of it"}),
+        saidOf("a = int8,300\nb = float32,3.14159265\nc = bool,on\nd = string,\" a\"\n"
+               "e = string,a\\\nf = map<int:int>,1,1,1,"));
+}
+
+TEST_F(T8settingsVerify, OtherWaysToWriteAValueAreSound) {
+    EXPECT_EQ(Said(), saidOf("a = int8,+07\nb = bool,TRUE\nc = string,a\"b\nd = string,a,b\n"
+                             "e = float32,1.50\nf = string,\ng = YesNo,\nh = int[],\n"
+                             "i = string,\"x\"\nj = string,\\q\nk = char,\nl = string,\"a\\\\\"\n"
+                             "m = string,b\xE9\xFF"));
+}
+
+TEST_F(T8settingsVerify, HeadersAndSectionsWithoutEffectAreNamed) {
+    EXPECT_EQ((Said{"2 ignored: no such save policy: \"sometimes\"",
+                    "3 ignored: #readonly makes the storage read-only whatever is said behind it",
+                    "5 ignored: section is not closed, so the settings below it have no section",
+                    "7 ignored: no line ends a section, so the settings below it are read into "
+                    "section \"s\""}),
+              saidOf("#name = y\n#savepolicy = sometimes\n#readonly = false\n[]\n[open\n[s]\n[]"));
+}
+
+TEST_F(T8settingsVerify, NameThatIsNotFirstCostsTheFile) {
+    EXPECT_EQ((Said{"2 unusable: #name is not the first line"}), saidOf("a = int,1\n#name = x"));
+}
+
+TEST_F(T8settingsVerify, NamesThatAreGivenTwiceOrComeBackElsewhereAreNamed) {
+    EXPECT_EQ((Said{"1 ignored: x/a is given once more in line 2, which counts",
+                    "3 moved: x/z has no section and sorts after x/s/: a save makes x/s/z of it"}),
+              saidOf("a = int,1\na = int,2\nz = int,3\n[s]\nb = int,4"));
+    EXPECT_EQ(Said(), saidOf("a = int,1\ns/z = int,3\n[s]\nb = int,4"));
+}
+
+TEST_F(T8settingsVerify, LinesAfterTheCrcLineAreNamed) {
+    put("settings/settings.ini", std::string(kSound) + "\nbalance = int8,1\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("settings/settings.ini") +
+                          ":6: lines after the CRC line are not read; move them above it\n"));
+}
+
+TEST_F(T8settingsVerify, DefaultsNeedNoCrcButTheirLinesAreJudged) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int9,1\n#crc32 = 1\n"
+        "[more]\nx = int,1\n");
+    expectFindings(
+        run({"verify"}),
+        {path("qel-default-settings/settings.ini") +
+         ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; t8settings "
+         "types shows all types"});
+}
+
+TEST_F(T8settingsVerify, SettingsOfTwoStoragesAreNamed) {
+    put("calibration_data/settings.ini", kSound);
+    expectFindings(run({"verify"}),
+                   {path("calibration_data/settings.ini") + ": 2 of its settings are in " +
+                    path("settings/settings.ini") +
+                    " too, such as settings/sound/bass: those that are loaded last count; give its "
+                    "storage a #name of its own"});
+}
+
+TEST_F(T8settingsVerify, FilesOfOneStorageAgreeOnItsName) {
+    put("settings/settings.ini", "#name = other\na = int,1\n#crc32 = 1727317709\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("settings/settings.ini") +
+                          ": its storage is called \"other\" here "
+                          "and \"settings\" in " +
+                          path("qel-default-settings/settings.ini") +
+                          ": the settings there keep that name; give both the same #name\n"));
+}
+
+TEST_F(T8settingsVerify, XmlIsReadByTheLibrarysParser) {
+    put("qel-default-settings/product.xml", "<product><model value=\"T8\"/></product>");
+    EXPECT_EQ("3 files, all sound\n", run({"verify"}).out);
+    put("qel-default-settings/product.xml", "<product><a type=\"wat\">1</a></product>");
+    expectFindings(run({"verify"}),
+                   {path("qel-default-settings/product.xml") +
+                    ": failed to load product/a(wat)=1; t8settings types shows all types"});
+    put("qel-default-settings/product.xml", "<product>");
+    EXPECT_THAT(run({"verify", path("qel-default-settings/product.xml"), "--json"}).out,
+                AllOf(HasSubstr("\"harm\": \"unusable\""), HasSubstr("\"state\": \"xml\""),
+                      HasSubstr("no readable well-formed XML document")));
+}
+
+TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
+    const ToolRun missing =
+        run({"verify", path("settings/none.ini"), path("settings/settings.ini")});
+    EXPECT_EQ(path("settings/none.ini") + ": not there\n1 file, 1 finding\n", missing.out);
+    EXPECT_EQ(1, missing.exitCode);
+    std::filesystem::create_directory(path("settings/dir.ini"));
+    const ToolRun directory = run({"verify", "--json"});
+    EXPECT_EQ(1, directory.exitCode);
+    const Json finding = Json::parse(directory.out).at("findings").at(0);
+    EXPECT_EQ("unreadable", finding.at("harm"));
+    EXPECT_EQ(nullptr, finding.at("line"));
+    EXPECT_THAT(finding.at("reason").get<std::string>(),
+                StartsWith("cannot be read: Is a directory; the next program to load it"));
+    EXPECT_EQ(1, run({"--base", path("none"), "verify"}).exitCode);
+}
+
+TEST_F(T8settingsVerify, FileThatIsTooLargeIsUnusable) {
+    std::filesystem::resize_file(path("settings/settings.ini"), (64U << 20) + 1);
+    const std::string file = path("settings/settings.ini");
+    expectFindings(run({"verify"}),
+                   {file +
+                    ": larger than 64 MiB, which no program reads; the next program to load "
+                    "it sets it aside as " +
+                    file + ".bad; after damage: t8settings recover " + file});
+}
+
+TEST_F(T8settingsVerify, NamesOfAnyBytesAreShownOnOneLineAndInJsonExactly) {
+    const std::string name = "a b\n\xC3\xA9\xFF.ini";
+    put("settings/" + name, "#name = \xFFx\nk\ty\x01 = int8,300\n#crc32 = false\n");
+    const ToolRun verify = run({"verify", path("settings/" + name)});
+    EXPECT_THAT(verify.out,
+                HasSubstr(path("settings/a b\\n\xC3\xA9\xFF.ini") + ":2: \xFFx/k\\ty\\x01: "
+                                                                    "int8 would not keep \"300\""));
+    EXPECT_THAT(verify.out,
+                HasSubstr("; t8settings seal '" + path("settings/a b\\n\xC3\xA9\xFF.ini") +
+                          "' switches it on\n"));
+    const Json finding =
+        Json::parse(run({"verify", path("settings/" + name), "--json"}).out).at("findings").at(1);
+    EXPECT_EQ(path("settings/a b\n\xC3\xA9\xEF\xBF\xBD.ini"), finding.at("file"));
+    std::string hexadecimal;
+    for (const char c : path("settings/" + name)) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(c));
+        hexadecimal += digits;
+    }
+    EXPECT_EQ(hexadecimal, finding.at("fileBytes"));
+}
+
+TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
+    const ToolRun verify = runBare({"--base", dir_.path(), "verify"});
+    EXPECT_EQ("0 files, all sound\n", verify.out);
+    EXPECT_THAT(verify.err, StartsWith("t8settings: no settings files below"));
+    EXPECT_EQ(0, verify.exitCode);
+}
+
+TEST_F(T8settingsVerify, ProgressOfLongWorkIsShownOnATerminalAlone) {
+    std::string text = "#name = big\n[a]\n";
+    for (int i = 0; i < 100000; ++i) {
+        text += "key" + std::to_string(i) + " = int8,1\n";
+    }
+    put("settings/big.ini", text + "#crc32 = false\n");
+    std::vector<std::string> words = {"verify"};
+    words.insert(words.end(), 8, path("settings/big.ini"));
+    const std::string progress = "verifying " + path("settings/big.ini");
+    const ToolRun onTerminal = runOnTerminal(words);
+    EXPECT_THAT(onTerminal.out, HasSubstr(progress));
+    EXPECT_THAT(onTerminal.out, HasSubstr("\r\x1b[K"));
+    EXPECT_EQ(5, onTerminal.exitCode);
+    words.resize(2);
+    EXPECT_EQ("", run(words).err);
+}
+
+}  // namespace
