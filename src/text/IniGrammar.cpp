@@ -60,6 +60,10 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
     return splitSetting(line, whiteSpace);
 }
 
+const char* whyMalformed(std::string_view line) {
+    return line.find('=') == kNowhere ? "no \"=\"" : "no \",\" after the \"=\"";
+}
+
 }  // namespace text
 }  // namespace Settings
 }  // namespace Qel

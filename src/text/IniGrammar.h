@@ -49,6 +49,9 @@ IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace);
 /// Takes apart any line that has been trimmed.
 IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace);
 
+/// What a malformed line lacks, for people.
+const char* whyMalformed(std::string_view line);
+
 }  // namespace text
 }  // namespace Settings
 }  // namespace Qel
