@@ -72,6 +72,29 @@ TEST_F(FileStorageThreads, AResetWaitsForTheSaveUnderWayAndNoneComesAfter) {
     EXPECT_FALSE(storage_->save());
 }
 
+// The answer is worth nothing before the wait: the load or save that is waited for may change it.
+TEST_F(FileStorageThreads, AResetAndASaveAskWhetherTheStorageIsReadOnlyWhenTheirTurnHasCome) {
+    Gate loading;
+    storage_->onLoad = [&](const std::string&) {
+        loading.pass();
+        storage_->readonly(true);
+        return true;
+    };
+    add("settings/a")->setValue(1);
+    WatchedThread reset([&] { EXPECT_TRUE(storage_->resetToDefaults()); });
+    loading.waitForArrival();
+    WatchedThread secondReset([&] { EXPECT_TRUE(storage_->resetToDefaults()); });
+    secondReset.untilHeldUpOrDone();
+    WatchedThread save([&] { EXPECT_FALSE(storage_->save()); });
+    save.untilHeldUpOrDone();
+    loading.open();
+    for (WatchedThread* const thread : {&reset, &secondReset, &save}) {
+        thread->join();
+    }
+    EXPECT_EQ(storage_->calls(), (Calls{"load " + defaults_, "save " + rw_}));
+    EXPECT_EQ(logged(5, "Trying to store a readonly file!!"), 1U) << log_.dump();
+}
+
 TEST_F(FileStorageThreads, AStoragesEndWaitsForTheChangeUnderWay) {
     Gate saving;
     create(StubFileStorage::Save_onEachChange);
