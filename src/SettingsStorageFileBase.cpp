@@ -32,6 +32,7 @@
 #include <cstdio>
 #include <exception>
 #include <sys/stat.h>
+#include <system_error>
 #include <utility>
 
 #include "Log.h"
@@ -41,6 +42,7 @@
 #include "Qel/Settings/SettingStorageFileBase.h"
 #include "Qel/Settings/SettingsStorageFileAsyncSaver.h"
 #include "SettingsByName.h"
+#include "files/DamagedFile.h"
 #include "files/DirectoryLock.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
@@ -165,8 +167,33 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
     const std::string setAside = rwFilename_ + ".bad";
     if (std::rename(rwFilename_.c_str(), setAside.c_str()) != 0) {
         const int error = errno;
+        damagedFileStands_ = true;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
+        QEL_LOG(kWarning, "'%s' stays where it is; a save copies it before it writes.",
+                rwFilename_.c_str());
     }
+}
+
+bool SettingStorageFileBase::damagedFileIsKept(const std::string& path) {
+    if (!damagedFileStands_ || path != rwFilename_) {
+        return true;
+    }
+    const files::DirectoryLock directory(files::directoryOf(path),
+                                         files::DirectoryLock::Mode::kExclusive);
+    std::string kept;
+    if (!files::keepDamagedFile(path, directory, kept)) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError,
+                "'%s' is not saved, a later save tries again: the damaged file there can neither "
+                "be set aside nor copied: %s",
+                path.c_str(), reason.c_str());
+        return false;
+    }
+    damagedFileStands_ = false;
+    if (!kept.empty()) {
+        QEL_LOG(kWarning, "The damaged file '%s' is kept as '%s'.", path.c_str(), kept.c_str());
+    }
+    return true;
 }
 
 void SettingStorageFileBase::changed(std::string changedName) {

@@ -114,7 +114,7 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     }
     const files::DirectoryLock directory(files::directoryOf(file),
                                          files::DirectoryLock::Mode::kExclusive);
-    if (!mayStillWrite()) {
+    if (!mayStillWrite() || !damagedFileIsKept(file)) {
         return false;
     }
     const std::string copy = getTempFilename(file);
@@ -188,6 +188,7 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
         // could find the file "unchanged" although it holds the user's values.
         crc32_ = 0;
     }
+    acceptedFile_ = candidate;
     return true;
 }
 
@@ -246,6 +247,7 @@ struct SettingStorageInifile::Reader {
     std::string value = {};
     std::string_view type = {};
     LoadFn load = nullptr;
+    std::size_t lineNumber = 0;
 
     /// The load function of the type; null for an unknown one. One type mostly follows another of
     /// its kind.
@@ -264,6 +266,7 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
     text::IniWalk walk(data);
     while (walk.next()) {
         const text::IniLine& line = walk.line();
+        reader.lineNumber = walk.number();
         switch (line.kind) {
             case text::IniLine::Kind::Blank:
             case text::IniLine::Kind::SkippedSection:
@@ -283,7 +286,7 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
             case text::IniLine::Kind::Malformed:
                 QEL_LOG(kError, "SettingStorageInifile: failed to load '%s'",
                         std::string(walk.whole()).c_str());
-                appendErrInfo(std::string(walk.whole()) + "\n");
+                noteRejected(walk.whole(), walk.number(), text::whyMalformed(walk.whole()));
                 break;
         }
     }
@@ -316,7 +319,19 @@ void SettingStorageInifile::readSetting(const std::string& file, const text::Ini
     }
     QEL_LOG(kError, "SettingStorageInifile: failed to load %s from %s (line=%s)",
             reader.settingName.c_str(), file.c_str(), std::string(whole).c_str());
-    appendErrInfo(std::string(whole) + "\n");
+    const bool knowsType = reader.loaderOf(line.type) != nullptr;
+    noteRejected(whole, reader.lineNumber, knowsType ? "no value of its type" : "unknown type");
+}
+
+// What the two messages before say does not lead whoever edits a file by hand to the line, nor does
+// it tell them that they are about to lose it.
+void SettingStorageInifile::noteRejected(std::string_view line, std::size_t number,
+                                         const char* reason) {
+    appendErrInfo(std::string(line) + "\n");
+    const bool staysThere = acceptedFile_ == *filename();
+    QEL_LOG(kWarning, "SettingStorageInifile: line %lu of '%s' is ignored%s: %s",
+            static_cast<unsigned long>(number), acceptedFile_.c_str(),
+            staysThere ? "" : " and missing from the file once it is saved", reason);
 }
 
 // One setting that cannot be made never costs the rest of the file, whatever its type's load

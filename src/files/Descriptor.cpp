@@ -60,6 +60,20 @@ Descriptor openFile(const std::string& path, int flags, mode_t permissions) {
     }
 }
 
+bool writeAll(const Descriptor& file, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t count = ::write(file.number(), data.data(), data.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        data.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
 std::string directoryOf(const std::string& path) {
     const std::string::size_type slash = path.rfind('/');
     if (slash == std::string::npos) {

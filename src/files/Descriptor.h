@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_FILES_DESCRIPTOR_H
 
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 namespace Qel {
@@ -35,6 +36,9 @@ private:
 /// memory, an interruption) is given a moment to pass: a healthy file that cannot be opened right
 /// now would otherwise count as a damaged one.
 Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
+
+/// Writes all of `data`, in as many calls as it takes. After a failure errno says why.
+bool writeAll(const Descriptor& file, std::string_view data);
 
 /// The directory part of `path`: "." when it has none.
 std::string directoryOf(const std::string& path);

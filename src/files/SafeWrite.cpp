@@ -33,21 +33,6 @@ constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
 constexpr mode_t kPermissionBits = 0777;
 
-bool writeAll(const Descriptor& file, const std::string& data) {
-    std::size_t written = 0;
-    while (written < data.size()) {
-        const ssize_t count = ::write(file.number(), &data[written], data.size() - written);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        written += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
 /// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
 Descriptor openTruncated(const std::string& path, mode_t permissions) {
     return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, permissions);

@@ -61,6 +61,10 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
     return splitSetting(line, whiteSpace);
 }
 
+const char* whyMalformed(std::string_view line) {
+    return line.find('=') == kNowhere ? "no \"=\"" : "no \",\" after the \"=\"";
+}
+
 bool IniWalk::next() {
     while (start_ < text_.size()) {
         const std::size_t end = std::min(text_.find('\n', start_), text_.size());

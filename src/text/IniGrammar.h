@@ -53,6 +53,9 @@ IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace);
 /// Takes apart any line that has been trimmed.
 IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace);
 
+/// What a malformed line lacks, for people.
+const char* whyMalformed(std::string_view line);
+
 /// Goes through the lines of a file that are not blank. The text must outlive it.
 class IniWalk {
 public:

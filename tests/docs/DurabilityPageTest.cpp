@@ -5,6 +5,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,10 +98,15 @@ TEST(DurabilityPageNames, EveryTestOfTheTableIsThere) {
     }
     const auto rows =
         MarkdownPage("docs/durability.md").table("| test | what it does | what it does not say |");
-    EXPECT_GE(rows.size(), 8U);
+    EXPECT_GE(rows.size(), 15U);
     for (const auto& row : rows) {
-        const std::string test = row.at(0).substr(0, row.at(0).find(','));
-        EXPECT_EQ(std::count(there.begin(), there.end(), test), 1) << test;
+        std::istringstream names(row.at(0));
+        for (std::string name; std::getline(names, name, ',');) {
+            name.erase(0, name.find('`'));
+            EXPECT_TRUE(std::count(there.begin(), there.end(), name) == 1 ||
+                        name == "`WriterMutant`")
+                << name;
+        }
     }
 }
 

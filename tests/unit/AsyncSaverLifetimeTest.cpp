@@ -9,12 +9,15 @@
 #include "Files.h"
 #include "Gate.h"
 #include "NoMachineMarker.h"
+#include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
+#include "Qel/Settings/SettingStorageInifile.h"
 #include "Qel/Settings/SettingsManager.h"
 #include "Qel/Settings/T8SettingsManager.h"
 #include "SaverFixture.h"
 #include "TempDir.h"
 #include "Threads.h"
+#include "qlog/QlogControl.h"
 
 namespace {
 
@@ -138,6 +141,84 @@ TEST_F(AsyncSaverLifetime, DyingStorageWaitsForTheSaveOfAFlush) {
     destruction.join();
     flush.join();
     EXPECT_TRUE(saved);
+}
+
+// A load under the storage's mutex may take the storage from the saver, whose save waits for that
+// very mutex.
+TEST_F(AsyncSaverLifetime, UnregisteringDoesNotWaitForTheSaveOfTheStorage) {
+    stoppedSaver();
+    AsyncStub a("a");
+    Gate gate;
+    a.onSave = [&](const std::string&) {
+        gate.pass();
+        return true;
+    };
+    a.touch();
+    saver().start();
+    gate.waitForArrival();
+    WatchedThread unregistering([&] { saver().unregisterStorage(a); });
+    unregistering.untilHeldUpOrDone();
+    EXPECT_TRUE(unregistering.done());
+    a.touch();
+    gate.open();
+    unregistering.join();
+    saver().stop();
+    EXPECT_EQ(1u, a.saves());
+    EXPECT_TRUE(a.dirty());
+}
+
+TEST_F(AsyncSaverLifetime, ResetThatTakesTheStorageFromTheSaverDoesNotWaitForItsSave) {
+    stoppedSaver();
+    AsyncStub a("a");
+    Gate saving;
+    Gate loading;
+    a.onLoad = [&](const std::string&) {
+        loading.pass();
+        a.savePolicy(AsyncStub::Save_onDemand);
+        return true;
+    };
+    WatchedThread reset([&] { EXPECT_TRUE(a.resetToDefaults()); });
+    loading.waitForArrival();
+    a.touch();
+    saver().start();
+    ASSERT_TRUE(log_.waitFor("SettingsStorageFileAsyncSaver::saveNextStorage(): a"));
+    testsupport::untilSaverThreadRests();
+    loading.open();
+    reset.join();
+    saver().stop();
+    EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::unregisterStorage( a )"));
+    EXPECT_EQ(1u, logged(5, "Failed to save storage a"));
+}
+
+// The saver has picked the storage and not called it yet. Were only the base's destructor to wait,
+// the save would find the ini storage's part gone.
+TEST_F(AsyncSaverLifetime, DyingIniStorageWaitsForItsSaveWhileItIsWhole) {
+    using Qel::Settings::SettingHolder;
+    using Qel::Settings::SettingStorageInifile;
+    const testsupport::TempDir dir;
+    stoppedSaver();
+    auto tv = boost::make_shared<SettingStorageInifile>(
+        "tv", "", dir.file("tv.ini"), boost::make_shared<Qel::Settings::SettingFactory>(),
+        SettingStorageInifile::Save_async);
+    const auto setting = boost::make_shared<SettingHolder>("tv/a", 0);
+    ASSERT_TRUE(tv->registerSetting(setting));
+    ASSERT_TRUE(setting->setValue(1));
+    Gate picked;
+    qlog::setSink([&](const qlog::Record& record) {
+        if (std::string(record.text) == "SettingsStorageFileAsyncSaver::saveNextStorage(): tv") {
+            picked.pass();
+        }
+    });
+    WatchedThread flush([&] { saver().flush(); });
+    picked.waitForArrival();
+    WatchedThread destruction([&] { tv.reset(); });
+    destruction.untilHeldUpOrDone();
+    EXPECT_FALSE(destruction.done());
+    picked.open();
+    flush.join();
+    destruction.join();
+    qlog::setSink(nullptr);
+    EXPECT_NE(std::string::npos, testsupport::readFile(dir.file("tv.ini")).find("\na = int,1\n"));
 }
 
 TEST_F(AsyncSaverLifetime, DyingStorageDoesNotWaitForTheSaveOfAnother) {

@@ -164,6 +164,45 @@ TEST_F(AsyncSaverThread, StopOnItselfIsRefusedAndItGoesOn) {
     EXPECT_EQ(EDEADLK, error);
 }
 
+// Outside of a save, too, the thread cannot wait for its own end. What the log calls is the only
+// code of others that it runs there.
+TEST_F(AsyncSaverThread, StopOnItselfOutsideOfASaveIsRefusedAndItGoesOn) {
+    rest(1);
+    AsyncStub a("a");
+    stoppedSaver();
+    qlog::setDefaultThreshold(5);
+    int error = 0;
+    qlog::setSink([&](const qlog::Record&) {
+        try {
+            saver().stop();
+        } catch (const boost::thread_resource_error& e) {
+            error = e.native_error();
+        }
+    });
+    testsupport::Gate tried;
+    a.onSave = [&](const std::string&) -> bool {
+        if (a.saves() == 1) {
+            throw std::runtime_error("told on the thread, after the save");
+        }
+        if (a.saves() == 2) {
+            tried.pass();
+        }
+        return true;
+    };
+    a.touch();
+    saver().start();
+    tried.waitForArrival();
+    qlog::setSink(nullptr);
+    const testsupport::LogCapture log;
+    tried.open();
+    for (std::size_t saves = 1; saves < 6 && !HasFailure(); ++saves) {
+        EXPECT_TRUE(log.waitFor("SettingStorageFileBase::save(): a, dirty 1->0", saves));
+        a.touch();
+    }
+    saver().stop();
+    EXPECT_EQ(EDEADLK, error);
+}
+
 TEST_F(AsyncSaverThread, RefusedStopThatLeavesASaveIsLoggedLikeAnyException) {
     AsyncStub a("a");
     stoppedSaver();

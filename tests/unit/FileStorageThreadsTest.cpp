@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "AllocationHook.h"
 #include "AtOnce.h"
 #include "FileStorageFixture.h"
 #include "Gate.h"
@@ -70,6 +71,53 @@ TEST_F(FileStorageThreads, AResetWaitsForTheSaveUnderWayAndNoneComesAfter) {
     reset.join();
     EXPECT_EQ(storage_->calls(), (Calls{"save " + rw_, "load " + defaults_, "save " + rw_}));
     EXPECT_FALSE(storage_->save());
+}
+
+TEST_F(FileStorageThreads, SettingsAreNotLookedAtWhileOneIsBeingRegistered) {
+    Gate growing;
+    const Holder a = holder("settings/a");
+    const Holder b = holder("settings/b");
+    WatchedThread registration([&] {
+        testsupport::atNextAllocation = &growing;
+        EXPECT_TRUE(storage_->registerSetting(a));
+    });
+    growing.waitForArrival();
+    WatchedThread walk([&] { EXPECT_EQ(storage_->snapshot().front(), a); });
+    WatchedThread query([&] { EXPECT_EQ(storage_->querySetting("settings/a"), a); });
+    WatchedThread map([&] { EXPECT_EQ(storage_->settingsSet().count("settings/a"), 1U); });
+    WatchedThread second([&] { EXPECT_TRUE(storage_->registerSetting(b)); });
+    for (WatchedThread* const thread : {&walk, &query, &map, &second}) {
+        thread->untilHeldUpOrDone();
+        EXPECT_FALSE(thread->done());
+    }
+    growing.open();
+    for (WatchedThread* const thread : {&registration, &walk, &query, &map, &second}) {
+        thread->join();
+    }
+    EXPECT_EQ(storage_->settingsSet().size(), 2U);
+}
+
+// The answer is worth nothing before the wait: the load or save that is waited for may change it.
+TEST_F(FileStorageThreads, AResetAndASaveAskWhetherTheStorageIsReadOnlyWhenTheirTurnHasCome) {
+    Gate loading;
+    storage_->onLoad = [&](const std::string&) {
+        loading.pass();
+        storage_->readonly(true);
+        return true;
+    };
+    add("settings/a")->setValue(1);
+    WatchedThread reset([&] { EXPECT_TRUE(storage_->resetToDefaults()); });
+    loading.waitForArrival();
+    WatchedThread secondReset([&] { EXPECT_TRUE(storage_->resetToDefaults()); });
+    secondReset.untilHeldUpOrDone();
+    WatchedThread save([&] { EXPECT_FALSE(storage_->save()); });
+    save.untilHeldUpOrDone();
+    loading.open();
+    for (WatchedThread* const thread : {&reset, &secondReset, &save}) {
+        thread->join();
+    }
+    EXPECT_EQ(storage_->calls(), (Calls{"load " + defaults_, "save " + rw_}));
+    EXPECT_EQ(logged(5, "Trying to store a readonly file!!"), 1U) << log_.dump();
 }
 
 TEST_F(FileStorageThreads, AStoragesEndWaitsForTheChangeUnderWay) {

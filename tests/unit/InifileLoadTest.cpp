@@ -285,6 +285,36 @@ TEST_F(InifileLoad, WithoutAFactoryEverySettingIsRefused) {
     EXPECT_EQ(errInfo(), "a = int,1\n");
 }
 
+// Who has edited the file by hand is told where to look, and what they stand to lose.
+TEST_F(InifileLoad, ARejectedLineIsToldWithItsFileNumberReasonAndFate) {
+    const std::string text =
+        "#name = settings\r\n\n[s]\nbass\n  bass = 1  \n[\na = Int,1\nb = refuses,1\nc = int,1";
+    types_->registerType(
+        typeid(this), "refuses",
+        [](std::string, const std::string&) { return boost::shared_ptr<SettingHolder>(); },
+        nullptr);
+    const auto told = [this](int line, const std::string& path, const std::string& rest) {
+        return logged(4, "SettingStorageInifile: line " + std::to_string(line) + " of '" + path +
+                             "' is ignored" + rest);
+    };
+    ASSERT_TRUE(load(text));
+    EXPECT_EQ(told(4, defaults_, ": no \"=\""), 1U) << log_.dump();
+    EXPECT_EQ(told(5, defaults_, ": no \",\" after the \"=\""), 1U) << log_.dump();
+    EXPECT_EQ(told(7, defaults_, ": unknown type"), 1U) << log_.dump();
+    EXPECT_EQ(told(8, defaults_, ": no value of its type"), 1U) << log_.dump();
+    buildDefaults("");
+    const std::string lost = " and missing from the file once it is saved: ";
+    for (const std::string& path : {rw_, copy_}) {
+        writeFile(path, withCrc(text));
+        log_.clear();
+        ASSERT_TRUE(reopen());
+        EXPECT_EQ(told(4, path, lost + "no \"=\""), 1U) << log_.dump();
+        EXPECT_EQ(told(5, path, lost + "no \",\" after the \"=\""), 1U) << log_.dump();
+        EXPECT_EQ(told(7, path, lost + "unknown type"), 1U) << log_.dump();
+        EXPECT_EQ(told(8, path, lost + "no value of its type"), 1U) << log_.dump();
+    }
+}
+
 TEST_F(InifileLoad, TheMessageNamesTheFileThoughItsCopyWasRead) {
     build("#name = settings");
     buildCopy("#name = settings\na = nothing,1");

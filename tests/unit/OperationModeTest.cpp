@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "FileCalls.h"
 #include "Files.h"
 #include "LogCapture.h"
 #include "OperationMode.h"
@@ -162,6 +163,52 @@ TEST_F(OperationModeTest, LateAnswerAboutTheMarkerDoesNotUndoAResetThatIsDone) {
     ASSERT_NE(nullptr, resetting);
     resetting->join();
     EXPECT_EQ(SOM_ResetDone, manager_.getSettingsOperationMode());
+}
+
+// The query has seen the normal mode and waits for the reset to be over: what it saw no longer
+// holds.
+TEST_F(OperationModeTest, QueryThatWaitedForTheEndOfAResetLeavesItAtThat) {
+    writeFile(marker_, "");
+    LogCapture log;
+    std::unique_ptr<WatchedThread> query;
+    SettingsOperationMode answer = SOM_Normal;
+    qlog::setSink([&](const qlog::Record& record) {
+        EXPECT_EQ(joined_.find(record.text), std::string::npos);
+        if (query == nullptr) {
+            query = std::make_unique<WatchedThread>(
+                [&] { answer = manager_.getSettingsOperationMode(); });
+            query->untilHeldUpOrDone();
+            EXPECT_FALSE(query->done());
+        }
+    });
+    manager_.setSettingsOperationMode(SOM_ResetDone);
+    ASSERT_NE(nullptr, query);
+    query->join();
+    EXPECT_EQ(SOM_ResetDone, answer);
+    EXPECT_EQ(SOM_ResetDone, manager_.getSettingsOperationMode());
+    EXPECT_EQ(0, looks());
+}
+
+// The marker is there, the mode not changed yet.
+TEST_F(OperationModeTest, OwnMarkerIsNotTakenForAnotherProcesses) {
+    LogCapture log;
+    std::unique_ptr<WatchedThread> query;
+    SettingsOperationMode answer = SOM_Normal;
+    testsupport::FileCalls calls(dir_.path());
+    calls.observe([&](const testsupport::FileEffect& effect) {
+        ASSERT_EQ("create mark%d", effect.call);
+        query =
+            std::make_unique<WatchedThread>([&] { answer = manager_.getSettingsOperationMode(); });
+        query->untilHeldUpOrDone();
+        calls.observe(nullptr);
+    });
+    EXPECT_EQ(1, manager_.resetToDefault());
+    ASSERT_NE(nullptr, query);
+    query->join();
+    EXPECT_NE(SOM_Normal, answer);
+    EXPECT_EQ(0U, logged(log, joined_)) << log.dump();
+    EXPECT_EQ(1U, logged(log, "SettingsManager::setSettingsOperationMode(): 0 ==> 1"))
+        << log.dump();
 }
 
 TEST_F(OperationModeTest, MarkerIsReportedOnceHoweverManyThreadsAsk) {

@@ -23,7 +23,8 @@ class SettingsByName;
 /// A subclass supplies the format through `loadFile` and `saveFile`.
 ///
 /// Promise: a damaged read/write file never makes the storage unusable, it is set aside under the
-/// suffix ".bad" and the defaults stand. A change that lands while a save is running is saved by
+/// suffix ".bad" and the defaults stand. Where that is impossible it stays, and a save copies it
+/// before it writes. A change that lands while a save is running is saved by
 /// the next one, and a failed save leaves the storage dirty.
 ///
 /// No promise: the destructor does not save, and the last of several processes that write one file
@@ -116,6 +117,11 @@ protected:
     /// false; `save()` then keeps the storage dirty and still reports success.
     bool mayStillWrite();
 
+    /// To be asked by a subclass before it overwrites `path`: a damaged read/write file that could
+    /// not be set aside is copied now. When that fails too this gives false, and the subclass
+    /// writes nothing and returns false: what the file held would be lost.
+    bool damagedFileIsKept(const std::string& path);
+
     /// Held over every save, load and reset of the storage; recursive, since a subclass's load and
     /// save are called by clients too.
     std::recursive_mutex& storageMutex() const { return storageMutex_; }
@@ -153,6 +159,7 @@ private:
     bool saving_ = false;
     bool writeRefused_ = false;
     bool retired_ = false;
+    bool damagedFileStands_ = false;
     mutable std::recursive_mutex storageMutex_;
     mutable std::mutex settingsMutex_;
     mutable std::mutex errInfoMutex_;

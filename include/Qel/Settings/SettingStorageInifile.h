@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_SETTINGSTORAGEINIFILE_H
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <set>
@@ -77,6 +78,7 @@ private:
     void readSetting(const std::string& file, const text::IniLine& line, std::string_view whole,
                      Reader& reader);
     bool createSetting(const text::IniLine& line, Reader& reader);
+    void noteRejected(std::string_view line, std::size_t number, const char* reason);
 
     bool saveTo(const std::string& file);
     bool buildText(std::string& data) const;
@@ -86,6 +88,7 @@ private:
 
     std::set<std::string, std::less<>> sections_;
     std::uint32_t crc32_;
+    std::string acceptedFile_;
 };
 
 }  // namespace Settings

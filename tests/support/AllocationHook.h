@@ -1,0 +1,39 @@
+#ifndef TESTS_SUPPORT_ALLOCATIONHOOK_H
+#define TESTS_SUPPORT_ALLOCATIONHOOK_H
+
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#include "Gate.h"
+
+namespace testsupport {
+
+/// Where the thread that has set it is held when it next asks for memory, once: in the middle of
+/// what it is doing, with the locks that it has taken for that.
+///
+/// The header takes the place of `new` and `delete` in the whole program: include it in one source.
+inline thread_local Gate* atNextAllocation = nullptr;
+
+}  // namespace testsupport
+
+void* operator new(std::size_t size) {
+    if (testsupport::Gate* const gate = std::exchange(testsupport::atNextAllocation, nullptr)) {
+        gate->pass();
+    }
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+#endif

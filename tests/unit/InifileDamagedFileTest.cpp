@@ -1,0 +1,179 @@
+// A damaged file that cannot be renamed to ".bad" stays in the place where the next save writes. A
+// user found his settings gone so: a directory of that name was in the way.
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "FileCalls.h"
+#include "IniStorageFixture.h"
+
+namespace {
+
+using testsupport::exists;
+using testsupport::FileCalls;
+using testsupport::readFile;
+using testsupport::withCrc;
+using testsupport::writeFile;
+
+const std::string kDefaults = "#name = settings\na = int,0\n";
+const std::string kDamaged =
+    "#name = settings\n[]\na = int,1\n" + std::string(100000, 'x') + '\0' + "end";
+const std::string kSaved = withCrc("#name = settings\n#savepolicy = ondemand\n[]\na = int,2");
+
+class InifileDamagedFile : public testsupport::IniStorageFixture {
+protected:
+    InifileDamagedFile() {
+        buildDefaults(kDefaults);
+        std::filesystem::create_directory(bad_);
+    }
+
+    /// Starts up over a damaged file that stays, and changes a value.
+    void loadDamaged() {
+        writeFile(rw_, kDamaged);
+        ASSERT_TRUE(reopen());
+        ASSERT_EQ(readFile(rw_), kDamaged);
+        setting("settings/a")->setValue(2);
+    }
+
+    std::string stays() const {
+        return "'" + rw_ + "' stays where it is; a save copies it before it writes.";
+    }
+    std::string keptAs(const std::string& path) const {
+        return "The damaged file '" + rw_ + "' is kept as '" + path + "'.";
+    }
+    std::string notSaved(const std::string& reason) const {
+        return "'" + rw_ +
+               "' is not saved, a later save tries again: the damaged file there can neither be "
+               "set aside nor copied: " +
+               reason;
+    }
+
+    std::string second_ = bad_ + ".1";
+};
+
+TEST_F(InifileDamagedFile, IsCopiedByTheSaveThatWouldOverwriteIt) {
+    loadDamaged();
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_TRUE(std::filesystem::is_empty(bad_));
+    EXPECT_EQ(loggedByBase(4, keptAs(second_)), 1U) << log_.dump();
+}
+
+TEST_F(InifileDamagedFile, IsCopiedOnceAndNotByAStartThatSavesNothing) {
+    loadDamaged();
+    loadDamaged();
+    EXPECT_FALSE(exists(second_));
+    EXPECT_TRUE(storage_->save());
+    setting("settings/a")->setValue(3);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+TEST_F(InifileDamagedFile, GoesToBadWhenNothingIsInTheWayAnyMore) {
+    loadDamaged();
+    std::filesystem::remove(bad_);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(bad_), kDamaged);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, ReplacesNothingThatWasKeptBefore) {
+    writeFile(second_, "kept before");
+    std::filesystem::create_symlink("nowhere", bad_ + ".2");
+    loadDamaged();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(second_), "kept before");
+    EXPECT_EQ(readFile(bad_ + ".3"), kDamaged);
+}
+
+TEST_F(InifileDamagedFile, StaysWhenEveryNameIsTaken) {
+    for (int number = 1; number < 100; ++number) {
+        writeFile(bad_ + "." + std::to_string(number), "kept before");
+    }
+    loadDamaged();
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kDamaged);
+    EXPECT_EQ(loggedByBase(5, notSaved("File exists")), 1U) << log_.dump();
+}
+
+TEST_F(InifileDamagedFile, KeepsItsPermissionsInTheCopy) {
+    loadDamaged();
+    ASSERT_EQ(::chmod(rw_.c_str(), 0600), 0);
+    EXPECT_TRUE(storage_->save());
+    struct stat status;
+    ASSERT_EQ(::stat(second_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(InifileDamagedFile, IsCopiedByAResetToo) {
+    loadDamaged();
+    EXPECT_TRUE(storage_->resetToDefaults());
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_EQ(readFile(rw_), withCrc("#name = settings\n#savepolicy = ondemand\n[]\na = int,0"));
+}
+
+TEST_F(InifileDamagedFile, ThatIsGoneByThenHoldsNothingUp) {
+    loadDamaged();
+    std::filesystem::remove(rw_);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, IsNoConcernOfATextThatGoesElsewhere) {
+    loadDamaged();
+    EXPECT_TRUE(storage_->saveFile(dir_.file("export.ini")));
+    EXPECT_EQ(readFile(dir_.file("export.ini")), kSaved);
+    EXPECT_FALSE(exists(second_));
+    EXPECT_FALSE(exists(dir_.file("export.ini.bad")));
+}
+
+TEST_F(InifileDamagedFile, IsOnTheDiskAsACopyBeforeItIsOverwritten) {
+    loadDamaged();
+    const FileCalls calls(dir_.path());
+    EXPECT_TRUE(storage_->save());
+    const std::vector<std::string>& made = calls.calls();
+    const auto place = [&](const std::string& call) {
+        const auto found = std::find(made.begin(), made.end(), call);
+        EXPECT_NE(found, made.end()) << call;
+        return found;
+    };
+    EXPECT_LT(place("fdatasync rw.ini.bad.1"), place("close rw.ini.bad.1"));
+    EXPECT_LT(place("close rw.ini.bad.1"), place("fsync ."));
+    EXPECT_LT(place("fsync ."), place("create rw.ini.tmp"));
+    EXPECT_LT(place("create rw.ini.tmp"), place("create rw.ini"));
+    EXPECT_TRUE(calls.allClosedOnExec());
+}
+
+// Whatever fails while it is copied: the file is as it was, the storage dirty, nothing half-copied
+// lies about, and the next save succeeds.
+TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
+    for (const std::string call :
+         {"open rw.ini", "create rw.ini.bad.1", "read", "write rw.ini.bad.1",
+          "fdatasync rw.ini.bad.1", "close rw.ini.bad.1", "fsync ."}) {
+        loadDamaged();
+        FileCalls calls(dir_.path());
+        calls.fail(call, EIO);
+        EXPECT_FALSE(storage_->save()) << call;
+        EXPECT_EQ(calls.struck().size(), 1U) << call;
+        EXPECT_EQ(readFile(rw_), kDamaged) << call;
+        EXPECT_FALSE(exists(second_)) << call;
+        EXPECT_FALSE(exists(copy_)) << call;
+        EXPECT_TRUE(storage_->dirty()) << call;
+        EXPECT_EQ(loggedByBase(5, notSaved("Input/output error")), 1U) << call << log_.dump();
+        EXPECT_TRUE(storage_->save()) << call;
+        EXPECT_EQ(readFile(rw_), kSaved) << call;
+        EXPECT_EQ(readFile(second_), kDamaged) << call;
+        std::filesystem::remove(second_);
+        log_.clear();
+    }
+}
+
+}  // namespace
