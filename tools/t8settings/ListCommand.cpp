@@ -12,7 +12,7 @@ namespace t8settings {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kListHelp =
     "PATTERN is the beginning of the names or, with *, ? or [a-z] in it, a pattern for them as a\n"
     "whole; * passes over slashes. A pattern that matches no name exits with 3.\n"
     "Control bytes in a text are shown as \\n, \\t or \\x1B; get and --json give them as they "
@@ -53,7 +53,7 @@ Command addListCommand(CLI::App& app) {
     const auto pattern = std::make_shared<std::string>();
     CLI::App* const command = app.add_subcommand("list", "Show settings: name, type and text");
     command->add_option("PATTERN", *pattern, "Only settings with such names")->type_name("");
-    command->footer(kHelp);
+    command->footer(kListHelp);
     return {command, [pattern](const Store& store, Format format) {
                 return list(store, format, Pattern::ofNames(*pattern));
             }};

@@ -10,7 +10,7 @@ namespace t8settings {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kRecoverHelp =
     "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set aside: the state\n"
     "of each, which of them a load takes, and each setting that is not the same in all. Nothing\n"
     "is changed. With --from one of the two is put in the place of FILE, with a right CRC: the\n"
@@ -138,7 +138,7 @@ Command addRecoverCommand(CLI::App& app) {
                                   ->type_name("")
                                   ->check(CLI::IsMember({"tmp", "bad"}));
     command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);
-    command->footer(kHelp);
+    command->footer(kRecoverHelp);
     return {command, {}, {}, {}, [options](const std::string& marker, Format format) {
                 return recover(*options, marker, format);
             }};

@@ -15,7 +15,7 @@ namespace {
 
 using Qel::Settings::SettingStorageFileBase;
 
-constexpr const char* kHelp =
+constexpr const char* kResetHelp =
     "With names, these settings get the values of their defaults files, are saved and shown. When\n"
     "one of them is read-only or has no default, nothing is changed.\n\n"
     "With --all, every storage goes back to its defaults but calibration data, which survives,\n"
@@ -119,7 +119,7 @@ Command addResetCommand(CLI::App& app) {
     command->add_option("NAME", wanted->names, "Whole names of settings")->type_name("");
     command->add_flag("--all", wanted->all, "The whole store");
     command->add_flag("--yes", wanted->confirmed, "Do not ask before --all");
-    command->footer(kHelp);
+    command->footer(kResetHelp);
     command->callback([wanted] {
         if (wanted->all == !wanted->names.empty()) {
             throw CLI::ValidationError("say either NAME or --all");

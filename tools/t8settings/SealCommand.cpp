@@ -14,7 +14,7 @@ namespace {
 
 namespace files = Qel::Settings::files;
 
-constexpr const char* kHelp =
+constexpr const char* kSealHelp =
     "Writes the CRC line that a file needs after a hand edit; all bytes before that line stay as\n"
     "they are. All lines are checked first: when a program would not take one, or would read\n"
     "something else than it says, nothing is written. A defaults file needs no CRC line. A\n"
@@ -116,7 +116,7 @@ Command addSealCommand(CLI::App& app) {
         app.add_subcommand("seal", "Give a file that was edited by hand a right CRC");
     command->add_option("FILE", *path, "The settings file")->required()->type_name("");
     command->add_flag("--force", *force, "Also when lines are lost or read as something else");
-    command->footer(kHelp);
+    command->footer(kSealHelp);
     return {command, {}, {}, {}, [path, force](const std::string& marker, Format format) {
                 return sealed(*path, *force, marker, format);
             }};

@@ -9,7 +9,7 @@ namespace t8settings {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kSetHelp =
     "The text is that of the setting's type, in the form of the settings files; for a string it\n"
     "is the string itself. A text that the type would not keep as it is meant is refused, with\n"
     "what would become of it: 300 for a uint8, abc for a number, maybe for a bool, more than 6\n"
@@ -46,7 +46,7 @@ Command addSetCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand("set", "Change a setting, save it and show it");
     command->add_option("NAME", *name, "The setting's whole name")->required()->type_name("");
     command->add_option("TEXT", *text, "The new value")->required()->type_name("");
-    command->footer(kHelp);
+    command->footer(kSetHelp);
     return {command, [name, text](const Store& store, Format format) {
                 return set(store, format, *name, *text);
             }};

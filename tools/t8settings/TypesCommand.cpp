@@ -13,7 +13,7 @@ namespace {
 
 using Qel::Settings::TypeDescription;
 
-constexpr const char* kHelp =
+constexpr const char* kTypesHelp =
     "Without NAME one line for each type: its name, its kind and what it is made of. With NAME\n"
     "that type, and below it each text of an enumeration with its number, or each field of a\n"
     "record, or of the records in an array or map, with its type and its default, and of a list\n"
@@ -112,7 +112,7 @@ Command addTypesCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand("types", "Show the types that settings can have");
     command->add_option("NAME", *name, "Only this type, with all that it is made of")
         ->type_name("");
-    command->footer(kHelp);
+    command->footer(kTypesHelp);
     return {command, {}, [name](Format format) {
                 return *name ? oneType(format, typeCalled(**name)) : allTypes(format);
             }};

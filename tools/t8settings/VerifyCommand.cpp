@@ -9,7 +9,7 @@ namespace t8settings {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kVerifyHelp =
     "Looks at the files as they lie there: the CRC, temporary copies, files set aside as "
     "\".bad\",\n"
     "each line that no program would take, or would read as something else than it says, files\n"
@@ -76,7 +76,7 @@ Command addVerifyCommand(CLI::App& app) {
         app.add_subcommand("verify", "Tell what is wrong with the settings files");
     command->add_option("FILE", *files, "Only these files, each with what lies beside it")
         ->type_name("");
-    command->footer(kHelp);
+    command->footer(kVerifyHelp);
     return {command, {}, {}, [files](const std::function<Location()>& location, Format format) {
                 return verify(*files, location, format);
             }};
