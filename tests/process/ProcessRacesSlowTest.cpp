@@ -7,7 +7,7 @@ namespace {
 using ProcessRacesSlow = testsupport::RaceFixture;
 
 // What a sanitizer looks for is the same in each save, and each takes ten times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef T8_SANITIZED
 constexpr int kSaves = 2000;
 #else
 constexpr int kSaves = 20000;

@@ -2,6 +2,7 @@
 #include <bitset>
 #include <boost/any.hpp>
 #include <boost/make_shared.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <locale>
@@ -56,7 +57,7 @@ private:
         static const mask* masks() {
             static mask all[table_size];
             std::copy(classic_table(), classic_table() + table_size, all);
-            all['1'] |= space;
+            all[std::size_t{'1'}] |= space;
             return all;
         }
     };
