@@ -216,7 +216,7 @@ TEST_F(T8settingsVerify, ValuesThatAreReadAsSomethingElseAreNamedWithTheOutcome)
               "2 changed: x/b: float32 would not keep \"3.14159265\", it would make \"3.14159\" of "
               "it",
               "3 changed: x/c: bool would not keep \"on\", it would make \"false\" of it",
-              "4 changed: x/d: string would not keep \"\" a\"\", it would read \"a\" from the file "
+              "4 changed: x/d: string would not keep '\" a\"', it would read \"a\" from the file "
               "again",
               "5 changed: x/e: string would not keep \"a\\\", it would make \"a\" of it",
               "6 changed: x/f: map<int:int> would not keep \"1,1,1,\", it would make \"\" of it"}),
