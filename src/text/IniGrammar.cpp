@@ -62,7 +62,7 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
 }
 
 const char* whyMalformed(std::string_view line) {
-    return line.find('=') == kNowhere ? "no \"=\"" : "no \",\" after the \"=\"";
+    return line.find('=') == kNowhere ? R"(no "=")" : R"(no "," after the "=")";
 }
 
 bool IniWalk::next() {

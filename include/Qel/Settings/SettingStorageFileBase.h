@@ -24,8 +24,8 @@ class SettingsByName;
 ///
 /// Promise: a damaged read/write file never makes the storage unusable, it is set aside under the
 /// suffix ".bad" and the defaults stand. Where that is impossible it stays, and a save copies it
-/// before it writes. A change that lands while a save is running is saved by
-/// the next one, and a failed save leaves the storage dirty.
+/// before it writes. A change that lands while a save is running is saved by the next one, and a
+/// failed save leaves the storage dirty.
 ///
 /// No promise: the destructor does not save, and the last of several processes that write one file
 /// wins.
