@@ -36,12 +36,6 @@ WhiteSpace::WhiteSpace() {
     }
 }
 
-std::string_view WhiteSpace::trim(std::string_view text) const {
-    while (!text.empty() && contains(text.front())) text.remove_prefix(1);
-    while (!text.empty() && contains(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace) {
     const std::string_view header = line.substr(1);
     const std::size_t equals = header.find('=');

@@ -1,6 +1,7 @@
 #include "text/Numbers.h"
 
 #include <charconv>
+#include <cstddef>
 #include <limits>
 #include <locale.h>
 #include <stdlib.h>
@@ -52,11 +53,12 @@ unsigned int takeBase(std::string_view& digits) {
 template <class Unsigned>
 Magnitude<Unsigned> readDigits(std::string_view digits, unsigned int base) {
     constexpr Unsigned kMax = std::numeric_limits<Unsigned>::max();
+    const Unsigned mostBeforeADigit = kMax / base;
     Unsigned value = 0;
     for (const char c : digits) {
         const unsigned int digit = digitOf(c);
         if (digit >= base) break;
-        if (value > (kMax - digit) / base) return {kMax, false};
+        if (value > mostBeforeADigit || value * base > kMax - digit) return {kMax, false};
         value = value * base + digit;
     }
     return {value, true};
@@ -88,7 +90,7 @@ void appendChars(std::string& out, Value value, Format... format) {
     char buffer[32];
     const std::to_chars_result end =
         std::to_chars(buffer, buffer + sizeof buffer, value, format...);
-    out.append(buffer, end.ptr);
+    out.append(buffer, static_cast<std::size_t>(end.ptr - buffer));
 }
 
 }  // namespace

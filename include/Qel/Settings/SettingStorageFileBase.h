@@ -5,7 +5,7 @@
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -145,7 +145,7 @@ private:
     std::atomic<std::uint64_t> changes_{0};
     std::atomic<std::uint64_t> savedChanges_{0};
     std::string errInfo_;
-    mutable std::deque<std::string> shownErrInfo_;
+    mutable std::list<std::string> shownErrInfo_;
     std::unique_ptr<SettingsByName> settings_;
     std::vector<boost::weak_ptr<SettingHolder>> replacedSettings_;
     std::atomic<SavePolicy> savePolicy_{Save_onDemand};
