@@ -104,7 +104,8 @@ void NameIndex::reserve(std::size_t more) {
     while (size < slotsFor(count_ + more)) {
         size *= 2;
     }
-    growTo(size);
+    // Storages come one after another, and every table that became too small is kept.
+    growTo(count_ == 0 ? size : 2 * size);
 }
 
 void NameIndex::growTo(std::size_t slots) {

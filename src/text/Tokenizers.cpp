@@ -1,6 +1,7 @@
 #include "text/Tokenizers.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <limits>
@@ -12,14 +13,26 @@ namespace {
 
 using Iterator = std::string::const_iterator;
 
+constexpr std::array<bool, 256> specialBytes() {
+    std::array<bool, 256> special{};
+    for (const unsigned char byte : {'"', '\\', ';'}) special[byte] = true;
+    return special;
+}
+
+/// Most bytes of a text mean nothing to its division into fields.
+constexpr std::array<bool, 256> kSpecial = specialBytes();
+
 /// The first ";" that separates fields, or `end`.
 template <class Bytes>
 Bytes endOfField(Bytes it, Bytes end) {
     bool quoted = false;
-    for (; it != end && (quoted || *it != ';'); ++it) {
+    for (; it != end; ++it) {
+        if (!kSpecial[static_cast<unsigned char>(*it)]) continue;
         if (*it == '"') {
             quoted = !quoted;
-        } else if (*it == '\\' && ++it == end) {
+        } else if (*it == '\\') {
+            if (++it == end) break;
+        } else if (!quoted) {
             break;
         }
     }
