@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "Qel/Settings/SettingHolder.h"
 
@@ -86,10 +87,10 @@ NameIndex::HolderPtr NameIndex::find(std::string_view name) const {
     return found == nullptr ? HolderPtr() : *found;
 }
 
-void NameIndex::put(const HolderPtr& holder) {
+void NameIndex::put(HolderPtr holder) {
     reserve(1);
     Slot& slot = slotOf(*current_.load(std::memory_order_relaxed), holder->name());
-    holders_.push_back(holder);
+    holders_.push_back(std::move(holder));
     if (slot.load(std::memory_order_relaxed) == nullptr) {
         ++count_;
     }

@@ -105,7 +105,7 @@ std::string addressOf(Function* function) {
 
 SettingFactory::SettingFactory() {
     for (const BuiltInType& row : kBuiltInTypes) {
-        registerType(row.type, row.name, row.load, row.save);
+        add(row.type, row.name, {row.load, row.save, row.make, row.append});
     }
 }
 
@@ -113,16 +113,21 @@ SettingFactory::~SettingFactory() = default;
 
 bool SettingFactory::registerType(const std::type_info& type, std::string name, LoadFn load,
                                   SaveFn save) {
-    Functions& functions = m_settingFactory[name];
-    functions = {load, save, nullptr, nullptr};
+    Functions functions = {load, save, nullptr, nullptr};
     for (const BuiltInType& row : kBuiltInTypes) {
         if (row.load == load) functions.make = row.make;
         if (row.save == save) functions.append = row.append;
     }
+    add(type, std::move(name), functions);
+    return true;
+}
+
+void SettingFactory::add(const std::type_info& type, std::string name, const Functions& functions) {
+    Functions& place = m_settingFactory[name];
+    place = functions;
     const auto entry = m_typeInfo2typeId.try_emplace(TypeInfo{&type}).first;
     entry->second = std::move(name);
-    forms_[entry->first.type] = {&entry->second, &functions};
-    return true;
+    forms_[entry->first.type] = {&entry->second, &place};
 }
 
 boost::shared_ptr<SettingHolder> SettingFactory::create(std::string type, std::string name,

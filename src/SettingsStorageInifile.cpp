@@ -30,6 +30,9 @@ namespace {
 
 constexpr std::string_view kCrcLine = "\n#crc32";
 
+// A file of shorter lines than this is not worth much room beforehand: they may be anything.
+constexpr std::size_t kUsualLine = 24;
+
 std::atomic<bool> syncingWrites{true};
 
 struct PolicyName {
@@ -298,6 +301,7 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
     Reader reader{factory(), {}, 0};
     reader.startSection(name() + "/");
     lastTextSize_ = data.size();
+    expectSettings(std::min(text::countLineFeeds(data), data.size() / kUsualLine));
     bool isFirstLine = true;
     for (std::size_t start = 0; start < data.size();) {
         const std::size_t end = std::min(data.find('\n', start), data.size());

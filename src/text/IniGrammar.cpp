@@ -1,6 +1,8 @@
 #include "text/IniGrammar.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <locale>
 
 namespace Qel {
@@ -52,6 +54,20 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
     if (line.front() == '#') return splitHeader(line, whiteSpace);
     if (line.front() == '[') return splitSection(line, whiteSpace);
     return splitSetting(line, whiteSpace);
+}
+
+std::size_t countLineFeeds(std::string_view text) {
+    // In pieces whose count fits into a byte: the compiler then looks at many bytes at a time.
+    constexpr std::size_t kPiece = 255;
+    std::size_t count = 0;
+    for (; !text.empty(); text.remove_prefix(std::min(kPiece, text.size()))) {
+        std::uint8_t inPiece = 0;
+        for (const char c : text.substr(0, kPiece)) {
+            inPiece = static_cast<std::uint8_t>(inPiece + (c == '\n' ? 1 : 0));
+        }
+        count += inPiece;
+    }
+    return count;
 }
 
 }  // namespace text

@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_TEXT_INIGRAMMAR_H
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace Qel {
@@ -52,6 +53,8 @@ IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace);
 
 /// Takes apart any line that has been trimmed.
 IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace);
+
+std::size_t countLineFeeds(std::string_view text);
 
 }  // namespace text
 }  // namespace Settings

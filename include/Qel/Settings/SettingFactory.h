@@ -116,6 +116,7 @@ private:
 
     static const BuiltInType kBuiltInTypes[];
 
+    void add(const std::type_info& type, std::string name, const Functions& functions);
     Form formOf(const std::type_info& type) const;
 
     std::map<std::string, Functions, std::less<>> m_settingFactory;

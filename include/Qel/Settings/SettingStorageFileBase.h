@@ -4,6 +4,7 @@
 #include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -107,6 +108,9 @@ protected:
     /// when it returns, none will start, and the settings take no more changes. Later calls do
     /// nothing.
     void retire();
+
+    /// Makes room for about so many settings more.
+    void expectSettings(std::size_t count);
 
     void clearErrInfo();
     void appendErrInfo(const std::string& text);
