@@ -36,7 +36,7 @@ public:
     HolderPtr find(std::string_view name) const;
 
     /// Files a setting under its name, in place of one of the same name.
-    void put(const HolderPtr& holder);
+    void put(HolderPtr holder);
 
     /// Makes room for `more` settings at once.
     void reserve(std::size_t more);

@@ -1,5 +1,6 @@
 #include "Qel/Settings/SettingFactory.h"
 
+#include <cstdint>
 #include <iostream>
 
 #include "Qel/Settings/SettingHolder.h"
@@ -14,7 +15,21 @@ struct SettingFactory::BuiltInType {
     const char* name;
     LoadFn load;
     SaveFn save;
+    MakeFn make;
     AppendFn append;
+
+    template <class T>
+    static boost::shared_ptr<SettingHolder> makeScalar(std::string_view name,
+                                                       std::string_view text) {
+        return StrConv::detail::makeHolder(std::string(name),
+                                           StrConv::detail::readBuiltIn<T>(text));
+    }
+
+    template <class T>
+    static boost::shared_ptr<SettingHolder> makeArray(std::string_view name,
+                                                      std::string_view text) {
+        return StrConv::detail::makeHolder(std::string(name), StrConv::detail::readArray<T>(text));
+    }
 
     template <class T>
     static void appendScalar(std::string& out, const boost::any& value) {
@@ -28,12 +43,13 @@ struct SettingFactory::BuiltInType {
 
     template <class T>
     static constexpr BuiltInType scalar(const char* name) {
-        return {typeid(T), name, &load_x<T>, &save_x<T>, &appendScalar<T>};
+        return {typeid(T), name, &load_x<T>, &save_x<T>, &makeScalar<T>, &appendScalar<T>};
     }
 
     template <class T>
     static constexpr BuiltInType array(const char* name) {
-        return {typeid(std::vector<T>), name, &load_array_x<T>, &save_array_x<T>, &appendArray<T>};
+        return {typeid(std::vector<T>), name,          &load_array_x<T>,
+                &save_array_x<T>,       &makeArray<T>, &appendArray<T>};
     }
 };
 
@@ -89,7 +105,7 @@ std::string addressOf(Function* function) {
 
 SettingFactory::SettingFactory() {
     for (const BuiltInType& row : kBuiltInTypes) {
-        registerType(row.type, row.name, row.load, row.save);
+        add(row.type, row.name, {row.load, row.save, row.make, row.append});
     }
 }
 
@@ -97,44 +113,53 @@ SettingFactory::~SettingFactory() = default;
 
 bool SettingFactory::registerType(const std::type_info& type, std::string name, LoadFn load,
                                   SaveFn save) {
-    Functions& functions = m_settingFactory[name];
-    functions = {load, save, appenderOf(save)};
-    const auto entry = m_typeInfo2typeId.try_emplace(TypeInfo{&type}).first;
-    entry->second = std::move(name);
-    writers_[entry->first.type] = {&entry->second, &functions};
+    Functions functions = {load, save, nullptr, nullptr};
+    for (const BuiltInType& row : kBuiltInTypes) {
+        if (row.load == load) functions.make = row.make;
+        if (row.save == save) functions.append = row.append;
+    }
+    add(type, std::move(name), functions);
     return true;
 }
 
-SettingFactory::AppendFn SettingFactory::appenderOf(SaveFn save) {
-    for (const BuiltInType& row : kBuiltInTypes) {
-        if (row.save == save) return row.append;
-    }
-    return nullptr;
+void SettingFactory::add(const std::type_info& type, std::string name, const Functions& functions) {
+    Functions& place = m_settingFactory[name];
+    place = functions;
+    const auto entry = m_typeInfo2typeId.try_emplace(TypeInfo{&type}).first;
+    entry->second = std::move(name);
+    forms_[entry->first.type] = {&entry->second, &place};
 }
 
 boost::shared_ptr<SettingHolder> SettingFactory::create(std::string type, std::string name,
                                                         std::string value) {
-    const LoadFn load = loader(type);
-    return load == nullptr ? boost::shared_ptr<SettingHolder>() : load(std::move(name), value);
-}
-
-LoadFn SettingFactory::loader(std::string_view type) const {
     const auto found = m_settingFactory.find(type);
-    return found == m_settingFactory.end() ? nullptr : found->second.load;
+    if (found == m_settingFactory.end() || found->second.load == nullptr) return {};
+    return found->second.load(std::move(name), value);
 }
 
-SettingFactory::Writer SettingFactory::writerOf(const std::type_info& type) const {
-    const auto known = writers_.find(&type);
-    if (known != writers_.end()) return known->second;
+SettingFactory::Maker SettingFactory::maker(std::string_view type) const {
+    const auto found = m_settingFactory.find(type);
+    return Maker(found == m_settingFactory.end() ? nullptr : &found->second);
+}
+
+boost::shared_ptr<SettingHolder> SettingFactory::Maker::operator()(std::string_view name,
+                                                                   std::string_view text) const {
+    if (functions_ == nullptr || functions_->load == nullptr) return {};
+    if (functions_->make != nullptr) return functions_->make(name, text);
+    return functions_->load(std::string(name), std::string(text));
+}
+
+SettingFactory::Form SettingFactory::formOf(const std::type_info& type) const {
+    const auto known = forms_.find(&type);
+    if (known != forms_.end()) return known->second;
     // Another shared object's copy of a type that is registered, or none that is.
     const auto found = m_typeInfo2typeId.find(TypeInfo{&type});
-    return found == m_typeInfo2typeId.end() ? Writer{nullptr, nullptr}
-                                            : writers_.at(found->first.type);
+    return found == m_typeInfo2typeId.end() ? Form{nullptr, nullptr} : forms_.at(found->first.type);
 }
 
 std::string SettingFactory::typeName(const std::type_info& type) const {
-    const Writer writer = writerOf(type);
-    return writer.typeName == nullptr ? std::string() : *writer.typeName;
+    const Form form = formOf(type);
+    return form.typeName == nullptr ? std::string() : *form.typeName;
 }
 
 std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder) const {
@@ -142,22 +167,35 @@ std::string SettingFactory::typeAsString(boost::shared_ptr<SettingHolder> holder
 }
 
 std::string SettingFactory::valueAsString(boost::shared_ptr<SettingHolder> holder) const {
-    const SaveFn save = holder ? writerOf(holder->type()).save() : nullptr;
+    const SaveFn save = holder ? formOf(holder->type()).save() : nullptr;
     return save == nullptr ? std::string() : save(std::move(holder));
 }
 
-void SettingFactory::appendTypeAndText(std::string& out, const SettingHolder& holder) const {
+void SettingFactory::Writer::append(std::string& out, const SettingHolder& holder) {
     const bool written = holder.readValue([this, &out](const boost::any& value) {
-        const Writer writer = writerOf(value.type());
-        if (writer.save() == nullptr || writer.functions->append == nullptr) return false;
-        out.append(*writer.typeName).append(",");
-        writer.functions->append(out, value);
+        const KnownType& type = known(value.type());
+        if (type.append == nullptr) return false;
+        out.append(type.start);
+        type.append(out, value);
         return true;
     });
     if (written) return;
     // The type's own function may do anything, so not under the value's lock.
     const auto value = boost::make_shared<SettingHolder>(holder.name(), holder.value());
-    out.append(typeAsString(value)).append(",").append(valueAsString(value));
+    out.append(factory_.typeAsString(value)).append(",").append(factory_.valueAsString(value));
+}
+
+/// A storage has values of a few types again and again.
+const SettingFactory::Writer::KnownType& SettingFactory::Writer::known(const std::type_info& type) {
+    const std::size_t address = reinterpret_cast<std::uintptr_t>(&type) / sizeof type;
+    KnownType& place = knownTypes_[address % knownTypes_.size()];
+    if (place.type != &type) {
+        const Form form = factory_.formOf(type);
+        const bool builtIn = form.save() != nullptr && form.functions->append != nullptr;
+        place = {&type, builtIn ? *form.typeName + "," : std::string(),
+                 builtIn ? form.functions->append : nullptr};
+    }
+    return place;
 }
 
 void SettingFactory::debugReport() const {

@@ -22,20 +22,9 @@ namespace Settings {
 
 namespace {
 
-// States of a value's lock. A std::mutex would make a holder half as large again.
-constexpr int kFree = 0;
-constexpr int kTaken = 1;
-constexpr int kAwaited = 2;  // taken, and somebody sleeps until it is free
-
 void futex(std::atomic<int>& word, int operation, int value) {
     static_assert(sizeof word == sizeof(int), "the kernel looks at an int");
     ::syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
-}
-
-void lockSlowly(std::atomic<int>& word) {
-    while (word.exchange(kAwaited, std::memory_order_acquire) != kFree) {
-        futex(word, FUTEX_WAIT, kAwaited);
-    }
 }
 
 /// Stands in for the storage of a setting that has outlived it.
@@ -68,50 +57,33 @@ int changesOfThisThread(const SettingHolder* holder) {
 class ChangeScope {
 public:
     ChangeScope(const SettingHolder* holder, std::atomic<int>& underWay)
-        : change_{holder, innermostChange}, underWay_(underWay) {
+        : innermost_(innermostChange), change_{holder, innermost_}, underWay_(underWay) {
         underWay_.fetch_add(1);
-        innermostChange = &change_;
+        innermost_ = &change_;
     }
     ~ChangeScope() {
-        innermostChange = change_.outer;
+        innermost_ = change_.outer;
         underWay_.fetch_sub(1);
     }
     ChangeScope(const ChangeScope&) = delete;
     ChangeScope& operator=(const ChangeScope&) = delete;
 
 private:
+    const Change*& innermost_;  // asked for once: finding a thread's own data takes a call
     Change change_;
     std::atomic<int>& underWay_;
 };
 
 }  // namespace
 
-SettingHolder::SettingHolder(std::string name, boost::any value)
-    : name_(std::move(name)), callback_(nullptr), changesUnderWay_(0), valueLock_(kFree) {
-    value_.swap(value);
-}
-
-SettingHolder::~SettingHolder() = default;
-
-void SettingHolder::lockValue() const {
-    int expected = kFree;
-    if (!valueLock_.compare_exchange_strong(expected, kTaken, std::memory_order_acquire)) {
-        lockSlowly(valueLock_);
+void SettingHolder::waitFor(std::atomic<int>& lock) {
+    while (lock.exchange(kAwaited, std::memory_order_acquire) != kFree) {
+        futex(lock, FUTEX_WAIT, kAwaited);
     }
 }
 
-void SettingHolder::unlockValue() const {
-    if (valueLock_.exchange(kFree, std::memory_order_release) == kAwaited) {
-        futex(valueLock_, FUTEX_WAKE, 1);
-    }
-}
-
-SettingHolder::ValueLock::ValueLock(const SettingHolder& holder) : holder_(holder) {
-    holder_.lockValue();
-}
-
-SettingHolder::ValueLock::~ValueLock() {
-    holder_.unlockValue();
+void SettingHolder::wakeWaiterOf(std::atomic<int>& lock) {
+    futex(lock, FUTEX_WAKE, 1);
 }
 
 boost::any SettingHolder::value() const {

@@ -17,6 +17,12 @@ auto lowerBound(Row& row, const std::string& name) {
 
 }  // namespace
 
+void SettingsByName::reserve(std::size_t count) {
+    if (!isMap_ && row_.empty()) {
+        row_.reserve(count);
+    }
+}
+
 SettingsByName::HolderPtr& SettingsByName::placeOf(const HolderPtr& holder) {
     const std::string& name = holder->name();
     if (!isMap_) {

@@ -23,6 +23,9 @@ class SettingsByName {
 public:
     using HolderPtr = boost::shared_ptr<SettingHolder>;
 
+    /// Makes room for settings that are to come in order, the first of their storage.
+    void reserve(std::size_t count);
+
     /// Makes room for `holder` under its name and gives the place: what is there already or null.
     /// Valid until the next call.
     HolderPtr& placeOf(const HolderPtr& holder);

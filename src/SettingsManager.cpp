@@ -182,22 +182,23 @@ bool SettingsManager::registerStorage(boost::shared_ptr<SettingStorageInterface>
     }
     slot = storage;
     bool allIndexed = true;
-    const auto settings = settingsOf(*storage);
+    auto settings = settingsOf(*storage);
     settings_->reserve(settings.size());
-    for (const auto& holder : settings) {
-        allIndexed = indexSetting(holder) && allIndexed;
+    for (auto& holder : settings) {
+        allIndexed = indexSetting(std::move(holder)) && allIndexed;
     }
     return allIndexed;
 }
 
-bool SettingsManager::indexSetting(const boost::shared_ptr<SettingHolder>& holder) {
-    if (!holder || holder->type() == typeid(void)) {
+bool SettingsManager::indexSetting(boost::shared_ptr<SettingHolder>&& holder) {
+    // There is one `void` in a process, and a comparison of two types would go through their names.
+    if (!holder || &holder->type() == &typeid(void)) {
         return false;
     }
     if (holder->callback() == nullptr) {
         fileSetting(holder);
     } else {
-        settings_->put(holder);
+        settings_->put(std::move(holder));
     }
     return true;
 }

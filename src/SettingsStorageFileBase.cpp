@@ -317,6 +317,11 @@ bool SettingStorageFileBase::registerSetting(boost::shared_ptr<SettingHolder> ho
     return true;
 }
 
+void SettingStorageFileBase::expectSettings(std::size_t count) {
+    const std::lock_guard<std::mutex> lock(settingsMutex_);
+    settings_->reserve(count);
+}
+
 // Clients may still hold a replaced setting; when the storage dies it must stop taking changes too.
 void SettingStorageFileBase::rememberReplaced(const boost::shared_ptr<SettingHolder>& holder) {
     if (!holder || holder.use_count() == 1) {

@@ -28,6 +28,9 @@ namespace Settings {
 
 namespace {
 
+// A file of shorter lines than this is not worth much room beforehand: they may be anything.
+constexpr std::size_t kUsualLine = 24;
+
 std::atomic<bool> syncingWrites{true};
 
 struct PolicyName {
@@ -239,30 +242,42 @@ bool SettingStorageInifile::loadFile(const std::string& file) {
     return usable;
 }
 
-/// What is known while a file is read; the texts keep their memory from line to line.
+/// What is known while a file is read.
 struct SettingStorageInifile::Reader {
+    struct KnownType {
+        std::string_view name;
+        SettingFactory::Maker make;
+    };
+
     boost::shared_ptr<SettingFactory> types;
-    std::string prefix;
-    std::string settingName = {};
-    std::string value = {};
-    std::string_view type = {};
-    LoadFn load = nullptr;
+    /// The current section's prefix, and behind it the key of the setting that was read last.
+    std::string settingName;
+    std::size_t prefixSize;
+    std::array<KnownType, 16> knownTypes = {};
     std::size_t lineNumber = 0;
 
-    /// The load function of the type; null for an unknown one. One type mostly follows another of
-    /// its kind.
-    LoadFn loaderOf(std::string_view wanted) {
-        if (types && wanted != type) {
-            type = wanted;
-            load = types->loader(wanted);
+    void startSection(std::string prefix) {
+        settingName = std::move(prefix);
+        prefixSize = settingName.size();
+    }
+
+    /// A file has a few types again and again, mostly told apart by length and last letter.
+    SettingFactory::Maker makerOf(std::string_view type) {
+        const std::size_t last = type.empty() ? 0 : static_cast<unsigned char>(type.back());
+        KnownType& place = knownTypes[(type.size() + last) % knownTypes.size()];
+        if (!place.make.isKnown() || place.name != type) {
+            place = {type, types ? types->maker(type) : SettingFactory::Maker()};
         }
-        return load;
+        return place.make;
     }
 };
 
 void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
     NamesInFull names;
-    Reader reader{factory(), name() + "/"};
+    Reader reader{factory(), {}, 0};
+    reader.startSection(name() + "/");
+    lastTextSize_ = data.size();
+    expectSettings(std::min(text::countLineFeeds(data), data.size() / kUsualLine));
     text::IniWalk walk(data);
     while (walk.next()) {
         const text::IniLine& line = walk.line();
@@ -272,15 +287,15 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
             case text::IniLine::Kind::SkippedSection:
                 break;
             case text::IniLine::Kind::Header:
-                readHeader(line, walk.isFirst(), reader.prefix);
+                readHeader(line, walk.isFirst(), reader);
                 break;
             case text::IniLine::Kind::Section:
                 names.add(name().size() + line.key.size());
-                reader.prefix = name() + "/" + std::string(line.key) + "/";
-                sections_.insert(reader.prefix);
+                reader.startSection(name() + "/" + std::string(line.key) + "/");
+                sections_.insert(reader.settingName);
                 break;
             case text::IniLine::Kind::Setting:
-                names.add(reader.prefix.size() + line.key.size());
+                names.add(reader.prefixSize + line.key.size());
                 readSetting(file, line, walk.whole(), reader);
                 break;
             case text::IniLine::Kind::Malformed:
@@ -293,13 +308,13 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
 }
 
 void SettingStorageInifile::readHeader(const text::IniLine& line, bool isFirstLine,
-                                       std::string& prefix) {
+                                       Reader& reader) {
     if (line.key == "name") {
         if (!isFirstLine) {
             throw std::runtime_error("#name must be first line in ini-file.");
         }
-        prefix = name(std::string(line.value)) + "/";
-        sections_.insert(prefix);
+        reader.startSection(name(std::string(line.value)) + "/");
+        sections_.insert(reader.settingName);
     } else if (line.key == "readonly") {
         readonly(true);
     } else if (line.key == "savepolicy") {
@@ -313,13 +328,14 @@ void SettingStorageInifile::readHeader(const text::IniLine& line, bool isFirstLi
 
 void SettingStorageInifile::readSetting(const std::string& file, const text::IniLine& line,
                                         std::string_view whole, Reader& reader) {
-    reader.settingName.assign(reader.prefix).append(line.key);
+    reader.settingName.resize(reader.prefixSize);
+    reader.settingName.append(line.key);
     if (createSetting(line, reader)) {
         return;
     }
     QEL_LOG(kError, "SettingStorageInifile: failed to load %s from %s (line=%s)",
             reader.settingName.c_str(), file.c_str(), std::string(whole).c_str());
-    const bool knowsType = reader.loaderOf(line.type) != nullptr;
+    const bool knowsType = reader.makerOf(line.type).isKnown();
     noteRejected(whole, reader.lineNumber, knowsType ? "no value of its type" : "unknown type");
 }
 
@@ -338,9 +354,7 @@ void SettingStorageInifile::noteRejected(std::string_view line, std::size_t numb
 // function throws.
 bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
     try {
-        const LoadFn load = reader.loaderOf(line.type);
-        return load != nullptr &&
-               registerSetting(load(reader.settingName, reader.value.assign(line.value)));
+        return registerSetting(reader.makerOf(line.type)(reader.settingName, line.value));
     } catch (...) {
         return false;
     }
@@ -366,6 +380,7 @@ bool SettingStorageInifile::saveTo(const std::string& file) {
     if (!buildText(data)) {
         return false;
     }
+    lastTextSize_ = data.size();
     const std::uint32_t crc = text::crc32(data);
     // 0 says that the text on the disk is not known, so it never says "unchanged".
     if (crc == crc32_ && crc32_ != 0) {
@@ -393,7 +408,9 @@ bool SettingStorageInifile::buildText(std::string& data) const {
                 name().c_str());
         return false;
     }
-    data = "#name = " + name();
+    // Room for the whole text, with some for values that have grown since.
+    data.reserve(lastTextSize_ + lastTextSize_ / 64 + 64);
+    data.append("#name = ").append(name());
     for (const PolicyName& known : kPolicyNames) {
         if (known.policy == savePolicy()) {
             data.append("\n#savepolicy = ").append(known.text);
@@ -406,6 +423,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     std::string_view lastPrefix;
     bool inSection = false;
     NamesInFull names;
+    SettingFactory::Writer writer(*types);
     const auto holders = snapshot();
     for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
@@ -426,8 +444,9 @@ bool SettingStorageInifile::buildText(std::string& data) const {
             lastPrefix = prefix;
             inSection = true;
         }
-        data.append("\n").append(key).append(" = ");
-        types->appendTypeAndText(data, *holder);
+        data += '\n';
+        data.append(key).append(" = ");
+        writer.append(data, *holder);
     }
     return true;
 }

@@ -46,26 +46,34 @@ void appendBool(std::string& out, bool value) {
     text::appendBool(out, value);
 }
 
-int readInt32(const std::string& text) {
+int readInt32(std::string_view text) {
     return text::parseInteger<int>(text);
 }
-unsigned int readUint32(const std::string& text) {
+unsigned int readUint32(std::string_view text) {
     return text::parseInteger<unsigned int>(text);
 }
-long long readInt64(const std::string& text) {
+long long readInt64(std::string_view text) {
     return text::parseInteger<long long>(text);
 }
-unsigned long long readUint64(const std::string& text) {
+unsigned long long readUint64(std::string_view text) {
     return text::parseInteger<unsigned long long>(text);
 }
-float readFloat(const std::string& text) {
+float readFloat(std::string_view text) {
     return text::parseFloat(text);
 }
-double readDouble(const std::string& text) {
+double readDouble(std::string_view text) {
     return text::parseDouble(text);
 }
-bool readBool(const std::string& text) {
+bool readBool(std::string_view text) {
     return text::parseBool(text);
+}
+
+std::string readString(std::string_view text) {
+    return text::unescape(text);
+}
+
+std::string_view takeField(std::string_view& rest) {
+    return text::takeField(rest);
 }
 
 }  // namespace detail

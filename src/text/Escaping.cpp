@@ -37,11 +37,7 @@ int lookUp(const ByteTable& table, char c) {
     return table[static_cast<unsigned char>(c)];
 }
 
-}  // namespace
-
-void appendEscaped(std::string& out, std::string_view value) {
-    const bool quoted = value.find_first_of(",;") != std::string_view::npos;
-    if (quoted) out += '"';
+void appendWithEscapes(std::string& out, std::string_view value) {
     std::size_t plain = 0;
     for (std::size_t i = 0; i < value.size(); ++i) {
         const int letter = lookUp(kLetterOfByte, value[i]);
@@ -52,6 +48,23 @@ void appendEscaped(std::string& out, std::string_view value) {
         plain = i + 1;
     }
     out.append(value, plain);
+}
+
+}  // namespace
+
+void appendEscaped(std::string& out, std::string_view value) {
+    bool quoted = false;
+    bool escaped = false;
+    for (const char c : value) {
+        quoted = quoted || c == ',' || c == ';';
+        escaped = escaped || lookUp(kLetterOfByte, c) != kNone;
+    }
+    if (quoted) out += '"';
+    if (escaped) {
+        appendWithEscapes(out, value);
+    } else {
+        out.append(value);
+    }
     if (quoted) out += '"';
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <locale>
 
 namespace Qel {
@@ -37,12 +38,6 @@ WhiteSpace::WhiteSpace() {
     }
 }
 
-std::string_view WhiteSpace::trim(std::string_view text) const {
-    while (!text.empty() && contains(text.front())) text.remove_prefix(1);
-    while (!text.empty() && contains(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 IniLine splitHeader(std::string_view line, const WhiteSpace& whiteSpace) {
     const std::string_view header = line.substr(1);
     const std::size_t equals = header.find('=');
@@ -62,7 +57,7 @@ IniLine parseLine(std::string_view line, const WhiteSpace& whiteSpace) {
 }
 
 const char* whyMalformed(std::string_view line) {
-    return line.find('=') == kNowhere ? R"(no "=")" : R"(no "," after the "=")";
+    return line.find('=') == kNowhere ? R"(no "=" after the key)" : R"(no "," after the type)";
 }
 
 bool IniWalk::next() {
@@ -78,6 +73,20 @@ bool IniWalk::next() {
         }
     }
     return false;
+}
+
+std::size_t countLineFeeds(std::string_view text) {
+    // In pieces whose count fits into a byte: the compiler then looks at many bytes at a time.
+    constexpr std::size_t kPiece = 255;
+    std::size_t count = 0;
+    for (; !text.empty(); text.remove_prefix(std::min(kPiece, text.size()))) {
+        std::uint8_t inPiece = 0;
+        for (const char c : text.substr(0, kPiece)) {
+            inPiece = static_cast<std::uint8_t>(inPiece + (c == '\n' ? 1 : 0));
+        }
+        count += inPiece;
+    }
+    return count;
 }
 
 }  // namespace text

@@ -19,7 +19,11 @@ public:
     WhiteSpace();
 
     /// `text` without the white space at its ends, as a view into the same bytes.
-    std::string_view trim(std::string_view text) const;
+    std::string_view trim(std::string_view text) const {
+        while (!text.empty() && contains(text.front())) text.remove_prefix(1);
+        while (!text.empty() && contains(text.back())) text.remove_suffix(1);
+        return text;
+    }
 
 private:
     bool contains(char c) const { return isSpace_[static_cast<unsigned char>(c)]; }
@@ -81,6 +85,8 @@ private:
     std::string_view whole_;
     IniLine line_ = {};
 };
+
+std::size_t countLineFeeds(std::string_view text);
 
 }  // namespace text
 }  // namespace Settings

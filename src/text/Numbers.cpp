@@ -1,8 +1,13 @@
 #include "text/Numbers.h"
 
+#include <algorithm>
+#include <cfloat>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <locale.h>
+#include <optional>
 #include <stdlib.h>
 #include <type_traits>
 
@@ -50,16 +55,52 @@ unsigned int takeBase(std::string_view& digits) {
 }
 
 template <class Unsigned>
-Magnitude<Unsigned> readDigits(std::string_view digits, unsigned int base) {
+Magnitude<Unsigned> readDigits(std::string_view digits, unsigned int base, Unsigned value = 0) {
     constexpr Unsigned kMax = std::numeric_limits<Unsigned>::max();
-    Unsigned value = 0;
+    const Unsigned mostBeforeADigit = kMax / base;
     for (const char c : digits) {
         const unsigned int digit = digitOf(c);
         if (digit >= base) break;
-        if (value > (kMax - digit) / base) return {kMax, false};
+        if (value > mostBeforeADigit || value * base > kMax - digit) return {kMax, false};
         value = value * base + digit;
     }
     return {value, true};
+}
+
+template <class Unsigned>
+Magnitude<Unsigned> readDecimal(std::string_view digits) {
+    // So many digits fit, whatever they are.
+    const std::size_t safe =
+        std::min<std::size_t>(digits.size(), std::numeric_limits<Unsigned>::digits10);
+    Unsigned value = 0;
+    for (std::size_t i = 0; i < safe; ++i) {
+        const auto digit = static_cast<unsigned int>(digits[i] - '0');
+        if (digit > 9) return {value, true};
+        value = value * 10 + digit;
+    }
+    return readDigits(digits.substr(safe), 10, value);
+}
+
+/// The value of a text that is nothing but a sign, up to 15 digits and a point: the digits as a
+/// whole number and the power of ten are then exact, and one division gives the nearest value.
+/// Nothing for any other text, and on processors whose registers would round twice.
+std::optional<double> readShortDecimal(std::string_view text) {
+    static constexpr double kPowersOfTen[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                              1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (FLT_EVAL_METHOD != 0) return {};
+    const bool negative = takeSign(text);
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const std::size_t digits = text.size() - (point < text.size() ? 1 : 0);
+    if (digits == 0 || digits > 15) return {};
+    std::int64_t whole = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i == point) continue;
+        const auto digit = static_cast<unsigned int>(text[i] - '0');
+        if (digit > 9) return {};
+        whole = whole * 10 + digit;
+    }
+    const auto magnitude = static_cast<double>(whole);
+    return (negative ? -magnitude : magnitude) / kPowersOfTen[digits - point];
 }
 
 template <class Unsigned>
@@ -88,7 +129,7 @@ void appendChars(std::string& out, Value value, Format... format) {
     char buffer[32];
     const std::to_chars_result end =
         std::to_chars(buffer, buffer + sizeof buffer, value, format...);
-    out.append(buffer, end.ptr);
+    out.append(buffer, static_cast<std::size_t>(end.ptr - buffer));
 }
 
 }  // namespace
@@ -98,7 +139,7 @@ Integer parseInteger(std::string_view text) {
     using Unsigned = std::make_unsigned_t<Integer>;
     std::string_view digits = withoutLeadingSpace(text);
     const bool negative = takeSign(digits);
-    const Magnitude<Unsigned> magnitude = readDigits<Unsigned>(digits, 10);
+    const Magnitude<Unsigned> magnitude = readDecimal<Unsigned>(digits);
     if constexpr (std::is_signed<Integer>::value) {
         return signedOf<Integer>(magnitude, negative);
     } else {
@@ -119,6 +160,7 @@ unsigned int parseUnsignedOfAnyBase(std::string_view text) {
 }
 
 double parseDouble(std::string_view text) {
+    if (const std::optional<double> value = readShortDecimal(text)) return *value;
     const std::string terminated(text);
     return strtod_l(terminated.c_str(), nullptr, cLocale());
 }

@@ -1,5 +1,7 @@
 #include "text/Tokenizers.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <limits>
@@ -11,18 +13,26 @@ namespace {
 
 using Iterator = std::string::const_iterator;
 
+constexpr std::array<bool, 256> specialBytes() {
+    std::array<bool, 256> special{};
+    for (const unsigned char byte : {'"', '\\', ';'}) special[byte] = true;
+    return special;
+}
+
+/// Most bytes of a text mean nothing to its division into fields.
+constexpr std::array<bool, 256> kSpecial = specialBytes();
+
 /// The first ";" that separates fields, or `end`.
-Iterator endOfField(Iterator it, Iterator end) {
-    bool escaped = false;
+template <class Bytes>
+Bytes endOfField(Bytes it, Bytes end) {
     bool quoted = false;
     for (; it != end; ++it) {
-        if (escaped) {
-            escaped = false;
-        } else if (*it == '\\') {
-            escaped = true;
-        } else if (*it == '"') {
+        if (!kSpecial[static_cast<unsigned char>(*it)]) continue;
+        if (*it == '"') {
             quoted = !quoted;
-        } else if (*it == ';' && !quoted) {
+        } else if (*it == '\\') {
+            if (++it == end) break;
+        } else if (!quoted) {
             break;
         }
     }
@@ -49,6 +59,14 @@ bool nextArrayField(Iterator& it, Iterator end, std::string& token) {
     token.assign(it, fieldEnd);
     it = fieldEnd == end ? end : std::next(fieldEnd);
     return true;
+}
+
+std::string_view takeField(std::string_view& rest) {
+    const char* const end = rest.data() + rest.size();
+    const auto length = static_cast<std::size_t>(endOfField(rest.data(), end) - rest.data());
+    const std::string_view field = rest.substr(0, length);
+    rest.remove_prefix(std::min(length + 1, rest.size()));
+    return field;
 }
 
 bool nextLengthItem(Iterator& it, Iterator end, std::string& token) {

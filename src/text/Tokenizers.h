@@ -2,6 +2,7 @@
 #define QEL_SETTINGS_TEXT_TOKENIZERS_H
 
 #include <string>
+#include <string_view>
 
 namespace Qel {
 namespace Settings {
@@ -12,6 +13,9 @@ namespace text {
 /// empty field counts. A ";" within double quotes or behind a backslash belongs to its field.
 bool nextArrayField(std::string::const_iterator& it, std::string::const_iterator end,
                     std::string& token);
+
+/// The same without a copy, for a `rest` that is not empty.
+std::string_view takeField(std::string_view& rest);
 
 /// Moves `it` past an item written as its length in bytes, a comma, and that many bytes of any
 /// kind, which go into `token`. False when the length is missing or 0, the comma is missing, or

@@ -36,11 +36,10 @@ List readList(std::string_view text) {
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
     // A text without the length is taken as it is, and so is one that is shorter than announced.
     if (digits > 0 && digits < text.size() && text[digits] == ',') {
-        const unsigned int length =
-            StrConv::detail::readUint32(std::string(text.substr(0, digits)));
+        const unsigned int length = StrConv::detail::readUint32(text.substr(0, digits));
         text = text.substr(digits + 1, length);
     }
-    return StrConv::arrayFromString<std::string>(std::string(text));
+    return StrConv::detail::readArray<std::string>(text);
 }
 
 }  // namespace record

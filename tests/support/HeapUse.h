@@ -17,6 +17,9 @@ struct HeapUse {
     double peak;    ///< bytes, the most that it had at one time
     double bytes;   ///< of all blocks together, also of those that it gave back
     double blocks;  ///< how often it asked for one
+
+    double keptBytes;   ///< of what it has not given back
+    double keptBlocks;  ///< the same, their number
 };
 
 /// Counts what the program's C++ code and libxml2 take from the heap.
@@ -33,9 +36,12 @@ public:
         peak_ = before;
         bytes_ = 0;
         blocks_ = 0;
+        given_ = 0;
         action();
-        return {static_cast<double>(peak_ - before), static_cast<double>(bytes_),
-                static_cast<double>(blocks_)};
+        const auto blocks = static_cast<double>(blocks_);
+        return {static_cast<double>(peak_ - before), static_cast<double>(bytes_), blocks,
+                static_cast<double>(inUse_) - static_cast<double>(before),
+                blocks - static_cast<double>(given_)};
     }
 
     static void* take(std::size_t size) {
@@ -49,6 +55,7 @@ public:
     static void give(void* block) {
         if (block != nullptr) {
             inUse_ -= malloc_usable_size(block);
+            ++given_;
         }
         std::free(block);
     }
@@ -69,6 +76,7 @@ private:
         void* const moved = std::realloc(block, size);
         if (moved != nullptr) {
             inUse_ -= before;
+            given_ += block == nullptr ? 0 : 1;
             count(moved);
         }
         return moved;
@@ -84,6 +92,7 @@ private:
     static inline std::atomic<std::size_t> peak_{0};
     static inline std::atomic<std::size_t> bytes_{0};
     static inline std::atomic<std::size_t> blocks_{0};
+    static inline std::atomic<std::size_t> given_{0};
 };
 
 }  // namespace testsupport

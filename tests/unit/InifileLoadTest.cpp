@@ -298,8 +298,8 @@ TEST_F(InifileLoad, ARejectedLineIsToldWithItsFileNumberReasonAndFate) {
                              "' is ignored" + rest);
     };
     ASSERT_TRUE(load(text));
-    EXPECT_EQ(told(4, defaults_, ": no \"=\""), 1U) << log_.dump();
-    EXPECT_EQ(told(5, defaults_, ": no \",\" after the \"=\""), 1U) << log_.dump();
+    EXPECT_EQ(told(4, defaults_, ": no \"=\" after the key"), 1U) << log_.dump();
+    EXPECT_EQ(told(5, defaults_, ": no \",\" after the type"), 1U) << log_.dump();
     EXPECT_EQ(told(7, defaults_, ": unknown type"), 1U) << log_.dump();
     EXPECT_EQ(told(8, defaults_, ": no value of its type"), 1U) << log_.dump();
     buildDefaults("");
@@ -308,8 +308,8 @@ TEST_F(InifileLoad, ARejectedLineIsToldWithItsFileNumberReasonAndFate) {
         writeFile(path, withCrc(text));
         log_.clear();
         ASSERT_TRUE(reopen());
-        EXPECT_EQ(told(4, path, lost + "no \"=\""), 1U) << log_.dump();
-        EXPECT_EQ(told(5, path, lost + "no \",\" after the \"=\""), 1U) << log_.dump();
+        EXPECT_EQ(told(4, path, lost + "no \"=\" after the key"), 1U) << log_.dump();
+        EXPECT_EQ(told(5, path, lost + "no \",\" after the type"), 1U) << log_.dump();
         EXPECT_EQ(told(7, path, lost + "unknown type"), 1U) << log_.dump();
         EXPECT_EQ(told(8, path, lost + "no value of its type"), 1U) << log_.dump();
     }

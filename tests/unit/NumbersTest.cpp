@@ -193,6 +193,24 @@ TEST(Numbers, FloatingPointNumbersAreReadWithADecimalPoint) {
     EXPECT_EQ(text::parseDouble(std::string_view("12345").substr(0, 2)), 12.0);
 }
 
+TEST(Numbers, FloatingPointNumbersAreReadToTheLastBitAsTheCLibraryDoes) {
+    std::mt19937 random(1);
+    static const char kBytes[] = "01234567890123456789.";
+    std::uniform_int_distribution<std::size_t> byte(0, sizeof kBytes - 2);
+    std::vector<std::string> texts = {".",  "-",   "-.",    "5.",  ".5",
+                                      "-0", "+0.", "1.2.3", "--1", "1-"};
+    for (int i = 0; i < 100000; ++i) {
+        std::string number = i % 4 == 0 ? "-" : "";
+        for (int left = i % 18; left >= 0; --left) number += kBytes[byte(random)];
+        texts.push_back(number);
+    }
+    for (const std::string& number : texts) {
+        const double read = text::parseDouble(number);
+        const double expected = std::strtod(number.c_str(), nullptr);
+        ASSERT_EQ(std::memcmp(&read, &expected, sizeof read), 0) << number;
+    }
+}
+
 TEST(Numbers, AFloatIsTheNearestOne) {
     EXPECT_EQ(text::parseFloat("0.1"), 0.1F);
     EXPECT_EQ(text::parseFloat("16777217"), 16777216.0F);

@@ -95,13 +95,12 @@ private:
     }
 
     MaybeFinding checkMalformed(const IniFile::Line& line) {
-        const bool hasEquals = line.whole.find('=') != std::string::npos;
-        return Finding{line.number, Harm::kLost,
-                       hasEquals ? "no \",\" after the type" : "no \"=\" after the key", kForm};
+        return Finding{line.number, Harm::kLost, Qel::Settings::text::whyMalformed(line.whole),
+                       kForm};
     }
 
     MaybeFinding checkSetting(const IniFile::Line& line) {
-        if (factory_->loader(line.type) == nullptr) {
+        if (!factory_->maker(line.type).isKnown()) {
             return unknownType(line);
         }
         const std::size_t last = lastLineOf_.at(line.name);

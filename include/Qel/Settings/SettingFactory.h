@@ -1,6 +1,7 @@
 #ifndef QEL_SETTINGS_SETTINGFACTORY_H
 #define QEL_SETTINGS_SETTINGFACTORY_H
 
+#include <array>
 #include <boost/any.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <functional>
@@ -64,12 +65,13 @@ public:
     /// needs type and text of one and the same value hands in a holder that nobody else has.
     std::string valueAsString(boost::shared_ptr<SettingHolder> holder) const;
 
-    /// The load function of the type called `type`; null when there is no such type.
-    LoadFn loader(std::string_view type) const;
+    class Maker;
 
-    /// Appends the name of the setting's type, a comma and the text of its value, both of one and
-    /// the same value whoever changes it meanwhile.
-    void appendTypeAndText(std::string& out, const SettingHolder& holder) const;
+    /// What makes settings of the type called `type`, for whoever makes many. Good as long as the
+    /// factory lives.
+    Maker maker(std::string_view type) const;
+
+    class Writer;
 
     /// Writes both tables to the standard output.
     void debugReport() const;
@@ -85,6 +87,10 @@ private:
         bool operator<(const TypeInfo& other) const { return type->before(*other.type); }
     };
 
+    /// Makes a setting without copies of the texts.
+    using MakeFn = boost::shared_ptr<SettingHolder> (*)(std::string_view name,
+                                                        std::string_view text);
+
     /// Appends the text of a value. Throws `boost::bad_any_cast` when it is of another type.
     using AppendFn = void (*)(std::string& out, const boost::any& value);
     struct BuiltInType;
@@ -92,11 +98,13 @@ private:
     struct Functions {
         LoadFn load;
         SaveFn save;
-        AppendFn append;  ///< does what `save` does; null for types that are not built in
+        // Do what `load` and `save` do; null for functions that are not built in.
+        MakeFn make;
+        AppendFn append;
     };
 
-    /// What it takes to write values of one run-time type.
-    struct Writer {
+    /// How values of one run-time type are written.
+    struct Form {
         const std::string* typeName;
         const Functions* functions;
 
@@ -107,14 +115,53 @@ private:
     };
 
     static const BuiltInType kBuiltInTypes[];
-    static AppendFn appenderOf(SaveFn save);
 
-    Writer writerOf(const std::type_info& type) const;
+    void add(const std::type_info& type, std::string name, const Functions& functions);
+    Form formOf(const std::type_info& type) const;
 
     std::map<std::string, Functions, std::less<>> m_settingFactory;
     std::map<TypeInfo, std::string> m_typeInfo2typeId;
     // The second map once more, by the address that a type has nearly everywhere.
-    std::unordered_map<const std::type_info*, Writer> writers_;
+    std::unordered_map<const std::type_info*, Form> forms_;
+};
+
+/// Makes settings of one type, or none at all of an unknown one.
+class SettingFactory::Maker {
+public:
+    Maker() = default;
+
+    bool isKnown() const { return functions_ != nullptr; }
+
+    /// As `create` does.
+    boost::shared_ptr<SettingHolder> operator()(std::string_view name, std::string_view text) const;
+
+private:
+    friend class SettingFactory;
+    explicit Maker(const Functions* functions) : functions_(functions) {}
+
+    const Functions* functions_ = nullptr;
+};
+
+/// Writes the values of many settings. For one thread, while the factory lives and is not filled.
+class SettingFactory::Writer {
+public:
+    explicit Writer(const SettingFactory& factory) : factory_(factory) {}
+
+    /// Appends the name of the setting's type, a comma and the text of its value, both of one and
+    /// the same value whoever changes it meanwhile.
+    void append(std::string& out, const SettingHolder& holder);
+
+private:
+    struct KnownType {
+        const std::type_info* type = nullptr;
+        std::string start;  ///< the type's name and the comma
+        AppendFn append = nullptr;
+    };
+
+    const KnownType& known(const std::type_info& type);
+
+    const SettingFactory& factory_;
+    std::array<KnownType, 16> knownTypes_;
 };
 
 }  // namespace Settings

@@ -38,7 +38,9 @@ class QEL_SETTINGS_EXPORT SettingHolder {
 
 public:
     /// A holder of no storage yet. `name` is the whole path, such as "settings/sound/bass".
-    SettingHolder(std::string name, boost::any value);
+    SettingHolder(std::string name, boost::any value) : name_(std::move(name)) {
+        value_.swap(value);
+    }
 
     /// A text literal or character array is kept as the `std::string` up to its first NUL: a plain
     /// pointer in a value would be a type that no file can hold.
@@ -53,7 +55,7 @@ public:
 
     SettingHolder(const SettingHolder&) = delete;
     SettingHolder& operator=(const SettingHolder&) = delete;
-    ~SettingHolder();
+    ~SettingHolder() = default;
 
     const std::string& name() const { return name_; }
 
@@ -122,15 +124,24 @@ private:
 
     /// Held while the value is copied, exchanged or, by the library's own code, written as text,
     /// and for nothing else.
-    class QEL_SETTINGS_EXPORT ValueLock {
+    class ValueLock {
     public:
-        explicit ValueLock(const SettingHolder& holder);
-        ~ValueLock();
+        explicit ValueLock(const SettingHolder& holder) : word_(holder.valueLock_) {
+            int expected = kFree;
+            if (!word_.compare_exchange_strong(expected, kTaken, std::memory_order_acquire)) {
+                waitFor(word_);
+            }
+        }
+        ~ValueLock() {
+            if (word_.exchange(kFree, std::memory_order_release) == kAwaited) {
+                wakeWaiterOf(word_);
+            }
+        }
         ValueLock(const ValueLock&) = delete;
         ValueLock& operator=(const ValueLock&) = delete;
 
     private:
-        const SettingHolder& holder_;
+        std::atomic<int>& word_;
     };
 
     template <class Function>
@@ -142,14 +153,19 @@ private:
     static std::string stringOf(const char* text, std::size_t capacity);
     static std::string stringOf(const char* text);
 
-    void lockValue() const;
-    void unlockValue() const;
+    // States of a value's lock. A std::mutex would make a holder half as large again.
+    static constexpr int kFree = 0;
+    static constexpr int kTaken = 1;
+    static constexpr int kAwaited = 2;  // taken, and somebody sleeps until it is free
+
+    static void waitFor(std::atomic<int>& lock);
+    static void wakeWaiterOf(std::atomic<int>& lock);
 
     std::string name_;
     boost::any value_;
-    std::atomic<SettingChangeCallback*> callback_;
-    std::atomic<int> changesUnderWay_;
-    mutable std::atomic<int> valueLock_;
+    std::atomic<SettingChangeCallback*> callback_{nullptr};
+    std::atomic<int> changesUnderWay_{0};
+    mutable std::atomic<int> valueLock_{kFree};
 };
 
 }  // namespace Settings

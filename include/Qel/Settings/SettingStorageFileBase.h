@@ -4,8 +4,9 @@
 #include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -109,6 +110,9 @@ protected:
     /// nothing.
     void retire();
 
+    /// Makes room for about so many settings more.
+    void expectSettings(std::size_t count);
+
     void clearErrInfo();
     void appendErrInfo(const std::string& text);
 
@@ -151,7 +155,7 @@ private:
     std::atomic<std::uint64_t> changes_{0};
     std::atomic<std::uint64_t> savedChanges_{0};
     std::string errInfo_;
-    mutable std::deque<std::string> shownErrInfo_;
+    mutable std::list<std::string> shownErrInfo_;
     std::unique_ptr<SettingsByName> settings_;
     std::vector<boost::weak_ptr<SettingHolder>> replacedSettings_;
     std::atomic<SavePolicy> savePolicy_{Save_onDemand};

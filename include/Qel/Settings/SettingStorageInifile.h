@@ -73,8 +73,8 @@ private:
     bool acceptCandidate(const std::string& file, const std::string& candidate, std::string& data);
     bool acceptCrc(const std::string& file, const std::string& candidate, std::string& data);
     void parse(const std::string& file, std::string_view data);
-    void readHeader(const text::IniLine& line, bool isFirstLine, std::string& prefix);
     struct Reader;
+    void readHeader(const text::IniLine& line, bool isFirstLine, Reader& reader);
     void readSetting(const std::string& file, const text::IniLine& line, std::string_view whole,
                      Reader& reader);
     bool createSetting(const text::IniLine& line, Reader& reader);
@@ -89,6 +89,7 @@ private:
     std::set<std::string, std::less<>> sections_;
     std::uint32_t crc32_;
     std::string acceptedFile_;
+    std::size_t lastTextSize_ = 0;
 };
 
 }  // namespace Settings

@@ -126,7 +126,7 @@ private:
     friend class SettingStorageBase;
     using Storages = std::map<std::string, boost::shared_ptr<SettingStorageInterface>>;
 
-    bool indexSetting(const boost::shared_ptr<SettingHolder>& holder);
+    bool indexSetting(boost::shared_ptr<SettingHolder>&& holder);
     void fileSetting(const boost::shared_ptr<SettingHolder>& holder);
     boost::shared_ptr<SettingStorageInterface> storageFor(const std::string& settingName) const;
     std::vector<boost::shared_ptr<SettingStorageInterface>> storages() const;

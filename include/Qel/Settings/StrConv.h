@@ -1,13 +1,16 @@
 #ifndef QEL_SETTINGS_STRCONV_H
 #define QEL_SETTINGS_STRCONV_H
 
+#include <algorithm>
 #include <boost/any.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <cstddef>
 #include <exception>
 #include <map>
 #include <new>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -67,18 +70,23 @@ QEL_SETTINGS_EXPORT void appendUnsigned(std::string& out, unsigned long long val
 QEL_SETTINGS_EXPORT void appendDouble(std::string& out, double value);
 QEL_SETTINGS_EXPORT void appendBool(std::string& out, bool value);
 
-QEL_SETTINGS_EXPORT int readInt32(const std::string& text);
-QEL_SETTINGS_EXPORT unsigned int readUint32(const std::string& text);
-QEL_SETTINGS_EXPORT long long readInt64(const std::string& text);
-QEL_SETTINGS_EXPORT unsigned long long readUint64(const std::string& text);
-QEL_SETTINGS_EXPORT float readFloat(const std::string& text);
-QEL_SETTINGS_EXPORT double readDouble(const std::string& text);
-QEL_SETTINGS_EXPORT bool readBool(const std::string& text);
+QEL_SETTINGS_EXPORT int readInt32(std::string_view text);
+QEL_SETTINGS_EXPORT unsigned int readUint32(std::string_view text);
+QEL_SETTINGS_EXPORT long long readInt64(std::string_view text);
+QEL_SETTINGS_EXPORT unsigned long long readUint64(std::string_view text);
+QEL_SETTINGS_EXPORT float readFloat(std::string_view text);
+QEL_SETTINGS_EXPORT double readDouble(std::string_view text);
+QEL_SETTINGS_EXPORT bool readBool(std::string_view text);
+QEL_SETTINGS_EXPORT std::string readString(std::string_view text);
+
+/// Moves `rest` past the next ";"-separated field and its separator; the field keeps its quotes and
+/// backslashes. To be called while `rest` is not empty.
+QEL_SETTINGS_EXPORT std::string_view takeField(std::string_view& rest);
 
 /// Narrow integers are read as 32 bits and then cut, so that a file means the same on a host of
 /// any word size; `long` is as wide as the host's.
 template <class T>
-T readInteger(const std::string& text) {
+T readInteger(std::string_view text) {
     constexpr bool kIsWide = sizeof(T) > sizeof(int);
     if constexpr (std::is_signed<T>::value && kIsWide) {
         return static_cast<T>(readInt64(text));
@@ -92,9 +100,9 @@ T readInteger(const std::string& text) {
 }
 
 template <class T>
-T readBuiltIn(const std::string& text) {
+T readBuiltIn(std::string_view text) {
     if constexpr (std::is_same<T, std::string>::value) {
-        return unescapeString(text);
+        return readString(text);
     } else if constexpr (std::is_same<T, bool>::value) {
         return readBool(text);
     } else if constexpr (std::is_same<T, char>::value) {
@@ -123,6 +131,17 @@ bool read(const std::string& text, T& value) {
             return false;
         }
     }
+}
+
+template <class T>
+std::vector<T> readArray(std::string_view text) {
+    std::vector<T> values;
+    if constexpr (std::is_arithmetic<T>::value) {
+        const auto separators = std::count(text.begin(), text.end(), ';');
+        values.reserve(text.empty() ? 0 : static_cast<std::size_t>(separators) + 1);
+    }
+    while (!text.empty()) values.push_back(readBuiltIn<T>(takeField(text)));
+    return values;
 }
 
 template <class T>
@@ -202,14 +221,18 @@ std::string arrayToString(const std::vector<T>& values) {
 /// completely is left out.
 template <class T>
 std::vector<T> arrayFromString(const std::string& text) {
-    std::vector<T> values;
-    std::string token;
-    std::string::const_iterator it = text.begin();
-    while (arrayFromStringtokenizer(it, text.end(), token)) {
-        T value{};
-        if (detail::read(token, value)) values.push_back(std::move(value));
+    if constexpr (detail::kIsBuiltIn<T>) {
+        return detail::readArray<T>(text);
+    } else {
+        std::vector<T> values;
+        std::string token;
+        std::string::const_iterator it = text.begin();
+        while (arrayFromStringtokenizer(it, text.end(), token)) {
+            T value{};
+            if (detail::read(token, value)) values.push_back(std::move(value));
+        }
+        return values;
     }
-    return values;
 }
 
 /// Key and value of each entry in key order, each as "length,text", with "," between them all.
