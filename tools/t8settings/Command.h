@@ -32,11 +32,17 @@ struct Command {
     /// Of a command that looks at the files themselves and loads nothing; it asks for the location
     /// when it needs one, which throws `Failure` when none was said.
     std::function<Result(const std::function<Location()>& location, Format format)> runOnFiles = {};
+    /// The location may be a single file.
+    bool takesFile = false;
 };
 
 // One function for each command; each adds one with its options and its help.
 Command addListCommand(CLI::App& app);
 Command addGetCommand(CLI::App& app);
+Command addDescribeCommand(CLI::App& app);
+Command addDiffCommand(CLI::App& app);
+Command addDumpCommand(CLI::App& app);
+Command addLoadCommand(CLI::App& app);
 Command addSetCommand(CLI::App& app);
 Command addResetCommand(CLI::App& app);
 Command addInfoCommand(CLI::App& app);

@@ -100,11 +100,15 @@ IniFile defaultsOf(const StorageFiles& storage) {
 }
 
 IniFile readWriteOf(const StorageFiles& storage) {
+    return readWriteOf(storage, storage.storageName());
+}
+
+IniFile readWriteOf(const StorageFiles& storage, const std::string& storageName) {
     struct stat status;
     if (::stat(storage.readWrite.c_str(), &status) != 0) {
-        return {storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite};
+        return {storage.readWrite, storageName, IniFile::Role::kReadWrite};
     }
-    return takenByLoad(storage.readWrite, storage.storageName(), IniFile::Role::kReadWrite);
+    return takenByLoad(storage.readWrite, storageName, IniFile::Role::kReadWrite);
 }
 
 }  // namespace t8settings

@@ -24,7 +24,10 @@ std::string kindOf(const Qel::Settings::TypeDescription& type);
 /// What the type is made of, in a few words.
 std::string summaryOf(const Qel::Settings::TypeDescription& type);
 
-/// What texts the type takes, for people.
+/// What texts the type takes, for people, without the type's name.
+std::string takesOf(const Qel::Settings::TypeDescription& type);
+
+/// That the type of this name takes these texts, for people.
 std::string textsOf(const Qel::Settings::TypeDescription& type);
 
 }  // namespace t8settings
