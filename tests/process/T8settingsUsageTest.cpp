@@ -40,6 +40,11 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
           "T8SETTINGS_MARKER",
           "\n  list ",
           "\n  get ",
+          "\n  describe ",
+          "\n  diff ",
+          "\n  dump ",
+          "\n  load ",
+          "--file FILE",
           "\n  set ",
           "\n  reset ",
           "\n  info ",
@@ -51,7 +56,7 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
           "\n  1  failed\n",
           "\n  2  bad usage\n",
           "\n  3  no such setting or type\n",
-          "\n  4  refused: read-only, or a reset to defaults is in progress\n",
+          "\n  4  refused: read-only, no default, or a reset to defaults is in progress\n",
           "\n  5  not all is sound, or not all is the same\n"}) {
         EXPECT_THAT(help.out, HasSubstr(piece));
     }
@@ -60,8 +65,8 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
 }
 
 TEST_F(T8settingsUsage, EveryHelpFitsAScreen) {
-    for (const char* const command :
-         {"", "list", "get", "set", "reset", "info", "types", "verify", "seal", "recover"}) {
+    for (const char* const command : {"", "list", "get", "describe", "diff", "dump", "load", "set",
+                                      "reset", "info", "types", "verify", "seal", "recover"}) {
         const ToolRun help = *command == '\0' ? runBare({"--help"}) : runBare({command, "--help"});
         std::istringstream lines(help.out);
         std::string line;
@@ -138,7 +143,8 @@ TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
 TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     const std::string all = "t8settings: see t8settings --help\n";
     const std::string commands =
-        "t8settings: the commands are list, get, set, reset, info, types, verify, seal, recover\n";
+        "t8settings: the commands are list, get, describe, diff, dump, load, set, reset, info, "
+        "types, verify, seal, recover\n";
     const ToolRun none = run({});
     expectBadUsage(none, "no command\n" + commands + all);
     expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
@@ -210,14 +216,14 @@ TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
     const std::string enter = "export T8SETTINGS_MARKER='" + marker_ +
                               "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" +
                               dir_.file("pasted") + "' && ";
-    for (const char* const command :
-         {"list", "get", "set", "info", "types", "verify", "seal", "recover", "reset"}) {
+    for (const char* const command : {"list", "get", "describe", "diff", "dump", "load", "set",
+                                      "info", "types", "verify", "seal", "recover", "reset"}) {
         const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
         EXPECT_FALSE(examples.empty()) << command;
         for (const std::string& example : examples) {
             EXPECT_THAT(example, HasSubstr(std::string(" ") + command));
-            EXPECT_EQ(0, system((enter + example + " >'" + dir_.file("out") + "'").c_str()))
-                << example;
+            const int status = system((enter + example + " >'" + dir_.file("out") + "'").c_str());
+            EXPECT_EQ(command == std::string("diff") ? 5 : 0, WEXITSTATUS(status)) << example;
             EXPECT_NE("", testsupport::readFile(dir_.file("out"))) << example;
         }
     }

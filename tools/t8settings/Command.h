@@ -35,11 +35,17 @@ struct Command {
     /// Of a command that changes one file, wherever it lies. The marker of a reset is empty for the
     /// machine's own.
     std::function<Result(const std::string& marker, Format format)> runOnOneFile = {};
+    /// The location may be a single file.
+    bool takesFile = false;
 };
 
 // One function for each command; each adds one with its options and its help.
 Command addListCommand(CLI::App& app);
 Command addGetCommand(CLI::App& app);
+Command addDescribeCommand(CLI::App& app);
+Command addDiffCommand(CLI::App& app);
+Command addDumpCommand(CLI::App& app);
+Command addLoadCommand(CLI::App& app);
 Command addSetCommand(CLI::App& app);
 Command addResetCommand(CLI::App& app);
 Command addInfoCommand(CLI::App& app);

@@ -23,7 +23,7 @@ constexpr const char* kFooter =
     "  1  failed\n"
     "  2  bad usage\n"
     "  3  no such setting or type\n"
-    "  4  refused: read-only, or a reset to defaults is in progress\n"
+    "  4  refused: read-only, no default, or a reset to defaults is in progress\n"
     "  5  not all is sound, or not all is the same\n\n"
     "Results go to standard output, all else to standard error. In JSON, bytes that are not UTF-8\n"
     "are replaced by U+FFFD; the exact bytes are then beside it in hexadecimal, \"textBytes\" to\n"
@@ -32,6 +32,7 @@ constexpr const char* kFooter =
 struct Globals {
     std::optional<std::string> base;
     std::optional<std::string> marker;
+    std::optional<std::string> file;
     bool json = false;
     bool version = false;
 };
@@ -45,15 +46,20 @@ void addGlobals(CLI::App& app, Globals& globals) {
                    "Marker file of a reset to defaults, in place of the machine's\n"
                    "own, for a scratch directory; or else in T8SETTINGS_MARKER")
         ->type_name("PATH");
+    app.add_option("--file", globals.file,
+                   "One settings file in place of the directory, to be read by\n"
+                   "list, get, describe and dump without loading it")
+        ->type_name("FILE");
     app.add_flag("--json", globals.json, "Results as JSON");
     app.add_flag("--version", globals.version, "Show the version");
 }
 
 std::vector<Command> addCommands(CLI::App& app) {
     std::vector<Command> commands = {
-        addListCommand(app),   addGetCommand(app),  addSetCommand(app),
-        addResetCommand(app),  addInfoCommand(app), addTypesCommand(app),
-        addVerifyCommand(app), addSealCommand(app), addRecoverCommand(app)};
+        addListCommand(app),   addGetCommand(app),   addDescribeCommand(app), addDiffCommand(app),
+        addDumpCommand(app),   addLoadCommand(app),  addSetCommand(app),      addResetCommand(app),
+        addInfoCommand(app),   addTypesCommand(app), addVerifyCommand(app),   addSealCommand(app),
+        addRecoverCommand(app)};
     for (const Command& command : commands) {
         command.parsed->group("Commands");
         command.parsed->footer(command.parsed->get_footer() +
@@ -88,11 +94,16 @@ std::string markerOf(const Globals& globals) {
 
 Location locationOf(const Globals& globals) {
     const auto base = said(globals.base, "--base", "T8SETTINGS_BASE");
-    const std::string marker = markerOf(globals);
+    if (globals.file) {
+        if (globals.base || globals.file->empty()) {
+            throw Failure(ExitCode::kUsage, "say either --base or --file, and not the empty word");
+        }
+        return {"", "", *globals.file};
+    }
     if (!base) {
         throw Failure(ExitCode::kUsage, "no base directory: say --base DIR or set T8SETTINGS_BASE");
     }
-    return {*base, marker};
+    return {*base, markerOf(globals), ""};
 }
 
 Result version(const Globals& globals) {
@@ -136,6 +147,9 @@ Result runCommandLine(int argc, const char* const* argv) {
         return version(globals);
     }
     const Command& chosen = chosenOf(commands, app);
+    if (globals.file && !chosen.takesFile) {
+        throw badUsage(app, chosen.parsed->get_name() + " takes no --file");
+    }
     const Format format = globals.json ? Format::kJson : Format::kText;
     if (chosen.runWithoutStore) {
         return chosen.runWithoutStore(format);

@@ -62,7 +62,7 @@ IniFile defaultsOf(const StorageFiles& files);
 /// not `accepted` and not missing would be set aside.
 IniFile readWriteOf(const StorageFiles& files);
 
-/// The same for a storage that its defaults call `storageName`.
+/// The same for a storage that its defaults file calls `storageName`.
 IniFile readWriteOf(const StorageFiles& files, const std::string& storageName);
 
 }  // namespace t8settings

@@ -1,21 +1,57 @@
 #include <memory>
 
 #include "Command.h"
-#include "Records.h"
+#include "Survey.h"
+#include "Terminal.h"
 
 namespace t8settings {
 
 namespace {
 
+constexpr const char* kGetHelp =
+    "A string is shown as it is, every other value in the form of the settings files.\n"
+    "With --origin the files are read without loading them. It shows defaultsFile, readWriteFile\n"
+    "or, for a name that no file has, unset, and the file's path.\n\n"
+    "Example:\n  t8settings --base tv get settings/sound/bass";
+
 struct Wanted {
     std::string name;
     bool type = false;
+    bool origin = false;
 };
 
-Result get(const Store& store, Format format, const Wanted& wanted) {
-    const Record record = recordOf(store, store.find(wanted.name));
-    return {format == Format::kJson ? textOfJson(jsonOf(record))
-                                    : (wanted.type ? record.type : record.text) + "\n"};
+std::string answerOf(const Record& record, const Wanted& wanted) {
+    return (wanted.type ? record.type : record.text) + "\n";
+}
+
+Result getOrigin(const Facts& facts, Format format, const Wanted& wanted) {
+    try {
+        const SettingFacts& setting = factsOn(wanted.name, facts);
+        Json json = jsonOf(setting.inForce);
+        addOrigin(json, setting);
+        return {format == Format::kJson ? textOfJson(json)
+                                        : linesOf({{setting.origin(), setting.file}})};
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return {format == Format::kJson ? textOfJson({{"origin", "unset"}}) : "unset\n",
+                failure.code()};
+    }
+}
+
+Record recordCalled(const std::string& name, const Location& location) {
+    if (!location.file.empty()) {
+        return factsOn(name, survey(location)).inForce;
+    }
+    const Store store(location);
+    return recordOf(store, store.find(name));
+}
+
+Result get(const Location& location, Format format, const Wanted& wanted) {
+    if (wanted.origin) {
+        return getOrigin(survey(location), format, wanted);
+    }
+    const Record record = recordCalled(wanted.name, location);
+    return {format == Format::kJson ? textOfJson(jsonOf(record)) : answerOf(record, wanted)};
 }
 
 }  // namespace
@@ -27,11 +63,19 @@ Command addGetCommand(CLI::App& app) {
         ->required()
         ->type_name("");
     command->add_flag("--type", wanted->type, "The name of its type instead");
-    command->footer(
-        "A string is shown as it is, every other value in the form of the settings files.\n\n"
-        "Example:\n  t8settings --base tv get settings/sound/bass");
-    return {command,
-            [wanted](const Store& store, Format format) { return get(store, format, *wanted); }};
+    command->add_flag("--origin", wanted->origin, "Which file it comes from instead");
+    command->footer(kGetHelp);
+    command->callback([wanted] {
+        if (wanted->type && wanted->origin) {
+            throw CLI::ValidationError("say either --type or --origin");
+        }
+    });
+    Command added = {command, {}};
+    added.takesFile = true;
+    added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
+        return get(location(), format, *wanted);
+    };
+    return added;
 }
 
 }  // namespace t8settings

@@ -1,12 +1,9 @@
-#include <algorithm>
-#include <iterator>
 #include <memory>
 
 #include "Command.h"
 #include "Nearest.h"
 #include "Pattern.h"
-#include "Records.h"
-#include "Terminal.h"
+#include "Survey.h"
 
 namespace t8settings {
 
@@ -15,48 +12,102 @@ namespace {
 constexpr const char* kListHelp =
     "PATTERN is the beginning of the names or, with *, ? or [a-z] in it, a pattern for them as a\n"
     "whole; * passes over slashes. A pattern that matches no name exits with 3.\n"
+    "With --changed, --origin or --file the files are read without loading them.\n"
     "Control bytes in a text are shown as \\n, \\t or \\x1B; get and --json give them as they "
-    "are.\n\nExample:\n  t8settings --base tv list 'settings/*/b*'";
+    "are.\n\nExamples:\n"
+    "  t8settings --base tv list 'settings/*/b*'\n"
+    "  t8settings --base tv list --changed --origin";
 
-/// An empty result is worth a word: it may come of a slip.
-ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<SettingPtr>& settings) {
-    std::vector<std::string> names;
-    std::transform(settings.begin(), settings.end(), std::back_inserter(names),
-                   [](const SettingPtr& setting) { return setting->name(); });
-    complain((pattern.isGlob() ? "no setting matches " : "no setting's name begins with ") +
-             inQuotes(pattern.text()) + didYouMean(pattern, names));
-    return pattern.isGlob() ? ExitCode::kUnknownName : ExitCode::kDone;
-}
+struct Wanted {
+    std::string pattern;
+    bool changed = false;
+    bool origin = false;
+};
 
-Result list(const Store& store, Format format, const Pattern& pattern) {
-    std::vector<Row> rows;
-    Json json = Json::array();
-    const std::vector<SettingPtr> settings = store.settings();
-    for (const SettingPtr& setting : settings) {
-        if (pattern.matches(setting->name())) {
+/// The settings that match, to be shown, and the names of all.
+class Listing {
+public:
+    explicit Listing(const Pattern& pattern) : pattern_(pattern) {}
+
+    /// Whether the setting is to be added.
+    bool matches(const std::string& name) {
+        names_.push_back(name);
+        matched_ = matched_ || pattern_.matches(name);
+        return pattern_.matches(name);
+    }
+
+    void add(const Row& row, const Json& json) {
+        rows_.push_back(row);
+        json_.push_back(json);
+    }
+
+    Result result(Format format) const {
+        Result result;
+        result.output = format == Format::kJson ? textOfJson(json_) : linesOf(rows_, nameAndType());
+        if (!matched_ && !pattern_.text().empty()) {
+            result.code = remarkThatNothingMatches(pattern_, names_);
+        }
+        return result;
+    }
+
+private:
+    const Pattern& pattern_;
+    std::vector<std::string> names_;
+    bool matched_ = false;
+    std::vector<Row> rows_;
+    Json json_ = Json::array();
+};
+
+void addLoaded(Listing& listing, const Store& store) {
+    for (const SettingPtr& setting : store.settings()) {
+        if (listing.matches(setting->name())) {
             const Record record = recordOf(store, setting);
-            rows.push_back(rowOf(record));
-            json.push_back(jsonOf(record));
+            listing.add(rowOf(record), jsonOf(record));
         }
     }
-    Result result;
-    result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
-    if (rows.empty() && !pattern.text().empty()) {
-        result.code = remarkThatNothingMatches(pattern, settings);
+}
+
+void addSurveyed(Listing& listing, const Facts& facts, const Wanted& wanted) {
+    for (const auto& [name, setting] : facts) {
+        if (!listing.matches(name) || (wanted.changed && !setting.differs())) {
+            continue;
+        }
+        Row row = rowOf(setting.inForce);
+        Json json = jsonOf(setting.inForce);
+        if (wanted.origin) {
+            row.emplace_back(setting.origin());
+            addOrigin(json, setting);
+        }
+        listing.add(row, json);
     }
-    return result;
+}
+
+Result list(const Location& location, Format format, const Wanted& wanted) {
+    const Pattern pattern = Pattern::ofNames(wanted.pattern);
+    Listing listing(pattern);
+    if (wanted.changed || wanted.origin || !location.file.empty()) {
+        addSurveyed(listing, survey(location), wanted);
+    } else {
+        addLoaded(listing, Store(location));
+    }
+    return listing.result(format);
 }
 
 }  // namespace
 
 Command addListCommand(CLI::App& app) {
-    const auto pattern = std::make_shared<std::string>();
+    const auto wanted = std::make_shared<Wanted>();
     CLI::App* const command = app.add_subcommand("list", "Show settings: name, type and text");
-    command->add_option("PATTERN", *pattern, "Only settings with such names")->type_name("");
+    command->add_option("PATTERN", wanted->pattern, "Only settings with such names")->type_name("");
+    command->add_flag("--changed", wanted->changed, "Only what differs from its default");
+    command->add_flag("--origin", wanted->origin, "And which of the files it comes from");
     command->footer(kListHelp);
-    return {command, [pattern](const Store& store, Format format) {
-                return list(store, format, Pattern::ofNames(*pattern));
-            }};
+    Command added = {command, {}};
+    added.takesFile = true;
+    added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
+        return list(location(), format, *wanted);
+    };
+    return added;
 }
 
 }  // namespace t8settings

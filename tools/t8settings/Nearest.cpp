@@ -29,7 +29,8 @@ std::vector<Candidate> endingIn(const Pattern& wanted, const std::vector<std::st
 
 std::vector<Candidate> fewestSlips(const Pattern& wanted, const std::vector<std::string>& names) {
     const std::size_t length = wanted.shortest();
-    const std::size_t tolerance = std::max<std::size_t>(2, length / 4);
+    // What a run takes is no slip, so next to nothing is left of a short pattern with one.
+    const std::size_t tolerance = std::max<std::size_t>(wanted.hasRun() ? 0 : 2, length / 4);
     std::vector<Candidate> candidates;
     for (const std::string& name : names) {
         if (name.size() + tolerance < length ||
@@ -95,6 +96,12 @@ std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& na
         text += (text.empty() ? "\ndid you mean " : " or ") + candidate;
     }
     return text.empty() ? text : text + "?";
+}
+
+ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<std::string>& names) {
+    complain((pattern.isGlob() ? "no setting matches " : "no setting's name begins with ") +
+             inQuotes(pattern.text()) + didYouMean(pattern, names));
+    return pattern.isGlob() ? ExitCode::kUnknownName : ExitCode::kDone;
 }
 
 Failure noSuch(const std::string& kind, const std::string& name,

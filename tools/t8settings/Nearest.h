@@ -17,6 +17,10 @@ std::vector<std::string> nearestNames(const Pattern& wanted, const std::vector<s
 /// "\ndid you mean X or Y?" with the nearest names, or nothing when there are none.
 std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names);
 
+/// Tells that the pattern matches none of `names`, which may come of a slip; gives the exit code
+/// for that.
+ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<std::string>& names);
+
 /// That there is no `kind` of this name, with those of `names` that somebody may have meant.
 Failure noSuch(const std::string& kind, const std::string& name,
                const std::vector<std::string>& names);

@@ -4,10 +4,14 @@
 
 namespace t8settings {
 
+Record recordOf(const FactoryPtr& factory, const SettingPtr& setting, const std::string& storage) {
+    const std::string type = factory->typeAsString(setting);
+    const std::string text = textForPeople(type, factory->valueAsString(setting));
+    return {setting->name(), type, text, storage};
+}
+
 Record recordOf(const Store& store, const SettingPtr& setting) {
-    const std::string type = store.factory()->typeAsString(setting);
-    const std::string text = textForPeople(type, store.factory()->valueAsString(setting));
-    return {setting->name(), type, text, storageOf(setting).name()};
+    return recordOf(store.factory(), setting, storageOf(setting).name());
 }
 
 Json jsonOf(const Record& record) {

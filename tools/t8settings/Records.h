@@ -17,6 +17,7 @@ struct Record {
     std::string storage;
 };
 
+Record recordOf(const FactoryPtr& factory, const SettingPtr& setting, const std::string& storage);
 Record recordOf(const Store& store, const SettingPtr& setting);
 
 Json jsonOf(const Record& record);

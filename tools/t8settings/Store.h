@@ -18,6 +18,7 @@ using StoragePtr = boost::shared_ptr<Qel::Settings::SettingStorageInterface>;
 struct Location {
     std::string base;
     std::string marker;  ///< empty for the machine's own marker of a reset to defaults
+    std::string file;    ///< a single file to read in place of the base directory; mostly empty
 };
 
 /// The settings below a base directory, brought up as an application brings them up; damaged files

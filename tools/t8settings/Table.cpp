@@ -29,7 +29,8 @@ std::vector<std::size_t> widthsOf(const std::vector<Row>& rows) {
 }
 
 std::string coloured(const std::string& text, Look look) {
-    constexpr std::array<const char*, 3> kCodes = {"", "\x1B[1m", "\x1B[36m"};
+    constexpr std::array<const char*, 5> kCodes = {"", "\x1B[1m", "\x1B[36m", "\x1B[31m",
+                                                   "\x1B[32m"};
     const char* const code = kCodes.at(static_cast<std::size_t>(look));
     return *code == '\0' || text.empty() ? text : code + text + "\x1B[0m";
 }

@@ -10,7 +10,7 @@ namespace t8settings {
 using Row = std::vector<std::string>;
 
 /// How a column looks on a terminal that has colours.
-enum class Look { kPlain, kName, kType };
+enum class Look { kPlain, kName, kType, kLeft, kRight };
 
 /// One line for each row, none of them empty. Between the texts stands a tab or, where standard
 /// output is a terminal, blanks that make columns, with the look of each column. Control bytes are

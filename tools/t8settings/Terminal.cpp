@@ -92,6 +92,18 @@ bool writeAll(int descriptor, std::string_view text) {
     return true;
 }
 
+bool readAll(int descriptor, std::string& bytes) {
+    std::array<char, 65536> buffer;
+    for (;;) {
+        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count > 0) {
+            bytes.append(buffer.data(), static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
+            return count == 0;
+        }
+    }
+}
+
 bool canAsk() {
     return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
 }

@@ -24,6 +24,9 @@ void complain(std::string_view text);
 /// Writes all of `text` to the descriptor; false, with `errno` set, when that fails.
 bool writeAll(int descriptor, std::string_view text);
 
+/// Appends all that there is to be read; false, with `errno` set, when that fails.
+bool readAll(int descriptor, std::string& bytes);
+
 /// Asks a question that is answered by a line on standard input; true for "y" and "yes" in any
 /// letter case.
 bool confirm(const std::string& question);

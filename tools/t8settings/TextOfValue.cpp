@@ -59,6 +59,10 @@ std::string textForPeople(const std::string& type, const std::string& fileText) 
     return type == kString ? Qel::Settings::StrConv::unescapeString(fileText) : fileText;
 }
 
+std::string fileTextOf(const std::string& type, const std::string& text) {
+    return type == kString ? Qel::Settings::StrConv::escapeString(text) : text;
+}
+
 namespace {
 
 /// What a text becomes: the setting that is made of it, or why that would not be as meant.
@@ -123,7 +127,7 @@ std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& t
 
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
               const std::string& text) {
-    const std::string given = type == kString ? StrConv::escapeString(text) : text;
+    const std::string given = fileTextOf(type, text);
     const Made made = make(factory, type, name, given, given);
     if (made.outcome) {
         throw Failure(ExitCode::kFailed, name + " is unchanged: " + type + " would not keep " +

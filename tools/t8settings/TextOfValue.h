@@ -19,6 +19,9 @@ struct Value {
 /// which is simply itself.
 std::string textForPeople(const std::string& type, const std::string& fileText);
 
+/// The opposite: the text in the form of the files for one that people write.
+std::string fileTextOf(const std::string& type, const std::string& text);
+
 /// What becomes of a text that does not mean what it says to its type.
 struct Outcome {
     bool lost;          ///< the type cannot read it at all

@@ -152,8 +152,12 @@ std::string summaryOf(const TypeDescription& type) {
     return textOf(type.kind).summary(type);
 }
 
+std::string takesOf(const TypeDescription& type) {
+    return textOf(type.kind).texts(type);
+}
+
 std::string textsOf(const TypeDescription& type) {
-    return type.name + " takes " + textOf(type.kind).texts(type);
+    return type.name + " takes " + takesOf(type);
 }
 
 std::string textsOfListField() {

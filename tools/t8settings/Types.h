@@ -25,7 +25,10 @@ std::string kindOf(const Qel::Settings::TypeDescription& type);
 /// What the type is made of, in a few words.
 std::string summaryOf(const Qel::Settings::TypeDescription& type);
 
-/// What texts the type takes, for people.
+/// What texts the type takes, for people, without the type's name.
+std::string takesOf(const Qel::Settings::TypeDescription& type);
+
+/// That the type of this name takes these texts, for people.
 std::string textsOf(const Qel::Settings::TypeDescription& type);
 
 /// What a list takes as a field of a record, for people.

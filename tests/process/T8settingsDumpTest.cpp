@@ -1,0 +1,277 @@
+// All settings written out and read back.
+
+#include <fcntl.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+using Json = nlohmann::json;
+
+/// All bytes, in an order that no file trims.
+std::string allBytes() {
+    std::string bytes = "x";
+    for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
+    return bytes + "x";
+}
+
+class T8settingsDump : public testsupport::ToolTest {
+protected:
+    T8settingsDump() {
+        put("qel-default-settings/a.ini",
+            "#name = a\n#savepolicy = eachchange\n[s]\nbass = int8,-2\ntitle = string,\"x, y\"\n"
+            "top = int64,1\n");
+        put("qel-default-settings/b.ini", "#name = b\nt\xC3\xBCr \xFF = string,x\n");
+        put("qel-default-settings/product.xml", "<product><model value=\"T8\"/></product>");
+    }
+
+    ToolRun load(const std::string& dump) const {
+        put("dump", dump);
+        return run({"load", path("dump")});
+    }
+
+    /// That this dump changes nothing for these reasons, each at its place.
+    void expectRefused(const std::string& dump, const std::string& reasons) const {
+        const std::string before = run({"list"}).out;
+        const ToolRun refused = load(dump);
+        EXPECT_EQ("", refused.out) << dump;
+        std::string expected;
+        std::istringstream lines(reasons);
+        for (std::string line; std::getline(lines, line);) {
+            const bool hasPlace = line.front() == ':';
+            expected += "t8settings: " + (hasPlace ? path("dump") : "") + line + "\n";
+        }
+        EXPECT_EQ(expected + "t8settings: nothing was changed\n", refused.err) << dump;
+        EXPECT_EQ(1, refused.exitCode) << dump;
+        EXPECT_EQ(before, run({"list"}).out) << dump;
+    }
+
+    void expectChanged(const ToolRun& load, int changed, int same) const {
+        EXPECT_EQ(std::to_string(changed) + " changed, " + std::to_string(same) + " the same\n",
+                  load.out);
+        EXPECT_EQ("", load.err);
+        EXPECT_EQ(0, load.exitCode);
+    }
+};
+
+TEST_F(T8settingsDump, IniTextHasALineForEachSetting) {
+    const ToolRun dump = run({"dump"});
+    EXPECT_EQ(
+        "a/s/bass = int8,-2\n"
+        "a/s/title = string,\"x, y\"\n"
+        "a/s/top = long long,1\n"
+        "b/t\xC3\xBCr \xFF = string,x\n"
+        "product/model = string,T8\n",
+        dump.out);
+    EXPECT_EQ("", dump.err);
+    EXPECT_EQ(0, dump.exitCode);
+    EXPECT_EQ(dump.out, run({"dump", "--ini"}).out);
+    EXPECT_EQ("a/s/title = string,\"x, y\"\na/s/top = long long,1\n", run({"dump", "a/s/t"}).out);
+    EXPECT_EQ("a/s/bass = int8,-2\n", run({"dump", "*ass"}).out);
+    EXPECT_EQ(3, run({"dump", "*x*x*"}).exitCode);
+    EXPECT_EQ(2, run({"dump", "--ini", "--json"}).exitCode);
+}
+
+TEST_F(T8settingsDump, JsonIsWhatListShows) {
+    EXPECT_EQ(run({"list", "--json"}).out, run({"dump", "--json"}).out);
+    EXPECT_EQ(run({"list", "a/s/t", "--json"}).out, run({"dump", "a/s/t", "--json"}).out);
+}
+
+TEST_F(T8settingsDump, LoadedAgainItChangesNothing) {
+    for (const char* const form : {"--ini", "--json"}) {
+        const std::string dump = run({"dump", form}).out;
+        expectChanged(load(dump), 0, 5);
+        EXPECT_EQ(dump, run({"dump", form}).out);
+        EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+    }
+}
+
+TEST_F(T8settingsDump, EveryTypeAndEveryByteComesBack) {
+    std::string file = "#name = types\n[v]\n";
+    std::size_t count = 0;
+    for (const Json& type : Json::parse(runBare({"types", "--json"}).out)) {
+        file += "k" + std::to_string(100 + count++) + " = " + type.at("name").get<std::string>() +
+                "," + type.at("emptyText").get<std::string>() + "\n";
+    }
+    EXPECT_EQ(85U, count);
+    std::filesystem::remove_all(base_);
+    std::filesystem::copy(T8_TEST_DATA_DIR "/../../examples/tv", base_,
+                          std::filesystem::copy_options::recursive);
+    put("qel-default-settings/types.ini", file + "bytes = string,\n");
+    const std::string bytes = allBytes();
+    Json json = {{{"name", "types/v/bytes"}, {"type", "string"}, {"textBytes", ""}}};
+    for (const char c : bytes) {
+        char digits[3];
+        snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(c));
+        json[0]["textBytes"] = json[0]["textBytes"].get<std::string>() + digits;
+    }
+    expectChanged(load(json.dump()), 1, 0);
+    EXPECT_EQ(bytes + "\n", run({"get", "types/v/bytes"}).out);
+    const std::string changed = dir_.file("changed");
+    std::filesystem::copy(base_, changed, std::filesystem::copy_options::recursive);
+    for (const char* const form : {"--ini", "--json"}) {
+        const ToolRun dump = run({"dump", form});
+        EXPECT_EQ("", dump.err);
+        EXPECT_EQ(0, run({"reset", "types/v/bytes", "settings/sound/bass", "media/recent/list",
+                          "tuning/satellite/provider"})
+                         .exitCode);
+        expectChanged(load(dump.out), 4, 249);
+        EXPECT_EQ(dump.out, run({"dump", form}).out);
+        EXPECT_EQ(0, runBare({"diff", changed, base_}).exitCode);
+    }
+}
+
+TEST_F(T8settingsDump, WhatNoLineOfIniTextHoldsIsLeftOutAndTold) {
+    put("qel-default-settings/x.xml",
+        "<x><a value=\" b \"/><c type=\"char\" value=\"&#10;\"/></x>");
+    const ToolRun dump = run({"dump", "x/"});
+    EXPECT_EQ("", dump.out);
+    EXPECT_EQ(
+        "t8settings: x/a is left out, no line of ini text holds it; --json does\n"
+        "t8settings: x/c is left out, no line of ini text holds it; --json does\n",
+        dump.err);
+    EXPECT_EQ(1, dump.exitCode);
+    expectChanged(load(run({"dump", "x/", "--json"}).out), 0, 2);
+}
+
+TEST_F(T8settingsDump, ChangesAreSavedOncePerStorage) {
+    const ToolRun loaded = run({"load", "-"}, {{"QLOG", "2"}}, [this] {
+        put("in",
+            "a/s/bass = int8,5\n# a comment\n\n[a]\ns/title = string,new\n[a/s]\ntop = long "
+            "long,1\n");
+        redirect(path("in"), O_RDONLY, STDIN_FILENO);
+    });
+    EXPECT_EQ("2 changed, 1 the same\n", loaded.out);
+    EXPECT_EQ(0, loaded.exitCode);
+    EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
+    EXPECT_EQ("new\n", run({"get", "a/s/title"}).out);
+    std::size_t changes = 0;
+    for (std::size_t at = 0; (at = loaded.err.find("::changed( ", at)) != std::string::npos; ++at) {
+        ++changes;
+    }
+    EXPECT_EQ(1U, changes) << loaded.err;
+}
+
+TEST_F(T8settingsDump, FileOfAStorageIsTakenToo) {
+    expectChanged(load("#name = a\n#savepolicy = async\n[s]\nbass = int8,7\n#crc32 = 1\n"), 1, 0);
+    EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
+    EXPECT_EQ(Json({{"changed", 0}, {"same", 1}}),
+              Json::parse(run({"load", path("dump"), "--json"}).out));
+}
+
+TEST_F(T8settingsDump, EverythingIsCheckedBeforeAnythingIsChanged) {
+    expectRefused(
+        "a/s/bass = int8,300\n"
+        "a/s/title = string,fine\n"
+        "\n"
+        "rubbish\n"
+        "a/s/titel = string,x\n"
+        "a/s/top = int8,1\n"
+        "product/model = string,T9\n"
+        "a/s/title = string,twice\n"
+        "b/t\xC3\xBCr \xFF = wat,x\n",
+        ":1: a/s/bass is unchanged: int8 would not keep \"300\", it would make \"44\" of it\n"
+        "int8 takes whole numbers from -128 to 127\n"
+        ":4: \"rubbish\" is no setting, which is written NAME = TYPE,TEXT\n"
+        ":5: no such setting: \"a/s/titel\"\n"
+        "did you mean a/s/title?\n"
+        ":6: a/s/top is unchanged: its type is long long and not int8\n"
+        ":7: product/model is read-only: product RO def=" +
+            path("qel-default-settings/product.xml") + " rw=" + path("settings/product.xml") +
+            " savePolicy=Save_onDemand\n"
+            ":8: a/s/title has a value already, at " +
+            path("dump") +
+            ":2\n"
+            ":9: no such type: \"wat\"\n"
+            "did you mean int?\n");
+}
+
+TEST_F(T8settingsDump, ProblemsOfJsonAreToldWithTheMembersPath) {
+    expectRefused(
+        R"([{"name": "a/s/bass", "type": "int8", "text": "3"},
+            {"name": "a/s/title", "type": "string", "text": 3},
+            {"name": "a/s/title", "type": "string"},
+            {"nameBytes": "6g", "type": "string", "text": ""},
+            7,
+            {"name": "a/s/bass", "type": "int8", "text": "x"},
+            {"name": "a/s/top", "type": "int64", "text": "2.0"}])",
+        ": [1].text: is no string\n"
+        ": [2].text: is missing\n"
+        ": [3].nameBytes: is not in hexadecimal\n"
+        ": [4]: is no object\n"
+        ": [5]: a/s/bass has a value already, at " +
+            path("dump") +
+            ": [0]\n"
+            ": [6]: a/s/top is unchanged: long long would not keep \"2.0\", it would make \"2\" of "
+            "it\n"
+            "long long takes whole numbers from -9223372036854775808 to 9223372036854775807\n");
+    expectRefused("{\"name\": \"a\"}", ": is no array of settings\n");
+    expectRefused("[{\"name\":\n \"a\",}]",
+                  ":2: syntax error while parsing object key - unexpected '}'; expected string "
+                  "literal\n");
+    expectChanged(load(" [ ] \n"), 0, 0);
+    expectChanged(load(""), 0, 0);
+}
+
+TEST_F(T8settingsDump, WhileAResetIsInProgressNothingIsLoaded) {
+    testsupport::writeFile(marker_, "");
+    const ToolRun refused = load("a/s/bass = int8,5\n");
+    EXPECT_EQ("t8settings: a reset to defaults is in progress, " + marker_ +
+                  " exists: nothing is saved until the restart\n",
+              refused.err);
+    EXPECT_EQ(4, refused.exitCode);
+}
+
+TEST_F(T8settingsDump, FileThatCannotBeReadIsAFailure) {
+    const ToolRun none = run({"load", path("none")});
+    EXPECT_EQ("", none.out);
+    EXPECT_EQ("t8settings: \"" + path("none") + "\" cannot be read: No such file or directory\n",
+              none.err);
+    EXPECT_EQ(1, none.exitCode);
+    EXPECT_EQ("t8settings: \"" + base_ + "\" cannot be read: Is a directory\n",
+              run({"load", base_}).err);
+    EXPECT_EQ(2, run({"load"}).exitCode);
+}
+
+TEST_F(T8settingsDump, FullDiskChangesNothing) {
+    put("dump", "a/s/bass = int8,5\nb/t\xC3\xBCr \xFF = string,y\n");
+    const ToolRun full = run({"load", path("dump")}, {}, fullDisk);
+    EXPECT_EQ("", full.out);
+    EXPECT_THAT(full.err, StartsWith("t8settings: a/s/bass could not be saved:\n"));
+    EXPECT_EQ(1, full.exitCode);
+    EXPECT_EQ("-2\n", run({"get", "a/s/bass"}).out);
+}
+
+TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
+    std::filesystem::create_directory(path("settings/b.ini.tmp"));
+    const ToolRun failed =
+        load("a/s/bass = int8,5\na/s/top = int64,5\nb/t\xC3\xBCr \xFF = string,y\n");
+    EXPECT_EQ("", failed.out);
+    EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \xFF could not be saved:\n"));
+    EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: a is as it was\n"));
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("a/s/bass = int8,-2\na/s/title = string,\"x, y\"\na/s/top = long long,1\n",
+              run({"dump", "a/"}).out);
+}
+
+TEST_F(T8settingsDump, HundredThousandSettingsAreLoaded) {
+    std::string file = "#name = many\n";
+    std::string dump;
+    for (int i = 100000; i < 200000; ++i) {
+        file += "k" + std::to_string(i) + " = int,1\n";
+        dump += "many/k" + std::to_string(i) + " = int," + std::to_string(i % 2) + "\n";
+    }
+    put("qel-default-settings/many.ini", file);
+    expectChanged(load(dump), 50000, 50000);
+    EXPECT_EQ(dump, run({"dump", "many/"}).out);
+}
+
+}  // namespace

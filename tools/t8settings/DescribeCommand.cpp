@@ -1,0 +1,101 @@
+#include <memory>
+
+#include "Command.h"
+#include "Survey.h"
+#include "Types.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kDescribeHelp =
+    "Shows what it is and what it takes, its value and its default, the file that the value comes\n"
+    "from, and what holds for its storage. The files are read without loading them.\n\n"
+    "Example:\n  t8settings --base tv describe settings/sound/bass";
+
+const char* policyOf(const StorageFacts& storage) {
+    static const std::map<std::string, const char*> kWords = {
+        {"ondemand", "onDemand"}, {"eachchange", "onEachChange"}, {"async", "async"}};
+    const auto found = kWords.find(storage.savePolicy);
+    return found == kWords.end() ? nullptr : found->second;
+}
+
+void addIf(Json& json, const char* key, const std::string& bytes, bool isThere) {
+    json[key] = nullptr;
+    if (isThere) {
+        addBytes(json, key, bytes);
+    }
+}
+
+Json jsonOf(const SettingFacts& setting) {
+    const StorageFacts& storage = *setting.storage;
+    const Record byDefault = setting.byDefault.value_or(Record{});
+    const bool hasDefault = setting.byDefault.has_value();
+    Json json = jsonOf(setting.inForce);
+    json["takes"] = takesOf(typeCalled(setting.inForce.type));
+    addIf(json, "defaultType", byDefault.type, hasDefault);
+    addIf(json, "defaultText", byDefault.text, hasDefault);
+    addOrigin(json, setting);
+    addIf(json, "defaultsFile", storage.defaultsFile, !storage.defaultsFile.empty());
+    addIf(json, "readWriteFile", storage.readWriteFile, !storage.readWriteFile.empty());
+    const char* const policy = policyOf(storage);
+    json["savePolicy"] = policy == nullptr ? Json(nullptr) : Json(policy);
+    json["readonly"] = storage.readonly;
+    json["survivesReset"] = storage.survivesReset;
+    return json;
+}
+
+const char* yesOrNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+std::string orNone(const std::string& text) {
+    return text.empty() ? "none" : text;
+}
+
+/// A default of another type than the value's is shown in the form of the files.
+std::string defaultOf(const SettingFacts& setting) {
+    if (!setting.byDefault) {
+        return "none";
+    }
+    const bool isSameType = setting.byDefault->type == setting.inForce.type;
+    return (isSameType ? "" : setting.byDefault->type + ",") + setting.byDefault->text;
+}
+
+std::string textOf(const SettingFacts& setting) {
+    const StorageFacts& storage = *setting.storage;
+    const char* const policy = policyOf(storage);
+    return linesOf({{"name", setting.inForce.name},
+                    {"type", setting.inForce.type},
+                    {"takes", takesOf(typeCalled(setting.inForce.type))},
+                    {"value", setting.inForce.text},
+                    {"default", defaultOf(setting)},
+                    {"origin", setting.origin() + (" " + setting.file)},
+                    {"storage", setting.inForce.storage},
+                    {"defaults file", orNone(storage.defaultsFile)},
+                    {"read/write file", orNone(storage.readWriteFile)},
+                    {"save policy", policy == nullptr ? "the program's" : policy},
+                    {"read-only", yesOrNo(storage.readonly)},
+                    {"survives reset", yesOrNo(storage.survivesReset)}},
+                   {Look::kName});
+}
+
+}  // namespace
+
+Command addDescribeCommand(CLI::App& app) {
+    const auto name = std::make_shared<std::string>();
+    CLI::App* const command =
+        app.add_subcommand("describe", "Show all that is to be known of one setting");
+    command->add_option("NAME", *name, "The setting's whole name")->required()->type_name("");
+    command->footer(kDescribeHelp);
+    Command added = {command, {}};
+    added.takesFile = true;
+    added.runOnFiles = [name](const std::function<Location()>& location, Format format) -> Result {
+        const Facts facts = survey(location());
+        const SettingFacts& setting = factsOn(*name, facts);
+        return {format == Format::kJson ? textOfJson(jsonOf(setting)) : textOf(setting)};
+    };
+    return added;
+}
+
+}  // namespace t8settings

@@ -1,0 +1,26 @@
+#ifndef T8SETTINGS_DUMP_H
+#define T8SETTINGS_DUMP_H
+
+#include <string>
+#include <vector>
+
+namespace t8settings {
+
+/// A setting as a dump has it, or a place where the dump is not in form.
+struct DumpEntry {
+    std::string place;         ///< path and line or, in JSON, path and member
+    std::string problem = {};  ///< empty for a setting
+    std::string name = {};
+    std::string type = {};
+    std::string text = {};  ///< as people write it
+};
+
+/// Reads a dump, JSON or ini text. `path` stands in front of each place.
+std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes);
+
+/// The line of ini text that says it, with its line feed; empty when no line can.
+std::string iniLineOf(const std::string& name, const std::string& type, const std::string& text);
+
+}  // namespace t8settings
+
+#endif

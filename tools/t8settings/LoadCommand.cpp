@@ -1,0 +1,166 @@
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <map>
+#include <memory>
+#include <optional>
+#include <unistd.h>
+
+#include "Changes.h"
+#include "Command.h"
+#include "Dump.h"
+#include "Nearest.h"
+#include "Records.h"
+#include "Terminal.h"
+#include "TextOfValue.h"
+#include "Types.h"
+
+namespace t8settings {
+
+namespace {
+
+constexpr const char* kLoadHelp =
+    "Takes what dump writes, ini text or JSON, and a storage's ini file too; - is standard input.\n"
+    "Everything is checked first: names, types, texts as set judges them, and that what is\n"
+    "read-only stays the same. When anything is wrong nothing is changed, and each problem is "
+    "told\n"
+    "with its line, or in JSON the member's path. Settings that are not in FILE stay as they "
+    "are.\n\n"
+    "Example:\n  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
+
+constexpr std::size_t kMostHints = 20;
+
+std::string bytesOf(const std::string& path) {
+    const bool isInput = path == "-";
+    const int descriptor = isInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::string bytes;
+    const bool isRead = descriptor >= 0 && readAll(descriptor, bytes);
+    const int error = errno;
+    if (!isInput && descriptor >= 0) {
+        ::close(descriptor);
+    }
+    if (!isRead) {
+        throw Failure(ExitCode::kFailed,
+                      inQuotes(path) + " cannot be read: " + std::strerror(error));
+    }
+    return bytes;
+}
+
+/// Judges what a dump says about settings.
+class Judge {
+public:
+    explicit Judge(const Store& store) : store_(store) {}
+
+    /// What is to be changed for `wanted`; nothing when all is so already. Throws `Failure` when it
+    /// cannot be.
+    std::optional<Change> changeFor(const DumpEntry& wanted) {
+        const SettingPtr setting = settingCalled(wanted.name);
+        demandFirst(wanted);
+        const Record record = recordOf(store_, setting);
+        demandType(wanted, record.type);
+        if (wanted.text == record.text) {
+            return std::nullopt;
+        }
+        demandWritable(setting);
+        const Value value = valueOf(store_.factory(), record.type, wanted.name, wanted.text);
+        if (value.fileText == store_.factory()->valueAsString(setting)) {
+            return std::nullopt;
+        }
+        return Change{setting, value.value, record.type + "," + value.fileText};
+    }
+
+private:
+    SettingPtr settingCalled(const std::string& name) {
+        SettingPtr setting = store_.manager().setting(name);
+        // A hint takes a look at all names; a dump of another product has none but unknown ones.
+        if (!setting && ++unknown_ > kMostHints) {
+            throw Failure(ExitCode::kFailed, "no such setting: " + inQuotes(name));
+        }
+        return setting ? setting : store_.find(name);
+    }
+
+    void demandFirst(const DumpEntry& wanted) {
+        const auto inserted = places_.emplace(wanted.name, wanted.place);
+        if (!inserted.second) {
+            throw Failure(ExitCode::kFailed,
+                          wanted.name + " has a value already, at " + inserted.first->second);
+        }
+    }
+
+    /// Some types have several names in the files.
+    void demandType(const DumpEntry& wanted, const std::string& type) const {
+        if (wanted.type == type) {
+            return;
+        }
+        const SettingPtr made =
+            store_.factory()->create(typeCalled(wanted.type).name, wanted.name, "");
+        if (!made || store_.factory()->typeAsString(made) != type) {
+            throw Failure(ExitCode::kFailed, wanted.name + " is unchanged: its type is " + type +
+                                                 " and not " + wanted.type);
+        }
+    }
+
+    const Store& store_;
+    std::size_t unknown_ = 0;
+    std::map<std::string, std::string> places_;
+};
+
+Failure refused(const std::vector<std::string>& problems) {
+    std::string text;
+    for (const std::string& problem : problems) {
+        text += problem + "\n";
+    }
+    return {ExitCode::kFailed, text + "nothing was changed"};
+}
+
+/// Throws `Failure` with all that is wrong.
+std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>& entries) {
+    Judge judge(store);
+    std::vector<Change> changes;
+    std::vector<std::string> problems;
+    for (const DumpEntry& entry : entries) {
+        try {
+            if (!entry.problem.empty()) {
+                throw Failure(ExitCode::kFailed, entry.problem);
+            }
+            if (const auto change = judge.changeFor(entry)) {
+                changes.push_back(*change);
+            }
+        } catch (const Failure& failure) {
+            problems.push_back(entry.place + ": " + failure.what());
+        }
+    }
+    if (!problems.empty()) {
+        throw refused(problems);
+    }
+    return changes;
+}
+
+Result load(const Store& store, Format format, const std::string& path) {
+    store.demandNormalMode();
+    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytesOf(path));
+    const std::vector<Change> changes = changesFor(store, entries);
+    changeAndSave(store, changes);
+    const std::size_t same = entries.size() - changes.size();
+    Result result;
+    result.changed = !changes.empty();
+    result.output =
+        format == Format::kJson
+            ? textOfJson({{"changed", changes.size()}, {"same", same}})
+            : std::to_string(changes.size()) + " changed, " + std::to_string(same) + " the same\n";
+    return result;
+}
+
+}  // namespace
+
+Command addLoadCommand(CLI::App& app) {
+    const auto path = std::make_shared<std::string>();
+    CLI::App* const command =
+        app.add_subcommand("load", "Change settings to what a dump says, all of them or none");
+    command->add_option("FILE", *path, "The dump")->required()->type_name("");
+    command->footer(kLoadHelp);
+    return {command,
+            [path](const Store& store, Format format) { return load(store, format, *path); }};
+}
+
+}  // namespace t8settings

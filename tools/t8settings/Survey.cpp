@@ -1,0 +1,154 @@
+#include "Survey.h"
+
+#include <algorithm>
+#include <iterator>
+#include <sys/stat.h>
+#include <utility>
+
+#include "Exit.h"
+#include "Nearest.h"
+#include "Terminal.h"
+
+namespace t8settings {
+
+namespace {
+
+using SharedFacts = std::shared_ptr<const StorageFacts>;
+
+void tell(const SurveyedFile& file, const std::string& outcome) {
+    complain("warning: " + file.path + ": " + file.error + "; " + outcome);
+}
+
+/// What becomes of the settings of one file. `defaults` is null for a storage without any.
+void addSettings(Facts& facts, const SurveyedFile& file, const SurveyedFile* defaults,
+                 const SharedFacts& storage) {
+    for (const auto& [name, record] : file.settings) {
+        SettingFacts setting = {record, file.path, &file == defaults, std::nullopt, storage};
+        if (defaults != nullptr) {
+            const auto known = defaults->settings.find(name);
+            setting.byDefault = known == defaults->settings.end()
+                                    ? std::nullopt
+                                    : std::optional<Record>(known->second);
+        }
+        facts.insert_or_assign(name, setting);
+    }
+}
+
+void addTo(StorageFacts& facts, const SurveyedFile& file) {
+    facts.readonly = facts.readonly || file.readonly;
+    if (!file.savePolicy.empty()) {
+        facts.savePolicy = file.savePolicy;
+    }
+    if (facts.readonly) {
+        facts.readWriteFile.clear();
+    }
+}
+
+/// The read/write file of a storage that its defaults file, if there is one, calls `name`; nothing
+/// when there is none, or a load would set it aside.
+std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name) {
+    if (!isThere(files.readWrite)) {
+        return std::nullopt;
+    }
+    SurveyedFile file =
+        files.isXml() ? surveyedXml(files.readWrite) : surveyed(readWriteOf(files, name));
+    if (!file.error.empty()) {
+        tell(file, "the next program to load it sets it aside");
+        return std::nullopt;
+    }
+    return file;
+}
+
+void addStorage(Facts& facts, const StorageFiles& files) {
+    StorageFacts storage = {files.defaults, files.readWrite, false, "", files.survivesReset};
+    SurveyedFile defaults;
+    defaults.storage = files.storageName();
+    const bool hasDefaults = !files.defaults.empty();
+    if (hasDefaults) {
+        defaults = files.isXml() ? surveyedXml(files.defaults) : surveyed(defaultsOf(files));
+        if (!defaults.error.empty()) {
+            tell(defaults, "no program can load the storage");
+            return;
+        }
+        addTo(storage, defaults);
+    }
+    const std::optional<SurveyedFile> readWrite = readWriteFile(files, defaults.storage);
+    if (readWrite) {
+        addTo(storage, *readWrite);
+    }
+    const auto shared = std::make_shared<const StorageFacts>(storage);
+    addSettings(facts, defaults, &defaults, shared);
+    if (readWrite) {
+        addSettings(facts, *readWrite, hasDefaults ? &defaults : nullptr, shared);
+    }
+}
+
+Facts surveyOfBase(const std::string& base) {
+    Facts facts;
+    for (const StorageFiles& files : storagesBelow(base)) {
+        addStorage(facts, files);
+    }
+    return facts;
+}
+
+SurveyedFile readableFile(const std::string& path) {
+    const IniFile ini = iniFileAt(path);
+    SurveyedFile file = isXmlPath(path) ? surveyedXml(path) : surveyed(ini);
+    if (ini.state() <= FileState::kTooLarge || (isXmlPath(path) && !file.error.empty())) {
+        throw Failure(ExitCode::kFailed, inQuotes(path) + " cannot be read: " +
+                                             (ini.error().empty() ? file.error : ini.error()));
+    }
+    if (!file.error.empty()) {
+        tell(file, "no program that loads it takes these settings");
+    }
+    return file;
+}
+
+Facts surveyOfFile(const std::string& path) {
+    const SurveyedFile file = readableFile(path);
+    const bool isDefaults = iniFileAt(path).role() == IniFile::Role::kDefaults;
+    StorageFacts storage = {isDefaults ? path : "", isDefaults ? "" : path, false, "", false};
+    addTo(storage, file);
+    Facts facts;
+    addSettings(facts, file, isDefaults ? &file : nullptr,
+                std::make_shared<const StorageFacts>(storage));
+    return facts;
+}
+
+}  // namespace
+
+bool SettingFacts::differs() const {
+    return !byDefault || byDefault->type != inForce.type || byDefault->text != inForce.text;
+}
+
+void addOrigin(Json& json, const SettingFacts& setting) {
+    json["origin"] = setting.origin();
+    addBytes(json, "file", setting.file);
+}
+
+Facts survey(const Location& location) {
+    return location.file.empty() ? surveyOfBase(location.base) : surveyOfFile(location.file);
+}
+
+Facts surveyAt(const std::string& path) {
+    struct stat status;
+    const bool isDirectory = ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return isDirectory ? surveyOfBase(path) : surveyOfFile(path);
+}
+
+std::vector<std::string> namesOf(const Facts& facts) {
+    std::vector<std::string> names;
+    std::transform(facts.begin(), facts.end(), std::back_inserter(names),
+                   [](const Facts::value_type& one) { return one.first; });
+    return names;
+}
+
+const SettingFacts& factsOn(const std::string& name, const Facts& facts) {
+    const auto found = facts.find(name);
+    if (found != facts.end()) {
+        return found->second;
+    }
+    throw noSuch("setting", name, namesOf(facts));
+}
+
+}  // namespace t8settings

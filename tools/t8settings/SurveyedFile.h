@@ -1,0 +1,32 @@
+#ifndef T8SETTINGS_SURVEYEDFILE_H
+#define T8SETTINGS_SURVEYEDFILE_H
+
+#include <map>
+#include <string>
+
+#include "IniFile.h"
+#include "Records.h"
+
+namespace t8settings {
+
+/// What a load takes of one file, found out without a load.
+struct SurveyedFile {
+    std::string path;
+    std::string storage;
+    std::string error;  ///< why a load does not take the file, or not all of it; empty if it does
+    bool readonly = false;
+    std::string savePolicy;
+    std::map<std::string, Record> settings;
+};
+
+/// Settings are there even if a load would set the file aside.
+SurveyedFile surveyed(const IniFile& file);
+
+/// The same for an XML file.
+SurveyedFile surveyedXml(const std::string& path);
+
+bool isXmlPath(const std::string& path);
+
+}  // namespace t8settings
+
+#endif
