@@ -296,6 +296,20 @@ TEST_F(T8settingsRecover, FullDiskLosesNothing) {
     EXPECT_FALSE(isThere(".tmp"));
 }
 
+TEST_F(T8settingsRecover, FullDiskLeavesAGoodCopyWhole) {
+    putFile("torn");
+    putTmp(kNew);
+    const ToolRun failed = run({"recover", file_, "--from", "tmp", "--yes"}, {}, [] {
+        const rlimit few = {50, 50};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
+    });
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("torn", bytes());
+    EXPECT_EQ("torn", bytes(".before-recover"));
+    EXPECT_EQ(kNew, bytes(".tmp"));
+}
+
 TEST_F(T8settingsRecover, WrongUseIsTold) {
     const ToolRun nothing = recover();
     EXPECT_EQ("t8settings: " + file_ + ": not there, and nothing lies beside it\n", nothing.err);
