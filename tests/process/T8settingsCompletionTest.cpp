@@ -56,9 +56,14 @@ TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {
     EXPECT_EQ("words\n", answer("t8settings set settings/general/language -- --"));
 }
 
-TEST_F(T8settingsCompletion, ValuesOfOptionsArePaths) {
+TEST_F(T8settingsCompletion, ValuesOfOptionsArePathsOrWords) {
     EXPECT_EQ("path\n", answer("t8settings --base "));
     EXPECT_EQ("path\n", answer("t8settings list --marker=x"));
+    EXPECT_EQ("path\n", answer("t8settings recover "));
+    EXPECT_EQ("words\ntmp\nbad\n", answer("t8settings recover --from "));
+    EXPECT_EQ("words\nbad\n", answer("t8settings recover --from=b"));
+    EXPECT_EQ("words\n", answer("t8settings watch --count "));
+    EXPECT_EQ("words\n", answer("t8settings watch --none="));
 }
 
 TEST_F(T8settingsCompletion, NamesGoFromSlashToSlash) {

@@ -53,6 +53,7 @@ Command addTypesCommand(CLI::App& app);
 Command addVerifyCommand(CLI::App& app);
 Command addSealCommand(CLI::App& app);
 Command addRecoverCommand(CLI::App& app);
+Command addWatchCommand(CLI::App& app);
 Command addCompleteCommand(CLI::App& app);
 
 }  // namespace t8settings

@@ -56,10 +56,10 @@ void addGlobals(CLI::App& app, Globals& globals) {
 
 std::vector<Command> addCommands(CLI::App& app) {
     std::vector<Command> commands = {
-        addListCommand(app),   addGetCommand(app),   addDescribeCommand(app), addDiffCommand(app),
-        addDumpCommand(app),   addLoadCommand(app),  addSetCommand(app),      addResetCommand(app),
-        addInfoCommand(app),   addTypesCommand(app), addVerifyCommand(app),   addSealCommand(app),
-        addRecoverCommand(app)};
+        addListCommand(app),    addGetCommand(app),   addDescribeCommand(app), addDiffCommand(app),
+        addDumpCommand(app),    addLoadCommand(app),  addSetCommand(app),      addResetCommand(app),
+        addInfoCommand(app),    addTypesCommand(app), addVerifyCommand(app),   addSealCommand(app),
+        addRecoverCommand(app), addWatchCommand(app)};
     for (const Command& command : commands) {
         command.parsed->group("Commands");
         command.parsed->footer(command.parsed->get_footer() +

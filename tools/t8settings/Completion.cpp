@@ -8,9 +8,8 @@
 #include <string_view>
 
 #include "LineSoFar.h"
-#include "StoredSettings.h"
+#include "StoredStorage.h"
 #include "Terminal.h"
-#include "TextOfValue.h"
 #include "Types.h"
 
 namespace t8settings {
@@ -70,7 +69,7 @@ Candidates textsOfSetting(const LineSoFar& line) {
     }
     return type.kind == TypeDescription::Kind::kEnumeration
                ? texts
-               : Candidates{{textForPeople(type.name, setting->second.fileText), "now"}};
+               : Candidates{{setting->second.text, "now"}};
 }
 
 /// What the arguments of the commands are, by their names in the help.
@@ -84,6 +83,7 @@ const Argument* argumentCalled(const std::string& command, const std::string& na
     static const Argument kPath = {true, false, nullptr};
     static const Argument kName = {false, true, settingNames};
     static const std::map<std::string, Argument> kArguments = {
+        {"A", kPath},
         {"DIR", kPath},
         {"FILE", kPath},
         {"PATH", kPath},
@@ -130,12 +130,25 @@ Candidates upToSlashes(const std::string& start, const Candidates& names) {
     return parts;
 }
 
+/// The words that the help of an option names as its values, "{one,other}".
+Candidates wordsIn(const std::string& typeName) {
+    Candidates words;
+    const std::size_t open = typeName.find('{');
+    const std::size_t close = typeName.find('}');
+    for (std::size_t at = open; at < close;) {
+        const std::size_t end = std::min(typeName.find(',', at + 1), close);
+        words.push_back({typeName.substr(at + 1, end - at - 1), ""});
+        at = end;
+    }
+    return words;
+}
+
 Completion completionOfArgument(const LineSoFar& line, const std::string& name,
                                 const std::string& start, Names names) {
     const std::string command = line.command() == nullptr ? "" : line.command()->get_name();
     const Argument* const argument = argumentCalled(command, name);
     if (argument == nullptr) {
-        return {};
+        return {false, beginningWith(start, wordsIn(name))};
     }
     if (argument->isPath) {
         return {true, {}};
@@ -169,12 +182,24 @@ Candidates options(const CLI::App& app) {
     return all;
 }
 
+/// Of "--option=value".
+Completion completionOfValue(const LineSoFar& line, const CLI::Option& option,
+                             const std::string& start) {
+    const std::size_t value = start.find('=') + 1;
+    Completion completion =
+        completionOfArgument(line, option.get_type_name(), start.substr(value), Names::kWhole);
+    for (Candidate& candidate : completion.candidates) {
+        candidate.text.insert(0, start, 0, value);
+    }
+    return completion;
+}
+
 Completion completionOfOption(const CLI::App& app, const LineSoFar& line,
                               const std::string& start) {
     const std::size_t equals = start.find('=');
     if (equals != std::string::npos) {
         const CLI::Option* const option = line.option(start.substr(0, equals));
-        return {option != nullptr && takesValue(*option), {}};
+        return option == nullptr ? Completion() : completionOfValue(line, *option, start);
     }
     Candidates all = line.command() == nullptr ? Candidates() : options(*line.command());
     const Candidates common = options(app);

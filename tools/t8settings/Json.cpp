@@ -39,4 +39,8 @@ std::string textOfJson(const Json& json) {
     return json.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+std::string lineOfJson(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
 }  // namespace t8settings

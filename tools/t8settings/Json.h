@@ -16,6 +16,9 @@ void addBytes(Json& object, const std::string& key, const std::string& bytes);
 /// The JSON text, with a line feed at its end; valid UTF-8 whatever the strings in it hold.
 std::string textOfJson(const Json& json);
 
+/// The same as one line.
+std::string lineOfJson(const Json& json);
+
 }  // namespace t8settings
 
 #endif

@@ -1,34 +1,24 @@
-#ifndef T8SETTINGS_STOREDSETTINGS_H
-#define T8SETTINGS_STOREDSETTINGS_H
+#ifndef T8SETTINGS_STOREDSTORAGE_H
+#define T8SETTINGS_STOREDSTORAGE_H
 
 #include <map>
 #include <string>
 
 #include "Files.h"
+#include "Records.h"
 
 namespace t8settings {
 
-/// A setting as the files have it.
-struct StoredSetting {
-    std::string type;
-    std::string fileText;  ///< the text of its value in the form of the files, as a save writes it
-    std::string storage;
-
-    bool operator==(const StoredSetting& other) const {
-        return type == other.type && fileText == other.fileText && storage == other.storage;
-    }
-};
-
 /// By their names.
-using StoredSettings = std::map<std::string, StoredSetting>;
+using StoredSettings = std::map<std::string, Record>;
 
 /// What a process that starts now would find in the files of one storage.
 struct StoredStorage {
     StoredSettings settings;
     /// Whether there is a read/write file.
     bool hasReadWrite = false;
-    /// Why a load could not use one of the files, such as "its CRC is wrong", and which; empty when
-    /// both are good. The settings are then those of the other one.
+    /// Which of the files a load could not use, and why; empty when all are good. A read/write file
+    /// that is not leaves the defaults; defaults that are not leave nothing.
     std::string problem;
 };
 

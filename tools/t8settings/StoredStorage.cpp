@@ -1,0 +1,61 @@
+#include "StoredStorage.h"
+
+#include "LibraryLog.h"
+#include "SurveyedFile.h"
+
+namespace t8settings {
+
+namespace {
+
+/// Puts the file's settings over those that are there; false when a load could not use it.
+bool take(StoredStorage& storage, const SurveyedFile& file) {
+    if (!file.error.empty()) {
+        storage.problem = file.path + ": " + file.error;
+        return false;
+    }
+    for (const auto& setting : file.settings) {
+        storage.settings.insert_or_assign(setting.first, setting.second);
+    }
+    return true;
+}
+
+StoredStorage read(const StorageFiles& files) {
+    StoredStorage storage;
+    std::string name = files.storageName();
+    storage.hasReadWrite = isThere(files.readWrite);
+    if (!files.defaults.empty()) {
+        const SurveyedFile defaults =
+            files.isXml() ? surveyedXml(files.defaults) : surveyed(defaultsOf(files));
+        if (!take(storage, defaults)) {
+            return storage;
+        }
+        name = defaults.storage;
+    }
+    if (storage.hasReadWrite) {
+        take(storage,
+             files.isXml() ? surveyedXml(files.readWrite) : surveyed(readWriteOf(files, name)));
+    }
+    return storage;
+}
+
+}  // namespace
+
+StoredStorage storedIn(const StorageFiles& files) {
+    // What the library says of the files is said by `problem`.
+    LibraryLog::instance().hold();
+    StoredStorage storage = read(files);
+    LibraryLog::instance().take();
+    return storage;
+}
+
+StoredSettings settingsBelow(const std::string& base) {
+    StoredSettings all;
+    for (const StorageFiles& files : storagesBelow(base)) {
+        for (const auto& setting : storedIn(files).settings) {
+            all.insert_or_assign(setting.first, setting.second);
+        }
+    }
+    return all;
+}
+
+}  // namespace t8settings

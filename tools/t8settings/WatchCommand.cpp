@@ -1,0 +1,238 @@
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "Command.h"
+#include "DirectoryWatch.h"
+#include "Json.h"
+#include "Pattern.h"
+#include "SetUp.h"
+#include "StoreWatch.h"
+#include "Table.h"
+#include "Terminal.h"
+#include "files/DirectoryLock.h"
+#include "files/StorageFiles.h"
+#include "files/WholeFile.h"
+
+namespace t8settings {
+
+namespace {
+
+namespace files = Qel::Settings::files;
+
+constexpr const char* kHelp =
+    "One line for each setting that another process changes: its name, its type, the text before\n"
+    "and the text now, with (unset) for a setting that was not there or is no more. PATTERN is as\n"
+    "in list. --json gives one object a line. It ends at Ctrl-C, or when nobody reads its output\n"
+    "any more; that it has begun is told on standard error. The files are read without loading\n"
+    "them.\n\n"
+    "Example:\n  t8settings --base tv watch settings/sound/";
+
+/// How often to look for a directory that nobody can tell of.
+constexpr int kRetryMilliseconds = 1000;
+
+struct Wanted {
+    std::string pattern;
+    unsigned long count = 0;
+};
+
+/// What ends a watch from outside, as something to be polled; the process does not end of it.
+class EndSignals {
+public:
+    EndSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        std::signal(SIGPIPE, SIG_IGN);
+        descriptor_ = ::signalfd(-1, &signals, SFD_CLOEXEC);
+    }
+    ~EndSignals() { ::close(descriptor_); }
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+std::string cellOf(const std::optional<Record>& side) {
+    return side ? side->text : "(unset)";
+}
+
+void addText(Json& json, const std::string& key, const std::optional<Record>& side) {
+    if (side) {
+        addBytes(json, key, side->text);
+    } else {
+        json[key] = nullptr;
+    }
+}
+
+std::string lineOf(const SettingChange& change, Format format) {
+    const Record& setting = change.either();
+    if (format == Format::kText) {
+        return linesOf({{setting.name, setting.type, cellOf(change.before), cellOf(change.after)}},
+                       nameAndType());
+    }
+    Json json;
+    addBytes(json, "name", setting.name);
+    addBytes(json, "type", setting.type);
+    addText(json, "before", change.before);
+    addText(json, "after", change.after);
+    addBytes(json, "storage", setting.storage);
+    return lineOfJson(json);
+}
+
+/// The directories that can tell of a change: one that is not there yet shows in its parent.
+std::vector<std::string> directoriesOf(const Location& location, const std::string& marker) {
+    std::vector<std::string> directories = {location.base, files::directoryOf(marker)};
+    const std::string base = location.base + (location.base.back() == '/' ? "" : "/");
+    for (const files::StorageDirectory& directory : files::storageDirectories(base)) {
+        directories.push_back(directory.defaults);
+        directories.push_back(directory.readWrite);
+    }
+    return directories;
+}
+
+class Watch {
+public:
+    Watch(const Location& location, const Wanted& wanted, Format format)
+        : location_(location),
+          marker_(location.marker.empty() ? setUpWithoutFiles().marker : location.marker),
+          pattern_(Pattern::ofNames(wanted.pattern)),
+          count_(wanted.count),
+          format_(format),
+          directories_(directoriesOf(location, marker_)),
+          store_(location.base, std::chrono::steady_clock::now()) {}
+
+    void run() {
+        const auto names = store_.names();
+        const auto watched =
+            std::count_if(names.begin(), names.end(),
+                          [&](const std::string& name) { return pattern_.matches(name); });
+        if (names.empty()) {
+            complainOfNoFiles(location_.base);
+        }
+        lookForMarker();
+        complain("watching " + std::to_string(watched) + " settings below " +
+                 inQuotes(location_.base) + " (Ctrl-C ends)");
+        while (!isOver_) {
+            wait();
+        }
+    }
+
+private:
+    void wait() {
+        std::array<pollfd, 3> sources = {{{signals_.descriptor(), POLLIN, 0},
+                                          {directories_.descriptor(), POLLIN, 0},
+                                          {STDOUT_FILENO, 0, 0}}};
+        ::poll(sources.data(), sources.size(), patience());
+        if (sources[0].revents != 0 || sources[2].revents != 0) {
+            isOver_ = true;
+            return;
+        }
+        const auto now = std::chrono::steady_clock::now();
+        const DirectoryWatch::News news = directories_.take();
+        const bool isAnew = directories_.renew();
+        show(isAnew || news.isIncomplete ? store_.lookAtAll(now)
+                                         : store_.lookAt(filesAmong(news.names), now));
+        show(store_.lookAtDoubtful(now));
+        lookForMarker();
+    }
+
+    /// In milliseconds; -1 for ever.
+    int patience() const {
+        const auto next = store_.nextLook();
+        const bool mustRetry = !directories_.watches(location_.base) ||
+                               !directories_.watches(files::directoryOf(marker_));
+        if (!next) {
+            return mustRetry ? kRetryMilliseconds : -1;
+        }
+        using Milliseconds = std::chrono::milliseconds;
+        const auto left = std::chrono::duration_cast<Milliseconds>(
+            *next - std::chrono::steady_clock::now() + Milliseconds(1));
+        return static_cast<int>(std::clamp(left, Milliseconds(0), StoreWatch::kPatience).count());
+    }
+
+    static std::set<std::string> filesAmong(const std::set<std::string>& names) {
+        std::set<std::string> all;
+        for (const std::string& name : names) {
+            all.insert(fileBeside(name).value_or(name));
+        }
+        return all;
+    }
+
+    void show(const StoreWatch::Changes& changes) {
+        for (const SettingChange& change : changes) {
+            if (!isOver_ && pattern_.matches(change.either().name)) {
+                show(lineOf(change, format_));
+            }
+        }
+    }
+
+    void show(const std::string& line) {
+        if (!writeAll(STDOUT_FILENO, line)) {
+            if (errno != EPIPE) {
+                throw Failure(ExitCode::kFailed, std::string("cannot write to standard output: ") +
+                                                     std::strerror(errno));
+            }
+            isOver_ = true;
+        }
+        isOver_ = isOver_ || ++shown_ == count_;
+    }
+
+    void lookForMarker() {
+        const bool isReset = isThere(marker_);
+        if (isReset != isReset_) {
+            complain(isReset
+                         ? "a reset to defaults is in progress: " + inQuotes(marker_) + " exists"
+                         : "no reset to defaults any more: " + inQuotes(marker_) + " is gone");
+        }
+        isReset_ = isReset;
+    }
+
+    Location location_;
+    std::string marker_;
+    Pattern pattern_;
+    unsigned long count_;
+    Format format_;
+    EndSignals signals_;
+    // Before the store: what changes after the first look must not pass unseen.
+    DirectoryWatch directories_;
+    StoreWatch store_;
+    unsigned long shown_ = 0;
+    bool isReset_ = false;
+    bool isOver_ = false;
+};
+
+}  // namespace
+
+Command addWatchCommand(CLI::App& app) {
+    const auto wanted = std::make_shared<Wanted>();
+    CLI::App* const command =
+        app.add_subcommand("watch", "Show changes that other processes make, as they land");
+    command->add_option("PATTERN", wanted->pattern, "Only settings with such names")->type_name("");
+    command->add_option("--count", wanted->count, "End after so many changes")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    command->footer(kHelp);
+    Command added = {command, {}};
+    added.runOnFiles = [wanted](const std::function<Location()>& location,
+                                Format format) -> Result {
+        const Location said = location();
+        demandReadableDirectory(said.base);
+        Watch(said, *wanted, format).run();
+        return {};
+    };
+    return added;
+}
+
+}  // namespace t8settings
