@@ -42,11 +42,11 @@ protected:
 };
 
 TEST_F(T8settingsCompletion, CommandsComeFirst) {
-    EXPECT_EQ("words\nset\n", answer("t8settings se"));
+    EXPECT_EQ("words\ntypes\n", answer("t8settings ty"));
     EXPECT_THAT(answer("t8settings "), HasSubstr("\nlist\nget\nset\n"));
     EXPECT_THAT(answer("t8settings "), testing::Not(HasSubstr("complete")));
     EXPECT_EQ("words\n", answer("t8settings frobnicate "));
-    EXPECT_EQ("words\nset\n", answer("/usr/bin/t8settings --json se"));
+    EXPECT_EQ("words\ntypes\n", answer("/usr/bin/t8settings --json ty"));
 }
 
 TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {

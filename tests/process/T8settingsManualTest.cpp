@@ -85,7 +85,7 @@ protected:
                              "' || exit 1\nunset QLOG QLOG_TO\nexport T8SETTINGS_MARKER='" +
                              marker_ + "'\nPATH=\"$(dirname '" + T8_TOOL + "'):$PATH\"\n";
         for (std::size_t i = 0; i < examples.size(); ++i) {
-            script += "{ " + examples[i].command + "; } >" + std::to_string(i) + " 2>&1\n";
+            script += "{ " + examples[i].command + "\n} >" + std::to_string(i) + " 2>&1\n";
         }
         writeFile(work + "script", script + "true\n");
         ASSERT_EQ(0, system(("sh '" + work + "script'").c_str()));

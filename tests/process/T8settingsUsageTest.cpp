@@ -65,8 +65,9 @@ TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
 }
 
 TEST_F(T8settingsUsage, EveryHelpFitsAScreen) {
-    for (const char* const command : {"", "list", "get", "describe", "diff", "dump", "load", "set",
-                                      "reset", "info", "types", "verify", "seal", "recover"}) {
+    for (const char* const command :
+         {"", "list", "get", "describe", "diff", "dump", "load", "set", "reset", "info", "types",
+          "verify", "seal", "recover", "watch"}) {
         const ToolRun help = *command == '\0' ? runBare({"--help"}) : runBare({command, "--help"});
         std::istringstream lines(help.out);
         std::string line;
@@ -144,7 +145,7 @@ TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     const std::string all = "t8settings: see t8settings --help\n";
     const std::string commands =
         "t8settings: the commands are list, get, describe, diff, dump, load, set, reset, info, "
-        "types, verify, seal, recover\n";
+        "types, verify, seal, recover, watch\n";
     const ToolRun none = run({});
     expectBadUsage(none, "no command\n" + commands + all);
     expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
