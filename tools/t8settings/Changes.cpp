@@ -62,7 +62,7 @@ void changeAndSaveOne(const Store& store, const Changes& changes) {
         store.demandNormalMode();
     }
     if (!saved || storage.dirty()) {
-        throw notSaved(changes, reasons(LibraryLog::instance().take()));
+        throw notSaved(changes, reasons(LibraryLog::instance().takeAndHoldOn()));
     }
     demandOnDisk(store, changes);
     LibraryLog::instance().release();

@@ -73,6 +73,11 @@ std::vector<LibraryLog::Message> LibraryLog::take() {
     return std::exchange(messages_, {});
 }
 
+std::vector<LibraryLog::Message> LibraryLog::takeAndHoldOn() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(messages_, {});
+}
+
 void LibraryLog::hold() {
     const std::lock_guard<std::mutex> lock(mutex_);
     messages_.clear();

@@ -41,6 +41,10 @@ public:
     /// The warnings and errors since the last call.
     std::vector<Message> take();
 
+    /// The same, and more that is held back stays so: the saver's thread goes on trying, and would
+    /// say the same again and again.
+    std::vector<Message> takeAndHoldOn();
+
     /// Keeps messages off standard error until `release` or `take`: a failed command tells them
     /// once, in its own words.
     void hold();
