@@ -15,7 +15,7 @@ using Iterator = std::string::const_iterator;
 
 constexpr std::array<bool, 256> specialBytes() {
     std::array<bool, 256> special{};
-    for (const unsigned char byte : {'"', '\\', ';'}) special[byte] = true;
+    for (const char byte : {'"', '\\', ';'}) special[static_cast<unsigned char>(byte)] = true;
     return special;
 }
 
