@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_PROPORTION_H
 #define TESTS_SUPPORT_PROPORTION_H
 
+#include <array>
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <iostream>
@@ -8,8 +9,17 @@
 #include <time.h>
 
 #include "HeapUse.h"
+#include "Sanitized.h"
 
 namespace testsupport {
+
+/// As many settings as a file has items.
+inline constexpr std::size_t kOneEach = static_cast<std::size_t>(-1);
+
+/// The two sizes that are compared, the second twice the first.
+inline constexpr std::array<std::size_t, 2> twoSizes(std::size_t size) {
+    return {size / kTimesLess, 2 * (size / kTimesLess)};
+}
 
 /// A text of any size: the item again and again, each "%" in it a number that counts up.
 struct Shape {
@@ -19,8 +29,12 @@ struct Shape {
     std::string separator;
     std::string tail;
     std::size_t items;
-    std::size_t settings;  ///< in a file with twice as many items
+    std::size_t settings;  ///< in a file of any size, or kOneEach
     double multiple;       ///< the most memory that it may take, in sizes of the file
+
+    std::size_t settingsOf(std::size_t count) const {
+        return settings == kOneEach ? count : settings;
+    }
 
     std::string text(std::size_t count) const {
         std::string all = head;
