@@ -139,10 +139,6 @@ IniFile defaultsOf(const StorageFiles& storage) {
     return fileOrCopy(storage.defaults, storage.storageName(), IniFile::Role::kDefaults);
 }
 
-IniFile readWriteOf(const StorageFiles& storage) {
-    return readWriteOf(storage, storage.storageName());
-}
-
 IniFile readWriteOf(const StorageFiles& storage, const std::string& storageName) {
     struct stat status;
     if (::stat(storage.readWrite.c_str(), &status) != 0) {

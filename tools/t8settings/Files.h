@@ -58,11 +58,9 @@ const IniFile* takenByLoad(const FileGroup& group);
 /// directory's lock. Of role `kDefaults` when it is the file itself.
 IniFile defaultsOf(const StorageFiles& files);
 
-/// The same for the read/write file, which a load does not look for by its copy alone. One that is
-/// not `accepted` and not missing would be set aside.
-IniFile readWriteOf(const StorageFiles& files);
-
-/// The same for a storage that its defaults file calls `storageName`.
+/// The same for the read/write file of a storage that its defaults file calls `storageName`; a load
+/// does not look for it by its copy alone. One that is not `accepted` and not missing would be set
+/// aside.
 IniFile readWriteOf(const StorageFiles& files, const std::string& storageName);
 
 }  // namespace t8settings
