@@ -47,7 +47,8 @@ void addTo(StorageFacts& facts, const SurveyedFile& file) {
 /// The read/write file of a storage that its defaults file, if there is one, calls `name`; nothing
 /// when there is none, or a load would set it aside.
 std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name) {
-    if (!isThere(files.readWrite)) {
+    struct stat status;
+    if (::stat(files.readWrite.c_str(), &status) != 0) {
         return std::nullopt;
     }
     SurveyedFile file =
