@@ -16,8 +16,8 @@ constexpr const char* kAbout = "Shows and changes the settings below a base dire
 constexpr const char* kFooter =
     "Each command's own --help tells more, with an example to paste; the examples work on a copy:\n"
     "  cp -r examples/tv tv\n\n"
-    "All commands but types, verify, seal and recover load the settings as every program does:\n"
-    "a damaged file is set aside under the suffix \".bad\".\n\n"
+    "list, get, info, set, reset and load load the settings as every program does: a damaged\n"
+    "file is set aside under the suffix \".bad\". All others only read the files.\n\n"
     "Exit codes:\n"
     "  0  done\n"
     "  1  failed\n"
