@@ -317,6 +317,14 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
     EXPECT_EQ(1, run({"--base", path("none"), "verify"}).exitCode);
 }
 
+TEST_F(T8settingsVerify, EmptyWordIsNoFile) {
+    for (const char* const command : {"verify", "seal", "recover"}) {
+        const ToolRun empty = run({command, ""});
+        EXPECT_EQ("t8settings: FILE is empty\n", empty.err);
+        EXPECT_EQ(2, empty.exitCode);
+    }
+}
+
 TEST_F(T8settingsVerify, FileThatIsTooLargeIsUnusable) {
     std::filesystem::resize_file(path("settings/settings.ini"), (64U << 20) + 1);
     const std::string file = path("settings/settings.ini");

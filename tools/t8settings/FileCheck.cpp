@@ -43,7 +43,7 @@ bool isPlain(char c) {
 }
 
 std::string shellWord(const std::string& text) {
-    if (!text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), isPlain)) {
+    if (text.front() != '-' && std::all_of(text.begin(), text.end(), isPlain)) {
         return text;
     }
     std::string word = text.front() == '-' ? "./'" : "'";
@@ -201,7 +201,14 @@ std::string commandOn(const std::string& command, const std::string& path) {
     return "t8settings " + command + " " + shellWord(path);
 }
 
+void demandPath(const std::string& path) {
+    if (path.empty()) {
+        throw Failure(ExitCode::kUsage, "FILE is empty");
+    }
+}
+
 void demandIniFile(const std::string& path) {
+    demandPath(path);
     if (const auto file = fileBeside(path)) {
         throw Failure(ExitCode::kUsage, path + " lies beside " + *file +
                                             "; name that one: " + commandOn("recover", *file));

@@ -32,7 +32,10 @@ std::string stateOf(const IniFile& file);
 /// How a command of this tool is written on a shell's command line.
 std::string commandOn(const std::string& command, const std::string& path);
 
-/// Throws `Failure` for a path that is no ini file of its own, but one beside another or XML.
+/// Throws `Failure` for an empty path, which a script's variable that was never set looks like.
+void demandPath(const std::string& path);
+
+/// The same for a path that is no ini file of its own, but one beside another or XML.
 void demandIniFile(const std::string& path);
 
 /// The bytes that a right CRC line can follow.

@@ -54,6 +54,7 @@ Json jsonOf(const Verification& verification) {
 Result verify(const std::vector<std::string>& files, const std::function<Location()>& location,
               Format format) {
     Verification verification;
+    std::for_each(files.begin(), files.end(), demandPath);
     for (const std::string& file : files) {
         verification.verifyFile(file);
     }
