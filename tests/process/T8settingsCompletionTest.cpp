@@ -43,15 +43,16 @@ protected:
 
 TEST_F(T8settingsCompletion, CommandsComeFirst) {
     EXPECT_EQ("words\ntypes\n", answer("t8settings ty"));
-    EXPECT_THAT(answer("t8settings "), HasSubstr("\nlist\nget\nset\n"));
+    EXPECT_THAT(answer("t8settings "), HasSubstr("\nlist\nget\ndescribe\n"));
     EXPECT_THAT(answer("t8settings "), testing::Not(HasSubstr("complete")));
     EXPECT_EQ("words\n", answer("t8settings frobnicate "));
     EXPECT_EQ("words\ntypes\n", answer("/usr/bin/t8settings --json ty"));
 }
 
 TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {
-    EXPECT_EQ("words\n--base\n--help\n--json\n--marker\n--version\n", answer("t8settings --"));
-    EXPECT_EQ("words\n--all\n--base\n--help\n--json\n--marker\n--version\n--yes\n",
+    EXPECT_EQ("words\n--base\n--file\n--help\n--json\n--marker\n--version\n",
+              answer("t8settings --"));
+    EXPECT_EQ("words\n--all\n--base\n--file\n--help\n--json\n--marker\n--version\n--yes\n",
               answer("t8settings reset -"));
     EXPECT_EQ("words\n", answer("t8settings set settings/general/language -- --"));
 }

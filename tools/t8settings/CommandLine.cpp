@@ -94,6 +94,7 @@ std::string markerOf(const Globals& globals) {
 
 Location locationOf(const Globals& globals) {
     const auto base = said(globals.base, "--base", "T8SETTINGS_BASE");
+    const std::string marker = markerOf(globals);
     if (globals.file) {
         if (globals.base || globals.file->empty()) {
             throw Failure(ExitCode::kUsage, "say either --base or --file, and not the empty word");
@@ -103,7 +104,7 @@ Location locationOf(const Globals& globals) {
     if (!base) {
         throw Failure(ExitCode::kUsage, "no base directory: say --base DIR or set T8SETTINGS_BASE");
     }
-    return {*base, markerOf(globals), ""};
+    return {*base, marker, ""};
 }
 
 Result version(const Globals& globals) {

@@ -84,6 +84,7 @@ const Argument* argumentCalled(const std::string& command, const std::string& na
     static const Argument kName = {false, true, settingNames};
     static const std::map<std::string, Argument> kArguments = {
         {"A", kPath},
+        {"B", kPath},
         {"DIR", kPath},
         {"FILE", kPath},
         {"PATH", kPath},

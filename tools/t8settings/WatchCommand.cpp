@@ -80,7 +80,7 @@ std::string lineOf(const SettingChange& change, Format format) {
     const Record& setting = change.either();
     if (format == Format::kText) {
         return linesOf({{setting.name, setting.type, cellOf(change.before), cellOf(change.after)}},
-                       nameAndType());
+                       {Look::kName, Look::kType, Look::kLeft, Look::kRight});
     }
     Json json;
     addBytes(json, "name", setting.name);
