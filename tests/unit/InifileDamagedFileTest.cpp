@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
 #include <vector>
 
 #include "FileCalls.h"
@@ -158,11 +159,13 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
     for (const std::string call :
          {"open rw.ini", "create rw.ini.bad.1", "read", "write rw.ini.bad.1",
           "fdatasync rw.ini.bad.1", "close rw.ini.bad.1", "fsync ."}) {
+        // Before it is read to be copied it is read to see whether it is still damaged.
+        const int times = call == "open rw.ini" || call == "read" ? 2 : 1;
         loadDamaged();
         FileCalls calls(dir_.path());
-        calls.fail(call, EIO);
+        calls.fail(call, EIO, times);
         EXPECT_FALSE(storage_->save()) << call;
-        EXPECT_EQ(calls.struck().size(), 1U) << call;
+        EXPECT_EQ(calls.struck().size(), static_cast<std::size_t>(times)) << call;
         EXPECT_EQ(readFile(rw_), kDamaged) << call;
         EXPECT_FALSE(exists(second_)) << call;
         EXPECT_FALSE(exists(copy_)) << call;
@@ -174,6 +177,91 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         std::filesystem::remove(second_);
         log_.clear();
     }
+}
+
+// The copy of an interrupted save may be the only whole text. One that cannot be read at start-up
+// is neither abandoned nor overwritten.
+class InifileUnreadCopy : public InifileDamagedFile {
+protected:
+    InifileUnreadCopy() {
+        std::filesystem::remove(bad_);
+        writeFile(rw_, "torn");
+        writeFile(copy_, good_);
+    }
+
+    void loadUnread(int error) {
+        create();
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini.tmp", error, FileCalls::kForGood);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+
+    std::string good_ = withCrc("#name = settings\n[]\na = int,7");
+};
+
+TEST_F(InifileUnreadCopy, IsNamedAndItsFileStays) {
+    for (const int error : {EIO, EACCES, EMFILE}) {
+        log_.clear();
+        loadUnread(error);
+        EXPECT_EQ(readFile(rw_), "torn");
+        EXPECT_FALSE(exists(bad_));
+        EXPECT_EQ(logged(5, "SettingStorageInifile: '" + copy_ +
+                                "' cannot be read: " + std::generic_category().message(error)),
+                  2U)
+            << log_.dump();
+        EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    }
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,7"});
+}
+
+TEST_F(InifileUnreadCopy, IsKeptWithItsFileByTheSaveThatWouldOverwriteIt) {
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), "torn");
+    EXPECT_EQ(readFile(copy_ + ".bad"), good_);
+    EXPECT_EQ(loggedByBase(4, "The unread file '" + copy_ + "' is kept as '" + copy_ + ".bad'."),
+              1U)
+        << log_.dump();
+}
+
+TEST_F(InifileUnreadCopy, IsMovedWhenItCannotBeReadForTheSaveEither) {
+    writeFile(copy_ + ".bad", "kept before");
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini.tmp", EIO);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(copy_ + ".bad"), "kept before");
+    EXPECT_EQ(readFile(copy_ + ".bad.1"), good_);
+}
+
+TEST_F(InifileUnreadCopy, IsNotOverwrittenWhenItCanNeitherBeReadNorMoved) {
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini.tmp", EIO);
+    calls.fail("rename rw.ini.tmp rw.ini.tmp.bad", EIO);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), "torn");
+    EXPECT_EQ(readFile(copy_), good_);
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(copy_ + ".bad"), good_);
+}
+
+TEST_F(InifileUnreadCopy, OfAWholeFileCostsNothing) {
+    build("#name = settings\n[]\na = int,5");
+    loadUnread(EIO);
+    check({"settings/a = int,5"});
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(bad_));
+    EXPECT_FALSE(exists(copy_ + ".bad"));
 }
 
 }  // namespace
