@@ -64,11 +64,6 @@ const std::string& pathText(const std::string& path) {
     return path.empty() ? *none : path;
 }
 
-bool fileExists(const std::string& path) {
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0;
-}
-
 }  // namespace
 
 SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::string filename,
@@ -119,7 +114,21 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     }
     // Read-only storages load their read/write file as well, so the field decides, not
     // rwFilename().
-    return rwFilename_.empty() || !fileExists(rwFilename_) || loadReadWriteFile();
+    return rwFilename_.empty() || !readWriteFileExists() || loadReadWriteFile();
+}
+
+bool SettingStorageFileBase::readWriteFileExists() {
+    struct stat status;
+    if (::stat(rwFilename_.c_str(), &status) == 0) {
+        return true;
+    }
+    if (errno != ENOENT && errno != ENOTDIR) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
+                reason.c_str());
+        letFileStand(Standing::kUnread);
+    }
+    return false;
 }
 
 bool SettingStorageFileBase::loadDefaults() {

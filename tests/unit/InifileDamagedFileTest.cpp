@@ -264,4 +264,21 @@ TEST_F(InifileUnreadCopy, OfAWholeFileCostsNothing) {
     EXPECT_FALSE(exists(copy_ + ".bad"));
 }
 
+TEST_F(InifileDamagedFile, ThatCouldNotBeLookedAtIsKeptAlthoughItIsWhole) {
+    std::filesystem::remove(bad_);
+    std::filesystem::create_symlink(rw_, rw_);
+    ASSERT_TRUE(reopen());
+    EXPECT_EQ(loggedByBase(5, "'" + rw_ + "' cannot be looked at, the defaults stand: " +
+                                  std::generic_category().message(ELOOP)),
+              1U)
+        << log_.dump();
+    std::filesystem::remove(rw_);
+    build("#name = settings\n[]\na = int,7");
+    const std::string healthy = readFile(rw_);
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy);
+}
+
 }  // namespace

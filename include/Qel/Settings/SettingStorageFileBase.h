@@ -147,6 +147,7 @@ private:
     enum class Standing { kNot, kDamaged, kUnread };
 
     bool loadDefaults();
+    bool readWriteFileExists();
     bool loadReadWriteFile();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile();
