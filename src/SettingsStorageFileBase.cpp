@@ -170,9 +170,10 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         QEL_LOG(kError, "Error loading '%s' (threw exception, r/w, renamed to *.bad): %s",
                 rwFilename_.c_str(), e.what());
     }
-    if (unread_) {
-        // Set aside, it would leave an unread copy alone, which nobody looks for then.
-        letFileStand(Standing::kUnread);
+    if (unread_ || lock.contended()) {
+        // Set aside, it would leave an unread copy alone, which nobody looks for then; and what
+        // looks damaged may be half of what somebody else is writing.
+        letFileStand(unread_ ? Standing::kUnread : Standing::kDamaged);
     } else {
         setAsideReadWriteFile();
     }
@@ -184,7 +185,9 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
     if (std::rename(rwFilename_.c_str(), setAside.c_str()) != 0) {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
-        letFileStand(Standing::kDamaged);
+        if (error != ENOENT) {
+            letFileStand(Standing::kDamaged);
+        }
     }
 }
 

@@ -117,6 +117,7 @@ bool DirectoryLock::acquire() {
     // Counted in polls, not by the clock: when this process was stopped or got no time for a while,
     // so perhaps did the one that has the lock.
     for (auto polls = longest / directoryLockWait.poll; !tryToLock(worthWaiting); --polls) {
+        contended_ = worthWaiting;
         if (!worthWaiting || penalties().applies(directory_, mode_)) {
             return false;
         }
@@ -131,6 +132,7 @@ bool DirectoryLock::acquire() {
         // Asking again and again, instead of queueing, keeps the wait bounded without a signal.
         pausePolling();
     }
+    contended_ = false;
     return true;
 }
 

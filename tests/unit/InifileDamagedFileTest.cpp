@@ -3,18 +3,25 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 #include "FileCalls.h"
 #include "IniStorageFixture.h"
+#include "files/DirectoryLock.h"
 
 namespace {
 
+using Qel::Settings::files::directoryLockWait;
+using Qel::Settings::files::DirectoryLockWait;
 using testsupport::exists;
 using testsupport::FileCalls;
 using testsupport::readFile;
@@ -262,6 +269,45 @@ TEST_F(InifileUnreadCopy, OfAWholeFileCostsNothing) {
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_FALSE(exists(bad_));
     EXPECT_FALSE(exists(copy_ + ".bad"));
+}
+
+// Of two processes that start at once the second finds the file gone.
+TEST_F(InifileDamagedFile, ThatIsGoneBeforeItIsSetAsideDoesNotStand) {
+    writeFile(rw_, kDamaged);
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("rename rw.ini rw.ini.bad", ENOENT);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    EXPECT_EQ(loggedByBase(4, stays()), 0U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, ThatAnotherProcessHasRestoredIsNotKept) {
+    loadDamaged();
+    build("#name = settings\n[]\na = int,7");
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, IsNotSetAsideWhileSomebodyElseHasTheDirectory) {
+    std::filesystem::remove(bad_);
+    const int other = ::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    directoryLockWait.shared = directoryLockWait.exclusive = std::chrono::milliseconds(1);
+    loadDamaged();
+    directoryLockWait = DirectoryLockWait();
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    EXPECT_FALSE(exists(bad_));
+    ::close(other);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), kDamaged);
 }
 
 TEST_F(InifileDamagedFile, ThatCouldNotBeLookedAtIsKeptAlthoughItIsWhole) {
