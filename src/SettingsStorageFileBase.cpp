@@ -31,6 +31,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <sys/stat.h>
 #include <system_error>
 #include <utility>
@@ -167,12 +168,14 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         QEL_LOG(kError, "Error loading '%s' (returned false, r/w, renamed to *.bad).",
                 rwFilename_.c_str());
     } catch (const std::exception& e) {
+        // A shortage of memory says nothing about the file.
+        unread_ = unread_ || dynamic_cast<const std::bad_alloc*>(&e) != nullptr;
         QEL_LOG(kError, "Error loading '%s' (threw exception, r/w, renamed to *.bad): %s",
                 rwFilename_.c_str(), e.what());
     }
     if (unread_ || lock.contended()) {
-        // Set aside, it would leave an unread copy alone, which nobody looks for then; and what
-        // looks damaged may be half of what somebody else is writing.
+        // Set aside, it would leave an unread copy alone, which nobody looks for then, or be whole
+        // itself; and what looks damaged may be half of what somebody else is writing.
         letFileStand(unread_ ? Standing::kUnread : Standing::kDamaged);
     } else {
         setAsideReadWriteFile();

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <exception>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
@@ -372,10 +373,13 @@ void SettingStorageInifile::noteRejected(std::string_view line, std::size_t numb
 }
 
 // One setting that cannot be made never costs the rest of the file, whatever its type's load
-// function throws.
+// function throws; only a shortage of memory is no fault of the line, which must not be lost for
+// it.
 bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
     try {
         return registerSetting(reader.makerOf(line.type)(reader.settingName, line.value));
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (...) {
         return false;
     }

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <new>
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -184,6 +185,37 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         std::filesystem::remove(second_);
         log_.clear();
     }
+}
+
+struct Large {};
+bool memoryIsShort = true;
+
+boost::shared_ptr<Qel::Settings::SettingHolder> loadLarge(std::string name, const std::string&) {
+    if (memoryIsShort) {
+        throw std::bad_alloc();
+    }
+    return boost::make_shared<Qel::Settings::SettingHolder>(name, Large());
+}
+
+TEST_F(InifileDamagedFile, IsNoneThatTheMemoryWasTooShortFor) {
+    std::filesystem::remove(bad_);
+    types_->registerType(
+        typeid(Large), "large", loadLarge,
+        [](boost::shared_ptr<Qel::Settings::SettingHolder>) { return std::string("text"); });
+    build("#name = settings\n[]\na = int,1\nb = large,text");
+    const std::string healthy = readFile(rw_);
+    ASSERT_TRUE(reopen());
+    EXPECT_EQ(readFile(rw_), healthy);
+    EXPECT_EQ(errInfo(), "");
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy);
+    memoryIsShort = false;
+    writeFile(rw_, healthy);
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,1", "settings/b = large,text"});
 }
 
 // The copy of an interrupted save may be the only whole text. One that cannot be read at start-up
