@@ -31,6 +31,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <sys/stat.h>
 #include <system_error>
 #include <utility>
@@ -62,11 +63,6 @@ const char* policyText(SettingStorageFileBase::SavePolicy policy) {
 const std::string& pathText(const std::string& path) {
     static const auto* const none = new std::string("(No filename)");
     return path.empty() ? *none : path;
-}
-
-bool fileExists(const std::string& path) {
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0;
 }
 
 }  // namespace
@@ -110,6 +106,7 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     const std::lock_guard<std::recursive_mutex> lock(storageMutex_);
     dropSettings();
     clearErrInfo();
+    standing_ = Standing::kNot;
     if (filename_.empty() && rwFilename_.empty()) {
         return false;
     }
@@ -118,7 +115,21 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     }
     // Read-only storages load their read/write file as well, so the field decides, not
     // rwFilename().
-    return rwFilename_.empty() || !fileExists(rwFilename_) || loadReadWriteFile();
+    return rwFilename_.empty() || !readWriteFileExists() || loadReadWriteFile();
+}
+
+bool SettingStorageFileBase::readWriteFileExists() {
+    struct stat status;
+    if (::stat(rwFilename_.c_str(), &status) == 0) {
+        return true;
+    }
+    if (errno != ENOENT && errno != ENOTDIR) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
+                reason.c_str());
+        letFileStand(Standing::kUnread);
+    }
+    return false;
 }
 
 bool SettingStorageFileBase::loadDefaults() {
@@ -149,6 +160,7 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
                                     files::DirectoryLock::Mode::kExclusive);
     clearErrInfo();
     appendErrInfo(errInfoBefore);
+    unread_ = false;
     try {
         if (loadFile(rwFilename_)) {
             return true;
@@ -156,10 +168,18 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         QEL_LOG(kError, "Error loading '%s' (returned false, r/w, renamed to *.bad).",
                 rwFilename_.c_str());
     } catch (const std::exception& e) {
+        // A shortage of memory says nothing about the file.
+        unread_ = unread_ || dynamic_cast<const std::bad_alloc*>(&e) != nullptr;
         QEL_LOG(kError, "Error loading '%s' (threw exception, r/w, renamed to *.bad): %s",
                 rwFilename_.c_str(), e.what());
     }
-    setAsideReadWriteFile();
+    if (unread_ || lock.contended()) {
+        // Set aside, it would leave an unread copy alone, which nobody looks for then, or be whole
+        // itself; and what looks damaged may be half of what somebody else is writing.
+        letFileStand(unread_ ? Standing::kUnread : Standing::kDamaged);
+    } else {
+        setAsideReadWriteFile();
+    }
     return true;
 }
 
@@ -167,31 +187,51 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
     const std::string setAside = rwFilename_ + ".bad";
     if (std::rename(rwFilename_.c_str(), setAside.c_str()) != 0) {
         const int error = errno;
-        damagedFileStands_ = true;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
-        QEL_LOG(kWarning, "'%s' stays where it is; a save copies it before it writes.",
-                rwFilename_.c_str());
+        if (error != ENOENT) {
+            letFileStand(Standing::kDamaged);
+        }
     }
 }
 
-bool SettingStorageFileBase::damagedFileIsKept(const std::string& path) {
-    if (!damagedFileStands_ || path != rwFilename_) {
+void SettingStorageFileBase::letFileStand(Standing standing) {
+    standing_ = standing;
+    QEL_LOG(kWarning, "'%s' stays where it is; a save copies it before it writes.",
+            rwFilename_.c_str());
+}
+
+bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const std::string& copy,
+                                               bool (*isWhole)(const std::string&)) {
+    if (standing_ == Standing::kNot || path != rwFilename_) {
         return true;
     }
     const files::DirectoryLock directory(files::directoryOf(path),
                                          files::DirectoryLock::Mode::kExclusive);
-    std::string kept;
-    if (!files::keepDamagedFile(path, directory, kept)) {
-        const std::string reason = std::generic_category().message(errno);
-        QEL_LOG(kError,
-                "'%s' is not saved, a later save tries again: the damaged file there can neither "
-                "be set aside nor copied: %s",
-                path.c_str(), reason.c_str());
+    // Another process may have come to save meanwhile.
+    const bool restored = standing_ == Standing::kDamaged && isWhole(path);
+    if (!restored && !(keptByCopy(path, directory) && keptByCopy(copy, directory))) {
         return false;
     }
-    damagedFileStands_ = false;
+    standing_ = Standing::kNot;
+    return true;
+}
+
+bool SettingStorageFileBase::keptByCopy(const std::string& path,
+                                        const files::DirectoryLock& directory) {
+    const char* const state = standing_ == Standing::kDamaged ? "damaged" : "unread";
+    std::string kept;
+    const bool isCopy = path != rwFilename_;
+    if (!files::keepDamagedFile(path, directory, kept) &&
+        !(isCopy && files::moveDamagedFile(path, directory, kept))) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError,
+                "'%s' is not saved, a later save tries again: the %s file there can neither "
+                "be set aside nor copied: %s",
+                path.c_str(), state, reason.c_str());
+        return false;
+    }
     if (!kept.empty()) {
-        QEL_LOG(kWarning, "The damaged file '%s' is kept as '%s'.", path.c_str(), kept.c_str());
+        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", state, path.c_str(), kept.c_str());
     }
     return true;
 }

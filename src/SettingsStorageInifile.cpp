@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <exception>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
@@ -71,6 +72,19 @@ bool mayBeWholeText(const std::string& path) {
            (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 
+bool isWholeText(const std::string& path) {
+    std::string data;
+    return files::readWholeFile(path, data) && text::CrcCheck(data).passes();
+}
+
+/// Whether what could not be read for this reason may be a settings file all the same.
+bool mayBeReadLater(int error) {
+    static constexpr std::array<int, 8> kNoSettingsFile = {ENOENT, ENOTDIR, EISDIR, EINVAL,
+                                                           EFBIG,  ELOOP,   ENXIO,  ENODEV};
+    return std::find(kNoSettingsFile.begin(), kNoSettingsFile.end(), error) ==
+           kNoSettingsFile.end();
+}
+
 }  // namespace
 
 SettingStorageInifile::SettingStorageInifile(const std::string& name, const std::string& filename,
@@ -117,10 +131,10 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     }
     const files::DirectoryLock directory(files::directoryOf(file),
                                          files::DirectoryLock::Mode::kExclusive);
-    if (!mayStillWrite() || !damagedFileIsKept(file)) {
+    const std::string copy = getTempFilename(file);
+    if (!mayStillWrite() || !damagedFileIsKept(file, copy, isWholeText)) {
         return false;
     }
-    const std::string copy = getTempFilename(file);
     const files::WriteResult result = files::writeThroughCopy(
         {file, copy, data, mayBeWholeText(copy), syncingWrites.load()}, directory);
     if (result == files::WriteResult::kDone) {
@@ -170,12 +184,7 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
     QEL_LOG(kInformation, "SettingStorageInifile::loadInifileData( '%s' ): trying '%s'",
             file.c_str(), candidate.c_str());
     if (!files::readWholeFile(candidate, data)) {
-        // A copy need not be there; the file itself is worth a word.
-        if (errno != ENOENT && candidate == file) {
-            const std::string reason = std::generic_category().message(errno);
-            QEL_LOG(kError, "SettingStorageInifile: '%s' cannot be read: %s", candidate.c_str(),
-                    reason.c_str());
-        }
+        noteUnreadable(errno, candidate, candidate == file);
         return false;
     }
     if (candidate == *filename()) {
@@ -193,6 +202,19 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
     }
     acceptedFile_ = candidate;
     return true;
+}
+
+void SettingStorageInifile::noteUnreadable(int error, const std::string& path, bool isFile) {
+    const bool mayBeCopy = !isFile && mayBeReadLater(error);
+    // A copy need not be there; the file itself is worth a word.
+    if (mayBeCopy || (isFile && error != ENOENT)) {
+        const std::string reason = std::generic_category().message(error);
+        QEL_LOG(kError, "SettingStorageInifile: '%s' cannot be read: %s", path.c_str(),
+                reason.c_str());
+    }
+    if (mayBeCopy) {
+        noteUnread();
+    }
 }
 
 bool SettingStorageInifile::acceptCrc(const std::string& file, const std::string& candidate,
@@ -351,10 +373,13 @@ void SettingStorageInifile::noteRejected(std::string_view line, std::size_t numb
 }
 
 // One setting that cannot be made never costs the rest of the file, whatever its type's load
-// function throws.
+// function throws; only a shortage of memory is no fault of the line, which must not be lost for
+// it.
 bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
     try {
         return registerSetting(reader.makerOf(line.type)(reader.settingName, line.value));
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (...) {
         return false;
     }

@@ -1,6 +1,7 @@
 #include <libxml/xmlstring.h>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <syslog.h>
 #include <utility>
@@ -136,8 +137,11 @@ bool SettingStorageXml::createSetting(const std::string& settingName, const Sett
             holder = types->create("string", settingName, leaf.value);
         }
         return registerSetting(holder);
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (...) {
-        // One type's loader must not cost the other settings.
+        // One type's loader must not cost the other settings; a shortage of memory costs them
+        // anyway.
         return false;
     }
 }

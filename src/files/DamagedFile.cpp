@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,12 +20,16 @@ namespace {
 constexpr int kMostCopies = 100;
 constexpr mode_t kPermissionBits = 0777;
 
+std::string nameOfCopy(const std::string& path, int number) {
+    return path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
+}
+
 /// Creates the first of the names that is free. Whatever lies at another one, a directory, a link,
 /// somebody else's file, is none of ours.
 Descriptor createCopy(const std::string& path, mode_t permissions, std::string& name) {
     Descriptor copy;
     for (int number = 0; number < kMostCopies && !copy.isOpen(); ++number) {
-        name = path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
+        name = nameOfCopy(path, number);
         copy = openFile(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, permissions);
         if (!copy.isOpen() && errno != EEXIST) {
             break;
@@ -76,6 +81,25 @@ bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, st
     const int reason = errno;
     ::unlink(name.c_str());
     errno = reason;
+    return false;
+}
+
+bool moveDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
+    kept.clear();
+    struct stat taken;
+    for (int number = 0; number < kMostCopies; ++number) {
+        const std::string name = nameOfCopy(path, number);
+        if (::lstat(name.c_str(), &taken) == 0) {
+            errno = EEXIST;
+            continue;
+        }
+        if (errno != ENOENT || std::rename(path.c_str(), name.c_str()) != 0 ||
+            !directory.syncDirectory()) {
+            return false;
+        }
+        kept = name;
+        return true;
+    }
     return false;
 }
 

@@ -17,6 +17,10 @@ class DirectoryLock;
 /// file lies at `path`, which is no failure. False when the content is not safe; errno says why.
 bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept);
 
+/// The same for what cannot be read: renames it to the first of these names that is free. To be
+/// called under the lock only, since another process could take the name at that moment.
+bool moveDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept);
+
 }  // namespace files
 }  // namespace Settings
 }  // namespace Qel

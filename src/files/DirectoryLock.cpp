@@ -1,5 +1,6 @@
 #include "files/DirectoryLock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <map>
@@ -22,6 +23,8 @@ DirectoryLockWait directoryLockWait;
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr int kLongestPoll = 10;  // polls
 
 thread_local const DirectoryLock* innermostLock = nullptr;
 
@@ -57,11 +60,16 @@ Penalties& penalties() {
     return *immortal;
 }
 
-void pausePolling() {
+/// The time that counts as waited. A poll that took much longer says that this process was stopped
+/// or got no time, and so perhaps did the one that has the lock.
+Clock::duration pausePolling() {
+    const Clock::time_point start = Clock::now();
     const auto poll = std::chrono::duration_cast<std::chrono::nanoseconds>(directoryLockWait.poll);
     timespec pause = {};
     pause.tv_nsec = static_cast<long>(poll.count());
-    ::nanosleep(&pause, nullptr);
+    while (::nanosleep(&pause, &pause) != 0 && errno == EINTR) {
+    }
+    return std::min<Clock::duration>(Clock::now() - start, kLongestPoll * poll);
 }
 
 }  // namespace
@@ -111,16 +119,15 @@ const DirectoryLock* DirectoryLock::outerExclusiveLock() const {
 }
 
 bool DirectoryLock::acquire() {
-    const std::chrono::milliseconds longest =
+    Clock::duration patience =
         mode_ == Mode::kExclusive ? directoryLockWait.exclusive : directoryLockWait.shared;
     bool worthWaiting = true;
-    // Counted in polls, not by the clock: when this process was stopped or got no time for a while,
-    // so perhaps did the one that has the lock.
-    for (auto polls = longest / directoryLockWait.poll; !tryToLock(worthWaiting); --polls) {
+    while (!tryToLock(worthWaiting)) {
+        contended_ = worthWaiting;
         if (!worthWaiting || penalties().applies(directory_, mode_)) {
             return false;
         }
-        if (polls <= 0) {
+        if (patience <= Clock::duration::zero()) {
             penalties().impose(directory_, mode_);
             QEL_LOG(kWarning,
                     "Directory '%s' is locked by another process or thread for too long; going on "
@@ -129,8 +136,9 @@ bool DirectoryLock::acquire() {
             return false;
         }
         // Asking again and again, instead of queueing, keeps the wait bounded without a signal.
-        pausePolling();
+        patience -= pausePolling();
     }
+    contended_ = false;
     return true;
 }
 

@@ -33,6 +33,9 @@ public:
     /// Whether the lock is held, here or by an outer scope of this thread.
     bool held() const { return held_; }
 
+    /// Whether somebody else had the lock for too long.
+    bool contended() const { return contended_; }
+
     /// Makes new, renamed and deleted entries of the directory durable. True also where the file
     /// system has no such thing, and for a directory that this process may not read. After a
     /// failure errno says why.
@@ -48,6 +51,7 @@ private:
     Descriptor descriptor_;
     const DirectoryLock* outer_;  // next lock of this thread, seen from the innermost
     const DirectoryLock* lender_;
+    bool contended_ = false;
     bool held_;
 };
 

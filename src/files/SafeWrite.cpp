@@ -32,6 +32,8 @@ namespace {
 constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
 constexpr mode_t kPermissionBits = 0777;
+constexpr mode_t kGroupBits = 0070;
+constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
 
 /// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
 Descriptor openTruncated(const std::string& path, mode_t permissions) {
@@ -43,13 +45,14 @@ bool isRegular(const Descriptor& file) {
     return ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Existence and permission bits of the file that the copy stands for.
+/// Existence, permission bits and group of the file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
         struct stat status;
         if (::stat(path.c_str(), &status) == 0) {
             exists = true;
             permissions = status.st_mode & kPermissionBits;
+            group = status.st_gid;
         } else if (errno != ENOENT) {
             // It may be there, and it may be private.
             permissions = kPrivatePermissions;
@@ -58,6 +61,7 @@ struct Original {
 
     bool exists = false;
     mode_t permissions = kNewFilePermissions;
+    gid_t group = static_cast<gid_t>(-1);
 };
 
 /// Keeps the reason of a failure over the tidying up that follows it.
@@ -104,8 +108,11 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
     }
     const bool regular = isRegular(copy);
     if (regular && original.exists) {
-        // At worst the copy stays stricter than its original.
-        static_cast<void>(::fchmod(copy.number(), original.permissions));
+        // Whoever may read the original by its group is to recover from the copy as well, and no
+        // other group is. At worst the copy stays stricter than its original.
+        const bool grouped = ::fchown(copy.number(), kSameOwner, original.group) == 0;
+        static_cast<void>(::fchmod(
+            copy.number(), grouped ? original.permissions : original.permissions & ~kGroupBits));
     }
     const bool written = writeAll(copy, write.data);
     if (written && finish(copy, write.durable) &&

@@ -8,6 +8,7 @@
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <thread>
+#include <time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -16,6 +17,34 @@
 #include "TempDir.h"
 #include "Threads.h"
 #include "files/DirectoryLock.h"
+
+namespace {
+
+/// What `nanosleep` does in this program: how many times longer than asked it takes, and how many
+/// calls more a signal interrupts at once.
+struct Sleeps {
+    int slower = 1;
+    int interrupted = 0;
+    int calls = 0;
+};
+Sleeps sleeps;
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" int nanosleep(const timespec* asked, timespec* left) {
+    ++sleeps.calls;
+    if (sleeps.interrupted > 0) {
+        --sleeps.interrupted;
+        *left = *asked;
+        errno = EINTR;
+        return -1;
+    }
+    timespec longer = *asked;
+    longer.tv_nsec *= sleeps.slower;
+    errno = ::clock_nanosleep(CLOCK_MONOTONIC, 0, &longer, left);
+    return errno == 0 ? 0 : -1;
+}
 
 namespace {
 
@@ -214,6 +243,35 @@ TEST_F(DirectoryLockTest, WhatTakesTooLongIsGivenUpWithAWarning) {
     EXPECT_FALSE(lock.held());
     EXPECT_TRUE(lock.syncDirectory());
     EXPECT_EQ(warnings(), 1U) << log_.dump();
+}
+
+TEST_F(DirectoryLockTest, TheWaitIsNotLongerWhenEveryPollIs) {
+    giveUpAfter(100, 60000);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    sleeps = {5};
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    EXPECT_LE(sleeps.calls, 20);
+    sleeps = {};
+}
+
+TEST_F(DirectoryLockTest, AProcessThatWasStoppedHasNotUsedUpItsPatience) {
+    giveUpAfter(50, 60000);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    sleeps = {50};
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    EXPECT_EQ(sleeps.calls, 5);
+    sleeps = {};
+}
+
+TEST_F(DirectoryLockTest, SignalsDoNotShortenTheWait) {
+    giveUpAfter(1, 60000);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    FileCalls calls(dir_.path());
+    sleeps = {1, 100};
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    EXPECT_EQ(sleeps.calls, 101);
+    EXPECT_EQ(calls.count("lock ."), 2U);
+    sleeps = {};
 }
 
 TEST_F(DirectoryLockTest, ADirectoryThatWasGivenUpIsAskedOnceButNotWaitedForAgain) {

@@ -3,17 +3,26 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <new>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 #include <vector>
 
 #include "FileCalls.h"
 #include "IniStorageFixture.h"
+#include "files/DirectoryLock.h"
 
 namespace {
 
+using Qel::Settings::files::directoryLockWait;
+using Qel::Settings::files::DirectoryLockWait;
 using testsupport::exists;
 using testsupport::FileCalls;
 using testsupport::readFile;
@@ -158,11 +167,13 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
     for (const std::string call :
          {"open rw.ini", "create rw.ini.bad.1", "read", "write rw.ini.bad.1",
           "fdatasync rw.ini.bad.1", "close rw.ini.bad.1", "fsync ."}) {
+        // Before it is read to be copied it is read to see whether it is still damaged.
+        const int times = call == "open rw.ini" || call == "read" ? 2 : 1;
         loadDamaged();
         FileCalls calls(dir_.path());
-        calls.fail(call, EIO);
+        calls.fail(call, EIO, times);
         EXPECT_FALSE(storage_->save()) << call;
-        EXPECT_EQ(calls.struck().size(), 1U) << call;
+        EXPECT_EQ(calls.struck().size(), static_cast<std::size_t>(times)) << call;
         EXPECT_EQ(readFile(rw_), kDamaged) << call;
         EXPECT_FALSE(exists(second_)) << call;
         EXPECT_FALSE(exists(copy_)) << call;
@@ -174,6 +185,178 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         std::filesystem::remove(second_);
         log_.clear();
     }
+}
+
+struct Large {};
+bool memoryIsShort = true;
+
+boost::shared_ptr<Qel::Settings::SettingHolder> loadLarge(std::string name, const std::string&) {
+    if (memoryIsShort) {
+        throw std::bad_alloc();
+    }
+    return boost::make_shared<Qel::Settings::SettingHolder>(name, Large());
+}
+
+TEST_F(InifileDamagedFile, IsNoneThatTheMemoryWasTooShortFor) {
+    std::filesystem::remove(bad_);
+    types_->registerType(
+        typeid(Large), "large", loadLarge,
+        [](boost::shared_ptr<Qel::Settings::SettingHolder>) { return std::string("text"); });
+    build("#name = settings\n[]\na = int,1\nb = large,text");
+    const std::string healthy = readFile(rw_);
+    ASSERT_TRUE(reopen());
+    EXPECT_EQ(readFile(rw_), healthy);
+    EXPECT_EQ(errInfo(), "");
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy);
+    memoryIsShort = false;
+    writeFile(rw_, healthy);
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,1", "settings/b = large,text"});
+}
+
+// The copy of an interrupted save may be the only whole text. One that cannot be read at start-up
+// is neither abandoned nor overwritten.
+class InifileUnreadCopy : public InifileDamagedFile {
+protected:
+    InifileUnreadCopy() {
+        std::filesystem::remove(bad_);
+        writeFile(rw_, "torn");
+        writeFile(copy_, good_);
+    }
+
+    void loadUnread(int error) {
+        create();
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini.tmp", error, FileCalls::kForGood);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+
+    std::string good_ = withCrc("#name = settings\n[]\na = int,7");
+};
+
+TEST_F(InifileUnreadCopy, IsNamedAndItsFileStays) {
+    for (const int error : {EIO, EACCES, EMFILE}) {
+        log_.clear();
+        loadUnread(error);
+        EXPECT_EQ(readFile(rw_), "torn");
+        EXPECT_FALSE(exists(bad_));
+        EXPECT_EQ(logged(5, "SettingStorageInifile: '" + copy_ +
+                                "' cannot be read: " + std::generic_category().message(error)),
+                  2U)
+            << log_.dump();
+        EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    }
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,7"});
+}
+
+TEST_F(InifileUnreadCopy, IsKeptWithItsFileByTheSaveThatWouldOverwriteIt) {
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), "torn");
+    EXPECT_EQ(readFile(copy_ + ".bad"), good_);
+    EXPECT_EQ(loggedByBase(4, "The unread file '" + copy_ + "' is kept as '" + copy_ + ".bad'."),
+              1U)
+        << log_.dump();
+}
+
+TEST_F(InifileUnreadCopy, IsMovedWhenItCannotBeReadForTheSaveEither) {
+    writeFile(copy_ + ".bad", "kept before");
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini.tmp", EIO);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(copy_ + ".bad"), "kept before");
+    EXPECT_EQ(readFile(copy_ + ".bad.1"), good_);
+}
+
+TEST_F(InifileUnreadCopy, IsNotOverwrittenWhenItCanNeitherBeReadNorMoved) {
+    loadUnread(EIO);
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini.tmp", EIO);
+    calls.fail("rename rw.ini.tmp rw.ini.tmp.bad", EIO);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), "torn");
+    EXPECT_EQ(readFile(copy_), good_);
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(copy_ + ".bad"), good_);
+}
+
+TEST_F(InifileUnreadCopy, OfAWholeFileCostsNothing) {
+    build("#name = settings\n[]\na = int,5");
+    loadUnread(EIO);
+    check({"settings/a = int,5"});
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(bad_));
+    EXPECT_FALSE(exists(copy_ + ".bad"));
+}
+
+// Of two processes that start at once the second finds the file gone.
+TEST_F(InifileDamagedFile, ThatIsGoneBeforeItIsSetAsideDoesNotStand) {
+    writeFile(rw_, kDamaged);
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("rename rw.ini rw.ini.bad", ENOENT);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    EXPECT_EQ(loggedByBase(4, stays()), 0U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, ThatAnotherProcessHasRestoredIsNotKept) {
+    loadDamaged();
+    build("#name = settings\n[]\na = int,7");
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, IsNotSetAsideWhileSomebodyElseHasTheDirectory) {
+    std::filesystem::remove(bad_);
+    const int other = ::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    directoryLockWait.shared = directoryLockWait.exclusive = std::chrono::milliseconds(1);
+    loadDamaged();
+    directoryLockWait = DirectoryLockWait();
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    EXPECT_FALSE(exists(bad_));
+    ::close(other);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), kDamaged);
+}
+
+TEST_F(InifileDamagedFile, ThatCouldNotBeLookedAtIsKeptAlthoughItIsWhole) {
+    std::filesystem::remove(bad_);
+    std::filesystem::create_symlink(rw_, rw_);
+    ASSERT_TRUE(reopen());
+    EXPECT_EQ(loggedByBase(5, "'" + rw_ + "' cannot be looked at, the defaults stand: " +
+                                  std::generic_category().message(ELOOP)),
+              1U)
+        << log_.dump();
+    std::filesystem::remove(rw_);
+    build("#name = settings\n[]\na = int,7");
+    const std::string healthy = readFile(rw_);
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy);
 }
 
 }  // namespace

@@ -112,6 +112,21 @@ TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
                      "close x.ini.tmp", "close x.ini.tmp", "unlock .", "close ."}));
 }
 
+// Members of the file's group who recover from the copy must be able to read it.
+TEST_F(SafeWrite, TheCopyHasTheGroupOfItsFile) {
+    constexpr gid_t kGroup = 12345;
+    writeFile(file_, "old");
+    if (::chown(file_.c_str(), static_cast<uid_t>(-1), kGroup) != 0) {
+        GTEST_SKIP() << "only a privileged process may give a file to any group";
+    }
+    ASSERT_EQ(::chmod(file_.c_str(), 0640), 0);
+    EXPECT_EQ(writeWhileFailing("write x.ini"), WriteResult::kFileFailed);
+    struct stat status;
+    ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_gid, kGroup);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
 TEST_F(SafeWrite, AFullDiskIsNotMadeToSyncTheAbsenceOfACopy) {
     writeFile(file_, "old");
     FileCalls calls(dir_.path());

@@ -249,6 +249,16 @@ TEST_F(XmlStorage, ShortageOutsideOfALoaderComesOutOfTheLoad) {
     EXPECT_THROW(storage.loadFile(defaults_), std::bad_alloc);
 }
 
+TEST_F(XmlStorage, ShortageInALoaderComesOutOfTheLoad) {
+    factory_->registerType(
+        typeid(ExhaustedStorage), "large",
+        [](std::string, const std::string&) -> boost::shared_ptr<SettingHolder> {
+            throw std::bad_alloc();
+        },
+        [](boost::shared_ptr<SettingHolder>) { return std::string(); });
+    EXPECT_THROW(load("<r><a type='large'>1</a></r>"), std::bad_alloc);
+}
+
 TEST_F(XmlStorage, CallbacksTolerateAnEmptyStack) {
     const auto* const name = reinterpret_cast<const unsigned char*>("x");
     storage_->onCharacters(name, 1);

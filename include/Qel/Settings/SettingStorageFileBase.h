@@ -20,6 +20,10 @@ namespace Settings {
 
 class SettingsByName;
 
+namespace files {
+class DirectoryLock;
+}
+
 /// A storage with a defaults file that is never written and a read/write file of the user's values.
 /// A subclass supplies the format through `loadFile` and `saveFile`.
 ///
@@ -121,10 +125,16 @@ protected:
     /// false; `save()` then keeps the storage dirty and still reports success.
     bool mayStillWrite();
 
-    /// To be asked by a subclass before it overwrites `path`: a damaged read/write file that could
-    /// not be set aside is copied now. When that fails too this gives false, and the subclass
-    /// writes nothing and returns false: what the file held would be lost.
-    bool damagedFileIsKept(const std::string& path);
+    /// To be asked by a subclass before it overwrites `path`: a damaged or unread read/write file
+    /// that stands is copied now, and so is `copy`, its temporary copy; a damaged one only as long
+    /// as `isWhole` says no. When that fails too this gives false, and the subclass writes nothing
+    /// and returns false: what the file held would be lost.
+    bool damagedFileIsKept(const std::string& path, const std::string& copy,
+                           bool (*isWhole)(const std::string& path));
+
+    /// To be called by a subclass's load that found something which it could not read but which may
+    /// hold the values: should the load fail, the read/write file is not set aside.
+    void noteUnread() { unread_ = true; }
 
     /// Held over every save, load and reset of the storage; recursive, since a subclass's load and
     /// save are called by clients too.
@@ -133,10 +143,16 @@ protected:
 private:
     friend class SettingsStorageFileAsyncSaver;
 
+    /// Why the read/write file stands although its values were not loaded.
+    enum class Standing { kNot, kDamaged, kUnread };
+
     bool loadDefaults();
+    bool readWriteFileExists();
     bool loadReadWriteFile();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile();
+    void letFileStand(Standing standing);
+    bool keptByCopy(const std::string& path, const files::DirectoryLock& directory);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
@@ -163,7 +179,8 @@ private:
     bool saving_ = false;
     bool writeRefused_ = false;
     bool retired_ = false;
-    bool damagedFileStands_ = false;
+    bool unread_ = false;
+    Standing standing_ = Standing::kNot;
     mutable std::recursive_mutex storageMutex_;
     mutable std::mutex settingsMutex_;
     mutable std::mutex errInfoMutex_;

@@ -71,6 +71,7 @@ public:
 
 private:
     bool acceptCandidate(const std::string& file, const std::string& candidate, std::string& data);
+    void noteUnreadable(int error, const std::string& path, bool isFile);
     bool acceptCrc(const std::string& file, const std::string& candidate, std::string& data);
     void parse(const std::string& file, std::string_view data);
     struct Reader;
