@@ -8,7 +8,7 @@ namespace {
 using ProcessRacesSlow = testsupport::RaceFixture;
 
 TEST_F(ProcessRacesSlow, LoadersBesideAWriterFindOneWholeGenerationEveryTime) {
-    raceLoadersAgainstAWriter(20000 / static_cast<int>(testsupport::kTimesLess));
+    raceLoadersAgainstAWriter(20000 / static_cast<int>(2 * testsupport::kTimesLess - 1));
 }
 
 }  // namespace

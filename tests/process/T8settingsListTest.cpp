@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "Sanitized.h"
 #include "ToolRun.h"
 
 namespace {
@@ -121,16 +122,17 @@ TEST_F(T8settingsList, ColoursAreForTerminalsThatTakeThem) {
 }
 
 TEST_F(T8settingsList, HundredThousandSettingsAreListedAndFound) {
+    constexpr int kEnd = 100000 + 100000 / static_cast<int>(testsupport::kTimesLess);
     std::string file = "#name = many\n";
-    for (int i = 100000; i < 200000; ++i) file += "k" + std::to_string(i) + " = int,1\n";
+    for (int i = 100000; i < kEnd; ++i) file += "k" + std::to_string(i) + " = int,1\n";
     put("qel-default-settings/many.ini", file);
     const ToolRun list = run({"list", "many/"});
-    EXPECT_EQ(100000, std::count(list.out.begin(), list.out.end(), '\n'));
-    EXPECT_EQ("many/k123456\tint\t1\n", run({"list", "many/*23456"}).out);
-    EXPECT_EQ("1\n", run({"get", "many/k199999"}).out);
+    EXPECT_EQ(kEnd - 100000, std::count(list.out.begin(), list.out.end(), '\n'));
+    EXPECT_EQ("many/k112345\tint\t1\n", run({"list", "many/*12345"}).out);
+    EXPECT_EQ("1\n", run({"get", "many/k" + std::to_string(kEnd - 1)}).out);
     EXPECT_EQ(3, run({"list", "many/*x*y"}).exitCode);
-    const ToolRun unknown = run({"get", "many/k1234567"});
-    EXPECT_THAT(unknown.err, HasSubstr("did you mean many/k123456"));
+    const ToolRun unknown = run({"get", "many/k1123456"});
+    EXPECT_THAT(unknown.err, HasSubstr("did you mean many/k112345"));
     EXPECT_EQ(3, unknown.exitCode);
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Sanitized.h"
 #include "ToolRun.h"
 
 namespace {
@@ -366,7 +367,7 @@ TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
 
 TEST_F(T8settingsVerify, ProgressOfLongWorkIsShownOnATerminalAlone) {
     std::string text = "#name = big\n[a]\n";
-    for (int i = 0; i < 100000; ++i) {
+    for (std::size_t i = 0; i < 100000 / testsupport::kTimesLess; ++i) {
         text += "key" + std::to_string(i) + " = int8,1\n";
     }
     put("settings/big.ini", text + "#crc32 = false\n");
