@@ -447,12 +447,11 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     std::string_view prefix;
     std::string_view lastPrefix;
     bool inSection = false;
-    NamesInFull names;
+    NamesInFull names;  // counted as the load counts them: what is saved can be loaded again
     SettingFactory::Writer writer(*types);
     const auto holders = snapshot();
     for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
-        names.add(settingName.size());
         const std::string_view directory = settingName.substr(0, settingName.rfind('/') + 1);
         if (!inSection || directory != lastDirectory) {
             prefix = prefixOf(settingName, root);
@@ -465,10 +464,13 @@ bool SettingStorageInifile::buildText(std::string& data) const {
             continue;
         }
         if (!inSection || prefix != lastPrefix) {
-            data.append(inSection ? "\n\n[" : "\n[").append(sectionOf(prefix, root)).append("]");
+            const std::string_view section = sectionOf(prefix, root);
+            names.add(name().size() + section.size());
+            data.append(inSection ? "\n\n[" : "\n[").append(section).append("]");
             lastPrefix = prefix;
             inSection = true;
         }
+        names.add(settingName.size() + (startsWith(prefix, root) ? 0 : root.size()));
         data += '\n';
         data.append(key).append(" = ");
         writer.append(data, *holder);

@@ -153,6 +153,25 @@ TEST_F(InifileBounds, LongSectionNameOfManySettingsIsRefusedBeforeItFillsTheMemo
                                   "settings take more than 64 MiB"));
 }
 
+TEST_F(InifileBounds, WhatCouldNotBeLoadedAgainIsNotSaved) {
+    const auto sections = [](const std::string& letter) {
+        std::string text = "#name = settings";
+        for (int i = 100; i < 120; ++i) {
+            text += "\n[" + letter + std::to_string(i) + std::string(1 << 20, 's') + "]\nk = int,1";
+        }
+        return text;
+    };
+    buildDefaults(sections("a") + "\n");
+    const std::string before = withCrc(sections("b"));
+    testsupport::writeFile(rw_, before);
+    ASSERT_TRUE(reopen());
+    ASSERT_EQ(storage_->settingsSet().size(), 40U);
+    storage_->querySetting(storage_->settingsSet().begin()->first)->setValue(2);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_EQ(testsupport::readFile(rw_), before);
+}
+
 TEST_F(InifileBounds, LongNameOfManySectionsIsRefusedToo) {
     std::string text = "#name = " + std::string(1 << 20, 'n');
     for (int i = 0; i < 10000; ++i) {
