@@ -1,26 +1,19 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <boost/make_shared.hpp>
 #include <cerrno>
 #include <exception>
-#include <iterator>
-#include <new>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
 
 #include "Log.h"
-#include "NamesInFull.h"
 #include "Qel/Settings/SettingFactory.h"
-#include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "files/DirectoryLock.h"
 #include "files/SafeWrite.h"
 #include "files/WholeFile.h"
 #include "text/Crc32.h"
 #include "text/CrcCheck.h"
-#include "text/IniGrammar.h"
 
 QEL_LOG_CONTEXT("settings.inifile", "src/SettingsStorageInifile");
 
@@ -29,39 +22,7 @@ namespace Settings {
 
 namespace {
 
-// A file of shorter lines than this is not worth much room beforehand: they may be anything.
-constexpr std::size_t kUsualLine = 24;
-
 std::atomic<bool> syncingWrites{true};
-
-struct PolicyName {
-    SettingStorageFileBase::SavePolicy policy;
-    std::string_view text;
-};
-
-constexpr std::array<PolicyName, 3> kPolicyNames = {
-    {{SettingStorageFileBase::Save_onDemand, text::kSavePolicyWords[0]},
-     {SettingStorageFileBase::Save_onEachChange, text::kSavePolicyWords[1]},
-     {SettingStorageFileBase::Save_async, text::kSavePolicyWords[2]}}};
-
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
-bool hasLineFeed(std::string_view text) {
-    return text.find('\n') != std::string_view::npos;
-}
-
-/// Why a setting must not have a line, null when it may: the line would be read as something else
-/// and change what becomes of the settings around it.
-const char* reasonToLeaveOut(std::string_view settingName, std::string_view key,
-                             const text::WhiteSpace& whiteSpace) {
-    if (hasLineFeed(settingName)) {
-        return "line feed in its name";
-    }
-    const std::string_view start = whiteSpace.trim(key).substr(0, 1);
-    return start == "#" || start == "[" ? "its key would read as a header or section" : nullptr;
-}
 
 /// Whether a plain file with a whole text lies at `path`, a link to one not counted. One that
 /// cannot be read just now may be whole.
@@ -264,127 +225,6 @@ bool SettingStorageInifile::loadFile(const std::string& file) {
     return usable;
 }
 
-/// What is known while a file is read.
-struct SettingStorageInifile::Reader {
-    struct KnownType {
-        std::string_view name;
-        SettingFactory::Maker make;
-    };
-
-    boost::shared_ptr<SettingFactory> types;
-    /// The current section's prefix, and behind it the key of the setting that was read last.
-    std::string settingName;
-    std::size_t prefixSize;
-    std::array<KnownType, 16> knownTypes = {};
-    std::size_t lineNumber = 0;
-
-    void startSection(std::string prefix) {
-        settingName = std::move(prefix);
-        prefixSize = settingName.size();
-    }
-
-    /// A file has a few types again and again, mostly told apart by length and last letter.
-    SettingFactory::Maker makerOf(std::string_view type) {
-        const std::size_t last = type.empty() ? 0 : static_cast<unsigned char>(type.back());
-        KnownType& place = knownTypes[(type.size() + last) % knownTypes.size()];
-        if (!place.make.isKnown() || place.name != type) {
-            place = {type, types ? types->maker(type) : SettingFactory::Maker()};
-        }
-        return place.make;
-    }
-};
-
-void SettingStorageInifile::parse(const std::string& file, std::string_view data) {
-    NamesInFull names;
-    Reader reader{factory(), {}, 0};
-    reader.startSection(name() + "/");
-    lastTextSize_ = data.size();
-    expectSettings(std::min(text::countLineFeeds(data), data.size() / kUsualLine));
-    text::IniWalk walk(data);
-    while (walk.next()) {
-        const text::IniLine& line = walk.line();
-        reader.lineNumber = walk.number();
-        switch (line.kind) {
-            case text::IniLine::Kind::Blank:
-            case text::IniLine::Kind::SkippedSection:
-                break;
-            case text::IniLine::Kind::Header:
-                readHeader(line, walk.isFirst(), reader);
-                break;
-            case text::IniLine::Kind::Section:
-                names.add(name().size() + line.key.size());
-                reader.startSection(name() + "/" + std::string(line.key) + "/");
-                sections_.insert(reader.settingName);
-                break;
-            case text::IniLine::Kind::Setting:
-                names.add(reader.prefixSize + line.key.size());
-                readSetting(file, line, walk.whole(), reader);
-                break;
-            case text::IniLine::Kind::Malformed:
-                QEL_LOG(kError, "SettingStorageInifile: failed to load '%s'",
-                        std::string(walk.whole()).c_str());
-                noteRejected(walk.whole(), walk.number(), text::whyMalformed(walk.whole()));
-                break;
-        }
-    }
-}
-
-void SettingStorageInifile::readHeader(const text::IniLine& line, bool isFirstLine,
-                                       Reader& reader) {
-    if (line.key == "name") {
-        if (!isFirstLine) {
-            throw std::runtime_error("#name must be first line in ini-file.");
-        }
-        reader.startSection(name(std::string(line.value)) + "/");
-        sections_.insert(reader.settingName);
-    } else if (line.key == "readonly") {
-        readonly(true);
-    } else if (line.key == "savepolicy") {
-        for (const PolicyName& known : kPolicyNames) {
-            if (line.value == known.text) {
-                savePolicy(known.policy);
-            }
-        }
-    }
-}
-
-void SettingStorageInifile::readSetting(const std::string& file, const text::IniLine& line,
-                                        std::string_view whole, Reader& reader) {
-    reader.settingName.resize(reader.prefixSize);
-    reader.settingName.append(line.key);
-    if (createSetting(line, reader)) {
-        return;
-    }
-    QEL_LOG(kError, "SettingStorageInifile: failed to load %s from %s (line=%s)",
-            reader.settingName.c_str(), file.c_str(), std::string(whole).c_str());
-    const bool knowsType = reader.makerOf(line.type).isKnown();
-    noteRejected(whole, reader.lineNumber, knowsType ? "no value of its type" : "unknown type");
-}
-
-// What the two messages before say does not lead whoever edits a file by hand to the line, nor does
-// it tell them that they are about to lose it.
-void SettingStorageInifile::noteRejected(std::string_view line, std::size_t number,
-                                         const char* reason) {
-    appendErrInfo(std::string(line) + "\n");
-    const bool staysThere = acceptedFile_ == *filename();
-    QEL_LOG(kWarning, "SettingStorageInifile: line %lu of '%s' is ignored%s: %s",
-            static_cast<unsigned long>(number), acceptedFile_.c_str(),
-            staysThere ? "" : " and missing from the file once it is saved", reason);
-}
-
-// One setting that cannot be made never costs the rest of the file, whatever its type's load
-// function throws; only a shortage of memory is no fault of the line, which must not be lost for
-// it.
-bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
-    try {
-        return registerSetting(reader.makerOf(line.type)(reader.settingName, line.value));
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (...) {
-        return false;
-    }
-}
-
 bool SettingStorageInifile::saveFile(const std::string& file) {
     const std::lock_guard<std::recursive_mutex> lock(storageMutex());
     QEL_LOG(kInformation, "SettingStorageInifile::saveFile( '%s' )", file.c_str());
@@ -422,106 +262,6 @@ bool SettingStorageInifile::saveTo(const std::string& file) {
     QEL_LOG(kInformation, "SettingStorageInifile::saveFile( '%s' ): done, crc32=%lu (0x%X)",
             file.c_str(), static_cast<unsigned long>(crc), static_cast<unsigned int>(crc));
     return true;
-}
-
-bool SettingStorageInifile::buildText(std::string& data) const {
-    const boost::shared_ptr<SettingFactory> types = factory();
-    if (!types || hasLineFeed(name())) {
-        QEL_LOG(kError,
-                "SettingStorageInifile: storage '%s' is not saved: it has no factory, or a line "
-                "feed in its name",
-                name().c_str());
-        return false;
-    }
-    // Room for the whole text, with some for values that have grown since.
-    data.reserve(lastTextSize_ + lastTextSize_ / 64 + 64);
-    data.append("#name = ").append(name());
-    for (const PolicyName& known : kPolicyNames) {
-        if (known.policy == savePolicy()) {
-            data.append("\n#savepolicy = ").append(known.text);
-        }
-    }
-    const text::WhiteSpace whiteSpace;
-    const std::string root = name() + "/";
-    std::string_view lastDirectory;
-    std::string_view prefix;
-    std::string_view lastPrefix;
-    bool inSection = false;
-    NamesInFull names;  // counted as the load counts them: what is saved can be loaded again
-    SettingFactory::Writer writer(*types);
-    const auto holders = snapshot();
-    for (const boost::shared_ptr<SettingHolder>& holder : holders) {
-        const std::string_view settingName = holder->name();
-        const std::string_view directory = settingName.substr(0, settingName.rfind('/') + 1);
-        if (!inSection || directory != lastDirectory) {
-            prefix = prefixOf(settingName, root);
-            lastDirectory = directory;
-        }
-        const std::string_view key = settingName.substr(prefix.size());
-        if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
-            QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: %s", holder->name().c_str(),
-                    reason);
-            continue;
-        }
-        if (!inSection || prefix != lastPrefix) {
-            const std::string_view section = sectionOf(prefix, root);
-            names.add(name().size() + section.size());
-            data.append(inSection ? "\n\n[" : "\n[").append(section).append("]");
-            lastPrefix = prefix;
-            inSection = true;
-        }
-        names.add(settingName.size() + (startsWith(prefix, root) ? 0 : root.size()));
-        data += '\n';
-        data.append(key).append(" = ");
-        writer.append(data, *holder);
-    }
-    return true;
-}
-
-std::string_view SettingStorageInifile::prefixOf(std::string_view settingName,
-                                                 const std::string& root) const {
-    const std::string_view section = longestSectionOf(settingName);
-    if (startsWith(settingName, root) && root.size() > section.size()) {
-        return settingName.substr(0, root.size());
-    }
-    // Not one of this storage's own names (a default storage takes any): the path as a section
-    // keeps the value in the file, if under another name.
-    return section.empty() ? settingName.substr(0, settingName.rfind('/') + 1) : section;
-}
-
-// Sections that begin the name lie before it in the order, the longest last, but others may lie in
-// between. Such a one rules out all that is longer than what it has in common with the name. Trying
-// the name's paths one by one instead would take forever with a name of nothing but slashes.
-std::string_view SettingStorageInifile::longestSectionOf(std::string_view settingName) const {
-    std::string_view start = settingName;
-    for (auto next = sections_.upper_bound(start); next != sections_.begin();
-         next = sections_.upper_bound(start)) {
-        const std::string& section = *std::prev(next);
-        const auto difference =
-            std::mismatch(section.begin(), section.end(), start.begin(), start.end()).first;
-        start = start.substr(0, static_cast<std::size_t>(difference - section.begin()));
-        if (difference == section.end()) {
-            return start;
-        }
-    }
-    return {};
-}
-
-std::string_view SettingStorageInifile::sectionOf(std::string_view prefix,
-                                                  const std::string& root) const {
-    std::string_view section = prefix;
-    if (startsWith(prefix, root)) {
-        section.remove_prefix(root.size());
-    } else {
-        QEL_LOG(kError,
-                "SettingStorageInifile: settings of '%s' are saved in storage '%s' and will load "
-                "under its name",
-                std::string(prefix).c_str(), name().c_str());
-    }
-    if (!section.empty()) {
-        section.remove_suffix(1);
-    }
-    return section;
 }
 
 }  // namespace Settings

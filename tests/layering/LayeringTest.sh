@@ -36,6 +36,7 @@ SettingsStorageBase              storages
 SettingsByName                   storages
 SettingsStorageFileBase          storages
 SettingsStorageInifile           storages
+SettingsStorageInifileText       storages
 SettingsStorageXml               storages
 CLibXml2SaxParser                storages
 Sax1Handler                      storages
