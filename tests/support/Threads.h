@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <sys/syscall.h>
 #include <thread>
@@ -52,8 +51,10 @@ private:
             return false;
         }
         std::ifstream in("/proc/self/task/" + std::to_string(id_) + "/stat");
-        const std::string status{std::istreambuf_iterator<char>(in),
-                                 std::istreambuf_iterator<char>()};
+        // A line by the stream, not bytes by its buffer: of a thread that ends just now nothing can
+        // be read, which the buffer says with an exception.
+        std::string status;
+        std::getline(in, status);
         const std::size_t nameEnd = status.rfind(')');
         return nameEnd != std::string::npos && status.compare(nameEnd, 3, ") S") == 0;
     }
