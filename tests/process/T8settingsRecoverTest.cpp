@@ -203,6 +203,33 @@ TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthers
               bytes());
 }
 
+TEST_F(T8settingsRecover, SettingsBelowASectionThatCannotBeReadStayBehind) {
+    const std::string bad = file_ + ".bad";
+    putBad(
+        "#name = settings\n[sound]\nbass = int8,1\n[picture\nbass = int8,7\ntreble = int8,999\n"
+        "[tuner]\nscan = int8,3\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(bad +
+                  ":4: section is not closed, so the settings below it are read into section "
+                  "\"sound\"; write the \"]\"\n" +
+                  bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
+                  ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
+                  ": 2 settings from " + bad + ", CRC 2018853368\n",
+              recovered.out);
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_EQ(
+        "#name = settings\n[sound]\nbass = int8,1\n[tuner]\nscan = int8,3\n#crc32 = 2018853368\n",
+        bytes());
+}
+
+TEST_F(T8settingsRecover, SettingsBelowItStayBehindAlsoOfAFileThatALoadTakes) {
+    putBad("#name = settings\n[sound]\nbass = int8,1\n[picture\ntone = int8,7\n#crc32 = false\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});
+    EXPECT_EQ(2U, Json::parse(recovered.out).at("leftOut").size());
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,1\n#crc32 = "));
+}
+
 TEST_F(T8settingsRecover, OfAWholeFileValuesAreKeptAsTheyAre) {
     putBad("#name = settings\n[sound]\nbass = int8,300\nslip\n#crc32 = false\n");
     const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});

@@ -240,6 +240,17 @@ TEST_F(T8settingsVerify, HeadersAndSectionsWithoutEffectAreNamed) {
               saidOf("#name = y\n#savepolicy = sometimes\n#readonly = false\n[]\n[open\n[s]\n[]"));
 }
 
+TEST_F(T8settingsVerify, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow) {
+    EXPECT_EQ((Said{"3 changed: section is not closed, so the settings below it are read into "
+                    "section \"sound\"",
+                    "7 changed: no line ends a section, so the settings below it are read into "
+                    "section \"tuner\""}),
+              saidOf("[sound]\na = int,1\n[picture\nb = int,2\n[tuner]\nc = int,3\n[]\n"
+                     "# a comment\nd = int,4"));
+    EXPECT_EQ((Said{"1 changed: section is not closed, so the settings below it have no section"}),
+              saidOf("[picture\na = int,1\n[]\nb = int,2"));
+}
+
 TEST_F(T8settingsVerify, NameThatIsNotFirstCostsTheFile) {
     EXPECT_EQ((Said{"2 unusable: #name is not the first line"}), saidOf("a = int,1\n#name = x"));
 }

@@ -41,9 +41,10 @@ struct Salvage {
     std::vector<FileFinding> leftOut;
 };
 
-/// All of a file whose CRC is right but the lines that no load would take. Of any other file, whose
-/// bytes may be anything, also without lines that are read as something else than they say, and
-/// without a last line that may be cut short.
+/// All of a file whose CRC is right but the lines that no load would take and the settings whose
+/// section cannot be read, with the line that should have opened it. Of any other file, whose bytes
+/// may be anything, also without lines that are read as something else than they say, and without a
+/// last line that may be cut short.
 Salvage salvageOf(const IniFile& file);
 
 }  // namespace t8settings
