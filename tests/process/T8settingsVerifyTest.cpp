@@ -200,6 +200,33 @@ TEST_F(T8settingsVerify, FilesThatNobodyReadsAreNamed) {
          path("settings/settings.ini~") + ": ignored, as its name ends in neither .ini nor .xml"});
 }
 
+TEST_F(T8settingsVerify, FilesSetAsideLaterAreTold) {
+    put("settings/settings.ini.bad.1", "damaged");
+    put("settings/settings.ini.bad.99", "damaged");
+    put("settings/settings.ini.bad.100", "");
+    const std::string file = path("settings/settings.ini");
+    const std::string text =
+        ": set aside by a load that could not use it, and never read; t8settings recover " + file +
+        " shows what it holds; or delete it";
+    expectFindings(run({"verify"}),
+                   {file + ".bad.1" + text, file + ".bad.99" + text,
+                    file + ".bad.100: ignored, as its name ends in neither .ini nor .xml"});
+}
+
+TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
+    const std::string base = dir_.file("x.before-recover");
+    std::filesystem::create_directories(base + "/settings");
+    testsupport::writeFile(base + "/settings/settings.ini", kSound);
+    for (const char* const name : {"a.before-recovery", "b", "c.before-recover.2"}) {
+        testsupport::writeFile(base + "/settings/" + name, "");
+    }
+    const std::string ignored = ": ignored, as its name ends in neither .ini nor .xml";
+    expectFindings(runBare({"--base", base, "verify"}),
+                   {base + "/settings/a.before-recovery" + ignored, base + "/settings/b" + ignored,
+                    base + "/settings/c.before-recover.2: kept by recover; delete it when nobody "
+                           "needs it"});
+}
+
 TEST_F(T8settingsVerify, LinesThatNoLoadTakesAreNamedWithTheReason) {
     EXPECT_EQ((Said{"2 lost: no \"=\" after the key", "3 lost: no \",\" after the type",
                     "4 lost: x/c: no such type: \"\"",

@@ -88,7 +88,20 @@ std::vector<Member> membersOf(const FileGroup& group) {
             members.push_back(member);
         }
     }
+    const std::size_t beside = group.file.path().size() + 1;
+    for (const IniFile& file : group.setAsideLater) {
+        members.push_back({file.path().substr(beside), &file});
+    }
     return members;
+}
+
+const IniFile* memberCalled(const std::string& word, const FileGroup& group) {
+    for (const Member& member : membersOf(group)) {
+        if (member.word == word) {
+            return member.file;
+        }
+    }
+    return nullptr;
 }
 
 std::map<std::string, std::string> settingsOf(const IniFile& file) {
