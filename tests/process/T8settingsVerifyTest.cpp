@@ -339,6 +339,14 @@ TEST_F(T8settingsVerify, XmlIsReadByTheLibrarysParser) {
                       HasSubstr("no readable well-formed XML document")));
 }
 
+TEST_F(T8settingsVerify, XmlThatTheNextLoadSetsAsideIsToldSo) {
+    put("settings/product.xml", "<product>");
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("; the next program to load it sets it aside as " +
+                                               path("settings/product.xml") + ".bad\n"));
+    run({"list"});
+    EXPECT_TRUE(testsupport::exists(path("settings/product.xml.bad")));
+}
+
 TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
     const ToolRun missing =
         run({"verify", path("settings/none.ini"), path("settings/settings.ini")});

@@ -214,7 +214,7 @@ void demandIniFile(const std::string& path) {
                                             "; name that one: " + commandOn("recover", *file));
     }
     if (isXml(path)) {
-        throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is never set right");
+        throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is only read");
     }
 }
 

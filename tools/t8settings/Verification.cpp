@@ -158,7 +158,12 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
         return;
     }
     if (!file.error.empty()) {
-        add(path, Harm::kUnusable, file.error, "");
+        const bool isSetAside = iniFileAt(path).role() == IniFile::Role::kReadWrite;
+        add(path, Harm::kUnusable,
+            file.error + (isSetAside
+                              ? "; the next program to load it sets it aside as " + setAsideOf(path)
+                              : ""),
+            "");
     }
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");

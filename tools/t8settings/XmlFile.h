@@ -6,7 +6,7 @@
 
 namespace t8settings {
 
-/// One XML settings file, read by the library's own parser; a file of this kind is never set aside.
+/// One XML settings file, read by the library's own parser; it is not set aside, whatever it holds.
 struct XmlFile {
     explicit XmlFile(const std::string& path);
 
