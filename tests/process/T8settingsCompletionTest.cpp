@@ -61,10 +61,21 @@ TEST_F(T8settingsCompletion, ValuesOfOptionsArePathsOrWords) {
     EXPECT_EQ("path\n", answer("t8settings --base "));
     EXPECT_EQ("path\n", answer("t8settings list --marker=x"));
     EXPECT_EQ("path\n", answer("t8settings recover "));
-    EXPECT_EQ("words\ntmp\nbad\n", answer("t8settings recover --from "));
+    EXPECT_EQ("words\ntmp\nbad\ntmp.new\n", answer("t8settings recover --from "));
     EXPECT_EQ("words\nbad\n", answer("t8settings recover --from=b"));
     EXPECT_EQ("words\n", answer("t8settings watch --count "));
     EXPECT_EQ("words\n", answer("t8settings watch --none="));
+}
+
+TEST_F(T8settingsCompletion, NothingFollowsALineWithoutABlank) {
+    EXPECT_EQ("words\n", answer("t8settings"));
+    EXPECT_EQ("words\n", answer(""));
+}
+
+TEST_F(T8settingsCompletion, ExclamationMarkIsNeverBareForTheHistory) {
+    put("qel-default-settings/loud.ini", "a!b = int8,1\n");
+    EXPECT_EQ("words\nloud/a\"'!'\"b\n", answer("t8settings get \"loud/a"));
+    EXPECT_EQ("words\nloud/a\\!b\n", answer("t8settings get loud/a"));
 }
 
 TEST_F(T8settingsCompletion, NamesGoFromSlashToSlash) {

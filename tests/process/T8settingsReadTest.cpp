@@ -158,6 +158,10 @@ TEST_F(T8settingsRead, ListKeepsControlBytesFromTheLines) {
 }
 
 TEST_F(T8settingsRead, JsonIsUtf8AndHasTheExactBytesInHexadecimal) {
+    put("qel-default-settings/odd.ini",
+        "#name = odd\na = string,\x9B[2J\xC2\x9B\xC2\xA0\xE2\x82\x9B\xC3\x9F\x80\xA0\n");
+    EXPECT_EQ("odd/a\tstring\t\\x9B[2J\\xC2\\x9B\xC2\xA0\xE2\x82\x9B\xC3\x9F\\x80\xA0\n",
+              run({"list", "odd/"}).out);
     put("qel-default-settings/odd.ini", "#name = odd\nn\xFF = string,a\xFE\x1B\n");
     const ToolRun get = run({"get", "odd/n\xFF", "--json"});
     EXPECT_EQ(Json({{"name", "odd/n\xEF\xBF\xBD"},

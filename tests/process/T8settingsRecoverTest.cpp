@@ -203,6 +203,33 @@ TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthers
               bytes());
 }
 
+TEST_F(T8settingsRecover, SettingsBelowASectionThatCannotBeReadStayBehind) {
+    const std::string bad = file_ + ".bad";
+    putBad(
+        "#name = settings\n[sound]\nbass = int8,1\n[picture\nbass = int8,7\ntreble = int8,999\n"
+        "[tuner]\nscan = int8,3\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_EQ(bad +
+                  ":4: section is not closed, so the settings below it are read into section "
+                  "\"sound\"; write the \"]\"\n" +
+                  bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
+                  ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
+                  ": 2 settings from " + bad + ", CRC 2018853368\n",
+              recovered.out);
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_EQ(
+        "#name = settings\n[sound]\nbass = int8,1\n[tuner]\nscan = int8,3\n#crc32 = 2018853368\n",
+        bytes());
+}
+
+TEST_F(T8settingsRecover, SettingsBelowItStayBehindAlsoOfAFileThatALoadTakes) {
+    putBad("#name = settings\n[sound]\nbass = int8,1\n[picture\ntone = int8,7\n#crc32 = false\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});
+    EXPECT_EQ(2U, Json::parse(recovered.out).at("leftOut").size());
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,1\n#crc32 = "));
+}
+
 TEST_F(T8settingsRecover, OfAWholeFileValuesAreKeptAsTheyAre) {
     putBad("#name = settings\n[sound]\nbass = int8,300\nslip\n#crc32 = false\n");
     const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});
@@ -294,6 +321,65 @@ TEST_F(T8settingsRecover, FullDiskLosesNothing) {
     EXPECT_EQ(kNew, bytes(".bad"));
     EXPECT_FALSE(isThere(".before-recover"));
     EXPECT_FALSE(isThere(".tmp"));
+}
+
+TEST_F(T8settingsRecover, FullDiskLeavesAnUnreadableFileInItsPlace) {
+    std::filesystem::create_directory(file_);
+    putBad(kNew);
+    const ToolRun failed =
+        run({"recover", file_, "--from", "bad", "--yes"}, {}, [] { fullDisk(); });
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_TRUE(std::filesystem::is_directory(file_));
+    EXPECT_FALSE(isThere(".before-recover"));
+    EXPECT_FALSE(isThere(".tmp"));
+}
+
+TEST_F(T8settingsRecover, CopyOnItsWayIsKeptAndCanBePutBack) {
+    putFile("torn");
+    putTmp(kNew);
+    put("settings/settings.ini.tmp.new", kOld);
+    const ToolRun recovered = recover({"--from", "tmp", "--yes"});
+    EXPECT_THAT(recovered.out, HasSubstr("\n" + file_ + ".tmp.new.before-recover: " + file_ +
+                                         ".tmp.new as it was\n"));
+    EXPECT_EQ(0, recovered.exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_EQ(kOld, bytes(".tmp.new.before-recover"));
+    put("settings/settings.ini.tmp.new", kOld);
+    EXPECT_EQ(0, recover({"--from", "tmp.new", "--yes"}).exitCode);
+    EXPECT_EQ(kOld, bytes());
+}
+
+TEST_F(T8settingsRecover, FileSetAsideLaterIsShownAndPutBack) {
+    putFile(kOld);
+    put("settings/settings.ini.bad.1", kNew);
+    EXPECT_THAT(recover().out, HasSubstr("\nsetting\tfile\tbad.1\n"));
+    EXPECT_EQ(0, recover({"--from", "bad.1", "--yes"}).exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_EQ("t8settings: " + file_ + ".bad.2: not there\n",
+              recover({"--from", "bad.2", "--yes"}).err);
+    for (const char* const word : {"bad.100", "bad.01", "bad.", "x.bad", ""}) {
+        EXPECT_EQ(2, recover({"--from", word, "--yes"}).exitCode) << word;
+    }
+}
+
+TEST_F(T8settingsRecover, NothingIsWrittenWithoutTheLockOfTheDirectory) {
+    putFile(kOld);
+    putBad(kNew);
+    std::filesystem::permissions(dir_.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(file_ + ".bad", std::filesystem::perms(0644));
+    std::filesystem::permissions(path("settings"), std::filesystem::perms(0733));
+    const ToolRun refused = run({"recover", file_, "--from", "bad", "--yes"}, {}, [] {
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+    });
+    std::filesystem::permissions(path("settings"), std::filesystem::perms(0755));
+    if (refused.exitCode == 127 || geteuid() != 0) {
+        GTEST_SKIP() << "nobody but root may run the tool where it lies";
+    }
+    EXPECT_THAT(refused.err, HasSubstr("nothing was changed: the lock on " + path("settings") +
+                                       " could not be had"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_FALSE(isThere(".before-recover"));
 }
 
 TEST_F(T8settingsRecover, FullDiskLeavesAGoodCopyWhole) {

@@ -52,6 +52,15 @@ TEST_F(T8settingsSeal, CrcLineIsAddedAndAllBytesBeforeItStay) {
     EXPECT_FALSE(testsupport::exists(file_ + ".bad"));
 }
 
+TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
+    const std::string text = kText + "[picture\ntone = int8,1\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text,
+                    file_ +
+                        ":7: section is not closed, so the settings below it are read into "
+                        "section \"sound\"; write the \"]\"\n");
+}
+
 TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
     for (const char* const line :
          {"#crc32 = 12\n", "#crc32 = false\n", "#crc32 = 465", "#crc32\n"}) {

@@ -201,6 +201,33 @@ TEST_F(T8settingsVerify, FilesThatNobodyReadsAreNamed) {
          path("settings/settings.ini~") + ": ignored, as its name ends in neither .ini nor .xml"});
 }
 
+TEST_F(T8settingsVerify, FilesSetAsideLaterAreTold) {
+    put("settings/settings.ini.bad.1", "damaged");
+    put("settings/settings.ini.bad.99", "damaged");
+    put("settings/settings.ini.bad.100", "");
+    const std::string file = path("settings/settings.ini");
+    const std::string text =
+        ": set aside by a load that could not use it, and never read; t8settings recover " + file +
+        " shows what it holds; or delete it";
+    expectFindings(run({"verify"}),
+                   {file + ".bad.1" + text, file + ".bad.99" + text,
+                    file + ".bad.100: ignored, as its name ends in neither .ini nor .xml"});
+}
+
+TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
+    const std::string base = dir_.file("x.before-recover");
+    std::filesystem::create_directories(base + "/settings");
+    testsupport::writeFile(base + "/settings/settings.ini", kSound);
+    for (const char* const name : {"a.before-recovery", "b", "c.before-recover.2"}) {
+        testsupport::writeFile(base + "/settings/" + name, "");
+    }
+    const std::string ignored = ": ignored, as its name ends in neither .ini nor .xml";
+    expectFindings(runBare({"--base", base, "verify"}),
+                   {base + "/settings/a.before-recovery" + ignored, base + "/settings/b" + ignored,
+                    base + "/settings/c.before-recover.2: kept by recover; delete it when nobody "
+                           "needs it"});
+}
+
 TEST_F(T8settingsVerify, LinesThatNoLoadTakesAreNamedWithTheReason) {
     EXPECT_EQ((Said{"2 lost: no \"=\" after the key", "3 lost: no \",\" after the type",
                     "4 lost: x/c: no such type: \"\"",
@@ -239,6 +266,17 @@ TEST_F(T8settingsVerify, HeadersAndSectionsWithoutEffectAreNamed) {
                     "7 ignored: no line ends a section, so the settings below it are read into "
                     "section \"s\""}),
               saidOf("#name = y\n#savepolicy = sometimes\n#readonly = false\n[]\n[open\n[s]\n[]"));
+}
+
+TEST_F(T8settingsVerify, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow) {
+    EXPECT_EQ((Said{"3 changed: section is not closed, so the settings below it are read into "
+                    "section \"sound\"",
+                    "7 changed: no line ends a section, so the settings below it are read into "
+                    "section \"tuner\""}),
+              saidOf("[sound]\na = int,1\n[picture\nb = int,2\n[tuner]\nc = int,3\n[]\n"
+                     "# a comment\nd = int,4"));
+    EXPECT_EQ((Said{"1 changed: section is not closed, so the settings below it have no section"}),
+              saidOf("[picture\na = int,1\n[]\nb = int,2"));
 }
 
 TEST_F(T8settingsVerify, NameThatIsNotFirstCostsTheFile) {
@@ -300,6 +338,14 @@ TEST_F(T8settingsVerify, XmlIsReadByTheLibrarysParser) {
     EXPECT_THAT(run({"verify", path("qel-default-settings/product.xml"), "--json"}).out,
                 AllOf(HasSubstr("\"harm\": \"unusable\""), HasSubstr("\"state\": \"xml\""),
                       HasSubstr("no readable well-formed XML document")));
+}
+
+TEST_F(T8settingsVerify, XmlThatTheNextLoadSetsAsideIsToldSo) {
+    put("settings/product.xml", "<product>");
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("; the next program to load it sets it aside as " +
+                                               path("settings/product.xml") + ".bad\n"));
+    run({"list"});
+    EXPECT_TRUE(testsupport::exists(path("settings/product.xml.bad")));
 }
 
 TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {

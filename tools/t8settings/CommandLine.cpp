@@ -14,20 +14,17 @@ namespace {
 constexpr const char* kAbout = "Shows and changes the settings below a base directory.";
 
 constexpr const char* kFooter =
-    "Each command's own --help tells more, with an example to paste; the examples work on a copy:\n"
-    "  cp -r examples/tv tv\n\n"
-    "list, get, info, set, reset and load load the settings as every program does: a damaged\n"
-    "file is set aside under the suffix \".bad\". All others only read the files.\n\n"
+    "COMMAND --help and the man page tell more; examples use a copy of examples/tv.\n"
+    "list, get, info, set, reset and load load all files as every program does: a\n"
+    "damaged one is set aside as \".bad\". seal and recover write one file; the others\n"
+    "only read.\n\n"
     "Exit codes:\n"
     "  0  done\n"
     "  1  failed\n"
     "  2  bad usage\n"
     "  3  no such setting or type\n"
     "  4  refused: read-only, no default, or a reset to defaults is in progress\n"
-    "  5  not all is sound, or not all is the same\n\n"
-    "Results go to standard output, all else to standard error. In JSON, bytes that are not UTF-8\n"
-    "are replaced by U+FFFD; the exact bytes are then beside it in hexadecimal, \"textBytes\" to\n"
-    "\"text\".";
+    "  5  not all is sound, or not all is the same";
 
 struct Globals {
     std::optional<std::string> base;
@@ -39,7 +36,7 @@ struct Globals {
 
 void addGlobals(CLI::App& app, Globals& globals) {
     app.add_option("--base", globals.base,
-                   "Directory with the directories of settings files, \"/\" on the\n"
+                   "Directory with those of the settings files, \"/\" on the\n"
                    "television; or else in T8SETTINGS_BASE")
         ->type_name("DIR");
     app.add_option("--marker", globals.marker,
@@ -116,6 +113,8 @@ void style(CLI::App& app) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     app.footer(kFooter);
+    // For lines of 80 columns.
+    app.get_formatter()->column_width(17);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("REQUIRED", "");
 }

@@ -226,6 +226,9 @@ Candidates commands(const CLI::App& app) {
 }  // namespace
 
 Completion completionOf(const CLI::App& app, const std::vector<std::string>& words, Names names) {
+    if (words.empty()) {
+        return {};
+    }
     const std::string& start = words.back();
     const LineSoFar line(app, {words.begin(), words.end() - 1});
     if (line.isWrong()) {

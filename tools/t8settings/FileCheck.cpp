@@ -214,7 +214,7 @@ void demandIniFile(const std::string& path) {
                                             "; name that one: " + commandOn("recover", *file));
     }
     if (isXml(path)) {
-        throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is never set right");
+        throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is only read");
     }
 }
 
@@ -249,12 +249,16 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
                             {0, Harm::kIgnored, "left by an interrupted save and never read",
                              "the next save that needs the name replaces it; or delete it"}});
     }
-    if (!isMissing(group.setAside)) {
+    const auto addSetAside = [&](const IniFile& file) {
         findings.push_back(
-            {group.setAside.path(),
+            {file.path(),
              {0, Harm::kLost, "set aside by a load that could not use it, and never read",
               commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
+    };
+    if (!isMissing(group.setAside)) {
+        addSetAside(group.setAside);
     }
+    std::for_each(group.setAsideLater.begin(), group.setAsideLater.end(), addSetAside);
     return findings;
 }
 

@@ -23,14 +23,30 @@ constexpr std::string_view kIni = ".ini";
 constexpr std::string_view kCopy = ".tmp";
 constexpr std::string_view kSetAside = ".bad";
 constexpr std::string_view kNewCopy = ".tmp.new";
+constexpr int kMostSetAsideLater = 99;
 
 std::string lastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-bool endsWith(const std::string& text, std::string_view end) {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+/// Without the number of a file that was set aside later than another one.
+std::string_view withoutNumber(std::string_view path) {
+    const std::size_t dot = path.find_last_not_of("0123456789");
+    const std::size_t digits = dot == std::string_view::npos ? 0 : path.size() - dot - 1;
+    const bool hasNumber = (digits == 1 || digits == 2) && path[dot] == '.' &&
+                           path[dot + 1] != '0' && endsWith(path.substr(0, dot), kSetAside);
+    return hasNumber ? path.substr(0, dot) : path;
+}
+
+std::vector<IniFile> setAsideLater(const std::string& path) {
+    std::vector<IniFile> all;
+    for (int number = 1; number <= kMostSetAsideLater; ++number) {
+        IniFile file = iniFileAt(setAsideOf(path, number));
+        if (file.state() != FileState::kMissing) {
+            all.push_back(std::move(file));
+        }
+    }
+    return all;
 }
 
 std::string storageNameOf(const std::string& path) {
@@ -90,15 +106,21 @@ std::string copyOf(std::string file) {
     return file.append(kCopy);
 }
 
-std::string setAsideOf(std::string file) {
-    return file.append(kSetAside);
+std::string setAsideOf(std::string file, int number) {
+    file.append(kSetAside);
+    return number == 0 ? file : file.append(".").append(std::to_string(number));
 }
 
 std::string newCopyOf(std::string file) {
     return file.append(kNewCopy);
 }
 
-std::optional<std::string> fileBeside(const std::string& path) {
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::optional<std::string> fileBeside(const std::string& file) {
+    const std::string path(withoutNumber(file));
     for (const std::string_view suffix : {kNewCopy, kCopy, kSetAside}) {
         if (endsWith(path, suffix)) {
             return path.substr(0, path.size() - suffix.size());
@@ -125,7 +147,7 @@ IniFile iniFileAt(const std::string& path) {
 FileGroup groupAt(const std::string& path) {
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
     return {iniFileAt(path), iniFileAt(copyOf(path)), iniFileAt(setAsideOf(path)),
-            iniFileAt(newCopyOf(path))};
+            iniFileAt(newCopyOf(path)), setAsideLater(path)};
 }
 
 const IniFile* takenByLoad(const FileGroup& group) {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "IniFile.h"
@@ -24,12 +25,15 @@ void demandReadableDirectory(const std::string& path);
 void complainOfNoFiles(const std::string& base);
 
 /// What may lie beside a settings file.
-std::string copyOf(std::string file);      ///< the temporary copy of a save
-std::string setAsideOf(std::string file);  ///< what could not be used
-std::string newCopyOf(std::string file);   ///< a copy on its way to its place
+std::string copyOf(std::string file);  ///< the temporary copy of a save
+/// What could not be used; with a number, from 1, one that found the names before it taken.
+std::string setAsideOf(std::string file, int number = 0);
+std::string newCopyOf(std::string file);  ///< a copy on its way to its place
 
 /// The file that `path` may lie beside; nothing when it is no name of such a file.
 std::optional<std::string> fileBeside(const std::string& path);
+
+bool endsWith(std::string_view text, std::string_view end);
 
 bool isXml(const std::string& path);
 
@@ -46,6 +50,8 @@ struct FileGroup {
     IniFile copy;
     IniFile setAside;
     IniFile newCopy;
+    /// What could not be used later, when the name for it was taken: those that are there.
+    std::vector<IniFile> setAsideLater;
 };
 
 /// Reads them under the directory's lock.

@@ -31,6 +31,10 @@ std::string inOneLine(std::string text) {
     return text;
 }
 
+bool isClosed(const IniFile::Line& section) {
+    return section.whole.back() == ']';
+}
+
 /// Goes through the lines with what is known from the lines before.
 class LineChecker {
 public:
@@ -39,6 +43,9 @@ public:
             if (line.kind == Kind::Setting) {
                 lastLineOf_[line.name] = line.number;
             }
+        }
+        for (const auto& stray : strayLines(file)) {
+            misleading_.insert(stray.second);
         }
     }
 
@@ -83,14 +90,15 @@ private:
         const std::string stays =
             section_.empty() ? "the settings below it have no section"
                              : "the settings below it are read into section " + inQuotes(section_);
-        if (line.whole.back() != ']') {
-            return Finding{line.number, Harm::kIgnored, "section is not closed, so " + stays,
+        const Harm harm = misleading_.count(line.number) != 0 ? Harm::kChanged : Harm::kIgnored;
+        if (!isClosed(line)) {
+            return Finding{line.number, harm, "section is not closed, so " + stays,
                            "write the \"]\""};
         }
         if (section_.empty()) {
             return std::nullopt;
         }
-        return Finding{line.number, Harm::kIgnored, "no line ends a section, so " + stays,
+        return Finding{line.number, harm, "no line ends a section, so " + stays,
                        "move settings without a section above all sections"};
     }
 
@@ -138,6 +146,7 @@ private:
 
     const FactoryPtr& factory_;
     std::map<std::string, std::size_t> lastLineOf_;
+    std::set<std::size_t> misleading_;  ///< lines that open no section, with settings below
     std::string section_;
 };
 
@@ -201,6 +210,23 @@ std::vector<Finding> findingsInOrder(const IniFile& file) {
 }
 
 }  // namespace
+
+std::map<std::size_t, std::size_t> strayLines(const IniFile& file) {
+    std::map<std::size_t, std::size_t> strays;
+    std::size_t misleading = 0;
+    bool hasSection = false;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Section) {
+            hasSection = true;
+            misleading = 0;
+        } else if (line.kind == Kind::SkippedSection) {
+            misleading = isClosed(line) && !hasSection ? 0 : line.number;
+        } else if (line.kind == Kind::Setting && misleading != 0) {
+            strays[line.number] = misleading;
+        }
+    }
+    return strays;
+}
 
 std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> findings;

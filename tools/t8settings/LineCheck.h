@@ -2,6 +2,7 @@
 #define T8SETTINGS_LINECHECK_H
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,10 @@ struct Finding {
     std::string reason;
     std::string remedy;  ///< what to do about it
 };
+
+/// Settings that are read under another name than they say, since a line above them, "[]" or a
+/// bracket that is not closed, left the section as it was: the numbers of both lines.
+std::map<std::size_t, std::size_t> strayLines(const IniFile& file);
 
 /// What is wrong with the lines of a file, in their order. Any number of them for a file that is
 /// not accepted, or none: this is about the lines alone.

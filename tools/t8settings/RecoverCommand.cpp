@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kRecoverHelp =
     "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set aside: the state\n"
     "of each, which of them a load takes, and each setting that is not the same in all. Nothing\n"
-    "is changed. With --from one of the two is put in the place of FILE, with a right CRC: the\n"
+    "is changed. With --from one of them is put in the place of FILE, with a right CRC: the\n"
     "whole of it, or of a damaged one all lines that a load would take; those left out are told\n"
     "(exit code 5). What is replaced is kept beside it, and the name is told.\n\n"
     "Example:\n  t8settings recover tv/settings/settings.ini";
@@ -41,7 +41,7 @@ std::string tableOf(const std::vector<Member>& members,
                     const std::vector<Difference>& differences) {
     Row head = {"setting"};
     for (const Member& member : members) {
-        head.emplace_back(member.word);
+        head.push_back(member.word);
     }
     std::vector<Row> rows = {head};
     for (const Difference& difference : differences) {
@@ -111,6 +111,12 @@ Json jsonOf(const FileGroup& group) {
     return json;
 }
 
+/// The check of --from: what is wrong with the word, or nothing.
+std::string isSource(std::string& word) {
+    const bool isOne = word.find('/') == std::string::npos && fileBeside("." + word) == "";
+    return isOne ? "" : "it takes tmp, tmp.new, bad, or bad. and a number: " + inQuotes(word);
+}
+
 Result show(const FileGroup& group, Format format) {
     return {format == Format::kJson ? textOfJson(jsonOf(group)) : textOf(group)};
 }
@@ -136,7 +142,7 @@ Command addRecoverCommand(CLI::App& app) {
     command->add_option("FILE", options->path, "The settings file")->required()->type_name("");
     CLI::Option* const from = command->add_option("--from", options->from, "Put it back")
                                   ->type_name("")
-                                  ->check(CLI::IsMember({"tmp", "bad"}));
+                                  ->check(CLI::Validator(isSource, "{tmp,bad,tmp.new}"));
     command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);
     command->footer(kRecoverHelp);
     return {command, {}, {}, {}, [options](const std::string& marker, Format format) {

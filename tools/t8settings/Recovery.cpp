@@ -10,18 +10,49 @@ namespace {
 
 using Kind = Qel::Settings::text::IniLine::Kind;
 
+using Numbers = std::set<std::size_t>;
+
 bool isUseful(const FileFinding& finding, bool whole) {
     const Harm harm = finding.finding.harm;
     return harm == Harm::kIgnored || harm == Harm::kMoved || (whole && harm == Harm::kChanged);
 }
 
+/// Nobody knows what a setting is called whose section cannot be read: that stands for all other
+/// findings of its line. Adds these lines and those of the sections to `numbers`.
+void findStrays(const IniFile& file, std::vector<FileFinding>& findings, Numbers& numbers) {
+    const std::map<std::size_t, std::size_t> strays = strayLines(file);
+    findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                  [&strays](const FileFinding& finding) {
+                                      return strays.count(finding.finding.line) != 0;
+                                  }),
+                   findings.end());
+    for (const IniFile::Line& line : file.lines()) {
+        const auto stray = strays.find(line.number);
+        if (stray != strays.end()) {
+            numbers.insert({stray->first, stray->second});
+            findings.push_back({file.path(),
+                                {line.number, Harm::kChanged,
+                                 line.key + ": its section is not known, as line " +
+                                     std::to_string(stray->second) + " opens none",
+                                 ""}});
+        }
+    }
+    std::stable_sort(
+        findings.begin(), findings.end(),
+        [](const FileFinding& a, const FileFinding& b) { return a.finding.line < b.finding.line; });
+}
+
 std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
-    leftOut.erase(
-        std::remove_if(leftOut.begin(), leftOut.end(),
-                       [whole](const FileFinding& finding) { return isUseful(finding, whole); }),
-        leftOut.end());
+    Numbers misread;
+    findStrays(file, leftOut, misread);
+    leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(),
+                                 [&](const FileFinding& finding) {
+                                     return misread.count(finding.finding.line) == 0 &&
+                                            isUseful(finding, whole);
+                                 }),
+                  leftOut.end());
     const std::string& text = file.text();
     if (file.crcLine() == 0 && !file.lines().empty() && text.back() != '\n') {
         leftOut.push_back({file.path(),
@@ -31,7 +62,7 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     return leftOut;
 }
 
-std::string withoutLines(std::string_view text, const std::set<std::size_t>& numbers) {
+std::string withoutLines(std::string_view text, const Numbers& numbers) {
     std::string rest;
     std::size_t number = 0;
     for (std::size_t start = 0; start < text.size();) {
@@ -57,7 +88,20 @@ std::vector<Member> membersOf(const FileGroup& group) {
             members.push_back(member);
         }
     }
+    const std::size_t beside = group.file.path().size() + 1;
+    for (const IniFile& file : group.setAsideLater) {
+        members.push_back({file.path().substr(beside), &file});
+    }
     return members;
+}
+
+const IniFile* memberCalled(const std::string& word, const FileGroup& group) {
+    for (const Member& member : membersOf(group)) {
+        if (member.word == word) {
+            return member.file;
+        }
+    }
+    return nullptr;
 }
 
 std::map<std::string, std::string> settingsOf(const IniFile& file) {
@@ -94,7 +138,7 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
 
 Salvage salvageOf(const IniFile& file) {
     Salvage salvage = {"", 0, leftOutOf(file)};
-    std::set<std::size_t> numbers;
+    Numbers numbers;
     for (const FileFinding& finding : salvage.leftOut) {
         numbers.insert(finding.finding.line);
     }

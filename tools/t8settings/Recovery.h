@@ -13,12 +13,15 @@ namespace t8settings {
 
 /// A file of a group and what it is called in a command.
 struct Member {
-    const char* word;
+    std::string word;
     const IniFile* file;
 };
 
 /// The members of the group that are there, the file itself always, and first.
 std::vector<Member> membersOf(const FileGroup& group);
+
+/// The file of the group that is called so, such as "tmp" or "bad.1"; null when it is not there.
+const IniFile* memberCalled(const std::string& word, const FileGroup& group);
 
 /// Type, "," and text of each setting that the file has a line for, by its name.
 std::map<std::string, std::string> settingsOf(const IniFile& file);
@@ -41,9 +44,10 @@ struct Salvage {
     std::vector<FileFinding> leftOut;
 };
 
-/// All of a file whose CRC is right but the lines that no load would take. Of any other file, whose
-/// bytes may be anything, also without lines that are read as something else than they say, and
-/// without a last line that may be cut short.
+/// All of a file whose CRC is right but the lines that no load would take and the settings whose
+/// section cannot be read, with the line that should have opened it. Of any other file, whose bytes
+/// may be anything, also without lines that are read as something else than they say, and without a
+/// last line that may be cut short.
 Salvage salvageOf(const IniFile& file);
 
 }  // namespace t8settings

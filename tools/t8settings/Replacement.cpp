@@ -115,18 +115,39 @@ std::string nameToKeep(const std::string& path) {
 }
 
 bool isKept(const std::string& path) {
-    return path.find(kKept) != std::string::npos;
+    std::string name = path.substr(path.rfind('/') + 1);
+    const std::size_t number = name.find_last_not_of("0123456789");
+    if (number != std::string::npos && number + 1 < name.size() && name[number] == '.') {
+        name.resize(number);
+    }
+    return endsWith(name, kKept);
 }
 
-void keep(const std::string& path, const std::string& kept, const files::DirectoryLock& lock) {
+void keep(KeptFile& file, const files::DirectoryLock& lock) {
     struct stat status;
     std::string data;
-    const bool readable = ::stat(path.c_str(), &status) == 0 && files::readWholeFile(path, data);
-    const bool done =
-        readable ? copyTo(kept, data, status) : std::rename(path.c_str(), kept.c_str()) == 0;
-    if (!done || !lock.syncDirectory()) {
-        throw failure(path, "is unchanged, it could not be kept as " + kept, errno);
+    file.isMoved =
+        ::stat(file.path.c_str(), &status) != 0 || !files::readWholeFile(file.path, data);
+    const bool done = file.isMoved ? std::rename(file.path.c_str(), file.name.c_str()) == 0
+                                   : copyTo(file.name, data, status);
+    if (done && lock.syncDirectory()) {
+        return;
     }
+    const Failure unchanged =
+        failure(file.path, "is unchanged, it could not be kept as " + file.name, errno);
+    if (done && file.isMoved && std::rename(file.name.c_str(), file.path.c_str()) != 0) {
+        throw failure(file.path, "is now " + file.name + " and could not be moved back", errno);
+    }
+    if (done && !file.isMoved) {
+        ::unlink(file.name.c_str());
+    }
+    throw unchanged;
+}
+
+std::string putBack(const KeptFile& file) {
+    const bool isBack = file.isMoved && !isThere(file.path) &&
+                        std::rename(file.name.c_str(), file.path.c_str()) == 0;
+    return isBack ? "" : file.name + ": " + file.path + " as it was";
 }
 
 }  // namespace t8settings

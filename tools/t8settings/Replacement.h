@@ -2,7 +2,6 @@
 #define T8SETTINGS_REPLACEMENT_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "Files.h"
@@ -27,13 +26,23 @@ std::uint32_t replace(const Replacement& replacement,
 /// A name beside `path` that nothing has yet, for the file as it was.
 std::string nameToKeep(const std::string& path);
 
-/// Whether a file is one that was kept.
+/// Whether a file's name is one that `nameToKeep` gives.
 bool isKept(const std::string& path);
 
-/// Makes `kept` a copy of `path`, which then can be replaced, or moves it there if it cannot be
-/// read. Throws `Failure`, with nothing changed, when that is not possible.
-void keep(const std::string& path, const std::string& kept,
-          const Qel::Settings::files::DirectoryLock& lock);
+/// A file as it was, before it is replaced.
+struct KeptFile {
+    std::string path;
+    std::string name;  ///< what it is kept as
+    bool isMoved = false;
+};
+
+/// Makes a copy of the file, which then can be replaced, or moves it if it cannot be read. Throws
+/// `Failure`, with nothing changed, when that is not possible.
+void keep(KeptFile& file, const Qel::Settings::files::DirectoryLock& lock);
+
+/// After a failure: what was moved goes back to its place, unless something lies there. Returns
+/// what there is to say of the file, in one line; nothing when it is as it was.
+std::string putBack(const KeptFile& file);
 
 }  // namespace t8settings
 

@@ -1,5 +1,6 @@
 #include "Restoring.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "Recovery.h"
@@ -14,21 +15,20 @@ namespace {
 namespace files = Qel::Settings::files;
 
 const IniFile& sourceIn(const FileGroup& group, const std::string& from) {
-    const IniFile& source = from == "tmp" ? group.copy : group.setAside;
-    if (source.state() < FileState::kWithoutCrc) {
-        throw Failure(ExitCode::kFailed, source.path() + ": " + stateOf(source));
+    const IniFile* const source = memberCalled(from, group);
+    if (source == nullptr) {
+        throw Failure(ExitCode::kFailed, group.file.path() + "." + from + ": not there");
     }
-    return source;
+    if (source->state() < FileState::kWithoutCrc) {
+        throw Failure(ExitCode::kFailed, source->path() + ": " + stateOf(*source));
+    }
+    return *source;
 }
 
 /// What is to be done, all of it known before anything is.
 struct Plan {
     Salvage salvage;
-    struct Kept {
-        std::string path;
-        std::string name;
-    };
-    std::vector<Kept> kept;
+    std::vector<KeptFile> kept;
 };
 
 bool holds(const IniFile& file, const std::string& text) {
@@ -41,7 +41,12 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
         throw Failure(ExitCode::kFailed, linesOf(plan.salvage.leftOut) + source.path() +
                                              " has no setting that could be put back");
     }
-    for (const IniFile* const file : {&group.file, &group.copy}) {
+    std::vector<const IniFile*> replaced = {&group.file, &group.copy};
+    if (group.copy.accepted()) {
+        // A copy that may be all there is is replaced by one that is made under this name.
+        replaced.push_back(&group.newCopy);
+    }
+    for (const IniFile* const file : replaced) {
         if (isThere(file->path()) && !holds(*file, plan.salvage.text)) {
             plan.kept.push_back({file->path(), nameToKeep(file->path())});
         }
@@ -52,7 +57,7 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
 void demandConfirmation(const FileGroup& group, const IniFile& source, const Plan& plan) {
     std::string question = "Put " + countOf(plan.salvage.settings) + " from " + source.path() +
                            " in the place of " + group.file.path() + "?";
-    for (const Plan::Kept& kept : plan.kept) {
+    for (const KeptFile& kept : plan.kept) {
         question += " " + kept.path + " is kept as " + kept.name + ".";
     }
     complain(linesOf(plan.salvage.leftOut));
@@ -65,10 +70,16 @@ bool isSame(const IniFile& one, const IniFile& other) {
     return one.state() == other.state() && one.text() == other.text();
 }
 
+bool isSame(const std::vector<IniFile>& one, const std::vector<IniFile>& other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](const IniFile& a, const IniFile& b) { return isSame(a, b); });
+}
+
 /// Somebody else may have been at work while the question was open.
 void demandSame(const FileGroup& seen, const FileGroup& now) {
     if (!isSame(seen.file, now.file) || !isSame(seen.copy, now.copy) ||
-        !isSame(seen.setAside, now.setAside)) {
+        !isSame(seen.setAside, now.setAside) || !isSame(seen.newCopy, now.newCopy) ||
+        !isSame(seen.setAsideLater, now.setAsideLater)) {
         throw Failure(ExitCode::kFailed, "nothing was changed: another program has written to " +
                                              now.file.path() + " meanwhile\n" +
                                              commandOn("recover", now.file.path()) +
@@ -85,7 +96,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
         result.output += visible(group.file.path() + ": " + countOf(plan.salvage.settings) +
                                  " from " + source.path() + ", CRC " + std::to_string(crc)) +
                          "\n";
-        for (const Plan::Kept& kept : plan.kept) {
+        for (const KeptFile& kept : plan.kept) {
             result.output += visible(kept.name + ": " + kept.path + " as it was") + "\n";
         }
         return result;
@@ -96,7 +107,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     json["settings"] = plan.salvage.settings;
     json["crc"] = crc;
     json["kept"] = Json::array();
-    for (const Plan::Kept& kept : plan.kept) {
+    for (const KeptFile& kept : plan.kept) {
         Json row;
         addBytes(row, "file", kept.path);
         addBytes(row, "as", kept.name);
@@ -105,6 +116,37 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     json["leftOut"] = jsonOf(plan.salvage.leftOut);
     result.output = textOfJson(json);
     return result;
+}
+
+/// Without it another program's save might come between, and one of the two would be torn.
+void demandHeld(const files::DirectoryLock& lock, const std::string& path) {
+    if (!lock.held()) {
+        throw Failure(ExitCode::kFailed,
+                      "nothing was changed: the lock on " + files::directoryOf(path) +
+                          " could not be had; end the program that holds it, or whatever "
+                          "keeps the directory from being read, and try again");
+    }
+}
+
+/// Keeps what is replaced and replaces it; when that fails, all that can be is put back, and the
+/// rest is told.
+std::uint32_t carryOut(Plan& plan, const Replacement& replacement,
+                       const files::DirectoryLock& lock) {
+    std::size_t done = 0;
+    try {
+        for (KeptFile& kept : plan.kept) {
+            keep(kept, lock);
+            ++done;
+        }
+        return replace(replacement, lock);
+    } catch (const Failure& failure) {
+        std::string text = failure.what();
+        for (std::size_t i = 0; i < done; ++i) {
+            const std::string left = putBack(plan.kept[i]);
+            text += left.empty() ? "" : "\n" + left;
+        }
+        throw Failure(failure.code(), text);
+    }
 }
 
 }  // namespace
@@ -125,15 +167,13 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
     }
     const files::DirectoryLock lock(files::directoryOf(options.path),
                                     files::DirectoryLock::Mode::kExclusive);
+    demandHeld(lock, options.path);
     const FileGroup group = groupAt(options.path);
     demandSame(seen, group);
     demandNoReset(marker);
     const IniFile& source = sourceIn(group, options.from);
-    const Plan plan = planOf(group, source);
-    for (const Plan::Kept& kept : plan.kept) {
-        keep(kept.path, kept.name, lock);
-    }
-    const std::uint32_t crc = replace({group, plan.salvage.text, source.path()}, lock);
+    Plan plan = planOf(group, source);
+    const std::uint32_t crc = carryOut(plan, {group, plan.salvage.text, source.path()}, lock);
     return report(group, source, plan, crc, format);
 }
 

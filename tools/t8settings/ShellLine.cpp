@@ -26,6 +26,10 @@ std::string typedAs(char c, char quote) {
     if (quote == '\'') {
         return c == '\'' ? "'\\''" : std::string(1, c);
     }
+    if (quote == '"' && c == '!') {
+        // A backslash would keep the history away, but stay in the word.
+        return "\"'!'\"";
+    }
     const bool isSpecial = quote == '"' ? isOneOf(c, kSpecialWithinQuotes) : !isPlain(c);
     return isSpecial ? std::string("\\") + c : std::string(1, c);
 }

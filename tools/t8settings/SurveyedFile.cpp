@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Types.h"
+#include "XmlFile.h"
 
 namespace t8settings {
 
@@ -53,6 +54,7 @@ SurveyedFile surveyedXml(const std::string& path) {
     found.path = path;
     found.readonly = true;
     // As a storage's defaults file, which is never set aside, whatever it holds.
+    const SystemLogSilenced silence;
     Qel::Settings::SettingsManager manager;
     Qel::Settings::SettingStorageXml storage("", path, "");
     found.error = storage.init(&manager, typesInForce()) ? "" : "it is no XML that can be read";

@@ -19,6 +19,13 @@ bool isControl(char c) {
     return (c >= 0 && c < ' ') || c == '\x7f';
 }
 
+void appendEscape(std::string& out, char c) {
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\x%02X",
+                  static_cast<unsigned int>(static_cast<unsigned char>(c)));
+    out += escape.data();
+}
+
 void appendVisible(std::string& out, char c) {
     if (!isControl(c)) {
         out += c;
@@ -27,10 +34,48 @@ void appendVisible(std::string& out, char c) {
     } else if (c == '\t') {
         out += "\\t";
     } else {
-        std::array<char, 8> escape{};
-        std::snprintf(escape.data(), escape.size(), "\\x%02X", static_cast<unsigned int>(c));
-        out += escape.data();
+        appendEscape(out, c);
     }
+}
+
+bool isContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+/// How many bytes at the front are one character of UTF-8 beyond ASCII; 0 for none.
+std::size_t lengthOfCharacter(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                               : lead >= 0xE0 && lead <= 0xEF ? 3
+                               : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                              : 0;
+    if (length == 0 || text.size() < length) {
+        return 0;
+    }
+    const std::string_view rest = text.substr(1, length - 1);
+    return std::all_of(rest.begin(), rest.end(), isContinuation) ? length : 0;
+}
+
+/// The control characters beyond ASCII, or the bytes that a terminal of 8 bits takes for them, at
+/// the front: how many bytes.
+std::size_t lengthOfHighControl(std::string_view text) {
+    const auto isHighControl = [](char c) {
+        return (static_cast<unsigned char>(c) & 0xE0U) == 0x80U;
+    };
+    if (lengthOfCharacter(text) == 2 && text.front() == '\xC2' && isHighControl(text[1])) {
+        return 2;
+    }
+    return isHighControl(text.front()) ? 1 : 0;
+}
+
+/// Appends the first character, and takes it off the text.
+void appendNext(std::string& out, std::string_view& text) {
+    const std::size_t control = lengthOfHighControl(text);
+    const std::size_t length = std::max<std::size_t>({control, lengthOfCharacter(text), 1});
+    for (const char c : text.substr(0, length)) {
+        control != 0 ? appendEscape(out, c) : appendVisible(out, c);
+    }
+    text.remove_prefix(length);
 }
 
 std::string_view environmentWord(const char* name) {
@@ -42,8 +87,8 @@ std::string_view environmentWord(const char* name) {
 
 std::string visible(std::string_view text) {
     std::string out;
-    for (const char c : text) {
-        appendVisible(out, c);
+    while (!text.empty()) {
+        appendNext(out, text);
     }
     return out;
 }
@@ -53,11 +98,11 @@ std::string inQuotes(std::string_view text) {
         return '"' + visible(text) + '"';
     }
     std::string out = "'";
-    for (const char c : text) {
-        if (c == '\'') {
+    while (!text.empty()) {
+        if (text.front() == '\'') {
             out += "'\\'";
         }
-        appendVisible(out, c);
+        appendNext(out, text);
     }
     return out + "'";
 }

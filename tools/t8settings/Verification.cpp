@@ -5,7 +5,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <memory>
-#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,10 +17,6 @@ namespace t8settings {
 namespace {
 
 using Kind = Qel::Settings::text::IniLine::Kind;
-
-bool endsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 std::set<std::string> namesIn(const IniFile& file) {
     std::set<std::string> names;
@@ -43,7 +38,13 @@ std::vector<std::string> entriesOf(const std::string& path, int& error) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), &::closedir);
     error = directory ? 0 : errno;
     std::vector<std::string> names;
-    while (const dirent* const entry = directory ? ::readdir(directory.get()) : nullptr) {
+    while (directory) {
+        errno = 0;
+        const dirent* const entry = ::readdir(directory.get());
+        if (entry == nullptr) {
+            error = errno;
+            break;
+        }
         names.emplace_back(entry->d_name);
     }
     std::sort(names.begin(), names.end());
@@ -133,6 +134,9 @@ void Verification::verifyGroup(const FileGroup& group) {
     for (const IniFile* const file : {&group.file, &group.copy, &group.newCopy, &group.setAside}) {
         addFile(*file);
     }
+    for (const IniFile& file : group.setAsideLater) {
+        addFile(file);
+    }
     for (const FileFinding& finding : findingsIn(group)) {
         findings_.push_back(finding);
     }
@@ -154,7 +158,12 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
         return;
     }
     if (!file.error.empty()) {
-        add(path, Harm::kUnusable, file.error, "");
+        const bool isSetAside = iniFileAt(path).role() == IniFile::Role::kReadWrite;
+        add(path, Harm::kUnusable,
+            file.error + (isSetAside
+                              ? "; the next program to load it sets it aside as " + setAsideOf(path)
+                              : ""),
+            "");
     }
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");

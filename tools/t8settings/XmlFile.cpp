@@ -2,7 +2,6 @@
 
 #include <Qel/Settings/SettingStorageXml.h>
 #include <exception>
-#include <syslog.h>
 
 #include "Files.h"
 #include "LibraryLog.h"
@@ -17,19 +16,6 @@ namespace {
 class Document : public Qel::Settings::SettingStorageXml {
 public:
     Document() : SettingStorageXml("", "", "") { setFactory(setUpWithoutFiles().types); }
-};
-
-/// The library tells the system log what it rejects, for whoever watches a television; a mere look
-/// at a file is none of that.
-class SystemLogSilenced {
-public:
-    SystemLogSilenced() : mask_(::setlogmask(LOG_MASK(LOG_EMERG))) {}
-    ~SystemLogSilenced() { ::setlogmask(mask_); }
-    SystemLogSilenced(const SystemLogSilenced&) = delete;
-    SystemLogSilenced& operator=(const SystemLogSilenced&) = delete;
-
-private:
-    int mask_;
 };
 
 std::string errorOf(Document& document, const std::string& path) {

@@ -2,11 +2,25 @@
 #define T8SETTINGS_XMLFILE_H
 
 #include <string>
+#include <syslog.h>
 #include <vector>
 
 namespace t8settings {
 
-/// One XML settings file, read by the library's own parser; a file of this kind is never set aside.
+/// The library tells the system log what it rejects, for whoever watches a television; a mere look
+/// at a file is none of that.
+class SystemLogSilenced {
+public:
+    SystemLogSilenced() : mask_(::setlogmask(LOG_MASK(LOG_EMERG))) {}
+    ~SystemLogSilenced() { ::setlogmask(mask_); }
+    SystemLogSilenced(const SystemLogSilenced&) = delete;
+    SystemLogSilenced& operator=(const SystemLogSilenced&) = delete;
+
+private:
+    int mask_;
+};
+
+/// One XML settings file, read by the library's own parser; it is not set aside, whatever it holds.
 struct XmlFile {
     explicit XmlFile(const std::string& path);
 
