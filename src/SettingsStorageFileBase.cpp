@@ -196,8 +196,7 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
 
 void SettingStorageFileBase::letFileStand(Standing standing) {
     standing_ = standing;
-    QEL_LOG(kWarning, "'%s' stays where it is; a save copies it before it writes.",
-            rwFilename_.c_str());
+    QEL_LOG(kWarning, "'%s' stays where it is; a save would copy it first.", rwFilename_.c_str());
 }
 
 bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const std::string& copy,

@@ -50,7 +50,7 @@ protected:
     }
 
     std::string stays() const {
-        return "'" + rw_ + "' stays where it is; a save copies it before it writes.";
+        return "'" + rw_ + "' stays where it is; a save would copy it first.";
     }
     std::string keptAs(const std::string& path) const {
         return "The damaged file '" + rw_ + "' is kept as '" + path + "'.";
