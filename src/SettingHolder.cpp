@@ -126,7 +126,7 @@ bool SettingHolder::bind(SettingChangeCallback& owner) {
     return callback_.compare_exchange_strong(none, &owner);
 }
 
-void SettingHolder::orphan(SettingChangeCallback& owner) {
+void SettingHolder::orphan(SettingChangeCallback& owner, bool waits) {
     SettingChangeCallback* expected = &owner;
     if (!callback_.compare_exchange_strong(expected, &refusingCallback())) {
         return;
@@ -134,7 +134,7 @@ void SettingHolder::orphan(SettingChangeCallback& owner) {
     // A change of this very thread cannot end before this call does. Others end by themselves, and
     // storages die rarely: looking again after a moment is all the waiting that is needed.
     const int ownChanges = changesOfThisThread(this);
-    while (changesUnderWay_.load() > ownChanges) {
+    while (waits && changesUnderWay_.load() > ownChanges) {
         const timespec moment = {0, 1000000};
         nanosleep(&moment, nullptr);
     }

@@ -196,8 +196,7 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
 
 void SettingStorageFileBase::letFileStand(Standing standing) {
     standing_ = standing;
-    QEL_LOG(kWarning, "'%s' stays where it is; a save copies it before it writes.",
-            rwFilename_.c_str());
+    QEL_LOG(kWarning, "'%s' stays where it is; a save would copy it first.", rwFilename_.c_str());
 }
 
 bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const std::string& copy,
@@ -484,11 +483,12 @@ void SettingStorageFileBase::retire() {
                 e.what());
     }
     // No lock: a change that is waited for may be saving, which needs the settings and the locks.
-    settings_->forEach(
-        [this](const boost::shared_ptr<SettingHolder>& holder) { holder->orphan(*this); });
+    // In a forked child nobody ends it.
+    const bool waits = ::getpid() == process_;
+    settings_->forEach([this, waits](const auto& holder) { holder->orphan(*this, waits); });
     for (const auto& replaced : replacedSettings_) {
         if (const auto holder = replaced.lock()) {
-            holder->orphan(*this);
+            holder->orphan(*this, waits);
         }
     }
     // Last, since a change that was under way saves by the policy that it was made under.

@@ -1,11 +1,14 @@
 #include "files/DirectoryLock.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <sys/file.h>
+#include <system_error>
 #include <time.h>
 #include <utility>
 
@@ -28,11 +31,14 @@ constexpr int kLongestPoll = 10;  // polls
 
 thread_local const DirectoryLock* innermostLock = nullptr;
 
-/// Directories that somebody was holding for too long, and until when they are not waited for. A
-/// vain wait for reading does not spare the longer one of a writer.
+/// Directories whose lock could not be had, and until when nothing more is made of it: they are not
+/// waited for again in that mode, or, without a mode, a shortage is not told again. A vain wait for
+/// reading does not spare the longer one of a writer.
 class Penalties {
 public:
-    bool applies(const std::string& directory, DirectoryLock::Mode mode) {
+    using Mode = std::optional<DirectoryLock::Mode>;
+
+    bool applies(const std::string& directory, Mode mode) {
         const std::lock_guard<std::mutex> lock(mutex_);
         const auto found = until_.find({directory, mode});
         if (found == until_.end()) {
@@ -45,14 +51,14 @@ public:
         return false;
     }
 
-    void impose(const std::string& directory, DirectoryLock::Mode mode) {
+    void impose(const std::string& directory, Mode mode) {
         const std::lock_guard<std::mutex> lock(mutex_);
         until_[{directory, mode}] = Clock::now() + directoryLockWait.penalty;
     }
 
 private:
     std::mutex mutex_;
-    std::map<std::pair<std::string, DirectoryLock::Mode>, Clock::time_point> until_;
+    std::map<std::pair<std::string, Mode>, Clock::time_point> until_;
 };
 
 Penalties& penalties() {
@@ -72,6 +78,22 @@ Clock::duration pausePolling() {
     return std::min<Clock::duration>(Clock::now() - start, kLongestPoll * poll);
 }
 
+/// To be called when the lock could not be had, with errno as that left it. What may be there the
+/// next time is worth a warning; a directory that is not there, may not be read or knows no locks
+/// is not.
+void tellShortage(const std::string& directory) {
+    static constexpr std::array<int, 4> kShortages = {EMFILE, ENFILE, ENOMEM, ENOLCK};
+    const int error = errno;
+    if (std::find(kShortages.begin(), kShortages.end(), error) == kShortages.end() ||
+        penalties().applies(directory, std::nullopt)) {
+        return;
+    }
+    penalties().impose(directory, std::nullopt);
+    const std::string reason = std::generic_category().message(error);
+    QEL_LOG(kWarning, "Directory '%s' cannot be locked, going on without the lock: %s",
+            directory.c_str(), reason.c_str());
+}
+
 }  // namespace
 
 DirectoryLock::DirectoryLock(std::string directory, Mode mode)
@@ -82,7 +104,11 @@ DirectoryLock::DirectoryLock(std::string directory, Mode mode)
       held_(lender_ != nullptr) {
     if (lender_ == nullptr) {
         descriptor_ = openFile(directory_, O_RDONLY | O_DIRECTORY);
-        held_ = descriptor_.isOpen() && acquire();
+        if (descriptor_.isOpen()) {
+            held_ = acquire();
+        } else {
+            tellShortage(directory_);
+        }
     }
     innermostLock = this;
 }
@@ -124,7 +150,11 @@ bool DirectoryLock::acquire() {
     bool worthWaiting = true;
     while (!tryToLock(worthWaiting)) {
         contended_ = worthWaiting;
-        if (!worthWaiting || penalties().applies(directory_, mode_)) {
+        if (!worthWaiting) {
+            tellShortage(directory_);
+            return false;
+        }
+        if (penalties().applies(directory_, mode_)) {
             return false;
         }
         if (patience <= Clock::duration::zero()) {
@@ -147,7 +177,7 @@ bool DirectoryLock::tryToLock(bool& worthWaiting) const {
     if (::flock(descriptor_.number(), operation | LOCK_NB) == 0) {
         return true;
     }
-    // Everything else says that the file system has no locks.
+    // Everything else says that the file system has no locks, or none left.
     worthWaiting = errno == EWOULDBLOCK || errno == EINTR;
     return false;
 }

@@ -14,10 +14,11 @@ namespace files {
 /// it exclusively over a whole save, loaders shared over a whole load, across processes and
 /// threads. It is laid on the directory itself, so no lock file is left behind.
 ///
-/// It is a help, no guarantee: when it cannot be had in time, the work goes on without it and a
-/// warning is logged. A television must come up although some process hangs with the lock in hand.
-/// But a disk that is busy may hold a writer up for seconds, so whoever would write under it, or
-/// take its file for damaged, is more patient than who only wants to read.
+/// It is a help, no guarantee: when it cannot be had in time, or because descriptors, memory or
+/// locks are short, the work goes on without it and a warning is logged. A television must come up
+/// although some process hangs with the lock in hand. But a disk that is busy may hold a writer up
+/// for seconds, so whoever would write under it, or take its file for damaged, is more patient than
+/// who only wants to read.
 ///
 /// A thread that holds a directory exclusively may lock it again, in any mode. Objects nest like
 /// scopes and stay on the thread that made them.
@@ -61,6 +62,7 @@ struct DirectoryLockWait {
     std::chrono::milliseconds exclusive{10000};
     std::chrono::milliseconds poll{3};
     /// After a vain wait the directory is asked but not waited for again for so long, in that mode.
+    /// That descriptors, memory or locks are short is told again after so long.
     std::chrono::milliseconds penalty{10000};
 };
 extern DirectoryLockWait directoryLockWait;

@@ -57,6 +57,14 @@ protected:
             {"first save, which makes the file", {[this] { given(false, ""); }, save}},
             {"save over a good copy that was left", {goodCopy, save}},
             {"save over a damaged copy that was left", {[this] { given(true, "torn"); }, save}},
+            {"save that keeps a damaged file first",
+             {[this] {
+                  std::filesystem::create_directory(bad_);
+                  given(false, "");
+                  writeFile(rw_, "torn");
+                  ASSERT_TRUE(reopen());
+              },
+              save}},
             {"save of an unchanged text", {file, [this] { saveOf(1); }}},
             {"save with `syncWrites(false)`",
              {file,

@@ -187,6 +187,20 @@ TEST_F(FormatPage, ASectionThatNoFileKnowsIsWrittenAsPartOfTheKey) {
     EXPECT_EQ(open()->querySetting("settings/sound/bass")->getValue<int>(), 2);
 }
 
+TEST_F(FormatPage, ASettingThatIsRegisteredReplacesTheOneOfItsNameAndIsNoChange) {
+    const auto storage = load("#name = settings\n[]\na = int,5\nb = int,6\n");
+    const auto a = boost::make_shared<SettingHolder>("settings/a", true);
+    ASSERT_TRUE(storage->registerSetting(a));
+    EXPECT_EQ(storage->querySetting("settings/a"), a);
+    EXPECT_FALSE(storage->dirty());
+    ASSERT_TRUE(storage->save());
+    EXPECT_FALSE(testsupport::exists(readWriteFile()));
+    ASSERT_TRUE(storage->querySetting("settings/b")->setValue(7));
+    ASSERT_TRUE(storage->save());
+    EXPECT_NE(readFile(readWriteFile()).find("\n[]\na = bool,true\nb = int,7\n"),
+              std::string::npos);
+}
+
 TEST_F(FormatPage, AKeyThatBeginsWithAHashIsReadAsAHeaderLine) {
     const auto storage = load("#name = settings\n[x]\na = int,1\n#b = int,2\n#readonly = int,3\n");
     EXPECT_EQ(storage->settingsSet().size(), 1U);

@@ -7,6 +7,7 @@
 #include <string>
 #include <sys/file.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <thread>
 #include <time.h>
 #include <unistd.h>
@@ -352,7 +353,7 @@ TEST_F(DirectoryLockTest, OfDirectoriesThatCannotBeOpenedOnlyAHiddenOneCountsAsS
 }
 
 TEST_F(DirectoryLockTest, AFileSystemWithoutLocksIsNoReasonToWait) {
-    for (const int error : {ENOTSUP, ENOLCK, EINVAL, ENOSYS}) {
+    for (const int error : {ENOTSUP, EINVAL, ENOSYS}) {
         FileCalls calls(dir_.path());
         calls.fail("lock .", error);
         const DirectoryLock lock(dir_.path(), Mode::kExclusive);
@@ -362,6 +363,60 @@ TEST_F(DirectoryLockTest, AFileSystemWithoutLocksIsNoReasonToWait) {
         EXPECT_EQ(calls.count("fsync ."), 1U) << error;
     }
     EXPECT_TRUE(log_.entries().empty()) << log_.dump();
+}
+
+class DirectoryLockShortage : public DirectoryLockFixture {
+protected:
+    void lockInVain(const std::string& call, int error) {
+        FileCalls calls(dir_.path());
+        calls.fail(call, error, FileCalls::kForGood);
+        const DirectoryLock lock(dir_.path(), Mode::kExclusive);
+        EXPECT_FALSE(lock.held());
+        EXPECT_FALSE(lock.contended());
+        EXPECT_LE(calls.count("lock ."), 1U);
+    }
+
+    std::size_t told(int error) const {
+        return log_.count(4, "Qel::Settings", "src/files/DirectoryLock",
+                          "Directory '" + dir_.path() +
+                              "' cannot be locked, going on without the lock: " +
+                              std::generic_category().message(error));
+    }
+};
+
+TEST_F(DirectoryLockShortage, IsNoReasonToWaitButIsTold) {
+    giveUpAfter(0, 0);
+    const struct {
+        const char* call;
+        int error;
+    } rows[] = {{"open .", EMFILE}, {"open .", ENFILE}, {"open .", ENOMEM}, {"lock .", ENOLCK}};
+    for (const auto& row : rows) {
+        log_.clear();
+        lockInVain(row.call, row.error);
+        EXPECT_EQ(told(row.error), 1U) << log_.dump();
+        lockInVain(row.call, row.error);
+        EXPECT_EQ(told(row.error), 2U) << log_.dump();
+        EXPECT_EQ(log_.entries().size(), 2U) << log_.dump();
+    }
+}
+
+TEST_F(DirectoryLockShortage, IsNotToldByEachOfManySaves) {
+    giveUpAfter(0, 60000);
+    lockInVain("open .", EMFILE);
+    lockInVain("open .", EMFILE);
+    lockInVain("lock .", ENOLCK);
+    EXPECT_EQ(log_.entries().size(), 1U) << log_.dump();
+    EXPECT_EQ(told(EMFILE), 1U) << log_.dump();
+}
+
+TEST_F(DirectoryLockShortage, DoesNotCostTheDirectoryItsWait) {
+    giveUpAfter(20, 60000);
+    lockInVain("open .", EMFILE);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    FileCalls calls(dir_.path());
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    EXPECT_GT(calls.count("lock ."), 1U);
+    EXPECT_EQ(warnings(), 1U) << log_.dump();
 }
 
 TEST_F(DirectoryLockTest, AnInterruptionIsNoReasonToGiveUp) {

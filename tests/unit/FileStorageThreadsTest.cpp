@@ -1,7 +1,9 @@
 #include <atomic>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 #include "AllocationHook.h"
@@ -140,6 +142,42 @@ TEST_F(FileStorageThreads, AStoragesEndWaitsForTheChangeUnderWay) {
     end.join();
     EXPECT_TRUE(saved);
     EXPECT_FALSE(a->setValue(2));
+}
+
+class StorageThatIsAsked : public StubFileStorage {
+public:
+    using StubFileStorage::retire;
+    using StubFileStorage::StubFileStorage;
+    bool changing(std::string) override {
+        asked.pass();
+        return true;
+    }
+    Gate asked;
+};
+
+// Of a setting that it holds and of one that another has replaced.
+TEST_F(FileStorageThreads, AStoragesEndInAForkedChildDoesNotWaitForTheParentsChanges) {
+    const auto change = [](const Holder& setting) { EXPECT_TRUE(setting->setValue(1)); };
+    for (const bool replaced : {false, true}) {
+        const auto storage = boost::make_shared<StorageThatIsAsked>("settings", defaults_, rw_);
+        const Holder a = holder("settings/a");
+        ASSERT_TRUE(storage->registerSetting(a));
+        if (replaced) {
+            ASSERT_TRUE(storage->registerSetting(holder("settings/a")));
+        }
+        WatchedThread changing([&] { change(a); });
+        storage->asked.waitForArrival();
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::alarm(30);
+            storage->retire();
+            ::_exit(a->setValue(2) ? 1 : 0);
+        }
+        int status = -1;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        storage->asked.open();
+    }
 }
 
 }  // namespace

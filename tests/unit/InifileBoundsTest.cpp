@@ -167,9 +167,14 @@ TEST_F(InifileBounds, WhatCouldNotBeLoadedAgainIsNotSaved) {
     ASSERT_TRUE(reopen());
     ASSERT_EQ(storage_->settingsSet().size(), 40U);
     storage_->querySetting(storage_->settingsSet().begin()->first)->setValue(2);
+    qlog::setThreshold("settings.inifile", 5);
     EXPECT_FALSE(storage_->save());
     EXPECT_TRUE(storage_->dirty());
     EXPECT_EQ(testsupport::readFile(rw_), before);
+    EXPECT_EQ(logged(5, "SettingStorageInifile::saveFile( '" + rw_ +
+                            "' ): caught the names of its settings take more than 64 MiB"),
+              1U)
+        << log_.dump();
 }
 
 TEST_F(InifileBounds, LongNameOfManySectionsIsRefusedToo) {

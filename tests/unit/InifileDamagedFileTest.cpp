@@ -50,7 +50,7 @@ protected:
     }
 
     std::string stays() const {
-        return "'" + rw_ + "' stays where it is; a save copies it before it writes.";
+        return "'" + rw_ + "' stays where it is; a save would copy it first.";
     }
     std::string keptAs(const std::string& path) const {
         return "The damaged file '" + rw_ + "' is kept as '" + path + "'.";
@@ -134,6 +134,26 @@ TEST_F(InifileDamagedFile, ThatIsGoneByThenHoldsNothingUp) {
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_FALSE(exists(second_));
+}
+
+// Nobody reads or writes the pipe: to open it the plain way would be to wait for that.
+TEST_F(InifileDamagedFile, ThatIsAPipeHasNothingToBeKept) {
+    ASSERT_EQ(::mkfifo(rw_.c_str(), 0600), 0);
+    ::alarm(30);
+    ASSERT_TRUE(reopen());
+    ASSERT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_TRUE(std::filesystem::is_fifo(rw_));
+    EXPECT_FALSE(exists(second_));
+    EXPECT_EQ(readFile(copy_), kSaved);
+    std::filesystem::remove(rw_);
+    EXPECT_TRUE(storage_->save());
+    ::alarm(0);
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+    EXPECT_FALSE(exists(copy_));
 }
 
 TEST_F(InifileDamagedFile, IsNoConcernOfATextThatGoesElsewhere) {

@@ -76,6 +76,18 @@ TEST_F(XmlStorageLoad, DamagedReadWriteFileIsSetAsideAndWhatItGaveStays) {
         << log.dump();
 }
 
+TEST_F(XmlStorageLoad, DamagedReadWriteFileThatCannotBeSetAsideStaysForGood) {
+    ASSERT_EQ(0, mkdir((readWrite_ + ".bad").c_str(), 0700));
+    LogCapture log;
+    EXPECT_TRUE(init("<tv><a value='1'/></tv>", "<tv>"));
+    EXPECT_TRUE(log.contains(4, "Qel::Settings", "src/SettingsStorageFileBase",
+                             "'" + readWrite_ + "' stays where it is; a save would copy it first."))
+        << log.dump();
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ("<tv>", readFile(readWrite_));
+    EXPECT_FALSE(exists(readWrite_ + ".bad.1"));
+}
+
 TEST_F(XmlStorageLoad, SettingsRefusedInADamagedFileAreToldOnceInTheErrorText) {
     SyslogCapture syslog;
     EXPECT_TRUE(init("<tv/>", "<tv><a type='odd' value='1'/><b></tv>"));

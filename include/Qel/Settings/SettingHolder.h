@@ -116,8 +116,9 @@ public:
 
     /// Called by the storage that is about to die: from here on every change is refused. Waits for
     /// changes that other threads have under way in `owner`. Nothing happens when the setting
-    /// belongs to somebody else.
-    void orphan(SettingChangeCallback& owner);
+    /// belongs to somebody else. With `waits` false it does not wait: in a forked child, where the
+    /// threads that had changes under way are not there to end them.
+    void orphan(SettingChangeCallback& owner, bool waits = true);
 
 private:
     friend class SettingFactory;

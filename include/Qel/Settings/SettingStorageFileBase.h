@@ -10,6 +10,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 #include "Qel/Settings/Export.h"
@@ -179,6 +181,7 @@ private:
     bool saving_ = false;
     bool writeRefused_ = false;
     bool retired_ = false;
+    const pid_t process_ = ::getpid();  // that made the storage
     bool unread_ = false;
     Standing standing_ = Standing::kNot;
     mutable std::recursive_mutex storageMutex_;
