@@ -20,8 +20,9 @@ constexpr const char* kResetHelp =
     "one of them is read-only or has no default, nothing is changed.\n\n"
     "With --all, every storage goes back to its defaults but calibration data, which survives,\n"
     "read-only storages, and storages without a defaults file. The reset is announced by a marker\n"
-    "file that stays until the machine restarts: until then no process saves settings. With\n"
-    "--marker the announcement is for those alone who look there.\n\n"
+    "file that stays until the machine restarts: until then no process saves settings. Below any\n"
+    "directory but / it needs --marker, so that the announcement is for those alone who look "
+    "there.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
@@ -125,7 +126,12 @@ Command addResetCommand(CLI::App& app) {
             throw CLI::ValidationError("say either NAME or --all");
         }
     });
-    return {command, [wanted](const Store& store, Format format) {
+    return {command, {}, {}, [wanted](const std::function<Location()>& location, Format format) {
+                const Location where = location();
+                if (wanted->all) {
+                    demandMarkerFor(where);
+                }
+                const Store store(where);
                 return wanted->all ? resetAll(store, format, wanted->confirmed)
                                    : resetNamed(store, format, wanted->names);
             }};
