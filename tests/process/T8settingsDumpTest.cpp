@@ -1,11 +1,13 @@
 // All settings written out and read back.
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/stat.h>
 
 #include "ToolRun.h"
 
@@ -158,6 +160,19 @@ TEST_F(T8settingsDump, ChangesAreSavedOncePerStorage) {
         ++changes;
     }
     EXPECT_EQ(1U, changes) << loaded.err;
+}
+
+TEST_F(T8settingsDump, WhatOthersSaveWhileTheDumpIsOnItsWayStays) {
+    const std::string fifo = dir_.file("fifo");
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    // The fifo opens when the tool does, which is as far as it may get.
+    const std::string writer = "(exec >'" + fifo + "'; " T8_TOOL " --base '" + base_ +
+                               "' --marker '" + marker_ +
+                               "' set a/s/bass 5 >/dev/null; echo a/s/title = string,y) &";
+    ASSERT_EQ(0, std::system(writer.c_str()));
+    expectChanged(run({"load", fifo}), 1, 0);
+    EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
+    EXPECT_EQ("y\n", run({"get", "a/s/title"}).out);
 }
 
 TEST_F(T8settingsDump, FileOfAStorageIsTakenToo) {

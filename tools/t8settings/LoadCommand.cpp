@@ -9,6 +9,7 @@
 #include "Changes.h"
 #include "Command.h"
 #include "Dump.h"
+#include "Files.h"
 #include "Nearest.h"
 #include "Records.h"
 #include "Terminal.h"
@@ -136,9 +137,14 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     return changes;
 }
 
-Result load(const Store& store, Format format, const std::string& path) {
+/// The whole dump is there before the store comes up: while its writer takes its time others may
+/// save, and what they saved would be overwritten with what was loaded before.
+Result load(const Location& location, Format format, const std::string& path) {
+    demandReadableDirectory(location.base);
+    const std::string bytes = bytesOf(path);
+    const Store store(location);
     store.demandNormalMode();
-    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytesOf(path));
+    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytes);
     const std::vector<Change> changes = changesFor(store, entries);
     changeAndSave(store, changes);
     const std::size_t same = entries.size() - changes.size();
@@ -159,8 +165,9 @@ Command addLoadCommand(CLI::App& app) {
         app.add_subcommand("load", "Change settings to what a dump says, all of them or none");
     command->add_option("FILE", *path, "The dump")->required()->type_name("");
     command->footer(kLoadHelp);
-    return {command,
-            [path](const Store& store, Format format) { return load(store, format, *path); }};
+    return {command, {}, {}, [path](const std::function<Location()>& location, Format format) {
+                return load(location(), format, *path);
+            }};
 }
 
 }  // namespace t8settings
