@@ -26,7 +26,9 @@ constexpr const char* kLoadHelp =
     "read-only stays the same. When anything is wrong nothing is changed, and each problem is "
     "told\n"
     "with its line, or in JSON the member's path. Settings that are not in FILE stay as they "
-    "are.\n\n"
+    "are.\n"
+    "When a storage cannot be saved, the old values are saved again, and it is told where that "
+    "fails.\n\n"
     "Example:\n  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 
 constexpr std::size_t kMostHints = 20;
@@ -162,7 +164,7 @@ Result load(const Location& location, Format format, const std::string& path) {
 Command addLoadCommand(CLI::App& app) {
     const auto path = std::make_shared<std::string>();
     CLI::App* const command =
-        app.add_subcommand("load", "Change settings to what a dump says, all of them or none");
+        app.add_subcommand("load", "Change settings to what a dump says, when all of it is right");
     command->add_option("FILE", *path, "The dump")->required()->type_name("");
     command->footer(kLoadHelp);
     return {command, {}, {}, [path](const std::function<Location()>& location, Format format) {
