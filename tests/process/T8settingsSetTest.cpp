@@ -185,6 +185,24 @@ TEST_F(T8settingsSet, ChangeThatTheFileDoesNotGiveBackIsAFailure) {
     EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);
 }
 
+TEST_F(T8settingsSet, NoFileGetsTheNumberOfAClosedDescriptor) {
+    const auto closeAll = [] {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
+    };
+    EXPECT_EQ(1, run({"set", kBass, "5"}, {}, closeAll).exitCode);
+    EXPECT_EQ("5\n", run({"get", kBass}).out);
+    for (const char* const command : {"list", "set"}) {
+        const auto words = *command == 'l' ? std::vector<std::string>{"list"}
+                                           : std::vector<std::string>{"set", kBass, "6"};
+        const ToolRun closed = run(words, {}, [] { close(STDOUT_FILENO); });
+        EXPECT_EQ("t8settings: cannot write to standard output: Bad file descriptor\n", closed.err);
+        EXPECT_EQ(1, closed.exitCode);
+    }
+    const ToolRun load = run({"load", "-"}, {}, [] { close(STDIN_FILENO); });
+    EXPECT_EQ("t8settings: \"-\" cannot be read: Bad file descriptor\n", load.err);
+    EXPECT_EQ(1, load.exitCode);
+}
+
 TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {
     const ToolRun set =
         run({"set", kBass, "5"}, {}, [] { redirect("/dev/full", O_WRONLY, STDOUT_FILENO); });
