@@ -107,6 +107,10 @@ std::optional<std::string> fileBeside(const std::string& path) {
     return std::nullopt;
 }
 
+bool isIni(const std::string& path) {
+    return endsWith(path, kIni);
+}
+
 bool isXml(const std::string& path) {
     return endsWith(path, ".xml");
 }

@@ -31,6 +31,7 @@ std::string newCopyOf(std::string file);   ///< a copy on its way to its place
 /// The file that `path` may lie beside; nothing when it is no name of such a file.
 std::optional<std::string> fileBeside(const std::string& path);
 
+bool isIni(const std::string& path);
 bool isXml(const std::string& path);
 
 /// Whether anything of this name is there, a link to nothing included.
