@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "Changes.h"
 #include "Command.h"
@@ -65,11 +65,13 @@ private:
     std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
 };
 
-std::vector<SettingPtr> settingsCalled(const Store& store, std::vector<std::string> names) {
+/// Each once.
+std::vector<SettingPtr> settingsCalled(const Store& store, const std::vector<std::string>& names) {
     std::vector<SettingPtr> settings;
-    for (auto name = names.begin(); name != names.end(); ++name) {
-        if (std::find(names.begin(), name, *name) == name) {
-            settings.push_back(store.find(*name));
+    std::set<std::string> known;
+    for (const std::string& name : names) {
+        if (known.insert(name).second) {
+            settings.push_back(store.find(name));
         }
     }
     return settings;
