@@ -126,6 +126,11 @@ IniFile iniFileAt(const std::string& path) {
             isDefaults ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
 }
 
+IniFile iniFileUnderLock(const std::string& path) {
+    const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
+    return iniFileAt(path);
+}
+
 FileGroup groupAt(const std::string& path) {
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
     return {iniFileAt(path), iniFileAt(copyOf(path)), iniFileAt(setAsideOf(path)),

@@ -41,6 +41,9 @@ bool isThere(const std::string& path);
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
 
+/// The same, read under the directory's lock: not while a save is half done.
+IniFile iniFileUnderLock(const std::string& path);
+
 /// A settings file and what lies beside it, as one moment shows them.
 struct FileGroup {
     IniFile file;
