@@ -120,4 +120,11 @@ TEST_F(T8settingsDiff, WhatCannotBeComparedIsAFailure) {
     EXPECT_EQ(2, runBare({"diff"}).exitCode);
 }
 
+TEST_F(T8settingsDiff, EmptyWordsAreBadUsage) {
+    for (const auto& words :
+         {std::vector<std::string>{"diff", "", ""}, {"diff", base_, ""}, {"diff", "", base_}}) {
+        EXPECT_EQ(2, run(words).exitCode);
+    }
+}
+
 }  // namespace

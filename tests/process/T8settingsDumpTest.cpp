@@ -1,11 +1,15 @@
 // All settings written out and read back.
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
 
 #include "Sanitized.h"
 #include "ToolRun.h"
@@ -161,6 +165,19 @@ TEST_F(T8settingsDump, ChangesAreSavedOncePerStorage) {
     EXPECT_EQ(1U, changes) << loaded.err;
 }
 
+TEST_F(T8settingsDump, WhatOthersSaveWhileTheDumpIsOnItsWayStays) {
+    const std::string fifo = dir_.file("fifo");
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    // The fifo opens when the tool does, which is as far as it may get.
+    const std::string writer = "(exec >'" + fifo + "'; " T8_TOOL " --base '" + base_ +
+                               "' --marker '" + marker_ +
+                               "' set a/s/bass 5 >/dev/null; echo a/s/title = string,y) &";
+    ASSERT_EQ(0, std::system(writer.c_str()));
+    expectChanged(run({"load", fifo}), 1, 0);
+    EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
+    EXPECT_EQ("y\n", run({"get", "a/s/title"}).out);
+}
+
 TEST_F(T8settingsDump, FileOfAStorageIsTakenToo) {
     expectChanged(load("#name = a\n#savepolicy = async\n[s]\nbass = int8,7\n#crc32 = 1\n"), 1, 0);
     EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
@@ -257,10 +274,56 @@ TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
         load("a/s/bass = int8,5\na/s/top = int64,5\nb/t\xC3\xBCr \xFF = string,y\n");
     EXPECT_EQ("", failed.out);
     EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \xFF could not be saved:\n"));
-    EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: a is as it was\n"));
+    EXPECT_THAT(failed.err,
+                testing::EndsWith("\nt8settings: a has its old values again, in " +
+                                  path("settings/a.ini") + ", which was not there before\n"));
     EXPECT_EQ(1, failed.exitCode);
     EXPECT_EQ("a/s/bass = int8,-2\na/s/title = string,\"x, y\"\na/s/top = long long,1\n",
               run({"dump", "a/"}).out);
+}
+
+// Where a section begins does not show in the file, so that the last of the three is read back as
+// another setting.
+TEST_F(T8settingsDump, WhatWasWrittenAndIsNotReadBackIsTakenBackToo) {
+    put("settings/a.ini", "#name = a\n[s]\nbass = int8,3\n#crc32 = false\n");
+    put("qel-default-settings/c.ini", "#name = c\nz = int,1\n[x]\nb = int,2\n");
+    const ToolRun failed = load("a/s/bass = int8,5\nc/x/b = int,7\nc/z = int,5\n");
+    EXPECT_EQ("", failed.out);
+    const std::string why = "c/z could not be saved:\nt8settings: " + path("settings/c.ini") +
+                            " does not give it back\n";
+    EXPECT_EQ("t8settings: " + why + "t8settings: c STAYS CHANGED: " + why +
+                  "t8settings: a is as it was\n",
+              failed.err);
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("3\n", run({"get", "a/s/bass"}).out);
+    EXPECT_EQ("2\n", run({"get", "c/x/b"}).out);
+}
+
+// The second storage waits for its directory.
+TEST_F(T8settingsDump, SignalBetweenTwoStoragesEndsTheLoadWhenBothAreSaved) {
+    put("qel-default-calibration_data/panel.ini", "#name = panel\ngamma = int,22\n");
+    put("dump", "a/s/bass = int8,5\npanel/gamma = int,24\n");
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const int directory = open(path("calibration_data").c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(0, flock(directory, LOCK_SH));
+        const pid_t tool = fork();
+        if (tool == 0) {
+            redirect("/dev/null", O_RDWR, STDOUT_FILENO);
+            testsupport::becomeTool({"load", path("dump")},
+                                    {{"T8SETTINGS_BASE", base_}, {"T8SETTINGS_MARKER", marker_}});
+        }
+        while (!testsupport::exists(path("settings/a.ini")) ||
+               testsupport::exists(path("settings/a.ini.tmp"))) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(0, kill(tool, signal));
+        close(directory);
+        EXPECT_EQ(-signal, testsupport::exitCodeOf(tool));
+        EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
+        EXPECT_EQ("24\n", run({"get", "panel/gamma"}).out);
+        std::filesystem::remove(path("settings/a.ini"));
+        std::filesystem::remove(path("calibration_data/panel.ini"));
+    }
 }
 
 TEST_F(T8settingsDump, HundredThousandSettingsAreLoaded) {

@@ -95,6 +95,25 @@ TEST_F(T8settingsReset, WhereNobodyCanBeAskedItIsRefused) {
     expectReset(false);
 }
 
+// No storage here has defaults, so that not even a tool without this rule would get as far as to
+// the machine's marker.
+TEST_F(T8settingsReset, ScratchDirectoryNeedsAMarkerOfItsOwn) {
+    std::filesystem::remove_all(path("qel-default-settings"));
+    std::filesystem::remove_all(path("qel-default-calibration_data"));
+    put("settings/torn.ini", "#name = torn\nv = int,1\n");
+    for (const std::string& base : {base_, base_ + "/"}) {
+        const ToolRun reset = runBare({"--base", base, "reset", "--all", "--yes"});
+        EXPECT_EQ("", reset.out);
+        EXPECT_EQ("t8settings: reset --all below \"" + base +
+                      "\" needs a marker of its own: the machine's would keep all its processes "
+                      "from saving\nt8settings: add --marker \"" +
+                      base_ + "/reset.tmp\" or set T8SETTINGS_MARKER\n",
+                  reset.err);
+        EXPECT_EQ(2, reset.exitCode);
+    }
+    EXPECT_TRUE(testsupport::exists(path("settings/torn.ini"))) << "nothing was loaded";
+}
+
 TEST_F(T8settingsReset, YesOnATerminalResets) {
     for (const char* const answer : {"y\n", "yes\n", "Y\n", "YES\n", "Yes\n"}) {
         const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);

@@ -177,11 +177,30 @@ TEST_F(T8settingsSet, ChangeThatTheFileDoesNotGiveBackIsAFailure) {
     put("qel-default-settings/odd.ini", "#name = odd\nzeta = int,1\n[sound]\nbass = int,1\n");
     const ToolRun set = run({"set", "odd/zeta", "2"});
     EXPECT_EQ("", set.out);
-    EXPECT_EQ("t8settings: odd/zeta could not be saved:\nt8settings: " + path("settings/odd.ini") +
-                  " does not give it back\n",
-              set.err);
+    const std::string why =
+        "odd/zeta could not be saved:\nt8settings: " + path("settings/odd.ini") +
+        " does not give it back\n";
+    EXPECT_EQ("t8settings: " + why + "t8settings: odd STAYS CHANGED: " + why, set.err);
     EXPECT_EQ(1, set.exitCode);
     EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);
+}
+
+TEST_F(T8settingsSet, NoFileGetsTheNumberOfAClosedDescriptor) {
+    const auto closeAll = [] {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
+    };
+    EXPECT_EQ(1, run({"set", kBass, "5"}, {}, closeAll).exitCode);
+    EXPECT_EQ("5\n", run({"get", kBass}).out);
+    for (const char* const command : {"list", "set"}) {
+        const auto words = *command == 'l' ? std::vector<std::string>{"list"}
+                                           : std::vector<std::string>{"set", kBass, "6"};
+        const ToolRun closed = run(words, {}, [] { close(STDOUT_FILENO); });
+        EXPECT_EQ("t8settings: cannot write to standard output: Bad file descriptor\n", closed.err);
+        EXPECT_EQ(1, closed.exitCode);
+    }
+    const ToolRun load = run({"load", "-"}, {}, [] { close(STDIN_FILENO); });
+    EXPECT_EQ("t8settings: \"-\" cannot be read: Bad file descriptor\n", load.err);
+    EXPECT_EQ(1, load.exitCode);
 }
 
 TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {

@@ -43,6 +43,8 @@ public:
         return came;
     }
 
+    int descriptor() const { return descriptor_; }
+
     void stop() {
         if (descriptor_ >= 0) close(descriptor_);
         descriptor_ = -1;
@@ -333,6 +335,35 @@ TEST_F(T8settingsWatch, EndsWhenNobodyReadsItsOutputAnyMore) {
     expectReady(idle);
     idle.out.stop();
     EXPECT_EQ(0, idle.end());
+}
+
+TEST_F(T8settingsWatch, EndsOfASignalWhileNobodyReadsItsFullOutput) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        put("settings/settings.ini", kStored);
+        Watcher watcher({"watch"}, environment());
+        expectReady(watcher);
+        // More than a pipe holds.
+        replace("settings/settings.ini",
+                sealed("#name = settings\n[sound]\nname = string," + std::string(200000, 'x')));
+        pollfd output = {watcher.out.descriptor(), POLLIN, 0};
+        ASSERT_EQ(1, poll(&output, 1, 30000));
+        EXPECT_EQ(0, watcher.end(signal));
+    }
+}
+
+TEST_F(T8settingsWatch, LongLineIsWrittenWhole) {
+    Watcher watcher({"watch"}, environment());
+    expectReady(watcher);
+    const std::string text(200000, 'x');
+    replace("settings/settings.ini",
+            sealed("#name = settings\n[sound]\nbass = int8,3\nname = string," + text));
+    EXPECT_EQ("settings/sound/name\tstring\t(unset)\t" + text + "\n", watcher.line());
+}
+
+TEST_F(T8settingsWatch, ClosedOutputIsAFailureFromTheStart) {
+    const ToolRun watch = run({"watch"}, {}, [] { close(STDOUT_FILENO); });
+    EXPECT_EQ("t8settings: cannot write to standard output: Bad file descriptor\n", watch.err);
+    EXPECT_EQ(1, watch.exitCode);
 }
 
 TEST_F(T8settingsWatch, FullOutputIsAFailure) {

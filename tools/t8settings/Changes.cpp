@@ -2,13 +2,20 @@
 
 #include <Qel/Settings/SettingHolder.h>
 #include <algorithm>
+#include <array>
 #include <boost/make_shared.hpp>
+#include <csignal>
+#include <exception>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "Exit.h"
 #include "FileOnDisk.h"
+#include "Files.h"
 #include "LibraryLog.h"
+#include "Terminal.h"
+#include "files/WholeFile.h"
 
 namespace t8settings {
 
@@ -68,27 +75,115 @@ void changeAndSaveOne(const Store& store, const Changes& changes) {
     LibraryLog::instance().release();
 }
 
-/// What takes the changes back.
-Changes oppositeOf(const Store& store, const Changes& changes) {
-    Changes opposite;
-    for (const Change& change : changes) {
-        const auto& factory = store.factory();
-        opposite.push_back(
-            {change.setting, change.setting->value(),
-             factory->typeAsString(change.setting) + "," + factory->valueAsString(change.setting)});
+bool areOnDisk(const Store& store, const Changes& changes) {
+    try {
+        demandOnDisk(store, changes);
+        return true;
+    } catch (const std::exception&) {
+        return false;
     }
-    return opposite;
 }
 
-std::string takenBack(const Store& store, const Changes& opposite) {
-    const SettingStorageFileBase& storage = storageOf(opposite.front().setting);
-    try {
-        changeAndSaveOne(store, opposite);
-        return "\n" + storage.name() + " is as it was";
-    } catch (const Failure& failure) {
-        return "\n" + storage.name() + " STAYS CHANGED: " + failure.what();
+/// What a load would read of a storage's own file and of its copy, byte by byte; of one that cannot
+/// be read nothing.
+struct FilesThen {
+    explicit FilesThen(const SettingStorageFileBase& storage)
+        : file(bytesOf(*storage.rwFilename())), copy(bytesOf(copyOf(*storage.rwFilename()))) {}
+
+    bool operator==(const FilesThen& other) const {
+        return file == other.file && copy == other.copy;
     }
+
+    std::optional<std::string> file;
+    std::optional<std::string> copy;
+
+private:
+    static std::optional<std::string> bytesOf(const std::string& path) {
+        std::string bytes;
+        return Qel::Settings::files::readWholeFile(path, bytes) ? std::optional(bytes)
+                                                                : std::nullopt;
+    }
+};
+
+/// A storage before its changes, and what takes them back.
+struct Before {
+    Before(const Store& store, const Changes& changes)
+        : storage(storageOf(changes.front().setting)), files(storage) {
+        const auto& factory = store.factory();
+        for (const Change& change : changes) {
+            opposite.push_back({change.setting, change.setting->value(),
+                                factory->typeAsString(change.setting) + "," +
+                                    factory->valueAsString(change.setting)});
+        }
+    }
+
+    SettingStorageFileBase& storage;
+    FilesThen files;
+    Changes opposite;
+};
+
+/// What there is to be told of it; nothing of files that are untouched.
+std::string takenBack(const Store& store, const Before& before) {
+    if (before.files == FilesThen(before.storage)) {
+        return "";
+    }
+    const std::string name = "\n" + before.storage.name();
+    try {
+        changeAndSaveOne(store, before.opposite);
+    } catch (const std::exception& failure) {
+        if (!areOnDisk(store, before.opposite)) {
+            return name + " STAYS CHANGED: " + failure.what();
+        }
+    }
+    return before.files.file ? name + " is as it was"
+                             : name + " has its old values again, in " +
+                                   *before.storage.rwFilename() + ", which was not there before";
 }
+
+/// Takes the storages back, the last one first, and gives what to tell of it.
+Failure takenBack(const Store& store, const std::vector<Before>& befores, ExitCode code,
+                  std::string text) {
+    for (auto before = befores.rbegin(); before != befores.rend(); ++before) {
+        text += takenBack(store, *before);
+    }
+    return {code, text};
+}
+
+/// Keeps what would end the process from doing so half-way; it ends of it afterwards.
+class EndDeferred {
+public:
+    EndDeferred() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : kEnding) {
+            sigaddset(&signals, signal);
+        }
+        isBlocked_ = ::sigprocmask(SIG_BLOCK, &signals, &before_) == 0;
+    }
+    ~EndDeferred() {
+        if (isBlocked_) {
+            ::sigprocmask(SIG_SETMASK, &before_, nullptr);
+        }
+    }
+    EndDeferred(const EndDeferred&) = delete;
+    EndDeferred& operator=(const EndDeferred&) = delete;
+
+    /// Whether the process ends when this does.
+    bool isEnding() const {
+        sigset_t pending;
+        sigemptyset(&pending);
+        ::sigpending(&pending);
+        return std::any_of(kEnding.begin(), kEnding.end(), [&](int signal) {
+            return ::sigismember(&pending, signal) == 1 && ::sigismember(&before_, signal) == 0;
+        });
+    }
+
+private:
+    static constexpr std::array<int, 3> kEnding = {SIGINT, SIGTERM, SIGHUP};
+
+    sigset_t before_;
+    bool isBlocked_;
+};
 
 }  // namespace
 
@@ -105,19 +200,21 @@ void changeAndSave(const Store& store, const Changes& changes) {
         const SettingStorageFileBase& storage = storageOf(change.setting);
         byStorage[{storage.name(), &storage}].push_back(change);
     }
-    std::vector<Changes> done;
-    for (const auto& ofStorage : byStorage) {
-        const Changes opposite = oppositeOf(store, ofStorage.second);
-        try {
+    const EndDeferred endDeferred;
+    std::vector<Before> befores;
+    try {
+        for (const auto& ofStorage : byStorage) {
+            befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
-        } catch (const Failure& failure) {
-            std::string text = failure.what();
-            for (const Changes& earlier : done) {
-                text += takenBack(store, earlier);
-            }
-            throw Failure(failure.code(), text);
         }
-        done.push_back(opposite);
+    } catch (const std::exception& error) {
+        const auto* const known = dynamic_cast<const Failure*>(&error);
+        const Failure failure = takenBack(
+            store, befores, known == nullptr ? ExitCode::kFailed : known->code(), error.what());
+        if (endDeferred.isEnding()) {
+            complain(failure.what());
+        }
+        throw failure;
     }
 }
 

@@ -20,8 +20,10 @@ struct Change {
 void demandWritable(const SettingPtr& setting);
 
 /// Makes the changes and saves them, each storage once and whatever its policy, until the disk
-/// gives them back. Throws `Failure` when one storage fails, and takes back then what others have
-/// saved. The changed settings are to be looked up anew.
+/// gives them back. Throws `Failure` when one storage fails; what it and others have written is
+/// saved once more then with the old values, and the failure tells of each storage whether that
+/// went well. Signals that end the process do so before or afterwards. The changed settings are to
+/// be looked up anew.
 void changeAndSave(const Store& store, const std::vector<Change>& changes);
 
 }  // namespace t8settings

@@ -116,6 +116,9 @@ Command addDiffCommand(CLI::App& app) {
         if (sides->left.has_value() != sides->right.has_value()) {
             throw CLI::ValidationError("say both A and B, or neither");
         }
+        if (sides->left && (sides->left->empty() || sides->right->empty())) {
+            throw CLI::ValidationError("A and B are not to be the empty word");
+        }
     });
     Command added = {command, {}};
     added.runOnFiles = [sides](const std::function<Location()>& location, Format format) {

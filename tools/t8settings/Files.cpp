@@ -129,6 +129,10 @@ std::optional<std::string> fileBeside(const std::string& file) {
     return std::nullopt;
 }
 
+bool isIni(const std::string& path) {
+    return endsWith(path, kIni);
+}
+
 bool isXml(const std::string& path) {
     return endsWith(path, ".xml");
 }
@@ -142,6 +146,11 @@ IniFile iniFileAt(const std::string& path) {
     const bool isDefaults = isInDefaultsDirectory(path) && !fileBeside(path);
     return {path, storageNameOf(path),
             isDefaults ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
+}
+
+IniFile iniFileUnderLock(const std::string& path) {
+    const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
+    return iniFileAt(path);
 }
 
 FileGroup groupAt(const std::string& path) {

@@ -35,6 +35,7 @@ std::optional<std::string> fileBeside(const std::string& path);
 
 bool endsWith(std::string_view text, std::string_view end);
 
+bool isIni(const std::string& path);
 bool isXml(const std::string& path);
 
 /// Whether anything of this name is there, a link to nothing included.
@@ -43,6 +44,9 @@ bool isThere(const std::string& path);
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
+
+/// The same, read under the directory's lock: not while a save is half done.
+IniFile iniFileUnderLock(const std::string& path);
 
 /// A settings file and what lies beside it, as one moment shows them.
 struct FileGroup {

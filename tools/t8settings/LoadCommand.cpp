@@ -9,6 +9,7 @@
 #include "Changes.h"
 #include "Command.h"
 #include "Dump.h"
+#include "Files.h"
 #include "Nearest.h"
 #include "Records.h"
 #include "Terminal.h"
@@ -25,7 +26,9 @@ constexpr const char* kLoadHelp =
     "read-only stays the same. When anything is wrong nothing is changed, and each problem is "
     "told\n"
     "with its line, or in JSON the member's path. Settings that are not in FILE stay as they "
-    "are.\n\n"
+    "are.\n"
+    "When a storage cannot be saved, the old values are saved again, and it is told where that "
+    "fails.\n\n"
     "Example:\n  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 
 constexpr std::size_t kMostHints = 20;
@@ -136,9 +139,14 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     return changes;
 }
 
-Result load(const Store& store, Format format, const std::string& path) {
+/// The whole dump is there before the store comes up: while its writer takes its time others may
+/// save, and what they saved would be overwritten with what was loaded before.
+Result load(const Location& location, Format format, const std::string& path) {
+    demandReadableDirectory(location.base);
+    const std::string bytes = bytesOf(path);
+    const Store store(location);
     store.demandNormalMode();
-    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytesOf(path));
+    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytes);
     const std::vector<Change> changes = changesFor(store, entries);
     changeAndSave(store, changes);
     const std::size_t same = entries.size() - changes.size();
@@ -156,11 +164,12 @@ Result load(const Store& store, Format format, const std::string& path) {
 Command addLoadCommand(CLI::App& app) {
     const auto path = std::make_shared<std::string>();
     CLI::App* const command =
-        app.add_subcommand("load", "Change settings to what a dump says, all of them or none");
+        app.add_subcommand("load", "Change settings to what a dump says, when all of it is right");
     command->add_option("FILE", *path, "The dump")->required()->type_name("");
     command->footer(kLoadHelp);
-    return {command,
-            [path](const Store& store, Format format) { return load(store, format, *path); }};
+    return {command, {}, {}, [path](const std::function<Location()>& location, Format format) {
+                return load(location(), format, *path);
+            }};
 }
 
 }  // namespace t8settings

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
+#include <system_error>
 
 #include "FileOnDisk.h"
 #include "Json.h"
@@ -127,7 +129,24 @@ Result report(const Store& store, Format format) {
     return result;
 }
 
+bool isMachinesDirectory(const std::string& base) {
+    std::error_code notThere;
+    return std::filesystem::equivalent(base, "/", notThere);
+}
+
 }  // namespace
+
+void demandMarkerFor(const Location& location) {
+    if (location.marker.empty() && !isMachinesDirectory(location.base)) {
+        throw Failure(
+            ExitCode::kUsage,
+            "reset --all below " + inQuotes(location.base) +
+                " needs a marker of its own: the machine's would keep all its processes "
+                "from saving\nadd --marker " +
+                inQuotes(location.base + (location.base.back() == '/' ? "" : "/") + "reset.tmp") +
+                " or set T8SETTINGS_MARKER");
+    }
+}
 
 Result resetAll(const Store& store, Format format, bool confirmed) {
     store.demandNormalMode();

@@ -5,6 +5,10 @@
 
 namespace t8settings {
 
+/// Throws `Failure` when the reset of a directory that is not the machine's own would be announced
+/// to all of the machine. To be asked before anything is loaded.
+void demandMarkerFor(const Location& location);
+
 /// Resets the whole store, after asking unless that is `confirmed`. Throws `Failure`.
 Result resetAll(const Store& store, Format format, bool confirmed);
 

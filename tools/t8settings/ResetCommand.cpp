@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "Changes.h"
 #include "Command.h"
@@ -20,8 +20,9 @@ constexpr const char* kResetHelp =
     "one of them is read-only or has no default, nothing is changed.\n\n"
     "With --all, every storage goes back to its defaults but calibration data, which survives,\n"
     "read-only storages, and storages without a defaults file. The reset is announced by a marker\n"
-    "file that stays until the machine restarts: until then no process saves settings. With\n"
-    "--marker the announcement is for those alone who look there.\n\n"
+    "file that stays until the machine restarts: until then no process saves settings. Below any\n"
+    "directory but / it needs --marker, so that the announcement is for those alone who look "
+    "there.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
@@ -64,11 +65,13 @@ private:
     std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
 };
 
-std::vector<SettingPtr> settingsCalled(const Store& store, std::vector<std::string> names) {
+/// Each once.
+std::vector<SettingPtr> settingsCalled(const Store& store, const std::vector<std::string>& names) {
     std::vector<SettingPtr> settings;
-    for (auto name = names.begin(); name != names.end(); ++name) {
-        if (std::find(names.begin(), name, *name) == name) {
-            settings.push_back(store.find(*name));
+    std::set<std::string> known;
+    for (const std::string& name : names) {
+        if (known.insert(name).second) {
+            settings.push_back(store.find(name));
         }
     }
     return settings;
@@ -125,7 +128,12 @@ Command addResetCommand(CLI::App& app) {
             throw CLI::ValidationError("say either NAME or --all");
         }
     });
-    return {command, [wanted](const Store& store, Format format) {
+    return {command, {}, {}, [wanted](const std::function<Location()>& location, Format format) {
+                const Location where = location();
+                if (wanted->all) {
+                    demandMarkerFor(where);
+                }
+                const Store store(where);
                 return wanted->all ? resetAll(store, format, wanted->confirmed)
                                    : resetNamed(store, format, wanted->names);
             }};

@@ -75,9 +75,17 @@ void demandSoundLines(const IniFile& file, bool force) {
     }
 }
 
-Sealing seal(const std::string& path, bool force) {
+Sealing seal(const std::string& path, bool force, const std::string& marker) {
     const files::DirectoryLock lock(files::directoryOf(path),
                                     files::DirectoryLock::Mode::kExclusive);
+    if (!lock.held() && isThere(path)) {
+        throw Failure(ExitCode::kFailed,
+                      path +
+                          " is unchanged: its directory is locked by another process for too "
+                          "long, or cannot be locked");
+    }
+    // A reset may have begun while another process had the lock.
+    demandNoReset(marker);
     const FileGroup group = groupAt(path);
     demandSealable(group);
     demandSoundLines(group.file, force);
@@ -96,7 +104,7 @@ Sealing seal(const std::string& path, bool force) {
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
     demandNoReset(marker);
     demandIniFile(path);
-    const Sealing sealing = seal(path, force);
+    const Sealing sealing = seal(path, force, marker);
     if (format == Format::kText) {
         return {visible(path + ": " + sealing.outcome) + "\n"};
     }

@@ -92,8 +92,9 @@ Facts surveyOfBase(const std::string& base) {
     return facts;
 }
 
-SurveyedFile readableFile(const std::string& path) {
-    const IniFile ini = iniFileAt(path);
+SurveyedFile readableFile(const std::string& path, bool& isDefaults) {
+    const IniFile ini = iniFileUnderLock(path);
+    isDefaults = ini.role() == IniFile::Role::kDefaults;
     SurveyedFile file = isXmlPath(path) ? surveyedXml(path) : surveyed(ini);
     if (ini.state() <= FileState::kTooLarge || (isXmlPath(path) && !file.error.empty())) {
         throw Failure(ExitCode::kFailed, inQuotes(path) + " cannot be read: " +
@@ -106,8 +107,8 @@ SurveyedFile readableFile(const std::string& path) {
 }
 
 Facts surveyOfFile(const std::string& path) {
-    const SurveyedFile file = readableFile(path);
-    const bool isDefaults = iniFileAt(path).role() == IniFile::Role::kDefaults;
+    bool isDefaults = false;
+    const SurveyedFile file = readableFile(path, isDefaults);
     StorageFacts storage = {isDefaults ? path : "", isDefaults ? "" : path, false, "", false};
     addTo(storage, file);
     Facts facts;

@@ -79,7 +79,7 @@ void Verification::verifyFile(const std::string& path) {
     if (isXml(path)) {
         verifyXml(path, path);
     } else if (fileBeside(path)) {
-        const IniFile file = iniFileAt(path);
+        const IniFile file = iniFileUnderLock(path);
         addFile(file);
         for (const FileFinding& finding : findingsIn(file)) {
             findings_.push_back(finding);

@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <poll.h>
+#include <string_view>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -37,6 +40,22 @@ constexpr const char* kHelp =
 /// How often to look for a directory that nobody can tell of.
 constexpr int kRetryMilliseconds = 1000;
 
+Failure failed(const std::string& what) {
+    return {ExitCode::kFailed, what + ": " + std::strerror(errno)};
+}
+
+/// As `poll`; throws `Failure`.
+void waitFor(pollfd* sources, std::size_t count, int milliseconds) {
+    if (::poll(sources, count, milliseconds) < 0) {
+        if (errno != EINTR) {
+            throw failed("cannot wait for changes");
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            sources[i].revents = 0;
+        }
+    }
+}
+
 struct Wanted {
     std::string pattern;
     unsigned long count = 0;
@@ -50,9 +69,12 @@ public:
         sigemptyset(&signals);
         sigaddset(&signals, SIGINT);
         sigaddset(&signals, SIGTERM);
-        sigprocmask(SIG_BLOCK, &signals, nullptr);
         std::signal(SIGPIPE, SIG_IGN);
         descriptor_ = ::signalfd(-1, &signals, SFD_CLOEXEC);
+        // Blocked only when something else hears them.
+        if (descriptor_ < 0 || ::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
+            throw failed("cannot watch for signals");
+        }
     }
     ~EndSignals() { ::close(descriptor_); }
     EndSignals(const EndSignals&) = delete;
@@ -118,6 +140,10 @@ public:
         const auto watched =
             std::count_if(names.begin(), names.end(),
                           [&](const std::string& name) { return pattern_.matches(name); });
+        if ((::fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) {
+            errno = EBADF;
+            throw failed("cannot write to standard output");
+        }
         if (names.empty()) {
             complainOfNoFiles(location_.base);
         }
@@ -134,7 +160,7 @@ private:
         std::array<pollfd, 3> sources = {{{signals_.descriptor(), POLLIN, 0},
                                           {directories_.descriptor(), POLLIN, 0},
                                           {STDOUT_FILENO, 0, 0}}};
-        ::poll(sources.data(), sources.size(), patience());
+        waitFor(sources.data(), sources.size(), patience());
         if (sources[0].revents != 0 || sources[2].revents != 0) {
             isOver_ = true;
             return;
@@ -142,8 +168,11 @@ private:
         const auto now = std::chrono::steady_clock::now();
         const DirectoryWatch::News news = directories_.take();
         const bool isAnew = directories_.renew();
-        show(isAnew || news.isIncomplete ? store_.lookAtAll(now)
-                                         : store_.lookAt(filesAmong(news.names), now));
+        if (isAnew || news.isIncomplete) {
+            show(store_.lookAtAll(now));
+        } else if (const auto files = filesAmong(news.names); !files.empty()) {
+            show(store_.lookAt(files, now));
+        }
         show(store_.lookAtDoubtful(now));
         lookForMarker();
     }
@@ -162,10 +191,14 @@ private:
         return static_cast<int>(std::clamp(left, Milliseconds(0), StoreWatch::kPatience).count());
     }
 
+    /// Not what others do beside the marker: a look takes time.
     static std::set<std::string> filesAmong(const std::set<std::string>& names) {
         std::set<std::string> all;
         for (const std::string& name : names) {
-            all.insert(fileBeside(name).value_or(name));
+            const std::string file = fileBeside(name).value_or(name);
+            if (isIni(file) || isXml(file)) {
+                all.insert(file);
+            }
         }
         return all;
     }
@@ -178,15 +211,32 @@ private:
         }
     }
 
-    void show(const std::string& line) {
-        if (!writeAll(STDOUT_FILENO, line)) {
-            if (errno != EPIPE) {
-                throw Failure(ExitCode::kFailed, std::string("cannot write to standard output: ") +
-                                                     std::strerror(errno));
+    void show(const std::string& line) { isOver_ = !write(line) || ++shown_ == count_; }
+
+    /// False when the watch is to end, before all is written perhaps. An output that nobody reads
+    /// for a while is waited for, but not any longer than the person at the console does.
+    bool write(std::string_view text) {
+        while (!text.empty()) {
+            std::array<pollfd, 2> sources = {
+                {{signals_.descriptor(), POLLIN, 0}, {STDOUT_FILENO, POLLOUT, 0}}};
+            waitFor(sources.data(), sources.size(), -1);
+            if (sources[0].revents != 0) {
+                return false;
             }
-            isOver_ = true;
+            // No more than a pipe takes at once when it takes anything.
+            const ssize_t count = sources[1].revents == 0
+                                      ? 0
+                                      : ::write(STDOUT_FILENO, text.data(),
+                                                std::min<std::size_t>(text.size(), PIPE_BUF));
+            if (count < 0 && errno == EPIPE) {
+                return false;
+            }
+            if (count < 0 && errno != EINTR && errno != EAGAIN) {
+                throw failed("cannot write to standard output");
+            }
+            text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         }
-        isOver_ = isOver_ || ++shown_ == count_;
+        return true;
     }
 
     void lookForMarker() {

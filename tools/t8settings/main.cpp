@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
@@ -26,9 +27,22 @@ Result resultOf(int argc, const char* const* argv) {
     }
 }
 
+/// Gives a standard descriptor that is closed something that fails as it does, so that no file that
+/// is opened later gets its number and takes what was meant for it.
+void occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) < 0) {
+            // The lowest number that is free.
+            static_cast<void>(
+                ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, const char* const* argv) {
+    occupyStandardDescriptors();
     t8settings::LibraryLog::instance().install();
     Result result = resultOf(argc, argv);
     if (!t8settings::writeAll(STDOUT_FILENO, result.output)) {
