@@ -43,7 +43,7 @@ protected:
 
 TEST_F(T8settingsSeal, CrcLineIsAddedAndAllBytesBeforeItStay) {
     const ToolRun sealed = seal();
-    EXPECT_EQ(file_ + ": sealed, CRC 465045114\n", sealed.out);
+    EXPECT_EQ(file_ + ": sealed, 1 setting, CRC 465045114\n", sealed.out);
     EXPECT_EQ("", sealed.err);
     EXPECT_EQ(0, sealed.exitCode);
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
@@ -66,16 +66,26 @@ TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
          {"#crc32 = 12\n", "#crc32 = false\n", "#crc32 = 465", "#crc32\n"}) {
         put("settings/settings.ini", kText + line);
         const ToolRun sealed = runBare({"seal", file_, "--json", "--marker", marker_});
-        EXPECT_EQ(Json({{"file", file_}, {"written", true}, {"crc", 465045114}}),
+        EXPECT_EQ(Json({{"file", file_},
+                        {"written", true},
+                        {"settings", 1},
+                        {"crc", 465045114},
+                        {"kept", nullptr}}),
                   Json::parse(sealed.out))
             << line;
         EXPECT_EQ(kSealed, bytesOf("settings/settings.ini")) << line;
     }
 }
 
-TEST_F(T8settingsSeal, TextWithoutALineFeedAtItsEndIsSealed) {
-    put("settings/settings.ini", kText.substr(0, kText.size() - 1));
-    EXPECT_EQ(0, seal().exitCode);
+TEST_F(T8settingsSeal, LineThatMayBeCutShortIsSealedByForceAlone) {
+    const std::string cut = kText.substr(0, kText.size() - 1);
+    put("settings/settings.ini", cut);
+    const std::string finding =
+        file_ + ":6: the last line may be cut short, as no line feed ends it\n";
+    expectUnchanged(seal(), cut, finding);
+    const ToolRun forced = seal({"--force"});
+    EXPECT_EQ("t8settings: warning: " + finding, forced.err);
+    EXPECT_EQ(0, forced.exitCode);
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
 }
 
@@ -85,10 +95,14 @@ TEST_F(T8settingsSeal, RightCrcIsLeftAlone) {
     last_write_time(file_, last_write_time(file_) - std::chrono::hours(24));
     const auto before = last_write_time(file_);
     const ToolRun sealed = seal();
-    EXPECT_EQ(file_ + ": the CRC is right already; nothing was written\n", sealed.out);
+    EXPECT_EQ(file_ + ": 1 setting, the CRC is right already; nothing was written\n", sealed.out);
     EXPECT_EQ(0, sealed.exitCode);
     EXPECT_EQ(before, last_write_time(file_));
-    EXPECT_EQ(Json({{"file", file_}, {"written", false}, {"crc", 465045114}}),
+    EXPECT_EQ(Json({{"file", file_},
+                    {"written", false},
+                    {"settings", 1},
+                    {"crc", 465045114},
+                    {"kept", nullptr}}),
               Json::parse(seal({"--json"}).out));
 }
 
@@ -96,11 +110,15 @@ TEST_F(T8settingsSeal, DefaultsFileNeedsNoCrc) {
     put("qel-default-settings/settings.ini", kText);
     const std::string defaults = path("qel-default-settings/settings.ini");
     const ToolRun sealed = run({"seal", defaults});
-    EXPECT_EQ(defaults + ": a defaults file, which needs no CRC; nothing was written\n",
+    EXPECT_EQ(defaults + ": 1 setting, a defaults file, which needs no CRC; nothing was written\n",
               sealed.out);
     EXPECT_EQ(0, sealed.exitCode);
     EXPECT_EQ(kText, bytesOf("qel-default-settings/settings.ini"));
-    EXPECT_EQ(Json({{"file", defaults}, {"written", false}, {"crc", nullptr}}),
+    EXPECT_EQ(Json({{"file", defaults},
+                    {"written", false},
+                    {"settings", 1},
+                    {"crc", nullptr},
+                    {"kept", nullptr}}),
               Json::parse(run({"seal", defaults, "--json"}).out));
     put("qel-default-settings/settings.ini", kText + "slip\n");
     const ToolRun slip = run({"seal", defaults});
@@ -164,9 +182,20 @@ TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
                         "t8settings recover " +
                         file_ + " shows what there is\n");
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini.tmp"));
+}
+
+TEST_F(T8settingsSeal, TornCopyIsKept) {
+    const std::string copy = file_ + ".tmp";
     put("settings/settings.ini.tmp", "torn");
-    EXPECT_EQ(0, seal().exitCode);
-    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+    EXPECT_EQ(file_ + ": sealed, 1 setting, CRC 465045114\n" + copy + ".before-recover: " + copy +
+                  " as it was\n",
+              seal().out);
+    EXPECT_FALSE(testsupport::exists(copy));
+    EXPECT_EQ("torn", testsupport::readFile(copy + ".before-recover"));
+    put("settings/settings.ini", kText);
+    put("settings/settings.ini.tmp", "#crc32 = 1\n");
+    EXPECT_EQ(copy + ".before-recover.2", Json::parse(seal({"--json"}).out).at("kept"));
+    EXPECT_EQ("#crc32 = 1\n", testsupport::readFile(copy + ".before-recover.2"));
 }
 
 TEST_F(T8settingsSeal, WhatIsNoSettingsFileIsRefused) {
@@ -233,7 +262,8 @@ TEST_F(T8settingsSeal, NamesOfAnyBytesAreSealed) {
     const std::string name = "settings/a b\n\xC3\xA9\xFF.ini";
     put(name, "\xFF = int,1\n");
     const ToolRun sealed = run({"seal", path(name)});
-    EXPECT_THAT(sealed.out, StartsWith(path("settings/a b\\n\xC3\xA9\xFF.ini") + ": sealed, CRC "));
+    EXPECT_THAT(sealed.out,
+                StartsWith(path("settings/a b\\n\xC3\xA9\xFF.ini") + ": sealed, 1 setting, CRC "));
     EXPECT_EQ(0, sealed.exitCode);
     EXPECT_THAT(bytesOf(name), StartsWith("\xFF = int,1\n#crc32 = "));
     const Json json = Json::parse(run({"seal", path(name), "--json"}).out);

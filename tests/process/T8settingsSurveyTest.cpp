@@ -120,13 +120,33 @@ TEST_F(T8settingsSurvey, FileThatALoadWouldSetAsideIsPassedOverAndStays) {
         EXPECT_EQ(warning("its CRC is wrong", "the next program to load it sets it aside"),
                   shown.err)
             << words.front();
-        EXPECT_EQ(0, shown.exitCode) << words.front();
+        EXPECT_EQ(5, shown.exitCode) << words.front();
         EXPECT_EQ(before, bytesOf("settings/s.ini")) << words.front();
         EXPECT_FALSE(testsupport::exists(path("settings/s.ini.bad"))) << words.front();
     }
+    EXPECT_EQ(5, runBare({"diff", base_, base_}).exitCode);
+    EXPECT_EQ(3, run({"get", "s/a/none", "--origin"}).exitCode);
+    EXPECT_EQ(0, run({"get", "s/a/moved"}).exitCode);
+    put("settings/s.ini", before);
     EXPECT_EQ("", run({"list", "--changed"}).out);
     EXPECT_EQ("defaultsFile\t" + path("qel-default-settings/s.ini") + "\n",
               run({"get", "s/a/moved", "--origin"}).out);
+}
+
+TEST_F(T8settingsSurvey, DirectoryWithoutSettingsFilesIsNoSoundStore) {
+    for (const auto& words : {std::vector<std::string>{"dump"},
+                              {"diff"},
+                              {"diff", dir_.path(), dir_.path()},
+                              {"list", "--changed"},
+                              {"verify"}}) {
+        const ToolRun shown = runBare(words, {{"T8SETTINGS_BASE", dir_.path()}});
+        EXPECT_EQ(words.front() == "verify" ? "0 files, nothing to verify\n" : "", shown.out);
+        EXPECT_THAT(shown.err,
+                    testing::StartsWith("t8settings: no settings files below \"" + dir_.path()));
+        EXPECT_EQ(1, shown.exitCode) << words.front();
+    }
+    damage();
+    EXPECT_EQ(1, runBare({"diff", base_, path("settings")}).exitCode);
 }
 
 TEST_F(T8settingsSurvey, SettingsAreThoseThatALoadGives) {

@@ -117,6 +117,19 @@ TEST_F(T8settingsUsage, EmptyWordsDoNotStandForDefaults) {
                    "T8SETTINGS_MARKER is empty\n");
 }
 
+TEST_F(T8settingsUsage, OptionWithNothingBehindItsEqualsSignTakesNoOtherWord) {
+    expectBadUsage(run({"--marker=", "--json", "info"}), "--marker is empty\n");
+    expectBadUsage(runBare({"--base=", base_, "list"}), "--base is empty\n");
+    expectBadUsage(run({"list", "--file=", "settings/sound"}), "--file is empty\n");
+    expectBadUsage(run({"recover", "--from=", "bad", path("settings/settings.ini")}),
+                   "--from is empty\n");
+    expectBadUsage(run({"watch", "--count=", "1"}), "--count is empty\n");
+    EXPECT_EQ(3, run({"get", "--", "--base="}).exitCode);
+    EXPECT_EQ(0, run({"complete", "zsh", "list", "--base="}).exitCode);
+    expectBadUsage(run({"list", "--frobnicate="}),
+                   "The following argument was not expected: --frobnicate");
+}
+
 TEST_F(T8settingsUsage, BaseDirectoryThatIsNotThereIsAFailure) {
     const ToolRun list = runBare({"--base", dir_.file("none"), "list"});
     EXPECT_EQ("", list.out);

@@ -406,9 +406,9 @@ TEST_F(T8settingsVerify, NamesOfAnyBytesAreShownOnOneLineAndInJsonExactly) {
 
 TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     const ToolRun verify = runBare({"--base", dir_.path(), "verify"});
-    EXPECT_EQ("0 files, all sound\n", verify.out);
+    EXPECT_EQ("0 files, nothing to verify\n", verify.out);
     EXPECT_THAT(verify.err, StartsWith("t8settings: no settings files below"));
-    EXPECT_EQ(0, verify.exitCode);
+    EXPECT_EQ(1, verify.exitCode);
 }
 
 TEST_F(T8settingsVerify, ProgressOfLongWorkIsShownOnATerminalAlone) {

@@ -136,6 +136,7 @@ Result runCommandLine(int argc, const char* const* argv) {
     style(app);
     addGlobals(app, globals);
     const std::vector<Command> commands = addCommands(app);
+    demandValues(app, argc, argv);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {

@@ -93,7 +93,8 @@ Command addDescribeCommand(CLI::App& app) {
     added.runOnFiles = [name](const std::function<Location()>& location, Format format) -> Result {
         const Facts facts = survey(location());
         const SettingFacts& setting = factsOn(*name, facts);
-        return {format == Format::kJson ? textOfJson(jsonOf(setting)) : textOf(setting)};
+        return {format == Format::kJson ? textOfJson(jsonOf(setting)) : textOf(setting),
+                facts.code};
     };
     return added;
 }

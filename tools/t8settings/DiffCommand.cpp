@@ -87,7 +87,8 @@ Json jsonOf(const Side& side) {
     return json;
 }
 
-Result resultOf(const std::vector<Difference>& differences, Format format) {
+/// `code` is that of the surveys.
+Result resultOf(const std::vector<Difference>& differences, ExitCode code, Format format) {
     std::vector<Row> rows;
     Json json = Json::array();
     for (const Difference& one : differences) {
@@ -100,7 +101,17 @@ Result resultOf(const std::vector<Difference>& differences, Format format) {
     }
     return {format == Format::kJson ? textOfJson(json)
                                     : linesOf(rows, {Look::kName, Look::kLeft, Look::kRight}),
-            differences.empty() ? ExitCode::kDone : ExitCode::kFindings};
+            graver(code, differences.empty() ? ExitCode::kDone : ExitCode::kFindings)};
+}
+
+Result diff(const Sides& sides, const std::function<Location()>& location, Format format) {
+    if (!sides.left) {
+        const Facts facts = survey(location());
+        return resultOf(fromDefaults(facts), facts.code, format);
+    }
+    const Facts left = surveyAt(*sides.left);
+    const Facts right = surveyAt(*sides.right);
+    return resultOf(between(left, right), graver(left.code, right.code), format);
 }
 
 }  // namespace
@@ -122,9 +133,7 @@ Command addDiffCommand(CLI::App& app) {
     });
     Command added = {command, {}};
     added.runOnFiles = [sides](const std::function<Location()>& location, Format format) {
-        return resultOf(sides->left ? between(surveyAt(*sides->left), surveyAt(*sides->right))
-                                    : fromDefaults(survey(location())),
-                        format);
+        return diff(*sides, location, format);
     };
     return added;
 }

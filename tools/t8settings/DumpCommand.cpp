@@ -58,6 +58,7 @@ Result dump(const Location& location, Format format, const Wanted& wanted) {
     if (records.empty() && !wanted.pattern.empty()) {
         result.code = remarkThatNothingMatches(pattern, namesOf(facts));
     }
+    result.code = graver(result.code, facts.code);
     return result;
 }
 

@@ -230,6 +230,16 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
     return ofFile(file, findingsInLines(file, setUpWithoutFiles().types));
 }
 
+std::optional<FileFinding> cutLineIn(const IniFile& file) {
+    if (file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.lines().empty() ||
+        file.text().back() == '\n') {
+        return std::nullopt;
+    }
+    return FileFinding{file.path(),
+                       {file.lines().back().number, Harm::kLost,
+                        "the last line may be cut short, as no line feed ends it", ""}};
+}
+
 std::vector<FileFinding> findingsIn(const IniFile& file) {
     std::vector<FileFinding> findings = ofFile(file, findingsInState(file));
     for (FileFinding& finding : findingsInLinesOf(file)) {

@@ -1,6 +1,7 @@
 #ifndef T8SETTINGS_FILECHECK_H
 #define T8SETTINGS_FILECHECK_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ std::string textToSeal(const IniFile& file);
 
 /// What is wrong with the lines of the file.
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file);
+
+/// That the last line may be cut short; nothing of a file with a CRC line, and of a defaults file.
+std::optional<FileFinding> cutLineIn(const IniFile& file);
 
 /// All that is wrong with the file itself and with its lines; what lies beside it is not looked at.
 /// A missing file is sound.

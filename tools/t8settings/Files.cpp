@@ -142,6 +142,11 @@ bool isThere(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
+bool isPlainFile(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 IniFile iniFileAt(const std::string& path) {
     const bool isDefaults = isInDefaultsDirectory(path) && !fileBeside(path);
     return {path, storageNameOf(path),

@@ -41,6 +41,9 @@ bool isXml(const std::string& path);
 /// Whether anything of this name is there, a link to nothing included.
 bool isThere(const std::string& path);
 
+/// Whether a file is there, or a link to one, which is no directory, pipe or device.
+bool isPlainFile(const std::string& path);
+
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);

@@ -30,7 +30,8 @@ Result getOrigin(const Facts& facts, Format format, const Wanted& wanted) {
         Json json = jsonOf(setting.inForce);
         addOrigin(json, setting);
         return {format == Format::kJson ? textOfJson(json)
-                                        : linesOf({{setting.origin(), setting.file}})};
+                                        : linesOf({{setting.origin(), setting.file}}),
+                facts.code};
     } catch (const Failure& failure) {
         complain(failure.what());
         return {format == Format::kJson ? textOfJson({{"origin", "unset"}}) : "unset\n",

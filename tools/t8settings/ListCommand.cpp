@@ -85,12 +85,17 @@ void addSurveyed(Listing& listing, const Facts& facts, const Wanted& wanted) {
 Result list(const Location& location, Format format, const Wanted& wanted) {
     const Pattern pattern = Pattern::ofNames(wanted.pattern);
     Listing listing(pattern);
+    ExitCode code = ExitCode::kDone;
     if (wanted.changed || wanted.origin || !location.file.empty()) {
-        addSurveyed(listing, survey(location), wanted);
+        const Facts facts = survey(location);
+        addSurveyed(listing, facts, wanted);
+        code = facts.code;
     } else {
         addLoaded(listing, Store(location));
     }
-    return listing.result(format);
+    Result result = listing.result(format);
+    result.code = graver(result.code, code);
+    return result;
 }
 
 }  // namespace

@@ -53,11 +53,8 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
                                             isUseful(finding, whole);
                                  }),
                   leftOut.end());
-    const std::string& text = file.text();
-    if (file.crcLine() == 0 && !file.lines().empty() && text.back() != '\n') {
-        leftOut.push_back({file.path(),
-                           {file.lines().back().number, Harm::kLost,
-                            "the last line may be cut short, as no line feed ends it", ""}});
+    if (const auto cut = cutLineIn(file)) {
+        leftOut.push_back(*cut);
     }
     return leftOut;
 }

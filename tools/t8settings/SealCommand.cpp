@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "FileCheck.h"
+#include "Recovery.h"
 #include "Replacement.h"
 #include "SetUp.h"
 #include "Terminal.h"
@@ -17,8 +18,9 @@ namespace files = Qel::Settings::files;
 constexpr const char* kSealHelp =
     "Writes the CRC line that a file needs after a hand edit; all bytes before that line stay as\n"
     "they are. All lines are checked first: when a program would not take one, or would read\n"
-    "something else than it says, nothing is written. A defaults file needs no CRC line. A\n"
-    "temporary copy with a right CRC would win over the file: see to it first, with recover.\n"
+    "something else than it says, or no line feed ends the last one, nothing is written. A\n"
+    "defaults file needs no CRC line. A temporary copy with a right CRC would win over the file:\n"
+    "see to it first, with recover. Any other copy is kept under another name.\n"
     "Programs that are running have loaded the file before, and overwrite it when they save.\n\n"
     "Example:\n  t8settings seal tv/settings/settings.ini";
 
@@ -26,8 +28,10 @@ constexpr const char* kSealHelp =
 struct Sealing {
     std::string path;
     std::string outcome;  ///< for people
+    std::size_t settings;
     bool written = false;
     std::optional<std::uint32_t> crc = {};
+    std::string kept = {};  ///< what the leftover of a save is called now; mostly empty
 };
 
 void demandSealable(const FileGroup& group) {
@@ -52,7 +56,21 @@ std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     if (file.lines().empty()) {
         findings.push_back({file.path(), {0, Harm::kLost, "nothing is in it", ""}});
     }
+    if (const auto cut = cutLineIn(file)) {
+        findings.push_back(*cut);
+    }
     return findings;
+}
+
+/// A torn copy may hold what nothing else does, and the save would delete it.
+std::string keepCopy(const FileGroup& group, const files::DirectoryLock& lock) {
+    const std::string& copy = group.copy.path();
+    if (!isPlainFile(copy)) {
+        return "";
+    }
+    const std::string kept = nameToKeep(copy);
+    keep(copy, kept, lock);
+    return kept;
 }
 
 /// Lines that have no effect are told; the others stop the command unless they may be so.
@@ -89,16 +107,22 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
     const FileGroup group = groupAt(path);
     demandSealable(group);
     demandSoundLines(group.file, force);
+    const std::size_t settings = settingsOf(group.file).size();
     if (group.file.role() == IniFile::Role::kDefaults) {
-        return {path, "a defaults file, which needs no CRC; nothing was written"};
+        return {path,
+                countOf(settings) + ", a defaults file, which needs no CRC; nothing was written",
+                settings};
     }
     if (group.file.state() == FileState::kSealed && !group.file.hasMoreAfterCrcLine()) {
-        return {path, "the CRC is right already; nothing was written", false,
-                group.file.computedCrc()};
+        return {path, countOf(settings) + ", the CRC is right already; nothing was written",
+                settings, false, group.file.computedCrc()};
     }
     const std::string text = textToSeal(group.file);
+    const std::string kept = keepCopy(group, lock);
     const std::uint32_t crc = replace({group, text, path}, lock);
-    return {path, "sealed, CRC " + std::to_string(crc), true, crc};
+    return {path,     "sealed, " + countOf(settings) + ", CRC " + std::to_string(crc),
+            settings, true,
+            crc,      kept};
 }
 
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
@@ -106,12 +130,21 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     demandIniFile(path);
     const Sealing sealing = seal(path, force, marker);
     if (format == Format::kText) {
-        return {visible(path + ": " + sealing.outcome) + "\n"};
+        const std::string kept =
+            sealing.kept.empty()
+                ? ""
+                : visible(sealing.kept + ": " + copyOf(path) + " as it was") + "\n";
+        return {visible(path + ": " + sealing.outcome) + "\n" + kept};
     }
     Json json;
     addBytes(json, "file", path);
     json["written"] = sealing.written;
+    json["settings"] = sealing.settings;
     json["crc"] = sealing.crc ? Json(*sealing.crc) : Json(nullptr);
+    json["kept"] = nullptr;
+    if (!sealing.kept.empty()) {
+        addBytes(json, "kept", sealing.kept);
+    }
     return {textOfJson(json)};
 }
 

@@ -46,7 +46,8 @@ void addTo(StorageFacts& facts, const SurveyedFile& file) {
 
 /// The read/write file of a storage that its defaults file, if there is one, calls `name`; nothing
 /// when there is none, or a load would set it aside.
-std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name) {
+std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name,
+                                          ExitCode& code) {
     struct stat status;
     if (::stat(files.readWrite.c_str(), &status) != 0) {
         return std::nullopt;
@@ -55,6 +56,7 @@ std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::
         files.isXml() ? surveyedXml(files.readWrite) : surveyed(readWriteOf(files, name));
     if (!file.error.empty()) {
         tell(file, "the next program to load it sets it aside");
+        code = ExitCode::kFindings;
         return std::nullopt;
     }
     return file;
@@ -69,11 +71,13 @@ void addStorage(Facts& facts, const StorageFiles& files) {
         defaults = files.isXml() ? surveyedXml(files.defaults) : surveyed(defaultsOf(files));
         if (!defaults.error.empty()) {
             tell(defaults, "no program can load the storage");
+            facts.code = ExitCode::kFindings;
             return;
         }
         addTo(storage, defaults);
     }
-    const std::optional<SurveyedFile> readWrite = readWriteFile(files, defaults.storage);
+    const std::optional<SurveyedFile> readWrite =
+        readWriteFile(files, defaults.storage, facts.code);
     if (readWrite) {
         addTo(storage, *readWrite);
     }
@@ -86,7 +90,12 @@ void addStorage(Facts& facts, const StorageFiles& files) {
 
 Facts surveyOfBase(const std::string& base) {
     Facts facts;
-    for (const StorageFiles& files : storagesBelow(base)) {
+    const std::vector<StorageFiles> storages = storagesBelow(base);
+    if (storages.empty()) {
+        complainOfNoFiles(base);
+        facts.code = ExitCode::kFailed;
+    }
+    for (const StorageFiles& files : storages) {
         addStorage(facts, files);
     }
     return facts;
@@ -126,6 +135,10 @@ bool SettingFacts::differs() const {
 void addOrigin(Json& json, const SettingFacts& setting) {
     json["origin"] = setting.origin();
     addBytes(json, "file", setting.file);
+}
+
+ExitCode graver(ExitCode one, ExitCode other) {
+    return one == ExitCode::kDone || other == ExitCode::kFailed ? other : one;
 }
 
 Facts survey(const Location& location) {

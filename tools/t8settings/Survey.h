@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Exit.h"
 #include "Files.h"
 #include "Records.h"
 #include "SurveyedFile.h"
@@ -41,7 +42,14 @@ struct SettingFacts {
 void addOrigin(Json& json, const SettingFacts& setting);
 
 /// By the settings' names.
-using Facts = std::map<std::string, SettingFacts>;
+struct Facts : std::map<std::string, SettingFacts> {
+    /// What a command that is done exits with: `kFindings` when a file was passed over, `kFailed`
+    /// when there was none.
+    ExitCode code = ExitCode::kDone;
+};
+
+/// The one that tells more: `kFailed`, or else the first one that is not `kDone`.
+ExitCode graver(ExitCode one, ExitCode other);
 
 /// The settings that a process would get if it loaded the files now, found out without loading:
 /// nothing is set aside. Files that would be are told of on standard error, and passed over.

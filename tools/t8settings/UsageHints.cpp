@@ -1,6 +1,8 @@
 #include "UsageHints.h"
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Nearest.h"
@@ -85,7 +87,33 @@ std::string hintOnOption(const CLI::App& app, const std::string& word) {
            chain(app).back()->get_name() + " -- " + arguments;
 }
 
+bool hasOption(const CLI::App& app, const std::string& name) {
+    const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+    return app.get_option_no_throw(name) != nullptr ||
+           std::any_of(commands.begin(), commands.end(), [&name](const CLI::App* command) {
+               return command->get_option_no_throw(name) != nullptr;
+           });
+}
+
+/// The words that follow belong to somebody else's command line.
+bool isQuestionOfAShell(int argc, const char* const* argv) {
+    return argc > 1 && std::string_view(argv[1]) == "complete";
+}
+
 }  // namespace
+
+void demandValues(const CLI::App& app, int argc, const char* const* argv) {
+    for (int i = 1; i < argc && !isQuestionOfAShell(argc, argv); ++i) {
+        const std::string word = argv[i];
+        if (word == "--") {
+            return;
+        }
+        const std::string name = word.substr(0, word.size() - (word.empty() ? 0 : 1));
+        if (word.compare(0, 2, "--") == 0 && word.back() == '=' && hasOption(app, name)) {
+            throw Failure(ExitCode::kUsage, name + " is empty");
+        }
+    }
+}
 
 Failure badUsage(const CLI::App& app, const std::string& error) {
     const bool hasCommand = !app.get_subcommands().empty();

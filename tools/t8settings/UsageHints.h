@@ -11,6 +11,10 @@ namespace t8settings {
 /// `app` has parsed it as far as it goes.
 Failure badUsage(const CLI::App& app, const std::string& error);
 
+/// Throws `Failure` for a word such as "--base=", which a script's variable that was never set
+/// looks like: the parser would take the next word for the value.
+void demandValues(const CLI::App& app, int argc, const char* const* argv);
+
 }  // namespace t8settings
 
 #endif

@@ -27,15 +27,14 @@ ExitCode codeOf(const std::vector<FileFinding>& findings) {
     const bool unreadable = std::any_of(
         findings.begin(), findings.end(),
         [](const FileFinding& finding) { return finding.finding.harm == Harm::kUnreadable; });
-    return unreadable         ? ExitCode::kFailed
-           : findings.empty() ? ExitCode::kDone
-                              : ExitCode::kFindings;
+    return unreadable ? ExitCode::kFailed : ExitCode::kFindings;
 }
 
 std::string textOf(const Verification& verification) {
     const std::size_t count = verification.findings().size();
+    const std::string verdict = verification.files().empty() ? "nothing to verify" : "all sound";
     return linesOf(verification.findings()) + counted(verification.files().size(), "file") + ", " +
-           (count == 0 ? "all sound" : counted(count, "finding")) + "\n";
+           (count == 0 ? verdict : counted(count, "finding")) + "\n";
 }
 
 Json jsonOf(const Verification& verification) {
@@ -54,6 +53,7 @@ Json jsonOf(const Verification& verification) {
 Result verify(const std::vector<std::string>& files, const std::function<Location()>& location,
               Format format) {
     Verification verification;
+    ExitCode whenSound = ExitCode::kDone;
     std::for_each(files.begin(), files.end(), demandPath);
     for (const std::string& file : files) {
         verification.verifyFile(file);
@@ -63,10 +63,11 @@ Result verify(const std::vector<std::string>& files, const std::function<Locatio
         verification.verifyBelow(base);
         if (verification.files().empty()) {
             complainOfNoFiles(base);
+            whenSound = ExitCode::kFailed;
         }
     }
     return {format == Format::kJson ? textOfJson(jsonOf(verification)) : textOf(verification),
-            codeOf(verification.findings())};
+            verification.findings().empty() ? whenSound : codeOf(verification.findings())};
 }
 
 }  // namespace
