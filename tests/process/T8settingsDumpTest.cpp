@@ -236,7 +236,13 @@ TEST_F(T8settingsDump, ProblemsOfJsonAreToldWithTheMembersPath) {
                   ":2: syntax error while parsing object key - unexpected '}'; expected string "
                   "literal\n");
     expectChanged(load(" [ ] \n"), 0, 0);
-    expectChanged(load(""), 0, 0);
+    expectRefused("", ":1: is empty; a dump of no settings is []\n");
+    expectRefused("\n \n", ":1: is empty; a dump of no settings is []\n");
+    expectRefused("[1,2]", ": [0]: is no object\n: [1]: is no object\n");
+    expectRefused("[\"x\"]\n", ": [0]: is no object\n");
+    expectRefused("[{\"type\": \"int\"},\n {\"name\": 1e999}]",
+                  ":2: number overflow parsing '1e999'\n");
+    expectChanged(load("[a]\ns/bass = int8,-2\n"), 0, 1);
 }
 
 TEST_F(T8settingsDump, WhileAResetIsInProgressNothingIsLoaded) {

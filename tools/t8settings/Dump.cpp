@@ -25,8 +25,14 @@ bool isJson(std::string_view bytes) {
     if (bytes.empty() || bytes.front() != '[') {
         return !bytes.empty() && bytes.front() == '{';
     }
-    const std::size_t next = bytes.find_first_not_of(kBlanks, 1);
-    return next != std::string_view::npos && (bytes[next] == '{' || bytes[next] == ']');
+    if (const std::size_t next = bytes.find_first_not_of(kBlanks, 1);
+        next == std::string_view::npos || bytes[next] == '{' || bytes[next] == ']') {
+        return true;
+    }
+    // An array of something else, which is to be refused as such; the name of a section may look
+    // like one element, but then settings follow.
+    return Json::accept(bytes.begin(), bytes.end()) ||
+           bytes.substr(0, bytes.find('\n')).find(']') == std::string_view::npos;
 }
 
 using Entries = std::vector<DumpEntry>;
@@ -111,14 +117,33 @@ private:
 };
 
 /// Without the name that the parser has for the error, and with its place as all others have it.
-DumpEntry problemOf(const std::string& path, const std::string& bytes,
-                    const Json::parse_error& error) {
-    const auto end =
-        bytes.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, bytes.size()));
+DumpEntry problemOf(const std::string& path, const std::string& bytes, std::size_t byte,
+                    const std::string& what) {
+    const auto end = bytes.begin() + static_cast<std::ptrdiff_t>(std::min(byte, bytes.size()));
     const std::string line = std::to_string(1 + std::count(bytes.begin(), end, '\n'));
-    const std::string what = error.what();
     const std::size_t colon = what.find(": ");
-    return {path + ":" + line, colon == std::string::npos ? what : what.substr(colon + 2)};
+    return {path + ":" + line,
+            colon == std::string::npos ? what.substr(what.find("] ") + 2) : what.substr(colon + 2)};
+}
+
+/// The parser does not say where such a number is: the shortest beginning that already has it.
+std::size_t endOfNumberOutOfRange(const std::string& bytes) {
+    const auto isIn = [&bytes](std::size_t size) {
+        try {
+            return Json::parse(bytes.substr(0, size)).is_discarded();
+        } catch (const Json::out_of_range&) {
+            return true;
+        } catch (const Json::parse_error&) {
+            return false;
+        }
+    };
+    std::size_t without = 0;
+    std::size_t with = bytes.size();
+    while (with - without > 1) {
+        const std::size_t middle = without + (with - without) / 2;
+        (isIn(middle) ? with : without) = middle;
+    }
+    return with;
 }
 
 Entries ofJson(const std::string& path, const std::string& bytes) {
@@ -132,7 +157,9 @@ Entries ofJson(const std::string& path, const std::string& bytes) {
             JsonSetting(path + ": [" + std::to_string(i) + "]", json[i]).addTo(entries);
         }
     } catch (const Json::parse_error& error) {
-        return {problemOf(path, bytes, error)};
+        return {problemOf(path, bytes, error.byte, error.what())};
+    } catch (const Json::out_of_range& error) {
+        return {problemOf(path, bytes, endOfNumberOutOfRange(bytes), error.what())};
     }
     return entries;
 }
@@ -140,6 +167,9 @@ Entries ofJson(const std::string& path, const std::string& bytes) {
 }  // namespace
 
 Entries entriesOf(const std::string& path, const std::string& bytes) {
+    if (bytes.find_first_not_of(kBlanks) == std::string::npos) {
+        return {{path + ":1", "is empty; a dump of no settings is []"}};
+    }
     return isJson(bytes) ? ofJson(path, bytes) : ofIni(path, bytes);
 }
 
