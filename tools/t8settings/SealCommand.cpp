@@ -68,9 +68,9 @@ std::string keepCopy(const FileGroup& group, const files::DirectoryLock& lock) {
     if (!isPlainFile(copy)) {
         return "";
     }
-    const std::string kept = nameToKeep(copy);
-    keep(copy, kept, lock);
-    return kept;
+    KeptFile kept = {copy, nameToKeep(copy)};
+    keep(kept, lock);
+    return kept.name;
 }
 
 /// Lines that have no effect are told; the others stop the command unless they may be so.
