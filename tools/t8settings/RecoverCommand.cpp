@@ -117,6 +117,10 @@ Result show(const FileGroup& group, Format format) {
 
 Result recover(const RestoreOptions& options, const std::string& marker, Format format) {
     demandIniFile(options.path);
+    const std::string unusual = whyNoPlainFile(options.path);
+    if (!unusual.empty()) {
+        throw Failure(ExitCode::kFailed, options.path + " " + unusual);
+    }
     if (!options.from.empty()) {
         return restore(options, marker, format);
     }

@@ -39,9 +39,8 @@ bool isDirectory(const std::string& path) {
 }
 
 /// Names in the directory, in order; a directory that is not there has none.
-std::vector<std::string> entriesOf(const std::string& path, int& error) {
+std::vector<std::string> entriesOf(const std::string& path) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), &::closedir);
-    error = directory ? 0 : errno;
     std::vector<std::string> names;
     while (const dirent* const entry = directory ? ::readdir(directory.get()) : nullptr) {
         names.emplace_back(entry->d_name);
@@ -72,7 +71,16 @@ void Verification::verifyBelow(const std::string& base) {
 
 void Verification::verifyFile(const std::string& path) {
     progress_.show("verifying " + path);
-    if (!isThere(path)) {
+    if (!isThere(path) && !canRead(Qel::Settings::files::directoryOf(path))) {
+        return;
+    }
+    const std::string unusual = whyNoPlainFile(path);
+    if (!unusual.empty()) {
+        add(path, Harm::kUnreadable, unusual,
+            isDirectory(path) ? "did you mean --base " + path + "?" : "");
+        return;
+    }
+    if (!isPlainFile(path) && errno == ENOENT) {
         add(path, Harm::kUnreadable, "not there", "");
     }
     if (isXml(path)) {
@@ -94,7 +102,7 @@ void Verification::verifyStorage(const StorageFiles& storage) {
         return;
     }
     for (const std::string& path : {storage.defaults, storage.readWrite}) {
-        if (!path.empty()) {
+        if (!path.empty() && canRead(Qel::Settings::files::directoryOf(path))) {
             verifyXml(storage.readWrite, path);
         }
     }
@@ -106,6 +114,9 @@ void Verification::verifyIni(const StorageFiles& storage) {
     std::set<std::string> names;
     for (const std::string& file : {storage.defaults, storage.readWrite}) {
         if (file.empty()) {
+            continue;
+        }
+        if (!canRead(Qel::Settings::files::directoryOf(file))) {
             continue;
         }
         const FileGroup group = groupAt(file);
@@ -162,13 +173,22 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
     noteNames(storage, path, {file.names.begin(), file.names.end()});
 }
 
-void Verification::verifyDirectory(const std::string& path) {
-    int error = 0;
-    for (const std::string& name : entriesOf(path, error)) {
-        verifyEntry(std::string(path).append("/").append(name));
+bool Verification::canRead(const std::string& directory) {
+    const auto known = canRead_.emplace(directory, true);
+    const std::string error = known.second ? whyUnreadable(directory) : "";
+    if (!error.empty()) {
+        add(directory, Harm::kUnreadable, "the directory cannot be read: " + error, "");
+        known.first->second = false;
     }
-    if (error != 0 && error != ENOENT) {
-        add(path, Harm::kUnreadable, std::strerror(error), "");
+    return known.first->second;
+}
+
+void Verification::verifyDirectory(const std::string& path) {
+    if (!canRead(path)) {
+        return;
+    }
+    for (const std::string& name : entriesOf(path)) {
+        verifyEntry(std::string(path).append("/").append(name));
     }
 }
 
