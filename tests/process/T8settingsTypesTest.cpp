@@ -260,7 +260,8 @@ TEST_F(T8settingsTypes, UnknownNameIsToldWithTheLikeliestNames) {
     const ToolRun other = types({"a\nb-nothing-alike"});
     EXPECT_EQ("t8settings: no such type: \"a\\nb-nothing-alike\"\n", other.err);
     EXPECT_EQ(3, other.exitCode);
-    EXPECT_EQ("t8settings: no such type: \"\"\n", types({""}).err);
+    EXPECT_EQ("t8settings: NAME is empty\n", types({""}).err);
+    EXPECT_EQ(2, types({""}).exitCode);
     EXPECT_EQ(2, types({"int", "bool"}).exitCode);
 }
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -128,6 +129,39 @@ TEST_F(T8settingsUsage, OptionWithNothingBehindItsEqualsSignTakesNoOtherWord) {
     EXPECT_EQ(0, run({"complete", "zsh", "list", "--base="}).exitCode);
     expectBadUsage(run({"list", "--frobnicate="}),
                    "The following argument was not expected: --frobnicate");
+}
+
+TEST_F(T8settingsUsage, EmptyWordIsNoName) {
+    for (const auto& words : {std::vector<std::string>{"get", ""},
+                              {"get", "", "--origin"},
+                              {"describe", ""},
+                              {"types", ""}}) {
+        expectBadUsage(run(words), "NAME is empty\n");
+    }
+    EXPECT_EQ("settings/sound/bass\tint8\t-2\n", run({"list", ""}).out);
+}
+
+TEST_F(T8settingsUsage, OptionOfACommandComesAfterIt) {
+    expectBadUsage(run({"--origin", "get", "settings/sound/bass"}), "--origin comes after get\n");
+    expectBadUsage(run({"--yes", "reset", "--all"}), "--yes comes after reset\n");
+    expectBadUsage(run({"watch", "--count", "x"}),
+                   "--count: takes a number from 1 to " +
+                       std::to_string(std::numeric_limits<unsigned long>::max()) + "\n");
+}
+
+TEST_F(T8settingsUsage, BeginningOfNamesIsNoNameButAPattern) {
+    EXPECT_EQ(
+        "t8settings: no such setting: \"settings/sound\"\n"
+        "t8settings: there are names that begin so: t8settings list settings/sound/\n",
+        run({"get", "settings/sound"}).err);
+}
+
+TEST_F(T8settingsUsage, BaseAndSingleFileExcludeEachOther) {
+    const std::string file = path("qel-default-settings/settings.ini");
+    expectBadUsage(runBare({"--file", file, "--base", base_, "list"}),
+                   "say either --base or --file\n");
+    expectBadUsage(runBare({"--file", "", "list"}), "--file is empty\n");
+    expectBadUsage(runBare({"--file", file, "list", "--changed"}), "--changed takes no --file: ");
 }
 
 TEST_F(T8settingsUsage, BaseDirectoryThatIsNotThereIsAFailure) {

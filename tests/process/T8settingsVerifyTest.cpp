@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/prctl.h>
 #include <vector>
 
 #include "Sanitized.h"
@@ -362,6 +364,57 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
     EXPECT_THAT(finding.at("reason").get<std::string>(),
                 StartsWith("cannot be read: Is a directory; the next program to load it"));
     EXPECT_EQ(1, run({"--base", path("none"), "verify"}).exitCode);
+}
+
+TEST_F(T8settingsVerify, DirectoryThatCannotBeReadIsOneFinding) {
+    const std::string directory = path("settings");
+    std::filesystem::permissions(directory, std::filesystem::perms::none);
+    const auto asNobodyElse = [] {
+        // Permissions hold for root as well when it has lost these.
+        prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+        prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+    };
+    const ToolRun verify = run({"verify"}, {}, asNobodyElse);
+    const ToolRun one = run({"verify", directory + "/settings.ini"}, {}, asNobodyElse);
+    std::filesystem::permissions(directory, std::filesystem::perms::owner_all);
+    const std::string finding = directory + ": the directory cannot be read: Permission denied\n";
+    EXPECT_THAT(verify.out, AllOf(HasSubstr(finding), HasSubstr(", 1 finding\n")));
+    EXPECT_EQ(1, verify.exitCode);
+    EXPECT_EQ(finding + "0 files, 1 finding\n", one.out);
+}
+
+TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
+    EXPECT_EQ(base_ + ": is a directory; did you mean --base " + base_ + "?\n0 files, 1 finding\n",
+              run({"verify", base_}).out);
+    EXPECT_EQ("/dev/null: is no plain file\n0 files, 1 finding\n",
+              run({"verify", "/dev/null"}).out);
+    const ToolRun recover = run({"recover", base_});
+    EXPECT_EQ("t8settings: " + base_ + " is a directory\n", recover.err);
+    EXPECT_EQ(1, recover.exitCode);
+    std::filesystem::create_symlink("nothing", path("link.ini"));
+    const ToolRun link = run({"verify", path("link.ini")});
+    EXPECT_EQ(path("link.ini") + ": not there\n0 files, 1 finding\n", link.out);
+    EXPECT_EQ(1, link.exitCode);
+    const std::string copy = path("settings/settings.ini.tmp");
+    std::filesystem::create_directory(copy);
+    expectFindings(run({"verify"}),
+                   {copy + ": is a directory; remove it; nothing can be saved until then"});
+}
+
+TEST_F(T8settingsVerify, MissingLineFeedAfterTheCrcLineIsToldAsSuch) {
+    const std::string sealed = bytesOf("settings/settings.ini");
+    put("settings/settings.ini", sealed.substr(0, sealed.size() - 1));
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(": wrong CRC: the line feed after the CRC line is missing; "));
+}
+
+TEST_F(T8settingsVerify, ResetInProgressIsTold) {
+    testsupport::writeFile(marker_, "");
+    const ToolRun verify = run({"verify"});
+    EXPECT_EQ("t8settings: a reset to defaults is in progress, " + marker_ +
+                  " exists: nothing is saved until the restart\n",
+              verify.err);
+    EXPECT_EQ(0, verify.exitCode);
 }
 
 TEST_F(T8settingsVerify, EmptyWordIsNoFile) {

@@ -93,8 +93,9 @@ Location locationOf(const Globals& globals) {
     const auto base = said(globals.base, "--base", "T8SETTINGS_BASE");
     const std::string marker = markerOf(globals);
     if (globals.file) {
-        if (globals.base || globals.file->empty()) {
-            throw Failure(ExitCode::kUsage, "say either --base or --file, and not the empty word");
+        demandWord(*globals.file, "--file");
+        if (globals.base) {
+            throw Failure(ExitCode::kUsage, "say either --base or --file");
         }
         return {"", "", *globals.file};
     }
@@ -129,6 +130,12 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
 }
 
 }  // namespace
+
+void demandWord(const std::string& word, const char* what) {
+    if (word.empty()) {
+        throw Failure(ExitCode::kUsage, std::string(what) + " is empty");
+    }
+}
 
 Result runCommandLine(int argc, const char* const* argv) {
     CLI::App app(kAbout, "t8settings");

@@ -91,6 +91,7 @@ Command addDescribeCommand(CLI::App& app) {
     Command added = {command, {}};
     added.takesFile = true;
     added.runOnFiles = [name](const std::function<Location()>& location, Format format) -> Result {
+        demandWord(*name, "NAME");
         const Facts facts = survey(location());
         const SettingFacts& setting = factsOn(*name, facts);
         return {format == Format::kJson ? textOfJson(jsonOf(setting)) : textOf(setting),

@@ -124,6 +124,11 @@ std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
     if (isMissing(copy)) {
         return {};
     }
+    const std::string unusual = whyNoPlainFile(copy.path());
+    if (!unusual.empty()) {
+        return {{copy.path(),
+                 {0, Harm::kUnusable, unusual, "remove it; nothing can be saved until then"}}};
+    }
     if (!copy.accepted()) {
         return {{copy.path(),
                  {0, Harm::kIgnored, "left by an interrupted save and not whole: " + stateOf(copy),
@@ -190,6 +195,8 @@ std::string stateOf(const IniFile& file) {
     std::string text = textOf(file.state()).text;
     if (file.state() == FileState::kUnreadable) {
         text += ": " + file.error();
+    } else if (file.state() == FileState::kWrongCrc && file.isCrcLineOpen()) {
+        text += ": the line feed after the CRC line is missing";
     } else if (file.state() == FileState::kWrongCrc) {
         text += ": the text has " + std::to_string(file.computedCrc()) + ", its CRC line says " +
                 std::to_string(file.readCrc());

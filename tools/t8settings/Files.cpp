@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "Exit.h"
@@ -145,6 +146,23 @@ bool isThere(const std::string& path) {
 bool isPlainFile(const std::string& path) {
     struct stat status;
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::string whyNoPlainFile(const std::string& path) {
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
+        return "";
+    }
+    return S_ISDIR(status.st_mode) ? "is a directory" : "is no plain file";
+}
+
+std::string whyUnreadable(const std::string& path) {
+    DIR* const directory = ::opendir(path.c_str());
+    if (directory != nullptr) {
+        ::closedir(directory);
+    }
+    const bool isReadable = directory != nullptr && ::access(path.c_str(), X_OK) == 0;
+    return isReadable || errno == ENOENT ? "" : std::strerror(errno);
 }
 
 IniFile iniFileAt(const std::string& path) {

@@ -44,6 +44,12 @@ bool isThere(const std::string& path);
 /// Whether a file is there, or a link to one, which is no directory, pipe or device.
 bool isPlainFile(const std::string& path);
 
+/// "is a directory", or "is no plain file" for a pipe or device; empty for all else.
+std::string whyNoPlainFile(const std::string& path);
+
+/// Why the directory cannot be read, in the system's words; empty when it can be or is not there.
+std::string whyUnreadable(const std::string& directory);
+
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);

@@ -48,6 +48,7 @@ Record recordCalled(const std::string& name, const Location& location) {
 }
 
 Result get(const Location& location, Format format, const Wanted& wanted) {
+    demandWord(wanted.name, "NAME");
     if (wanted.origin) {
         return getOrigin(survey(location), format, wanted);
     }

@@ -80,6 +80,7 @@ void IniFile::judgeCrc(std::string& data) {
     crcLine_ = lineFeeds(text_) + 2;
     const std::string_view after = std::string_view(data).substr(text_.size() + 1);
     const std::size_t end = after.find('\n');
+    isCrcLineOpen_ = end == std::string_view::npos;
     moreAfterCrcLine_ = end != std::string_view::npos && text::IniWalk(after.substr(end)).next();
 }
 

@@ -81,6 +81,9 @@ public:
     std::size_t crcLine() const { return crcLine_; }
     bool hasMoreAfterCrcLine() const { return moreAfterCrcLine_; }
 
+    /// No line feed ends the CRC line, so that a load takes its last byte for one.
+    bool isCrcLineOpen() const { return isCrcLineOpen_; }
+
 private:
     bool read(std::string& data);
     void judgeCrc(std::string& data);
@@ -100,6 +103,7 @@ private:
     std::string text_;
     std::size_t crcLine_ = 0;
     bool moreAfterCrcLine_ = false;
+    bool isCrcLineOpen_ = false;
 };
 
 }  // namespace t8settings

@@ -83,6 +83,10 @@ void addSurveyed(Listing& listing, const Facts& facts, const Wanted& wanted) {
 }
 
 Result list(const Location& location, Format format, const Wanted& wanted) {
+    if (wanted.changed && !location.file.empty()) {
+        throw Failure(ExitCode::kUsage,
+                      "--changed takes no --file: one file has no defaults to compare with");
+    }
     const Pattern pattern = Pattern::ofNames(wanted.pattern);
     Listing listing(pattern);
     ExitCode code = ExitCode::kDone;

@@ -21,14 +21,12 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kLoadHelp =
-    "Takes what dump writes, ini text or JSON, and a storage's ini file too; - is standard input.\n"
-    "Everything is checked first: names, types, texts as set judges them, and that what is\n"
-    "read-only stays the same. When anything is wrong nothing is changed, and each problem is "
-    "told\n"
-    "with its line, or in JSON the member's path. Settings that are not in FILE stay as they "
-    "are.\n"
-    "When a storage cannot be saved, the old values are saved again, and it is told where that "
-    "fails.\n\n"
+    "Takes what dump writes, ini text or JSON, and a storage's ini file too; - is\n"
+    "standard input. Everything is checked first: names, types, texts as set judges\n"
+    "them, and that what is read-only stays the same. When anything is wrong nothing\n"
+    "is changed, and each problem is told with its line, or in JSON the member's path.\n"
+    "Settings that are not in FILE stay as they are. When a storage cannot be saved,\n"
+    "the old values are saved again, and it is told where that fails.\n\n"
     "Example:\n  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 
 constexpr std::size_t kMostHints = 20;

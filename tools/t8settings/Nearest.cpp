@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "FileCheck.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -104,10 +105,25 @@ ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<std:
     return pattern.isGlob() ? ExitCode::kUnknownName : ExitCode::kDone;
 }
 
+namespace {
+
+std::string whatBeginsSo(const std::string& name, const std::vector<std::string>& names) {
+    const std::string beginning = name + "/";
+    const bool isBeginning =
+        std::any_of(names.begin(), names.end(), [&beginning](const std::string& other) {
+            return other.compare(0, beginning.size(), beginning) == 0;
+        });
+    return isBeginning ? "\nthere are names that begin so: " + commandOn("list", beginning) : "";
+}
+
+}  // namespace
+
 Failure noSuch(const std::string& kind, const std::string& name,
                const std::vector<std::string>& names) {
+    const std::string beginning = whatBeginsSo(name, names);
     return {ExitCode::kUnknownName,
-            "no such " + kind + ": " + inQuotes(name) + didYouMean(Pattern::exactly(name), names)};
+            "no such " + kind + ": " + inQuotes(name) +
+                (beginning.empty() ? didYouMean(Pattern::exactly(name), names) : beginning)};
 }
 
 }  // namespace t8settings

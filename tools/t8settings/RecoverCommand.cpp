@@ -127,6 +127,10 @@ Result recover(const RestoreOptions& options, const std::string& marker, Format 
         return restore(options, marker, format);
     }
     const FileGroup group = groupAt(options.path);
+    const std::string unusual = whyNoPlainFile(options.path);
+    if (!unusual.empty() && membersOf(group).size() == 1) {
+        throw Failure(ExitCode::kFailed, options.path + " " + unusual);
+    }
     if (group.file.state() == FileState::kMissing && membersOf(group).size() == 1) {
         throw Failure(ExitCode::kFailed, options.path + ": not there, and nothing lies beside it");
     }

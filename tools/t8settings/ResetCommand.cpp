@@ -16,13 +16,12 @@ namespace {
 using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kResetHelp =
-    "With names, these settings get the values of their defaults files, are saved and shown. When\n"
-    "one of them is read-only or has no default, nothing is changed.\n\n"
-    "With --all, every storage goes back to its defaults but calibration data, which survives,\n"
-    "read-only storages, and storages without a defaults file. The reset is announced by a marker\n"
-    "file that stays until the machine restarts: until then no process saves settings. Below any\n"
-    "directory but / it needs --marker, so that the announcement is for those alone who look "
-    "there.\n\n"
+    "With names, these settings get the values of their defaults files, are saved and\n"
+    "shown. When one of them is read-only or has no default, nothing is changed.\n\n"
+    "With --all, every storage goes back to its defaults but calibration data, which\n"
+    "survives, read-only storages, and storages without a defaults file. A marker file\n"
+    "announces it and stays until the restart: until then no process saves settings.\n"
+    "Below any directory but / it needs --marker, so that only who looks there waits.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";

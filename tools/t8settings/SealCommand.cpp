@@ -63,14 +63,24 @@ std::vector<FileFinding> findingsToSeal(const IniFile& file) {
 }
 
 /// A torn copy may hold what nothing else does, and the save would delete it.
-std::string keepCopy(const FileGroup& group, const files::DirectoryLock& lock) {
+std::optional<KeptFile> keepCopy(const FileGroup& group, const files::DirectoryLock& lock) {
     const std::string& copy = group.copy.path();
     if (!isPlainFile(copy)) {
-        return "";
+        return std::nullopt;
     }
     KeptFile kept = {copy, nameToKeep(copy)};
     keep(kept, lock);
-    return kept.name;
+    return kept;
+}
+
+std::uint32_t replaceKeeping(const std::optional<KeptFile>& kept, const Replacement& replacement,
+                             const files::DirectoryLock& lock) {
+    try {
+        return replace(replacement, lock);
+    } catch (const Failure& failure) {
+        const std::string left = kept ? putBack(*kept) : "";
+        throw Failure(failure.code(), failure.what() + (left.empty() ? "" : "\n" + left));
+    }
 }
 
 /// Lines that have no effect are told; the others stop the command unless they may be so.
@@ -118,11 +128,11 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
                 settings, false, group.file.computedCrc()};
     }
     const std::string text = textToSeal(group.file);
-    const std::string kept = keepCopy(group, lock);
-    const std::uint32_t crc = replace({group, text, path}, lock);
+    const std::optional<KeptFile> kept = keepCopy(group, lock);
+    const std::uint32_t crc = replaceKeeping(kept, {group, text, path}, lock);
     return {path,     "sealed, " + countOf(settings) + ", CRC " + std::to_string(crc),
             settings, true,
-            crc,      kept};
+            crc,      kept ? kept->name : ""};
 }
 
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {

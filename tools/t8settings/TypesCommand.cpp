@@ -114,6 +114,7 @@ Command addTypesCommand(CLI::App& app) {
         ->type_name("");
     command->footer(kTypesHelp);
     return {command, {}, [name](Format format) {
+                demandWord(name->value_or("all"), "NAME");
                 return *name ? oneType(format, typeCalled(**name)) : allTypes(format);
             }};
 }

@@ -120,7 +120,10 @@ Failure badUsage(const CLI::App& app, const std::string& error) {
     const std::string stray = strayWord(app);
     const bool isOption = !stray.empty() && stray.front() == '-';
     std::string text = error;
-    if (isOption) {
+    if (isOption && hasCommand &&
+        chain(app).back()->get_option_no_throw(stray.substr(0, stray.find('='))) != nullptr) {
+        text = stray + " comes after " + chain(app).back()->get_name();
+    } else if (isOption) {
         text += hintOnOption(app, stray);
     } else if (!hasCommand && !stray.empty()) {
         text = noSuchCommand(app, stray);

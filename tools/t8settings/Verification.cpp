@@ -33,10 +33,11 @@ bool isDirectory(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// Names in the directory, in order; a directory that is not there has none.
+/// Names in the directory, in order; a directory that is not there has none. `error` is the errno
+/// of a reading that ended too early, or 0.
 std::vector<std::string> entriesOf(const std::string& path, int& error) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), &::closedir);
-    error = directory ? 0 : errno;
+    error = 0;
     std::vector<std::string> names;
     while (directory) {
         errno = 0;
@@ -73,7 +74,16 @@ void Verification::verifyBelow(const std::string& base) {
 
 void Verification::verifyFile(const std::string& path) {
     progress_.show("verifying " + path);
-    if (!isThere(path)) {
+    if (!isThere(path) && !canRead(Qel::Settings::files::directoryOf(path))) {
+        return;
+    }
+    const std::string unusual = whyNoPlainFile(path);
+    if (!unusual.empty()) {
+        add(path, Harm::kUnreadable, unusual,
+            isDirectory(path) ? "did you mean --base " + path + "?" : "");
+        return;
+    }
+    if (!isPlainFile(path) && errno == ENOENT) {
         add(path, Harm::kUnreadable, "not there", "");
     }
     if (isXml(path)) {
@@ -95,7 +105,7 @@ void Verification::verifyStorage(const StorageFiles& storage) {
         return;
     }
     for (const std::string& path : {storage.defaults, storage.readWrite}) {
-        if (!path.empty()) {
+        if (!path.empty() && canRead(Qel::Settings::files::directoryOf(path))) {
             verifyXml(storage.readWrite, path);
         }
     }
@@ -107,6 +117,9 @@ void Verification::verifyIni(const StorageFiles& storage) {
     std::set<std::string> names;
     for (const std::string& file : {storage.defaults, storage.readWrite}) {
         if (file.empty()) {
+            continue;
+        }
+        if (!canRead(Qel::Settings::files::directoryOf(file))) {
             continue;
         }
         const FileGroup group = groupAt(file);
@@ -171,12 +184,25 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
     noteNames(storage, path, {file.names.begin(), file.names.end()});
 }
 
+bool Verification::canRead(const std::string& directory) {
+    const auto known = canRead_.emplace(directory, true);
+    const std::string error = known.second ? whyUnreadable(directory) : "";
+    if (!error.empty()) {
+        add(directory, Harm::kUnreadable, "the directory cannot be read: " + error, "");
+        known.first->second = false;
+    }
+    return known.first->second;
+}
+
 void Verification::verifyDirectory(const std::string& path) {
+    if (!canRead(path)) {
+        return;
+    }
     int error = 0;
     for (const std::string& name : entriesOf(path, error)) {
         verifyEntry(std::string(path).append("/").append(name));
     }
-    if (error != 0 && error != ENOENT) {
+    if (error != 0) {
         add(path, Harm::kUnreadable, std::strerror(error), "");
     }
 }

@@ -35,6 +35,8 @@ private:
     void verifyIni(const StorageFiles& storage);
     void verifyGroup(const FileGroup& group);
     void verifyXml(const std::string& storage, const std::string& path);
+    /// Whether the directory can be read; if not, that is its only finding.
+    bool canRead(const std::string& directory);
     void verifyDirectory(const std::string& path);
     void verifyEntry(const std::string& path);
     /// Settings that came with `path`, of the storage whose read/write file is `storage`.
@@ -47,7 +49,8 @@ private:
 
     std::vector<File> files_;
     std::vector<FileFinding> findings_;
-    std::set<std::string> known_;  ///< paths of the storages' files
+    std::map<std::string, bool> canRead_;  ///< by directory
+    std::set<std::string> known_;          ///< paths of the storages' files
     struct Place {
         std::string storage;
         std::string path;

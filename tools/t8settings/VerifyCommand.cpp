@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "Command.h"
+#include "SetUp.h"
+#include "Terminal.h"
 #include "Verification.h"
 
 namespace t8settings {
@@ -50,6 +52,14 @@ Json jsonOf(const Verification& verification) {
     return json;
 }
 
+void tellOfReset(const std::string& marker) {
+    try {
+        demandNoReset(marker);
+    } catch (const Failure& failure) {
+        complain(failure.what());
+    }
+}
+
 Result verify(const std::vector<std::string>& files, const std::function<Location()>& location,
               Format format) {
     Verification verification;
@@ -60,6 +70,7 @@ Result verify(const std::vector<std::string>& files, const std::function<Locatio
     }
     if (files.empty()) {
         const std::string base = location().base;
+        tellOfReset(location().marker);
         verification.verifyBelow(base);
         if (verification.files().empty()) {
             complainOfNoFiles(base);

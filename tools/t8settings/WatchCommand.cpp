@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
 #include <poll.h>
 #include <string_view>
@@ -272,7 +273,13 @@ Command addWatchCommand(CLI::App& app) {
     command->add_option("PATTERN", wanted->pattern, "Only settings with such names")->type_name("");
     command->add_option("--count", wanted->count, "End after so many changes")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check([](const std::string& text) -> std::string {
+            unsigned long count = 0;
+            const bool isNumber = CLI::detail::lexical_cast(text, count) && count > 0;
+            return isNumber ? ""
+                            : "takes a number from 1 to " +
+                                  std::to_string(std::numeric_limits<unsigned long>::max());
+        });
     command->footer(kHelp);
     Command added = {command, {}};
     added.runOnFiles = [wanted](const std::function<Location()>& location,
