@@ -77,7 +77,7 @@ std::string argumentsOf(const CLI::App& command) {
 }
 
 std::string hintOnOption(const CLI::App& app, const std::string& word) {
-    const std::string meant =
+    std::string meant =
         didYouMean(Pattern::exactly(word.substr(0, word.find('='))), optionNames(app));
     const std::string arguments = argumentsOf(*chain(app).back());
     if (!meant.empty() || arguments.empty()) {
