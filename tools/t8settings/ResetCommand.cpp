@@ -40,7 +40,7 @@ public:
     /// The setting as its defaults file has it. Throws `Failure` when it does not.
     SettingPtr of(const SettingPtr& setting) {
         const SettingStorageFileBase& storage = storageOf(setting);
-        const SettingPtr found = fileOf(storage).find(setting->name());
+        SettingPtr found = fileOf(storage).find(setting->name());
         if (!found) {
             throw Failure(ExitCode::kRefused,
                           setting->name() + " has no default to go back to: " + storage.info());

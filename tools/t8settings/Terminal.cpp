@@ -71,7 +71,7 @@ std::size_t lengthOfHighControl(std::string_view text) {
 /// Appends the first character, and takes it off the text.
 void appendNext(std::string& out, std::string_view& text) {
     const std::size_t control = lengthOfHighControl(text);
-    const std::size_t length = std::max<std::size_t>({control, lengthOfCharacter(text), 1});
+    const auto length = std::max<std::size_t>({control, lengthOfCharacter(text), 1});
     for (const char c : text.substr(0, length)) {
         control != 0 ? appendEscape(out, c) : appendVisible(out, c);
     }
