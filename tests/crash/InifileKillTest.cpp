@@ -143,7 +143,8 @@ protected:
             EXPECT_TRUE(saver.acknowledged(generation)) << "the process died by itself";
             EXPECT_EQ(generation, ++last);
         }
-        // The moment is the thing that is random; nothing hangs on its being met.
+        // A kill at any moment of a save is what is tried here, so there is no condition to wait
+        // for. Nothing hangs on the moment being met: whenever it comes, the same must hold.
         const auto aSave = (Clock::now() - start) / saves;
         std::this_thread::sleep_for(aSave * static_cast<int>(random_() % 200) / 100);
         EXPECT_TRUE(WIFSIGNALED(saver.end(SIGKILL)));

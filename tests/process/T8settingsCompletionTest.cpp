@@ -264,6 +264,7 @@ TEST_F(T8settingsCompletionInShell, TabCompletesInBash) {
 }
 
 TEST_F(T8settingsCompletionInShell, TabCompletesInZsh) {
+    // Without the shell there is nothing to press TAB in; scripts/setup installs it.
     if (system("command -v zsh >/dev/null") != 0) {
         GTEST_SKIP() << "no zsh";
     }

@@ -372,6 +372,8 @@ TEST_F(T8settingsRecover, NothingIsWrittenWithoutTheLockOfTheDirectory) {
         if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
     });
     std::filesystem::permissions(path("settings"), std::filesystem::perms(0755));
+    // Root may read every directory, so the tool runs as nobody. Nobody cannot start it from a
+    // checkout below a private directory, and only root can become nobody.
     if (refused.exitCode == 127 || geteuid() != 0) {
         GTEST_SKIP() << "nobody but root may run the tool where it lies";
     }
@@ -445,6 +447,8 @@ TEST_F(T8settingsRecover, ReadOnlyDirectoryIsLookedAtAndLeftAlone) {
         if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
     };
     const ToolRun shown = run({"recover", file_}, {}, asNobody);
+    // Root may write to every directory, so the tool runs as nobody, who cannot start it from a
+    // checkout below a private directory.
     if (shown.exitCode == 127) {
         GTEST_SKIP() << "nobody but root may run the tool where it lies";
     }

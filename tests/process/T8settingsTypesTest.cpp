@@ -151,10 +151,14 @@ TEST_F(T8settingsTypes, EnumerationHasItsTextsAndNumbersAndTheEmptyText) {
 TEST_F(T8settingsTypes, RecordHasItsFieldsInOrder) {
     expectShown("DisplaySetup",
                 "DisplaySetup\trecord\t5 fields\n"
-                "number1\tuint8\t255\n"
-                "number2\tuint8\t255\n"
-                "number3\tuint8\t255\n"
-                "number4\tuint8\t255\n"
+                "number1\tuint8\t"
+                "255\n"
+                "number2\tuint8\t"
+                "255\n"
+                "number3\tuint8\t"
+                "255\n"
+                "number4\tuint8\t"
+                "255\n"
                 "cinemaScope\tCinemaScopeSetting\tPQ_CINEMASCOPE_INVALID\n");
     expectJson("ZuvSpeakerInfo",
                R"({"name": "ZuvSpeakerInfo", "kind": "record", "emptyText": "0,",

@@ -116,6 +116,8 @@ TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
 TEST_F(SafeWrite, TheCopyHasTheGroupOfItsFile) {
     constexpr gid_t kGroup = 12345;
     writeFile(file_, "old");
+    // Without that right there is no file of a group that is not the writer's own, and nothing to
+    // see.
     if (::chown(file_.c_str(), static_cast<uid_t>(-1), kGroup) != 0) {
         GTEST_SKIP() << "only a privileged process may give a file to any group";
     }
