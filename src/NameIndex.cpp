@@ -1,8 +1,6 @@
 #include "NameIndex.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <utility>
 
 #include "Qel/Settings/SettingHolder.h"
@@ -19,49 +17,6 @@ constexpr std::size_t slotsFor(std::size_t count) {
     return count + count / 2 + 1;
 }
 
-/// Eight bytes at a time: the standard library's hash would be a third of a look-up's work.
-class NameHash {
-public:
-    explicit NameHash(std::string_view name) : hash_(name.size()) {
-        const char* at = name.data();
-        const char* const end = at + name.size();
-        if (name.size() < kWord) {
-            mixInFew(name);
-            return;
-        }
-        for (; end - at > static_cast<std::ptrdiff_t>(kWord); at += kWord) {
-            mixInWord(at);
-        }
-        mixInWord(end - kWord);
-    }
-
-    /// The upper half of a product is the mixed one: names often differ in their last bytes only.
-    std::size_t value() const { return static_cast<std::size_t>((hash_ * kOddFactor) >> 32); }
-
-private:
-    static constexpr std::size_t kWord = sizeof(std::uint64_t);
-    static constexpr std::uint64_t kOddFactor = 0x9E3779B97F4A7C15;
-
-    void mixIn(std::uint64_t word) {
-        hash_ = (hash_ ^ word) * kOddFactor;
-        hash_ ^= hash_ >> 32;
-    }
-    void mixInWord(const char* bytes) {
-        std::uint64_t word;
-        std::memcpy(&word, bytes, kWord);
-        mixIn(word);
-    }
-    void mixInFew(std::string_view bytes) {
-        std::uint64_t word = 0;
-        for (const char c : bytes) {
-            word = word << 8 | static_cast<unsigned char>(c);
-        }
-        mixIn(word);
-    }
-
-    std::uint64_t hash_;
-};
-
 }  // namespace
 
 NameIndex::NameIndex() : current_(nullptr) {
@@ -70,9 +25,9 @@ NameIndex::NameIndex() : current_(nullptr) {
 
 NameIndex::~NameIndex() = default;
 
-NameIndex::Slot& NameIndex::slotOf(Table& table, std::string_view name) {
+NameIndex::Slot& NameIndex::slotOf(Table& table, std::string_view name) const {
     const std::size_t mask = table.slots.size() - 1;
-    std::size_t at = NameHash(name).value() & mask;
+    std::size_t at = hash_(name) & mask;
     for (;; at = (at + 1) & mask) {
         const HolderPtr* const found = table.slots[at].load(std::memory_order_acquire);
         if (found == nullptr || (*found)->name() == name) {

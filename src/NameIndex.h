@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "NameHash.h"
+
 namespace Qel {
 namespace Settings {
 
@@ -52,9 +54,10 @@ private:
         std::vector<Slot> slots;  ///< as many as a power of two; null where nothing is
     };
 
-    static Slot& slotOf(Table& table, std::string_view name);
+    Slot& slotOf(Table& table, std::string_view name) const;
     void growTo(std::size_t slots);
 
+    const NameHash hash_;
     std::deque<HolderPtr> holders_;  ///< whose elements stay in place; replaced ones too
     std::vector<std::unique_ptr<Table>> tables_;
     std::atomic<Table*> current_;

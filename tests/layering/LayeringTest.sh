@@ -46,6 +46,7 @@ NamesInFull                      storages
 SaverTiming                      saver
 SignalsBlocked                   saver
 SettingsManager                  manager
+NameHash                         manager
 NameIndex                        manager
 OperationMode                    manager
 DefaultInstanceCount             manager
