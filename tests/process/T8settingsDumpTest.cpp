@@ -121,6 +121,7 @@ TEST_F(T8settingsDump, EveryTypeAndEveryByteComesBack) {
     }
     expectChanged(load(json.dump()), 1, 0);
     EXPECT_EQ(bytes + "\n", run({"get", "types/v/bytes"}).out);
+    const auto settings = static_cast<int>(Json::parse(run({"dump", "--json"}).out).size());
     const std::string changed = dir_.file("changed");
     std::filesystem::copy(base_, changed, std::filesystem::copy_options::recursive);
     for (const char* const form : {"--ini", "--json"}) {
@@ -129,7 +130,7 @@ TEST_F(T8settingsDump, EveryTypeAndEveryByteComesBack) {
         EXPECT_EQ(0, run({"reset", "types/v/bytes", "settings/sound/bass", "media/recent/list",
                           "tuning/satellite/provider"})
                          .exitCode);
-        expectChanged(load(dump.out), 4, 249);
+        expectChanged(load(dump.out), 4, settings - 4);
         EXPECT_EQ(dump.out, run({"dump", form}).out);
         EXPECT_EQ(0, runBare({"diff", changed, base_}).exitCode);
     }
