@@ -33,6 +33,15 @@ std::string enumText(const EnumTable& table, int value);
 
 TypeDescription describeEnum(const EnumTable& table);
 
+/// Whether an enumeration can hold every number that a file may have. Only one that is declared as
+/// `: int` can, and only one with a declared type can be initialised in braces: the compiler
+/// chooses an int for others as well, and a number beyond their enumerators is undefined.
+template <class E, class = void>
+inline constexpr bool kHoldsEveryInt = false;
+template <class E>
+inline constexpr bool kHoldsEveryInt<E, std::void_t<decltype(E{0})>> =
+    std::is_same<std::underlying_type_t<E>, int>::value;
+
 }  // namespace Settings
 }  // namespace Qel
 
@@ -47,7 +56,7 @@ TypeDescription describeEnum(const EnumTable& table);
     namespace Settings {                                                                \
     static const EnumTable& enumTable(Type) {                                           \
         using E = Type;                                                                 \
-        static_assert(std::is_same<std::underlying_type_t<E>, int>::value,              \
+        static_assert(kHoldsEveryInt<E>,                                                \
                       "files may hold any int: declare the enumeration as `: int`");    \
         static constexpr Enumerator rows[] = {__VA_ARGS__};                             \
         static constexpr EnumTable table = {typeName, std::begin(rows), std::end(rows), \

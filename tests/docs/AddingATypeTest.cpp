@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "Files.h"
@@ -17,6 +18,7 @@
 #include "Qel/Types/Reminders.h"
 #include "TempDir.h"
 #include "types/ApplicationType.h"
+#include "types/EnumText.h"
 #include "types/RecordText.h"
 
 /// A field of every number that the page's table allows.
@@ -59,6 +61,14 @@ constexpr ApplicationType kReminderTypes[] = {
     map<std::string, qel::reminders::Reminder>("map<std::string:Reminder>"),
 };
 }  // namespace lines
+
+enum WithoutType { kNegative = -1 };
+enum OfAnotherType : unsigned { kUnsigned = 0 };
+static_assert(kHoldsEveryInt<Repetition>, "declared as `: int`");
+static_assert(std::is_same<std::underlying_type_t<WithoutType>, int>::value &&
+                  !kHoldsEveryInt<WithoutType>,
+              "an int, but not every one");
+static_assert(!kHoldsEveryInt<OfAnotherType>, "no negative numbers");
 
 static_assert(!record::kIsFieldType<char>, "could be a comma");
 static_assert(!record::kIsFieldType<Reminder>, "has commas");

@@ -5,6 +5,7 @@
 #include <boost/shared_ptr.hpp>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -89,6 +90,18 @@ protected:
     SettingsManager manager_;
     boost::shared_ptr<SettingFactory> types_ = boost::make_shared<SettingFactory>();
 };
+
+TEST_F(TypesPage, TheNumbersOfRegistrationsAndNamesAreTrue) {
+    std::set<std::string> names;
+    for (const ApplicationType& type : applicationTypes()) {
+        names.insert(type.name);
+    }
+    const std::string page =
+        replaced(testsupport::readFile(testsupport::sourceFile("docs/types.md")), "\n", " ");
+    const std::string numbers = ": " + std::to_string(applicationTypes().size()) +
+                                " registrations, " + std::to_string(names.size()) + " type names.";
+    EXPECT_NE(page.find(numbers), std::string::npos) << numbers;
+}
 
 TEST_F(TypesPage, EveryRegistrationStandsAtItsPlace) {
     const std::map<Kind, std::string> kinds = {{Kind::kEnumeration, "enumeration"},

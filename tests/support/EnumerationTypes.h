@@ -10,6 +10,7 @@
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/StrConv.h"
+#include "Qel/Settings/TypeDescription.h"
 #include "Qel/Types/Dvr.h"
 #include "Qel/Types/NetworkSources.h"
 #include "Qel/Types/PictureQuality.h"
@@ -34,6 +35,7 @@ struct EnumerationType {
     int (*valueOf)(const Holder& holder);
     /// What the conversion pair makes of a text; `value` is -77 before.
     bool (*fromString)(const std::string& text, int& value);
+    Qel::Settings::TypeDescription (*describe)();
 };
 
 template <class E>
@@ -45,7 +47,8 @@ EnumerationType enumeration(const char* name) {
             &load_x<E>,
             &save_x<E>,
             [](int value) {
-                return boost::make_shared<SettingHolder>("name", boost::any(static_cast<E>(value)));
+                // In braces a number compiles only for a type that is declared.
+                return boost::make_shared<SettingHolder>("name", boost::any(E{value}));
             },
             [](const EnumerationType::Holder& holder) -> int { return holder->getValue<E>(); },
             [](const std::string& text, int& number) {
@@ -53,7 +56,8 @@ EnumerationType enumeration(const char* name) {
                 const bool read = StrConv::fromString<E>(text, value);
                 number = value;
                 return read;
-            }};
+            },
+            &describeType<E>};
 }
 
 /// All of them, also the two that no setting has.

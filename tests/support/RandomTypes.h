@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "Qel/Settings/StrConv.h"
 #include "RecordFields.h"
 
 namespace testsupport {
@@ -118,9 +119,7 @@ void loseWhatTheTextLoses(T& value) {
     using E = std::decay_t<T>;
     if constexpr (std::is_enum<E>::value) {
         if (value < 0) {
-            value = std::is_same<E, qel::ui::QelNet::SourceCategory>::value          ? E{1}
-                    : std::is_same<E, qel::ui::base::picture_dimming::option>::value ? E{2}
-                                                                                     : E{0};
+            Qel::Settings::StrConv::fromString("", value);
         }
     } else if constexpr (std::is_same<E, std::vector<std::string>>::value) {
         if (!value.empty() && value.back().empty()) {

@@ -17,16 +17,14 @@
 #include "RandomTypes.h"
 #include "RecordFields.h"
 #include "TempDir.h"
+#include "ValueTypes.h"
 #include "types/ApplicationTypes.h"
 
 namespace {
 
 using namespace Qel::Settings;
-using qel::mediabrowser::RecentListDmrItemMetadata;
 using qel::mediabrowser::RecentVideoItem;
-using qel::ui::common::source_properties_t;
 using qel::ui::common::SourcePK;
-using qel::ui::QelNet::IntegratedDevice;
 using testsupport::readFile;
 using testsupport::writeFile;
 
@@ -85,7 +83,7 @@ protected:
     }
 
     template <class... T>
-    void expectAllKept() {
+    void expectAllKept(testsupport::TypeList<T...>) {
         (expectKept<T>(), ...);
         EXPECT_TRUE(log_.entries().empty()) << log_.dump();
     }
@@ -103,7 +101,7 @@ protected:
 TEST_F(TypesFile, AFileWithASettingOfEveryTypeIsWrittenAsItWasRead) {
     writeFile(file_, dataFile("all-types.ini"));
     const auto storage = open();
-    ASSERT_EQ(storage->settingsSet().size(), 85U);
+    ASSERT_EQ(storage->settingsSet().size(), types_->typeNames().size());
     EXPECT_TRUE(log_.entries().empty()) << log_.dump();
     for (const std::string& type : types_->typeNames()) {
         const std::string section =
@@ -141,23 +139,12 @@ TEST_F(TypesFile, StringsOfRecordsComeBackWhateverTheyHold) {
 }
 
 TEST_F(TypesFile, RecordsComeBackEqual) {
-    expectAllKept<qel::ui::quickonperiods::QuickOnPeriodsData, qel::ui::sound::ZuvSpeakerInfo,
-                  Qel::PQ::DisplaySetup, Qel::PQ::AdvancedSetup, qel::ui::tuning::TunerStatus,
-                  qel::ui::dvbproviders::DvbSatelliteProviderItem,
-                  qel::mediabrowser::RecentListItem, RecentVideoItem, RecentListDmrItemMetadata,
-                  source_properties_t, QelNetSource, NetRadioService::UserListItem,
-                  IntegratedDevice>();
+    expectAllKept(testsupport::RecordTypes{});
 }
 
 TEST_F(TypesFile, ListsAndMapsComeBackEqual) {
-    expectAllKept<std::vector<qel::mediabrowser::RecentListItem>, std::vector<RecentVideoItem>,
-                  std::vector<source_properties_t>, std::vector<QelNetSource>,
-                  std::vector<NetRadioService::UserListItem>, std::vector<IntegratedDevice>,
-                  std::map<int, qel::ui::dvbproviders::DvbSatelliteProviderItem>,
-                  std::map<std::string, RecentListDmrItemMetadata>,
-                  std::map<SourcePK, QelNetSourceVer2>, std::map<SourcePK, QelNetSourceVer3>,
-                  std::map<int, int>, std::map<int, std::string>,
-                  std::map<std::string, std::string>>();
+    expectAllKept(testsupport::ArrayTypes{});
+    expectAllKept(testsupport::MapTypes{});
 }
 
 TEST_F(TypesFile, BlanksAtTheEndsOfARecordsTextAreLost) {

@@ -3,24 +3,22 @@
 #include <boost/any.hpp>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
-#include <map>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
-#include <vector>
 
 #include "EnumerationTypes.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/StrConv.h"
 #include "RandomTypes.h"
+#include "ValueTypes.h"
 #include "types/ApplicationTypes.h"
 
 namespace {
 
 using namespace Qel::Settings;
-using namespace qel::ui;
-using namespace qel::mediabrowser;
 using testsupport::same;
 
 class TypesRoundTrip : public testing::Test {
@@ -55,8 +53,14 @@ protected:
     }
 
     template <class... T>
-    void expectAllKept() {
+    void expectAllKept(testsupport::TypeList<T...>) {
         (expectKept<T>([this](const T& value) { return reread(value); }), ...);
+    }
+
+    /// The names that values of these types are written under.
+    template <class... T>
+    std::set<std::string> namesOf(testsupport::TypeList<T...>) const {
+        return {factory_.typeAsString(boost::make_shared<SettingHolder>("a", boost::any(T{})))...};
     }
 
     static constexpr int kRounds = 1500;
@@ -65,11 +69,7 @@ protected:
 };
 
 TEST_F(TypesRoundTrip, RecordsComeBackEqual) {
-    expectAllKept<quickonperiods::QuickOnPeriodsData, sound::ZuvSpeakerInfo, Qel::PQ::DisplaySetup,
-                  Qel::PQ::AdvancedSetup, tuning::TunerStatus,
-                  dvbproviders::DvbSatelliteProviderItem, RecentListItem, RecentVideoItem,
-                  RecentListDmrItemMetadata, common::source_properties_t, QelNetSource,
-                  NetRadioService::UserListItem, QelNet::IntegratedDevice>();
+    expectAllKept(testsupport::RecordTypes{});
 }
 
 TEST_F(TypesRoundTrip, RecordsThatNoSettingHasComeBackEqual) {
@@ -79,18 +79,24 @@ TEST_F(TypesRoundTrip, RecordsThatNoSettingHasComeBackEqual) {
 }
 
 TEST_F(TypesRoundTrip, ListsOfRecordsComeBackEqual) {
-    expectAllKept<std::vector<RecentListItem>, std::vector<RecentVideoItem>,
-                  std::vector<common::source_properties_t>, std::vector<QelNetSource>,
-                  std::vector<NetRadioService::UserListItem>,
-                  std::vector<QelNet::IntegratedDevice>>();
+    expectAllKept(testsupport::ArrayTypes{});
 }
 
 TEST_F(TypesRoundTrip, MapsComeBackEqual) {
-    expectAllKept<std::map<int, dvbproviders::DvbSatelliteProviderItem>,
-                  std::map<std::string, RecentListDmrItemMetadata>,
-                  std::map<common::SourcePK, QelNetSourceVer2>,
-                  std::map<common::SourcePK, QelNetSourceVer3>, std::map<int, int>,
-                  std::map<int, std::string>, std::map<std::string, std::string>>();
+    expectAllKept(testsupport::MapTypes{});
+}
+
+TEST_F(TypesRoundTrip, EveryRegisteredRecordArrayAndMapIsTried) {
+    std::set<std::string> tried = namesOf(testsupport::RecordTypes{});
+    tried.merge(namesOf(testsupport::ArrayTypes{}));
+    tried.merge(namesOf(testsupport::MapTypes{}));
+    std::set<std::string> registered;
+    for (const ApplicationType& type : applicationTypes()) {
+        if (describe(type).kind != TypeDescription::Kind::kEnumeration) {
+            registered.insert(type.name);
+        }
+    }
+    EXPECT_EQ(tried, registered);
 }
 
 TEST_F(TypesRoundTrip, EnumerationsComeBackEqualUnlessTheyAreNegative) {

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <string_view>
 #include <utility>
 
+#include "CanonicalNumber.h"
 #include "RecordFields.h"
 #include "Scalars.h"
 #include "Terminal.h"
@@ -173,11 +175,35 @@ void add(Meaning& meaning, const std::string& place, const TypeDescription& type
     kAdders.at(type.kind)(meaning, place, type, text);
 }
 
+bool isEnumeration(const TypeDescription::Field& field) {
+    return typeCalled(field.type).kind == TypeDescription::Kind::kEnumeration;
+}
+
+/// A file cuts blanks off the ends of the whole, so that an enumeration there never sees them. A
+/// string there would lack them.
+std::string withoutBlanksAroundEnumerations(const TypeDescription& type, std::string_view text) {
+    if (type.kind == TypeDescription::Kind::kMap) {
+        return std::string(text);
+    }
+    const bool isOne = !type.enumerators.empty();
+    const bool isRecord = !type.fields.empty();
+    const std::string_view inner = trimmed(text);
+    const auto blanksBefore = static_cast<std::size_t>(inner.data() - text.data());
+    const std::size_t blanksAfter = text.size() - blanksBefore - inner.size();
+    if (isOne || (isRecord && isEnumeration(type.fields.back()))) {
+        text.remove_suffix(blanksAfter);
+    }
+    if (isOne || (isRecord && isEnumeration(type.fields.front()))) {
+        text.remove_prefix(blanksBefore);
+    }
+    return std::string(text);
+}
+
 }  // namespace
 
 Meaning meaningOf(const TypeDescription& type, const std::string& text) {
     Meaning meaning;
-    add(meaning, "", type, text);
+    add(meaning, "", type, withoutBlanksAroundEnumerations(type, text));
     return meaning;
 }
 

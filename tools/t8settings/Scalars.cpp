@@ -145,12 +145,16 @@ const Scalar& scalarOf(const std::string& type) {
 }
 
 std::optional<std::string> canonicalEnumerator(const TypeDescription& type, std::string_view text) {
-    const std::string_view name = trimmed(text);
     const auto named = std::find_if(
         type.enumerators.begin(), type.enumerators.end(),
-        [&](const TypeDescription::Enumerator& enumerator) { return enumerator.text == name; });
-    return named == type.enumerators.end() ? canonicalWithin<int>(name)
-                                           : std::to_string(named->value);
+        [&](const TypeDescription::Enumerator& enumerator) { return enumerator.text == text; });
+    if (named != type.enumerators.end()) {
+        return std::to_string(named->value);
+    }
+    // Behind anything but a digit a record finds the value of the empty text, which may be the one
+    // that was meant.
+    const bool isNumber = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    return isNumber ? canonicalWithin<int>(text) : std::nullopt;
 }
 
 }  // namespace t8settings

@@ -23,7 +23,7 @@ struct RecentVideoItem {
     int number = 0;
 };
 
-/// What is known of a recently rendered item: a number and eleven texts.
+/// A number and eleven texts.
 struct RecentListDmrItemMetadata {
     unsigned int number = 0;
     std::string text1;
