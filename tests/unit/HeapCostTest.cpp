@@ -66,10 +66,10 @@ protected:
     HeapUse use_{};
 };
 
-TEST_F(HeapCost, ALoadedSettingKeepsTwoHundredBytesAndLessThanFourBlocks) {
+TEST_F(HeapCost, ALoadedSettingKeepsTwoHundredBytesAndLessThanThreeBlocks) {
     load(kSettings);
     EXPECT_LT(use_.keptBytes / kSettings, 220);
-    EXPECT_LT(use_.keptBlocks / kSettings, 4);
+    EXPECT_LT(use_.keptBlocks / kSettings, 2.6);
 }
 
 TEST_F(HeapCost, LoadingTakesLittleFromTheHeapThatItGivesBack) {
