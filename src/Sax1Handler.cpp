@@ -1,9 +1,13 @@
 #include "Sax1Handler.h"
 
+#include <algorithm>
 #include <cstdarg>
+#include <memory>
+#include <new>
 #include <type_traits>
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
+#include "text/Markup.h"
 
 namespace Qel {
 namespace Settings {
@@ -39,6 +43,9 @@ void report(void* userData, const char* format, ...) noexcept {
     Callback<kOperation>::call(
         userData, format, reinterpret_cast<char*>(static_cast<std::decay_t<va_list>>(arguments)));
     va_end(arguments);
+    if (userData != nullptr) {
+        SaxRun::innermost().noteShortage();
+    }
 }
 
 // libxml2 leaves the enumeration to whoever is told of the declaration.
@@ -91,6 +98,21 @@ void initialiseLibrary() {
     static_cast<void>(initialised);
 }
 
+/// Gives libxml2 the next bytes of a `std::string_view`.
+int readNext(void* context, char* buffer, int length) {
+    auto& left = *static_cast<std::string_view*>(context);
+    const std::size_t count = left.copy(buffer, static_cast<std::size_t>(length));
+    left.remove_prefix(count);
+    return static_cast<int>(count);
+}
+
+struct FreeContext {
+    void operator()(xmlParserCtxt* context) const {
+        xmlFreeDoc(context->myDoc);
+        xmlFreeParserCtxt(context);
+    }
+};
+
 }  // namespace
 
 const xmlSAXHandler& sax1Handler() {
@@ -101,6 +123,7 @@ const xmlSAXHandler& sax1Handler() {
 // of the thread, which prints on the standard error. They are the parser's to hear as well.
 SaxRun::SaxRun(CLibXml2SaxParser& parser) : outer_(innermostRun) {
     initialiseLibrary();
+    xmlResetLastError();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;
     xmlSetGenericErrorFunc(&parser, report<&CLibXml2SaxParser::onError>);
@@ -116,10 +139,36 @@ SaxRun& SaxRun::innermost() {
     return *innermostRun;
 }
 
+void SaxRun::noteShortage() {
+    const xmlError* const error = xmlGetLastError();
+    if (!failed() && error != nullptr && error->code == XML_ERR_NO_MEMORY) {
+        thrown_ = std::make_exception_ptr(std::bad_alloc());
+    }
+}
+
 void SaxRun::rethrow() const {
     if (failed()) {
         std::rethrow_exception(thrown_);
     }
+}
+
+int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
+    if (text::hasOverlongTag(document)) {
+        return -1;
+    }
+    const SaxRun run(parser);
+    const std::unique_ptr<xmlParserCtxt, FreeContext> context(
+        xmlCreateIOParserCtxt(const_cast<xmlSAXHandler*>(&kHandler), &parser, readNext, nullptr,
+                              &document, XML_CHAR_ENCODING_NONE));
+    if (!context) {
+        throw std::bad_alloc();
+    }
+    xmlParseDocument(context.get());
+    run.rethrow();
+    if (context->wellFormed != 0) {
+        return 0;
+    }
+    return context->errNo != 0 ? context->errNo : -1;
 }
 
 }  // namespace Settings
