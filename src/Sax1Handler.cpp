@@ -1,6 +1,5 @@
 #include "Sax1Handler.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <memory>
 #include <new>
@@ -36,16 +35,31 @@ struct Callback<kOperation> {
     }
 };
 
+using Arguments = std::decay_t<va_list>;
+
+template <void (CLibXml2SaxParser::*kOperation)(const char*, char*)>
+void tell(void* userData, const char* format, Arguments arguments) noexcept {
+    Callback<kOperation>::call(userData, format, reinterpret_cast<char*>(arguments));
+    if (userData != nullptr) {
+        SaxRun::innermost().noteShortage();
+    }
+}
+
 template <void (CLibXml2SaxParser::*kOperation)(const char*, char*)>
 void report(void* userData, const char* format, ...) noexcept {
     va_list arguments;
     va_start(arguments, format);
-    Callback<kOperation>::call(
-        userData, format, reinterpret_cast<char*>(static_cast<std::decay_t<va_list>>(arguments)));
+    tell<kOperation>(userData, format, arguments);
     va_end(arguments);
-    if (userData != nullptr) {
-        SaxRun::innermost().noteShortage();
-    }
+}
+
+// Its first argument is what was set with the function or, when libxml2 has no handler at hand, its
+// own context.
+void reportToThread(void*, const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    tell<&CLibXml2SaxParser::onError>(&SaxRun::innermost().parser(), format, arguments);
+    va_end(arguments);
 }
 
 // libxml2 leaves the enumeration to whoever is told of the declaration.
@@ -121,12 +135,12 @@ const xmlSAXHandler& sax1Handler() {
 
 // Errors in the encoding and in reading the file are not reported to the handler but to a function
 // of the thread, which prints on the standard error. They are the parser's to hear as well.
-SaxRun::SaxRun(CLibXml2SaxParser& parser) : outer_(innermostRun) {
+SaxRun::SaxRun(CLibXml2SaxParser& parser) : parser_(parser), outer_(innermostRun) {
     initialiseLibrary();
     xmlResetLastError();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;
-    xmlSetGenericErrorFunc(&parser, report<&CLibXml2SaxParser::onError>);
+    xmlSetGenericErrorFunc(nullptr, reportToThread);
     innermostRun = this;
 }
 

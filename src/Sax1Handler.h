@@ -32,6 +32,8 @@ public:
     /// The run that the calling thread is in the midst of.
     static SaxRun& innermost();
 
+    CLibXml2SaxParser& parser() const { return parser_; }
+
     bool failed() const { return thrown_ != nullptr; }
 
     /// To be called within a catch block: keeps what was thrown.
@@ -45,6 +47,7 @@ public:
     void rethrow() const;
 
 private:
+    CLibXml2SaxParser& parser_;
     SaxRun* outer_;
     std::exception_ptr thrown_;
     xmlGenericErrorFunc outerErrorFunction_ = nullptr;
