@@ -1,7 +1,6 @@
 #include "Qel/Settings/CLibXml2SaxParser.h"
 
 #include <string>
-#include <string_view>
 
 #include "Sax1Handler.h"
 #include "files/WholeFile.h"
@@ -9,34 +8,6 @@
 
 namespace Qel {
 namespace Settings {
-
-namespace {
-
-// libxml2 unpacks files that gzip, xz or lzma have packed, whatever they are called, and some
-// kilobytes would become gigabytes.
-bool isCompressed(std::string_view document) {
-    const std::string_view start = document.substr(0, 5);
-    // The size of lzma's dictionary always has a NUL in its four bytes and never a "<". A document
-    // has a NUL so early only together with "<", or behind the mark of UTF-16.
-    const bool isLzma = start.find('\0', 1) != std::string_view::npos &&
-                        start.find_first_of("<\xFE\xFF") == std::string_view::npos;
-    return isLzma || start.substr(0, 2) == "\x1F\x8B" || start == "\xFD\x37zXZ";
-}
-
-// libxml2 complains about a file that it cannot open on the standard error, would wait for a writer
-// at a pipe, and knows no limits.
-bool isReadableDocument(const char* filename) {
-    std::string document;
-    return files::readWholeFile(filename, document) && !isCompressed(document) &&
-           !text::hasOverlongTag(document);
-}
-
-/// libxml2 asks for a handler that it may change, and does not change it.
-xmlSAXHandler* handler() {
-    return const_cast<xmlSAXHandler*>(&sax1Handler());
-}
-
-}  // namespace
 
 CLibXml2SaxParser::~CLibXml2SaxParser() = default;
 
@@ -118,19 +89,19 @@ int CLibXml2SaxParser::parse(const char* buffer, int size) {
         return -1;
     }
     const SaxRun run(*this);
-    const int result = xmlSAXUserParseMemory(handler(), this, buffer, size);
+    const int result =
+        xmlSAXUserParseMemory(const_cast<xmlSAXHandler*>(&sax1Handler()), this, buffer, size);
     run.rethrow();
     return result;
 }
 
 int CLibXml2SaxParser::parseFile(const char* filename) {
-    if (filename == nullptr || !isReadableDocument(filename)) {
-        return -1;
-    }
-    const SaxRun run(*this);
-    const int result = xmlSAXUserParseFile(handler(), this, filename);
-    run.rethrow();
-    return result;
+    std::string document;
+    // libxml2 would complain about a file that it cannot open on the standard error, wait for a
+    // writer at a pipe, know no limits and unpack some kilobytes to gigabytes.
+    return filename != nullptr && files::readWholeFile(filename, document)
+               ? parseDocument(*this, document)
+               : -1;
 }
 
 }  // namespace Settings

@@ -1,10 +1,10 @@
 #include "OperationMode.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Log.h"
+#include "files/FileStatus.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsManager");
 
@@ -27,8 +27,7 @@ SettingsOperationMode OperationMode::query() {
     // not overtaken by a look at the old one.
     const std::lock_guard<std::recursive_mutex> lock(transition_);
     const std::string marker = markerPath();
-    struct stat status;
-    if (mode_.load() == SOM_Normal && !marker.empty() && ::stat(marker.c_str(), &status) == 0) {
+    if (mode_.load() == SOM_Normal && !marker.empty() && files::statusAt(marker)) {
         mode_.store(SOM_ResettingToDefault);
         QEL_LOG(kInformation,
                 "SettingsManager::getSettingsOperationMode(): SOM_ResettingToDefault - other "

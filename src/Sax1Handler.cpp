@@ -1,9 +1,12 @@
 #include "Sax1Handler.h"
 
 #include <cstdarg>
+#include <memory>
+#include <new>
 #include <type_traits>
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
+#include "text/Markup.h"
 
 namespace Qel {
 namespace Settings {
@@ -32,12 +35,30 @@ struct Callback<kOperation> {
     }
 };
 
+using Arguments = std::decay_t<va_list>;
+
+template <void (CLibXml2SaxParser::*kOperation)(const char*, char*)>
+void tell(void* userData, const char* format, Arguments arguments) noexcept {
+    Callback<kOperation>::call(userData, format, reinterpret_cast<char*>(arguments));
+    if (userData != nullptr) {
+        SaxRun::innermost().noteShortage();
+    }
+}
+
 template <void (CLibXml2SaxParser::*kOperation)(const char*, char*)>
 void report(void* userData, const char* format, ...) noexcept {
     va_list arguments;
     va_start(arguments, format);
-    Callback<kOperation>::call(
-        userData, format, reinterpret_cast<char*>(static_cast<std::decay_t<va_list>>(arguments)));
+    tell<kOperation>(userData, format, arguments);
+    va_end(arguments);
+}
+
+// Its first argument is what was set with the function or, when libxml2 has no handler at hand, its
+// own context.
+void reportToThread(void*, const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    tell<&CLibXml2SaxParser::onError>(&SaxRun::innermost().parser(), format, arguments);
     va_end(arguments);
 }
 
@@ -91,6 +112,21 @@ void initialiseLibrary() {
     static_cast<void>(initialised);
 }
 
+/// Gives libxml2 the next bytes of a `std::string_view`.
+int readNext(void* context, char* buffer, int length) {
+    auto& left = *static_cast<std::string_view*>(context);
+    const std::size_t count = left.copy(buffer, static_cast<std::size_t>(length));
+    left.remove_prefix(count);
+    return static_cast<int>(count);
+}
+
+struct FreeContext {
+    void operator()(xmlParserCtxt* context) const {
+        xmlFreeDoc(context->myDoc);
+        xmlFreeParserCtxt(context);
+    }
+};
+
 }  // namespace
 
 const xmlSAXHandler& sax1Handler() {
@@ -99,11 +135,12 @@ const xmlSAXHandler& sax1Handler() {
 
 // Errors in the encoding and in reading the file are not reported to the handler but to a function
 // of the thread, which prints on the standard error. They are the parser's to hear as well.
-SaxRun::SaxRun(CLibXml2SaxParser& parser) : outer_(innermostRun) {
+SaxRun::SaxRun(CLibXml2SaxParser& parser) : parser_(parser), outer_(innermostRun) {
     initialiseLibrary();
+    xmlResetLastError();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;
-    xmlSetGenericErrorFunc(&parser, report<&CLibXml2SaxParser::onError>);
+    xmlSetGenericErrorFunc(nullptr, reportToThread);
     innermostRun = this;
 }
 
@@ -116,10 +153,36 @@ SaxRun& SaxRun::innermost() {
     return *innermostRun;
 }
 
+void SaxRun::noteShortage() {
+    const xmlError* const error = xmlGetLastError();
+    if (!failed() && error != nullptr && error->code == XML_ERR_NO_MEMORY) {
+        thrown_ = std::make_exception_ptr(std::bad_alloc());
+    }
+}
+
 void SaxRun::rethrow() const {
     if (failed()) {
         std::rethrow_exception(thrown_);
     }
+}
+
+int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
+    if (text::hasOverlongTag(document)) {
+        return -1;
+    }
+    const SaxRun run(parser);
+    const std::unique_ptr<xmlParserCtxt, FreeContext> context(
+        xmlCreateIOParserCtxt(const_cast<xmlSAXHandler*>(&kHandler), &parser, readNext, nullptr,
+                              &document, XML_CHAR_ENCODING_NONE));
+    if (!context) {
+        throw std::bad_alloc();
+    }
+    xmlParseDocument(context.get());
+    run.rethrow();
+    if (context->wellFormed != 0) {
+        return 0;
+    }
+    return context->errNo != 0 ? context->errNo : -1;
 }
 
 }  // namespace Settings

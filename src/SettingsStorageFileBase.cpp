@@ -32,7 +32,6 @@
 #include <cstdio>
 #include <exception>
 #include <new>
-#include <sys/stat.h>
 #include <system_error>
 #include <utility>
 
@@ -45,6 +44,7 @@
 #include "SettingsByName.h"
 #include "files/DamagedFile.h"
 #include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
 
@@ -119,8 +119,7 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
 }
 
 bool SettingStorageFileBase::readWriteFileExists() {
-    struct stat status;
-    if (::stat(rwFilename_.c_str(), &status) == 0) {
+    if (files::statusAt(rwFilename_)) {
         return true;
     }
     if (errno != ENOENT && errno != ENOTDIR) {

@@ -3,13 +3,13 @@
 #include <atomic>
 #include <cerrno>
 #include <exception>
-#include <sys/stat.h>
 #include <system_error>
 
 #include "Log.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
 #include "files/SafeWrite.h"
 #include "files/WholeFile.h"
 #include "text/Crc32.h"
@@ -27,9 +27,9 @@ std::atomic<bool> syncingWrites{true};
 /// Whether a plain file with a whole text lies at `path`, a link to one not counted. One that
 /// cannot be read just now may be whole.
 bool mayBeWholeText(const std::string& path) {
-    struct stat status;
+    const std::optional<files::FileStatus> status = files::statusOfEntryAt(path);
     std::string data;
-    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+    return status && status->isRegular &&
            (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 

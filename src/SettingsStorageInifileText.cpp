@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 
@@ -54,6 +53,72 @@ const char* reasonToLeaveOut(std::string_view settingName, std::string_view key,
     const std::string_view start = whiteSpace.trim(key).substr(0, 1);
     return start == "#" || start == "[" ? "its key would read as a header or section" : nullptr;
 }
+
+/// Finds the longest section that begins a name, for one name after the other in their order: the
+/// sections are walked once for all of them. Looked for anew for each name, sections made for it
+/// would take a save the square of its file's size.
+class SectionsInOrder {
+public:
+    explicit SectionsInOrder(const std::set<std::string, std::less<>>& sections)
+        : next_(sections.begin()), end_(sections.end()) {}
+
+    /// "" for none.
+    std::string_view longestOf(std::string_view name) {
+        for (; next_ != end_ && *next_ <= name; ++next_) {
+            leaveUpTo(*next_);
+            around_.push_back(*next_);
+        }
+        leaveUpTo(name);
+        return around_.empty() ? std::string_view() : around_.back();
+    }
+
+private:
+    // What a section begins follows it without a gap, so one that is left never comes again.
+    void leaveUpTo(std::string_view text) {
+        while (!around_.empty() && !startsWith(text, around_.back())) {
+            around_.pop_back();
+        }
+    }
+
+    std::set<std::string, std::less<>>::const_iterator next_;
+    std::set<std::string, std::less<>>::const_iterator end_;
+    std::vector<std::string_view> around_;  ///< each one begins the next
+};
+
+/// What stands before the setting's key when its section is known: `section` or the storage's root.
+std::string_view prefixOf(std::string_view settingName, std::string_view section,
+                          std::string_view root) {
+    if (startsWith(settingName, root) && root.size() > section.size()) {
+        return settingName.substr(0, root.size());
+    }
+    // Not one of this storage's own names (a default storage takes any): the path as a section
+    // keeps the value in the file, if under another name.
+    return section.empty() ? settingName.substr(0, settingName.rfind('/') + 1) : section;
+}
+
+/// Counts the names of a text that is being built as its load will count them: what is saved can be
+/// loaded again.
+class NamesReadBack {
+public:
+    explicit NamesReadBack(std::size_t storageName)
+        : storageName_(storageName), prefix_(storageName + 1) {}
+
+    void startSection(std::string_view section) {
+        // Such a one is skipped: settings of the root that come late are read into the section
+        // before.
+        if (!section.empty()) {
+            names_.add(storageName_ + section.size());
+            prefix_ = storageName_ + section.size() + 2;
+        }
+    }
+
+    void addKey(std::size_t key) { names_.add(prefix_ + key); }
+
+private:
+    NamesInFull names_;
+    std::size_t storageName_;
+    std::size_t prefix_;
+};
 
 }  // namespace
 
@@ -201,20 +266,16 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     }
     const text::WhiteSpace whiteSpace;
     const std::string root = name() + "/";
-    std::string_view lastDirectory;
-    std::string_view prefix;
     std::string_view lastPrefix;
     bool inSection = false;
-    NamesInFull names;  // counted as the load counts them: what is saved can be loaded again
+    SectionsInOrder sections(sections_);
+    NamesReadBack names(name().size());
     SettingFactory::Writer writer(*types);
     const auto holders = snapshot();
     for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
-        const std::string_view directory = settingName.substr(0, settingName.rfind('/') + 1);
-        if (!inSection || directory != lastDirectory) {
-            prefix = prefixOf(settingName, root);
-            lastDirectory = directory;
-        }
+        const std::string_view prefix =
+            prefixOf(settingName, sections.longestOf(settingName), root);
         const std::string_view key = settingName.substr(prefix.size());
         if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
             QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: %s", holder->name().c_str(),
@@ -223,46 +284,17 @@ bool SettingStorageInifile::buildText(std::string& data) const {
         }
         if (!inSection || prefix != lastPrefix) {
             const std::string_view section = sectionOf(prefix, root);
-            names.add(name().size() + section.size());
+            names.startSection(whiteSpace.trim(section));
             data.append(inSection ? "\n\n[" : "\n[").append(section).append("]");
             lastPrefix = prefix;
             inSection = true;
         }
-        names.add(settingName.size() + (startsWith(prefix, root) ? 0 : root.size()));
+        names.addKey(key.size());
         data += '\n';
         data.append(key).append(" = ");
         writer.append(data, *holder);
     }
     return true;
-}
-
-std::string_view SettingStorageInifile::prefixOf(std::string_view settingName,
-                                                 const std::string& root) const {
-    const std::string_view section = longestSectionOf(settingName);
-    if (startsWith(settingName, root) && root.size() > section.size()) {
-        return settingName.substr(0, root.size());
-    }
-    // Not one of this storage's own names (a default storage takes any): the path as a section
-    // keeps the value in the file, if under another name.
-    return section.empty() ? settingName.substr(0, settingName.rfind('/') + 1) : section;
-}
-
-// Sections that begin the name lie before it in the order, the longest last, but others may lie in
-// between. Such a one rules out all that is longer than what it has in common with the name. Trying
-// the name's paths one by one instead would take forever with a name of nothing but slashes.
-std::string_view SettingStorageInifile::longestSectionOf(std::string_view settingName) const {
-    std::string_view start = settingName;
-    for (auto next = sections_.upper_bound(start); next != sections_.begin();
-         next = sections_.upper_bound(start)) {
-        const std::string& section = *std::prev(next);
-        const auto difference =
-            std::mismatch(section.begin(), section.end(), start.begin(), start.end()).first;
-        start = start.substr(0, static_cast<std::size_t>(difference - section.begin()));
-        if (difference == section.end()) {
-            return start;
-        }
-    }
-    return {};
 }
 
 std::string_view SettingStorageInifile::sectionOf(std::string_view prefix,

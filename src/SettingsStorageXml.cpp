@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <libxml/xmlstring.h>
 #include <memory>
 #include <mutex>
@@ -11,6 +12,9 @@
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageXml.h"
+#include "Sax1Handler.h"
+#include "files/Descriptor.h"
+#include "files/WholeFile.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageXml");
 
@@ -58,7 +62,13 @@ bool SettingStorageXml::loadFile(const std::string& path) {
     const std::lock_guard<std::recursive_mutex> lock(storageMutex());
     // Before the first setting exists, so that nobody ever puts one in here that cannot be saved.
     readonly(true);
-    const int result = parseFile(path.c_str());
+    std::string document;
+    int result = -1;
+    if (files::readWholeFile(path, document)) {
+        result = parseDocument(*this, document);
+    } else if (files::passesByItself(errno)) {
+        noteUnread();
+    }
     if (result != 0) {
         QEL_LOG(kError, "Error loading '%s': no readable well-formed XML document, result %d",
                 path.c_str(), result);

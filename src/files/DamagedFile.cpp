@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
 #include "files/Sync.h"
 
 namespace Qel {
@@ -18,7 +18,6 @@ namespace files {
 namespace {
 
 constexpr int kMostCopies = 100;
-constexpr mode_t kPermissionBits = 0777;
 
 std::string nameOfCopy(const std::string& path, int number) {
     return path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
@@ -59,18 +58,18 @@ bool copyContent(const Descriptor& from, const Descriptor& to) {
 bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
     kept.clear();
     const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    struct stat status;
     if (!damaged.isOpen()) {
         return errno == ENOENT;
     }
-    if (::fstat(damaged.number(), &status) != 0) {
+    const std::optional<FileStatus> status = statusOf(damaged);
+    if (!status) {
         return false;
     }
-    if (!S_ISREG(status.st_mode)) {
+    if (!status->isRegular) {
         return true;
     }
     std::string name;
-    Descriptor copy = createCopy(path, status.st_mode & kPermissionBits, name);
+    Descriptor copy = createCopy(path, status->permissions, name);
     if (!copy.isOpen()) {
         return false;
     }
@@ -86,10 +85,9 @@ bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, st
 
 bool moveDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
     kept.clear();
-    struct stat taken;
     for (int number = 0; number < kMostCopies; ++number) {
         const std::string name = nameOfCopy(path, number);
-        if (::lstat(name.c_str(), &taken) == 0) {
+        if (statusOfEntryAt(name)) {
             errno = EEXIST;
             continue;
         }

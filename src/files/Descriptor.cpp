@@ -16,12 +16,12 @@ namespace {
 constexpr int kOpenAttempts = 5;
 constexpr timespec kOpenPause = {0, 2000000};
 
+}  // namespace
+
 bool passesByItself(int error) {
     static constexpr std::array<int, 5> kShortages = {EINTR, EMFILE, ENFILE, EAGAIN, ENOMEM};
     return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
 }
-
-}  // namespace
 
 Descriptor::~Descriptor() {
     const int error = errno;

@@ -32,9 +32,12 @@ private:
     int number_;
 };
 
-/// Opens a file that no child process inherits. A shortage that passes by itself (descriptors,
-/// memory, an interruption) is given a moment to pass: a healthy file that cannot be opened right
-/// now would otherwise count as a damaged one.
+/// Whether a call that fails with this errno may do better later, whatever it was made on: a
+/// shortage of descriptors or memory, an interruption.
+bool passesByItself(int error);
+
+/// Opens a file that no child process inherits. What passes by itself is given a moment to pass: a
+/// healthy file that cannot be opened right now would otherwise count as a damaged one.
 Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
 
 /// Writes all of `data`, in as many calls as it takes. After a failure errno says why.

@@ -20,6 +20,7 @@
 
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
 #include "files/Sync.h"
 #include "files/WholeFile.h"
 
@@ -31,7 +32,6 @@ namespace {
 
 constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
-constexpr mode_t kPermissionBits = 0777;
 constexpr mode_t kGroupBits = 0070;
 constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
 
@@ -41,18 +41,17 @@ Descriptor openTruncated(const std::string& path, mode_t permissions) {
 }
 
 bool isRegular(const Descriptor& file) {
-    struct stat status;
-    return ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
+    const std::optional<FileStatus> status = statusOf(file);
+    return status && status->isRegular;
 }
 
 /// Existence, permission bits and group of the file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
-        struct stat status;
-        if (::stat(path.c_str(), &status) == 0) {
+        if (const std::optional<FileStatus> status = statusAt(path)) {
             exists = true;
-            permissions = status.st_mode & kPermissionBits;
-            group = status.st_gid;
+            permissions = status->permissions;
+            group = status->group;
         } else if (errno != ENOENT) {
             // It may be there, and it may be private.
             permissions = kPrivatePermissions;
@@ -100,8 +99,7 @@ bool discardCopy(const std::string& path, bool existed, const DirectoryLock* syn
 WriteResult writeCopy(const std::string& path, const SafeWrite& write,
                       const DirectoryLock* syncedDirectory) {
     const Original original(write.file);
-    struct stat before;
-    const bool existed = ::lstat(path.c_str(), &before) == 0;
+    const bool existed = statusOfEntryAt(path).has_value();
     Descriptor copy = openTruncated(path, original.permissions);
     if (!copy.isOpen()) {
         return WriteResult::kCopyFailed;

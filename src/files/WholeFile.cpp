@@ -3,10 +3,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "files/Descriptor.h"
+#include "files/FileStatus.h"
 
 namespace Qel {
 namespace Settings {
@@ -47,15 +47,12 @@ bool readToEnd(const Descriptor& file, std::size_t expectedSize, std::string& da
     }
 }
 
-/// 0, or the errno that says why the file is no settings file.
-int obstacleTo(const Descriptor& file, struct stat& status) {
-    if (!file.isOpen() || ::fstat(file.number(), &status) != 0) {
-        return errno;
+/// The errno that says why a file is no settings file, or 0.
+int obstacleIn(const FileStatus& status) {
+    if (!status.isRegular) {
+        return status.isDirectory ? EISDIR : EINVAL;
     }
-    if (!S_ISREG(status.st_mode)) {
-        return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    }
-    return status.st_size > static_cast<off_t>(kLargestFile) ? EFBIG : 0;
+    return status.size > kLargestFile ? EFBIG : 0;
 }
 
 }  // namespace
@@ -63,12 +60,18 @@ int obstacleTo(const Descriptor& file, struct stat& status) {
 bool readWholeFile(const std::string& path, std::string& data) {
     data.clear();
     const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    struct stat status;
-    if (const int obstacle = obstacleTo(file, status)) {
+    if (!file.isOpen()) {
+        return false;
+    }
+    const std::optional<FileStatus> status = statusOf(file);
+    if (!status) {
+        return false;
+    }
+    if (const int obstacle = obstacleIn(*status)) {
         errno = obstacle;
         return false;
     }
-    if (!readToEnd(file, static_cast<std::size_t>(status.st_size), data)) {
+    if (!readToEnd(file, static_cast<std::size_t>(status->size), data)) {
         data.clear();
         return false;
     }

@@ -5,6 +5,13 @@ set -euo pipefail
 
 cd "$T8_SOURCE_DIR"
 
+# On the 32-bit product these know nothing of a file with a time past January 2038.
+if grep -rnE '\<(struct stat|[fl]?stat(at)?(64)?\()|filesystem::(exists|equivalent|file_size|is_|.*status)' \
+    --include='*.cpp' --include='*.h' src include tools | grep -vE 'struct stat[a-zA-Z_]'; then
+    echo "ask files/FileStatus.h instead"
+    exit 1
+fi
+
 # Layer, and the layers whose headers it may include besides its own.
 layers='
 text      -
@@ -14,7 +21,7 @@ value     text
 types     text value
 storages  text files value log
 saver     storages log
-manager   value storages saver log
+manager   value storages saver files log
 product   value storages manager types files log
 tool      text files value storages saver manager product types
 '

@@ -61,6 +61,13 @@ inline void PrintTo(const Shape& shape, std::ostream* out) {
     *out << shape.name;
 }
 
+/// How long the processor has worked for the calling thread.
+inline double processorSeconds() {
+    timespec time;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
 /// The memory that one action takes for a file, and for one of twice the size. Prints both, and the
 /// processor's time, which is for people: it is no measure on a machine that others use as well.
 class Proportion {
@@ -87,12 +94,6 @@ public:
 
 private:
     static constexpr double kSlack = 10000;
-
-    static double processorSeconds() {
-        timespec time;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-    }
 
     std::string what_;
     double multiple_;

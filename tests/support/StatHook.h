@@ -5,11 +5,12 @@
 #include <dlfcn.h>
 #include <functional>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace testsupport {
 
-/// Watches the questions for the status of one path that this program asks through `stat`.
+/// Watches the questions for the status of one path that this program asks through `statx`.
 struct StatHook {
     static StatHook& instance() {
         static StatHook hook;
@@ -28,13 +29,15 @@ struct StatHook {
     std::atomic<int> calls{0};   ///< how often it was asked for
 };
 
-inline int watchedStat(const char* function, const char* path, void* status) {
-    using Stat = int(const char*, void*);
-    auto* const real = reinterpret_cast<Stat*>(dlsym(RTLD_NEXT, function));
+/// In place of the C library's. To be included by one source of a program.
+extern "C" int statx(int directory, const char* path, int flags, unsigned int mask,
+                     struct statx* status) noexcept {
+    using Statx = int(int, const char*, int, unsigned int, struct statx*);
+    auto* const real = reinterpret_cast<Statx*>(dlsym(RTLD_NEXT, "statx"));
     if (real == nullptr) {
         ::_exit(127);
     }
-    const int result = real(path, status);
+    const int result = real(directory, path, flags, mask, status);
     StatHook& hook = StatHook::instance();
     if (hook.path.empty() || hook.path == path) {
         ++hook.calls;
@@ -43,17 +46,6 @@ inline int watchedStat(const char* function, const char* path, void* status) {
         }
     }
     return result;
-}
-
-// In place of the C library's; which of the two is called depends on how the caller was compiled.
-// To be included by one source of a program.
-int plainStat(const char* path, void* status) __asm__("stat");
-int plainStat(const char* path, void* status) {
-    return watchedStat("stat", path, status);
-}
-int largeFileStat(const char* path, void* status) __asm__("stat64");
-int largeFileStat(const char* path, void* status) {
-    return watchedStat("stat64", path, status);
 }
 
 }  // namespace testsupport

@@ -128,6 +128,16 @@ TEST_F(FileStorageInit, DefaultsAloneAreEnough) {
     EXPECT_EQ(storage_->calls(), Calls{"load " + defaults_});
 }
 
+TEST_F(FileStorageInit, BelowWhatIsNoDirectoryThereIsSimplyNoFile) {
+    writeFile(defaults_, "defaults");
+    create(defaults_, defaults_ + "/rw.ini");
+    storage_->onLoad = [](const std::string&) { return true; };
+    EXPECT_TRUE(init());
+    for (const auto& entry : log_.entries()) {
+        EXPECT_LT(entry.level, 4) << log_.dump();
+    }
+}
+
 TEST_F(FileStorageInit, AMissingReadWriteFileLeavesTheDefaultsAndIsNotCreated) {
     storage_->onLoad = [this](const std::string&) {
         add("settings/a", 1);

@@ -188,6 +188,58 @@ TEST_F(InifileBounds, LongNameOfManySectionsIsRefusedToo) {
     EXPECT_TRUE(exists(bad_));
 }
 
+// Each name lies behind all the sections, none of which begins it. Found for each name by itself,
+// the section took a save some hundred times as long as the load.
+TEST_F(InifileBounds, SectionsThatLeadAstrayCostASaveNoMoreThanALoad) {
+    constexpr std::size_t kLength = 3000 / testsupport::kTimesLess;
+    std::string text = "#name = settings\n[]";
+    for (std::size_t i = 0; i < kLength; ++i) {
+        text += "\n" + std::string(kLength, 'b') + "/" + std::to_string(100000 + i) + "/k = int,1";
+    }
+    for (std::size_t i = 0; i < kLength; ++i) {
+        text += "\n[" + std::string(i, 'b') + "a]";
+    }
+    testsupport::writeFile(rw_, withCrc(text));
+    const double start = testsupport::processorSeconds();
+    ASSERT_TRUE(reopen());
+    const double loaded = testsupport::processorSeconds();
+    ASSERT_TRUE(storage_->saveFile(saved_));
+    const double saved = testsupport::processorSeconds();
+    EXPECT_EQ(storage_->settingsSet().size(), kLength);
+    EXPECT_LT(saved - loaded, 10 * (loaded - start) + 0.1);
+}
+
+TEST_F(InifileBounds, LateSettingsOfTheRootAreCountedWithTheSectionThatTheyAreReadInto) {
+    const std::string section(70000, 's');
+    buildDefaults("#name = settings\n[" + section + "]\nk = int,1\n[ ]\n");
+    const auto withRootSettings = [this](int count) {
+        ASSERT_TRUE(reopen());
+        for (int i = 0; i < count; ++i) {
+            add("settings/zeta" + std::to_string(i), i);
+        }
+    };
+    withRootSettings(1000);
+    EXPECT_FALSE(storage_->saveFile(saved_));
+    EXPECT_FALSE(exists(saved_));
+    withRootSettings(900);
+    EXPECT_TRUE(storage_->saveFile(rw_));
+    ASSERT_TRUE(reopen());
+    EXPECT_FALSE(exists(bad_)) << log_.dump();
+    EXPECT_EQ(storage_->settingsSet().size(), 901U);
+}
+
+// Whose names these are is no matter: the file is this storage's, and the load puts its name before
+// them.
+TEST_F(InifileBounds, NamesOfOthersAreCountedUnderTheNameOfTheirStorage) {
+    buildDefaults("#name = " + std::string(1 << 20, 'n') + "\n");
+    ASSERT_TRUE(reopen());
+    for (int i = 0; i < 65; ++i) {
+        add("other/" + std::to_string(i), i);
+    }
+    EXPECT_FALSE(storage_->saveFile(saved_));
+    EXPECT_FALSE(exists(saved_));
+}
+
 TEST_F(InifileBounds, NamesThatCouldNotBeReadBackAreNotSaved) {
     ASSERT_TRUE(reopen());
     for (int i = 0; i < 65; ++i) {

@@ -12,6 +12,7 @@
 
 #include "Files.h"
 #include "Qel/Settings/CLibXml2SaxParser.h"
+#include "Sax1Handler.h"
 #include "SaxRecorder.h"
 #include "TempDir.h"
 
@@ -188,6 +189,31 @@ TEST_F(XmlParserFile, IsReadLikeADocumentInMemory) {
     writeFile(directory_.file("a.xml"), "<a k='v'/>");
     EXPECT_EQ(0, parse(directory_.file("a.xml")));
     EXPECT_THAT(parser_.calls, testing::Contains("onStartElement(a k=v)"));
+}
+
+// A storage takes the last piece of a text as the value, so the pieces are part of what a file
+// says.
+TEST_F(XmlParserFile, TextsComeInThePiecesInWhichLibxml2ReadsAFile) {
+    const std::string path = directory_.file("a.xml");
+    const std::string letters(9000, 'x');
+    const std::string accents = "<?xml version='1.0' encoding='ISO-8859-1'?><a k='" + letters +
+                                "'>" + letters + std::string(5000, '\xe9') + "</a>";
+    for (const std::string& document :
+         {"<a>" + letters + "&amp;" + letters + "<b/>\r\n" + letters + "</a>", accents,
+          "<a>" + std::string(3990, ' ') + "<![CDATA[" + letters + "]]></a>", "<a>" + letters,
+          "<a>" + letters + "\xff</a>", std::string("<a>\0</a>", 8), std::string()}) {
+        writeFile(path, document);
+        SaxRecorder expected;
+        int result = 0;
+        {
+            const Qel::Settings::SaxRun run(expected);
+            result = xmlSAXUserParseFile(const_cast<xmlSAXHandler*>(&Qel::Settings::sax1Handler()),
+                                         &expected, path.c_str());
+        }
+        SaxRecorder parser;
+        EXPECT_EQ(result, parser.parseFile(path.c_str()));
+        EXPECT_EQ(expected.calls, parser.calls);
+    }
 }
 
 TEST_F(XmlParserFile, NameIsTakenAsItIs) {

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <filesystem>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "Terminal.h"
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
 
 namespace t8settings {
 
@@ -139,21 +139,20 @@ bool isXml(const std::string& path) {
 }
 
 bool isThere(const std::string& path) {
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0;
+    return files::statusOfEntryAt(path).has_value();
 }
 
 bool isPlainFile(const std::string& path) {
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    const auto status = files::statusAt(path);
+    return status && status->isRegular;
 }
 
 std::string whyNoPlainFile(const std::string& path) {
-    struct stat status;
-    if (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
+    const auto status = files::statusAt(path);
+    if (!status || status->isRegular) {
         return "";
     }
-    return S_ISDIR(status.st_mode) ? "is a directory" : "is no plain file";
+    return status->isDirectory ? "is a directory" : "is no plain file";
 }
 
 std::string whyUnreadable(const std::string& path) {
@@ -194,8 +193,7 @@ IniFile defaultsOf(const StorageFiles& storage) {
 }
 
 IniFile readWriteOf(const StorageFiles& storage, const std::string& storageName) {
-    struct stat status;
-    if (::stat(storage.readWrite.c_str(), &status) != 0) {
+    if (!files::statusAt(storage.readWrite)) {
         return {storage.readWrite, storageName, IniFile::Role::kReadWrite};
     }
     return fileOrCopy(storage.readWrite, storageName, IniFile::Role::kReadWrite);

@@ -10,6 +10,7 @@
 #include "Exit.h"
 #include "Terminal.h"
 #include "files/Descriptor.h"
+#include "files/FileStatus.h"
 #include "files/SafeWrite.h"
 #include "files/Sync.h"
 #include "files/WholeFile.h"
@@ -24,7 +25,7 @@ namespace files = Qel::Settings::files;
 namespace text = Qel::Settings::text;
 
 constexpr const char* kKept = ".before-recover";
-constexpr mode_t kPermissionBits = 0777;
+constexpr mode_t kAllPermissions = 0777;
 
 Failure failure(const std::string& path, const std::string& what, int error) {
     return {ExitCode::kFailed, path + " " + what + ": " + std::strerror(error)};
@@ -34,7 +35,7 @@ Failure failure(const std::string& path, const std::string& what, int error) {
 class NewFilesLike {
 public:
     explicit NewFilesLike(mode_t permissions)
-        : previous_(::umask(~permissions & kPermissionBits)) {}
+        : previous_(::umask(~permissions & kAllPermissions)) {}
     ~NewFilesLike() { ::umask(previous_); }
     NewFilesLike(const NewFilesLike&) = delete;
     NewFilesLike& operator=(const NewFilesLike&) = delete;
@@ -62,19 +63,18 @@ void write(const Replacement& replacement, const std::string& data,
 }
 
 /// Only who may give files away can do that; for everybody else it is his own file.
-void giveTo(const std::string& path, const struct stat& owner) {
-    static_cast<void>(::chown(path.c_str(), owner.st_uid, owner.st_gid) == 0);
+void giveTo(const std::string& path, const files::FileStatus& owner) {
+    static_cast<void>(::chown(path.c_str(), owner.owner, owner.group) == 0);
 }
 
-bool copyTo(const std::string& kept, const std::string& data, const struct stat& like) {
+bool copyTo(const std::string& kept, const std::string& data, const files::FileStatus& like) {
     files::Descriptor file =
         files::openFile(kept, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (!file.isOpen()) {
         return false;
     }
-    if (writeAll(file.number(), data) &&
-        ::fchmod(file.number(), like.st_mode & kPermissionBits) == 0 && files::syncData(file) &&
-        file.close()) {
+    if (writeAll(file.number(), data) && ::fchmod(file.number(), like.permissions) == 0 &&
+        files::syncData(file) && file.close()) {
         giveTo(kept, like);
         return true;
     }
@@ -91,13 +91,13 @@ std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock
     const std::uint32_t crc = text::crc32(replacement.text);
     std::string data = replacement.text;
     text::appendCrcLine(data, crc);
-    struct stat like;
-    if (isThere(path) || ::stat(replacement.like.c_str(), &like) != 0) {
+    const auto like = files::statusAt(replacement.like);
+    if (isThere(path) || !like) {
         write(replacement, data, lock);
     } else {
-        const NewFilesLike permissions(like.st_mode & kPermissionBits);
+        const NewFilesLike permissions(like->permissions);
         write(replacement, data, lock);
-        giveTo(path, like);
+        giveTo(path, *like);
     }
     const IniFile written = iniFileAt(path);
     if (written.state() != FileState::kSealed || written.text() != replacement.text) {
@@ -124,12 +124,11 @@ bool isKept(const std::string& path) {
 }
 
 void keep(KeptFile& file, const files::DirectoryLock& lock) {
-    struct stat status;
+    const auto status = files::statusAt(file.path);
     std::string data;
-    file.isMoved =
-        ::stat(file.path.c_str(), &status) != 0 || !files::readWholeFile(file.path, data);
+    file.isMoved = !status || !files::readWholeFile(file.path, data);
     const bool done = file.isMoved ? std::rename(file.path.c_str(), file.name.c_str()) == 0
-                                   : copyTo(file.name, data, status);
+                                   : copyTo(file.name, data, *status);
     if (done && lock.syncDirectory()) {
         return;
     }

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <filesystem>
-#include <system_error>
 
 #include "FileOnDisk.h"
 #include "Json.h"
 #include "LibraryLog.h"
 #include "Terminal.h"
+#include "files/FileStatus.h"
 
 namespace t8settings {
 
@@ -130,8 +129,10 @@ Result report(const Store& store, Format format) {
 }
 
 bool isMachinesDirectory(const std::string& base) {
-    std::error_code notThere;
-    return std::filesystem::equivalent(base, "/", notThere);
+    const auto status = Qel::Settings::files::statusAt(base);
+    const auto machines = Qel::Settings::files::statusAt("/");
+    return status && machines && status->device == machines->device &&
+           status->inode == machines->inode;
 }
 
 }  // namespace

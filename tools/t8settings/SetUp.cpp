@@ -1,7 +1,8 @@
 #include "SetUp.h"
 
 #include <Qel/Settings/T8SettingsManager.h>
-#include <sys/stat.h>
+
+#include "files/FileStatus.h"
 
 namespace t8settings {
 
@@ -29,8 +30,7 @@ const SetUp& setUpWithoutFiles() {
 
 void demandNoReset(const std::string& marker) {
     const std::string& path = marker.empty() ? setUpWithoutFiles().marker : marker;
-    struct stat status;
-    if (::stat(path.c_str(), &status) == 0) {
+    if (Qel::Settings::files::statusAt(path)) {
         throw resetInProgress(path);
     }
 }

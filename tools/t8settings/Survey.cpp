@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sys/stat.h>
 #include <utility>
 
 #include "Exit.h"
 #include "Nearest.h"
 #include "Terminal.h"
+#include "files/FileStatus.h"
 
 namespace t8settings {
 
@@ -48,8 +48,7 @@ void addTo(StorageFacts& facts, const SurveyedFile& file) {
 /// when there is none, or a load would set it aside.
 std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name,
                                           ExitCode& code) {
-    struct stat status;
-    if (::stat(files.readWrite.c_str(), &status) != 0) {
+    if (!Qel::Settings::files::statusAt(files.readWrite)) {
         return std::nullopt;
     }
     SurveyedFile file =
@@ -146,9 +145,8 @@ Facts survey(const Location& location) {
 }
 
 Facts surveyAt(const std::string& path) {
-    struct stat status;
-    const bool isDirectory = ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-    return isDirectory ? surveyOfBase(path) : surveyOfFile(path);
+    const auto status = Qel::Settings::files::statusAt(path);
+    return status && status->isDirectory ? surveyOfBase(path) : surveyOfFile(path);
 }
 
 std::vector<std::string> namesOf(const Facts& facts) {

@@ -5,12 +5,12 @@
 #include <cstring>
 #include <dirent.h>
 #include <memory>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Replacement.h"
 #include "Terminal.h"
 #include "XmlFile.h"
+#include "files/FileStatus.h"
 
 namespace t8settings {
 
@@ -29,8 +29,8 @@ std::set<std::string> namesIn(const IniFile& file) {
 }
 
 bool isDirectory(const std::string& path) {
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    const auto status = Qel::Settings::files::statusAt(path);
+    return status && status->isDirectory;
 }
 
 /// Names in the directory, in order; a directory that is not there has none. `error` is the errno

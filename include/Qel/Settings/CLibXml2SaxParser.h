@@ -88,11 +88,12 @@ public:
 
     /// Reads the document of `size` bytes at `buffer`. 0 when it is well-formed, else libxml2's
     /// error number, or -1 when there is nothing to read and when an element has more than 1,000
-    /// attributes, or a declaration as many values, which libxml2 does not bear.
+    /// attributes, or a declaration as many values, which libxml2 does not bear. Throws
+    /// `std::bad_alloc` when libxml2 runs out of memory.
     int parse(const char* buffer, int size);
 
     /// The same for a file. -1 also for anything but a readable regular file (a pipe or a device
-    /// does not hold the caller up), beyond 64 MiB, and for a compressed one.
+    /// does not hold the caller up), and beyond 64 MiB. A compressed file is not unpacked.
     int parseFile(const char* filename);
 };
 

@@ -83,8 +83,6 @@ private:
 
     bool saveTo(const std::string& file);
     bool buildText(std::string& data) const;
-    std::string_view prefixOf(std::string_view settingName, const std::string& root) const;
-    std::string_view longestSectionOf(std::string_view settingName) const;
     std::string_view sectionOf(std::string_view prefix, const std::string& root) const;
 
     std::set<std::string, std::less<>> sections_;

@@ -1,0 +1,42 @@
+#ifndef QEL_SETTINGS_FILES_FILESTATUS_H
+#define QEL_SETTINGS_FILES_FILESTATUS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace Qel {
+namespace Settings {
+namespace files {
+
+class Descriptor;
+
+/// What the system says of a file, without its times. The C library's `stat` gives these as well,
+/// and where its times have 32 bits it knows nothing of a file that was read or written past
+/// January 2038. A television that was told a wrong time is enough for such a file.
+struct FileStatus {
+    bool isRegular;
+    bool isDirectory;
+    mode_t permissions;  ///< the nine bits for owner, group and others
+    uid_t owner;
+    gid_t group;
+    std::uint64_t size;    ///< bytes
+    std::uint64_t device;  ///< together with `inode` as no other file has it
+    std::uint64_t inode;
+};
+
+/// Of what lies at `path`, links followed. When there is nothing, errno says why.
+std::optional<FileStatus> statusAt(const std::string& path);
+
+/// As `statusAt`, but of a link itself.
+std::optional<FileStatus> statusOfEntryAt(const std::string& path);
+
+/// Of an open file.
+std::optional<FileStatus> statusOf(const Descriptor& file);
+
+}  // namespace files
+}  // namespace Settings
+}  // namespace Qel
+
+#endif

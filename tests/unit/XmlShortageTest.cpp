@@ -1,0 +1,132 @@
+// Nobody writes an XML file again: one that is set aside, because there was no memory for it at
+// that moment, is gone until a person comes.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <new>
+#include <string>
+
+#include "FileCalls.h"
+#include "LogCapture.h"
+#include "XmlStorageFixture.h"
+
+namespace {
+
+using testsupport::exists;
+using testsupport::FileCalls;
+using testsupport::LooseXmlStorage;
+using testsupport::readFile;
+
+/// What libxml2 may still ask for before there is no more.
+int blocksLeft = -1;
+
+bool isShort() {
+    return blocksLeft >= 0 && blocksLeft-- <= 0 && (blocksLeft = 0, true);
+}
+void* takeBlock(std::size_t size) {
+    return isShort() ? nullptr : std::malloc(size);
+}
+void* resizeBlock(void* block, std::size_t size) {
+    return isShort() ? nullptr : std::realloc(block, size);
+}
+char* duplicate(const char* text) {
+    return isShort() ? nullptr : strdup(text);
+}
+
+const bool memoryOfLibxml2IsOurs =
+    (xmlMemSetup(std::free, takeBlock, resizeBlock, duplicate), true);
+
+const std::string kDocument =
+    "<?xml version='1.0' encoding='ISO-8859-1'?><!DOCTYPE tv [<!ENTITY e 'v'>]>"
+    "<tv kind='" +
+    std::string(6000, 'k') + "'><!--c--><a value='1&amp;2'/><b>" + std::string(9000, 't') +
+    "\xe9</b><c type='int' value='3'/></tv>";
+
+class XmlShortage : public testsupport::XmlStorageFixture {
+protected:
+    XmlShortage() { testsupport::writeFile(readWrite_, kDocument); }
+    ~XmlShortage() override { blocksLeft = -1; }
+
+    /// A start of the storage while libxml2 gets so many blocks.
+    void start(int blocks) {
+        storage_ = boost::make_shared<LooseXmlStorage>("", "", readWrite_);
+        blocksLeft = blocks;
+        const bool up = init();
+        blocksLeft = -1;
+        EXPECT_TRUE(up);
+    }
+
+    bool isUntouched() const {
+        return !exists(readWrite_ + ".bad") && readFile(readWrite_) == kDocument;
+    }
+};
+
+TEST_F(XmlShortage, OfMemoryInLibxml2SetsNothingAside) {
+    start(-1);
+    ASSERT_EQ(3U, names().size());
+    int blocks = 0;
+    for (bool isShortStill = true; isShortStill; ++blocks) {
+        start(blocks);
+        ASSERT_TRUE(isUntouched()) << blocks;
+        isShortStill = names().size() < 3;
+    }
+    EXPECT_GT(blocks, 30);
+}
+
+TEST_F(XmlShortage, OfMemoryIsThrownByTheParser) {
+    testsupport::writeFile(defaults_, kDocument);
+    start(-1);
+    Qel::Settings::CLibXml2SaxParser parser;
+    for (const int blocks : {0, 1, 5, 10}) {
+        blocksLeft = blocks;
+        EXPECT_THROW(parser.parseFile(defaults_.c_str()), std::bad_alloc) << blocks;
+        blocksLeft = blocks;
+        EXPECT_THROW(parser.parse(kDocument.data(), static_cast<int>(kDocument.size())),
+                     std::bad_alloc)
+            << blocks;
+        blocksLeft = -1;
+    }
+    EXPECT_EQ(0, parser.parseFile(defaults_.c_str()));
+}
+
+TEST_F(XmlShortage, OfDescriptorsSetsNothingAside) {
+    FileCalls calls(directory_.path());
+    for (const int error : {EMFILE, ENFILE, ENOMEM}) {
+        calls.fail("open rw.xml", error, FileCalls::kForGood);
+        start(-1);
+        EXPECT_TRUE(isUntouched()) << error;
+        EXPECT_EQ(0U, names().size());
+        calls.mend();
+        start(-1);
+        EXPECT_EQ(3U, names().size());
+    }
+}
+
+TEST_F(XmlShortage, AnUnreadableFileIsSetAside) {
+    FileCalls calls(directory_.path());
+    calls.fail("read rw.xml", EIO, FileCalls::kForGood);
+    start(-1);
+    calls.mend();
+    EXPECT_EQ(kDocument, readFile(readWrite_ + ".bad"));
+}
+
+// A file that takes its place meanwhile has not been checked, for its size, its kind, its tags.
+TEST_F(XmlShortage, WhatIsReadIsWhatWasLookedAt) {
+    const std::string other = directory_.file("other.xml");
+    testsupport::writeFile(other, "<tv><other/></tv>");
+    FileCalls calls(directory_.path());
+    calls.observe([&](const testsupport::FileEffect& effect) {
+        if (effect.call == "open rw.xml") {
+            std::rename(other.c_str(), readWrite_.c_str());
+        }
+    });
+    start(-1);
+    EXPECT_EQ(3U, names().size());
+    EXPECT_FALSE(exists(other));
+}
+
+}  // namespace
