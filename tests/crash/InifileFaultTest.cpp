@@ -76,7 +76,8 @@ Loss lossOf(const Calls& calls, std::size_t failed) {
             return name.empty() ? verbOf(earlier) == verb : earlier == verb + " " + name;
         });
     };
-    if (kHarmless.count(call) != 0 || verbOf(call) == "fchmod" || verbOf(call) == "unlink") {
+    if (kHarmless.count(call) != 0 || verbOf(call) == "fchown" || verbOf(call) == "fchmod" ||
+        verbOf(call) == "unlink") {
         return Loss::kNothing;
     }
     if (made("create", "rw.ini") || (made("rename") && verbOf(call) != "rename")) {
