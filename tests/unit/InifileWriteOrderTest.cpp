@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -93,6 +94,16 @@ TEST_F(InifileWriteOrder, AWholeCopyIsReplacedInOneStepAndNeverTruncated) {
                                        "unlink rw.ini.tmp",
                                        "unlock .",
                                        "close ."}));
+}
+
+// It is the administrator's, who gets the copies where they are to go.
+TEST_F(InifileWriteOrder, ALinkToAWholeCopyIsWrittenThrough) {
+    givenAFile();
+    writeFile(dir_.file("elsewhere"), withCrc(kOld));
+    std::filesystem::create_symlink("elsewhere", copy_);
+    const Calls calls = callsOfAChange();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "create rw.ini.tmp"), 1);
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), withCrc(kNew));
 }
 
 TEST_F(InifileWriteOrder, ADamagedCopyIsOverwritten) {
