@@ -38,8 +38,10 @@ TEST_F(InifileDamagedFile, IsCopiedOnceAndNotByAStartThatSavesNothing) {
     EXPECT_FALSE(exists(second_));
     EXPECT_TRUE(storage_->save());
     setting("settings/a")->setValue(3);
+    const FileCalls calls(dir_.path());
     EXPECT_TRUE(storage_->save());
     EXPECT_FALSE(exists(bad_ + ".2"));
+    EXPECT_EQ(calls.count("fsync ."), 1U) << "an ordinary save";
 }
 
 TEST_F(InifileDamagedFile, GoesToBadWhenNothingIsInTheWayAnyMore) {
