@@ -106,7 +106,6 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     const std::lock_guard<std::recursive_mutex> lock(storageMutex_);
     dropSettings();
     clearErrInfo();
-    standing_ = Standing::kNot;
     if (filename_.empty() && rwFilename_.empty()) {
         return false;
     }
@@ -126,7 +125,7 @@ bool SettingStorageFileBase::readWriteFileExists() {
         const std::string reason = std::generic_category().message(errno);
         QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
                 reason.c_str());
-        letFileStand(Standing::kUnread);
+        letFileStand("unread");
     }
     return false;
 }
@@ -172,10 +171,10 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         QEL_LOG(kError, "Error loading '%s' (threw exception, r/w, renamed to *.bad): %s",
                 rwFilename_.c_str(), e.what());
     }
-    if (unread_ || lock.contended()) {
+    if (unread_ || lock.missed()) {
         // Set aside, it would leave an unread copy alone, which nobody looks for then, or be whole
         // itself; and what looks damaged may be half of what somebody else is writing.
-        letFileStand(unread_ ? Standing::kUnread : Standing::kDamaged);
+        letFileStand(unread_ ? "unread" : "damaged");
     } else {
         setAsideReadWriteFile();
     }
@@ -188,48 +187,47 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
-            letFileStand(Standing::kDamaged);
+            letFileStand("damaged");
         }
     }
 }
 
-void SettingStorageFileBase::letFileStand(Standing standing) {
-    standing_ = standing;
+void SettingStorageFileBase::letFileStand(const char* state) {
+    standing_ = {state, false, false};
     QEL_LOG(kWarning, "'%s' stays where it is; a save would copy it first.", rwFilename_.c_str());
 }
 
+// The copy comes first: it may be the only whole text, and only a file beside it makes a load look
+// for it. What is kept is not kept again when the rest fails: the saver tries for ever, and each
+// try would take another name.
 bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const std::string& copy,
-                                               bool (*isWhole)(const std::string&)) {
-    if (standing_ == Standing::kNot || path != rwFilename_) {
+                                               const files::DirectoryLock& directory) {
+    Standing& standing = standing_;
+    if (standing.state == nullptr || path != rwFilename_) {
         return true;
     }
-    const files::DirectoryLock directory(files::directoryOf(path),
-                                         files::DirectoryLock::Mode::kExclusive);
-    // Another process may have come to save meanwhile.
-    const bool restored = standing_ == Standing::kDamaged && isWhole(path);
-    if (!restored && !(keptByCopy(path, directory) && keptByCopy(copy, directory))) {
-        return false;
+    standing.copyIsKept = standing.copyIsKept || keep(copy, directory);
+    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path, directory));
+    if (standing.fileIsKept && directory.syncDirectory()) {
+        standing = {};
+        return true;
     }
-    standing_ = Standing::kNot;
-    return true;
+    const std::string reason = std::generic_category().message(errno);
+    QEL_LOG(kError,
+            "'%s' is not saved, a later save tries again: the %s file there can neither be set "
+            "aside nor copied: %s",
+            (standing.copyIsKept ? path : copy).c_str(), standing.state, reason.c_str());
+    return false;
 }
 
-bool SettingStorageFileBase::keptByCopy(const std::string& path,
-                                        const files::DirectoryLock& directory) {
-    const char* const state = standing_ == Standing::kDamaged ? "damaged" : "unread";
+bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
     std::string kept;
-    const bool isCopy = path != rwFilename_;
-    if (!files::keepDamagedFile(path, directory, kept) &&
-        !(isCopy && files::moveDamagedFile(path, directory, kept))) {
-        const std::string reason = std::generic_category().message(errno);
-        QEL_LOG(kError,
-                "'%s' is not saved, a later save tries again: the %s file there can neither "
-                "be set aside nor copied: %s",
-                path.c_str(), state, reason.c_str());
+    if (!files::keepDamagedFile(path, directory, kept)) {
         return false;
     }
     if (!kept.empty()) {
-        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", state, path.c_str(), kept.c_str());
+        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
+                kept.c_str());
     }
     return true;
 }

@@ -33,11 +33,6 @@ bool mayBeWholeText(const std::string& path) {
            (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 
-bool isWholeText(const std::string& path) {
-    std::string data;
-    return files::readWholeFile(path, data) && text::CrcCheck(data).passes();
-}
-
 /// Whether what could not be read for this reason may be a settings file all the same.
 bool mayBeReadLater(int error) {
     static constexpr std::array<int, 8> kNoSettingsFile = {ENOENT, ENOTDIR, EISDIR, EINVAL,
@@ -93,7 +88,7 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     const files::DirectoryLock directory(files::directoryOf(file),
                                          files::DirectoryLock::Mode::kExclusive);
     const std::string copy = getTempFilename(file);
-    if (!mayStillWrite() || !damagedFileIsKept(file, copy, isWholeText)) {
+    if (!mayStillWrite() || !damagedFileIsKept(file, copy, directory)) {
         return false;
     }
     const files::WriteResult result = files::writeThroughCopy(
@@ -120,6 +115,7 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
 
 bool SettingStorageInifile::loadInifileData(const std::string& file, std::string& data) {
     const std::lock_guard<std::recursive_mutex> lock(storageMutex());
+    copyIsUnread_ = false;
     // A storage without a defaults file asks for "" when it is reset.
     if (!file.empty()) {
         const files::DirectoryLock directory(files::directoryOf(file),
@@ -156,9 +152,10 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
     } else if (!acceptCrc(file, candidate, data)) {
         return false;
     }
-    if (file == *filename() || candidate == *filename()) {
+    if (file == *filename() || candidate == *filename() || (candidate == file && copyIsUnread_)) {
         // The defaults' text says nothing about the read/write file: were its CRC kept, a reset
-        // could find the file "unchanged" although it holds the user's values.
+        // could find the file "unchanged" although it holds the user's values. And what a save
+        // leaves unchanged is lost to the next load, should that be able to read the copy.
         crc32_ = 0;
     }
     acceptedFile_ = candidate;
@@ -174,6 +171,7 @@ void SettingStorageInifile::noteUnreadable(int error, const std::string& path, b
                 reason.c_str());
     }
     if (mayBeCopy) {
+        copyIsUnread_ = true;
         noteUnread();
     }
 }

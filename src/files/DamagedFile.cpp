@@ -17,88 +17,117 @@ namespace files {
 
 namespace {
 
-constexpr int kMostCopies = 100;
+constexpr int kMostNames = 100;
+constexpr mode_t kPrivatePermissions = 0600;
 
-std::string nameOfCopy(const std::string& path, int number) {
-    return path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
-}
+enum class Copied { kDone, kUnreadable, kFailed };
 
-/// Creates the first of the names that is free. Whatever lies at another one, a directory, a link,
-/// somebody else's file, is none of ours.
-Descriptor createCopy(const std::string& path, mode_t permissions, std::string& name) {
-    Descriptor copy;
-    for (int number = 0; number < kMostCopies && !copy.isOpen(); ++number) {
-        name = nameOfCopy(path, number);
-        copy = openFile(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, permissions);
-        if (!copy.isOpen() && errno != EEXIST) {
+/// Tries the names in turn. `take` gives false with EEXIST for one that is not free: whatever lies
+/// there, a directory, a link, somebody else's file, is none of ours.
+template <class Take>
+bool takeFreeName(const std::string& path, std::string& name, Take take) {
+    for (int number = 0; number < kMostNames; ++number) {
+        name = path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
+        if (take()) {
+            return true;
+        }
+        if (errno != EEXIST) {
             break;
         }
     }
-    return copy;
+    return false;
+}
+
+/// Deletes what did not come about and keeps the reason.
+void takeBack(const std::string& name) {
+    const int reason = errno;
+    ::unlink(name.c_str());
+    errno = reason;
 }
 
 /// Piece by piece: what is damaged may be of any size.
-bool copyContent(const Descriptor& from, const Descriptor& to) {
+Copied copyContent(const Descriptor& from, const Descriptor& to) {
     std::array<char, 16384> piece;
     for (;;) {
         const ssize_t count = ::read(from.number(), piece.data(), piece.size());
         if (count == 0) {
-            return true;
+            return Copied::kDone;
         }
-        const bool interrupted = count < 0 && errno == EINTR;
-        if (!interrupted &&
-            (count < 0 || !writeAll(to, {piece.data(), static_cast<std::size_t>(count)}))) {
-            return false;
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return Copied::kUnreadable;
+        }
+        if (!writeAll(to, {piece.data(), static_cast<std::size_t>(count)})) {
+            return Copied::kFailed;
         }
     }
+}
+
+Copied copyAside(const std::string& path, std::string& kept) {
+    const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const auto status = damaged.isOpen() ? statusOf(damaged) : std::nullopt;
+    if (!status) {
+        return errno == ENOENT ? Copied::kDone : Copied::kUnreadable;
+    }
+    if (!status->isRegular) {
+        return Copied::kDone;
+    }
+    std::string name;
+    Descriptor copy;
+    const auto create = [&] {
+        copy = openFile(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivatePermissions);
+        return copy.isOpen();
+    };
+    if (!takeFreeName(path, name, create)) {
+        return Copied::kFailed;
+    }
+    giveAccess(copy, status->permissions, status->group);
+    Copied copied = copyContent(damaged, copy);
+    if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
+        copied = Copied::kFailed;
+    }
+    if (copied == Copied::kDone) {
+        kept = name;
+    } else {
+        takeBack(name);
+    }
+    return copied;
+}
+
+/// A second name, on the disk before the first one goes: at every moment one of them is safe. Where
+/// the file system has no such thing as a second name, in one step.
+bool moveTo(const std::string& name, const std::string& path, const DirectoryLock& directory) {
+    if (::link(path.c_str(), name.c_str()) != 0) {
+        return errno != EEXIST &&
+               ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0;
+    }
+    if (directory.syncDirectory() && ::unlink(path.c_str()) == 0) {
+        return true;
+    }
+    takeBack(name);
+    return false;
+}
+
+bool moveAside(const std::string& path, const DirectoryLock& directory, std::string& kept) {
+    std::string name;
+    if (takeFreeName(path, name, [&] { return moveTo(name, path, directory); })) {
+        kept = name;
+        return true;
+    }
+    return errno == ENOENT;
 }
 
 }  // namespace
 
 bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
     kept.clear();
-    const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (!damaged.isOpen()) {
-        return errno == ENOENT;
-    }
-    const std::optional<FileStatus> status = statusOf(damaged);
-    if (!status) {
-        return false;
-    }
-    if (!status->isRegular) {
-        return true;
-    }
-    std::string name;
-    Descriptor copy = createCopy(path, status->permissions, name);
-    if (!copy.isOpen()) {
-        return false;
-    }
-    if (copyContent(damaged, copy) && syncData(copy) && copy.close() && directory.syncDirectory()) {
-        kept = name;
-        return true;
-    }
-    const int reason = errno;
-    ::unlink(name.c_str());
-    errno = reason;
-    return false;
-}
-
-bool moveDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
-    kept.clear();
-    for (int number = 0; number < kMostCopies; ++number) {
-        const std::string name = nameOfCopy(path, number);
-        if (statusOfEntryAt(name)) {
-            errno = EEXIST;
-            continue;
-        }
-        if (errno != ENOENT || std::rename(path.c_str(), name.c_str()) != 0 ||
-            !directory.syncDirectory()) {
-            return false;
-        }
-        kept = name;
-        return true;
-    }
-    return false;
+    const Copied copied = copyAside(path, kept);
+    // A shortage says nothing about the file, and the save that is to follow would suffer from it
+    // too.
+    return copied == Copied::kDone || (copied == Copied::kUnreadable && !passesByItself(errno) &&
+                                       moveAside(path, directory, kept));
 }
 
 }  // namespace files

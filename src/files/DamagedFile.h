@@ -9,17 +9,16 @@ namespace files {
 
 class DirectoryLock;
 
-/// Keeps the content of a damaged file that is about to be overwritten: copies it, with its
-/// permissions, to the first free one of "PATH.bad", "PATH.bad.1" up to "PATH.bad.99". Replaces
-/// nothing, and leaves the file itself alone. When it returns the copy is on the disk.
+/// Keeps the content of a damaged or unread file that is about to be overwritten: copies it, with
+/// its permissions and group, to the first free one of "PATH.bad", "PATH.bad.1" up to
+/// "PATH.bad.99". What cannot be read is moved there instead. Replaces nothing, whoever else takes
+/// names at that moment.
 ///
-/// `directory` is the lock on the directory of both. `kept` is the copy's path, "" when no plain
-/// file lies at `path`, which is no failure. False when the content is not safe; errno says why.
+/// `directory` is the lock on the directory of both. `kept` is the new path, "" when no plain file
+/// lies at `path`, which is no failure. The content is on the disk then, but not the entry that
+/// shows it: the caller syncs the directory before it overwrites anything. False when the content
+/// is not kept; errno says why, nothing new lies there, and the file is as it was.
 bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept);
-
-/// The same for what cannot be read: renames it to the first of these names that is free. To be
-/// called under the lock only, since another process could take the name at that moment.
-bool moveDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept);
 
 }  // namespace files
 }  // namespace Settings

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -15,13 +16,10 @@ namespace {
 
 constexpr int kOpenAttempts = 5;
 constexpr timespec kOpenPause = {0, 2000000};
+constexpr mode_t kGroupBits = 0070;
+constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
 
 }  // namespace
-
-bool passesByItself(int error) {
-    static constexpr std::array<int, 5> kShortages = {EINTR, EMFILE, ENFILE, EAGAIN, ENOMEM};
-    return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
-}
 
 Descriptor::~Descriptor() {
     const int error = errno;
@@ -50,6 +48,11 @@ bool Descriptor::close() {
     return number < 0 || ::close(number) == 0 || errno == EINTR;
 }
 
+bool passesByItself(int error) {
+    static constexpr std::array<int, 5> kShortages = {EINTR, EMFILE, ENFILE, EAGAIN, ENOMEM};
+    return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
+}
+
 Descriptor openFile(const std::string& path, int flags, mode_t permissions) {
     for (int attempt = 1;; ++attempt) {
         const int number = ::open(path.c_str(), flags | O_CLOEXEC, permissions);
@@ -58,6 +61,11 @@ Descriptor openFile(const std::string& path, int flags, mode_t permissions) {
         }
         ::nanosleep(&kOpenPause, nullptr);
     }
+}
+
+void giveAccess(const Descriptor& file, mode_t permissions, gid_t group) {
+    const bool grouped = ::fchown(file.number(), kSameOwner, group) == 0;
+    static_cast<void>(::fchmod(file.number(), grouped ? permissions : permissions & ~kGroupBits));
 }
 
 bool writeAll(const Descriptor& file, std::string_view data) {

@@ -32,13 +32,18 @@ private:
     int number_;
 };
 
-/// Whether a call that fails with this errno may do better later, whatever it was made on: a
-/// shortage of descriptors or memory, an interruption.
+/// Whether this errno is that of a shortage that passes by itself (descriptors, memory, an
+/// interruption): it says nothing about the file.
 bool passesByItself(int error);
 
-/// Opens a file that no child process inherits. What passes by itself is given a moment to pass: a
-/// healthy file that cannot be opened right now would otherwise count as a damaged one.
+/// Opens a file that no child process inherits. A shortage that passes by itself is given a moment
+/// to pass: a healthy file that cannot be opened right now would otherwise count as a damaged one.
 Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
+
+/// Gives a new file the group and the permissions of the one that it stands for: whoever may read
+/// that by its group may read this one, and no other group may. Where the system refuses, the new
+/// file stays stricter than the other.
+void giveAccess(const Descriptor& file, mode_t permissions, gid_t group);
 
 /// Writes all of `data`, in as many calls as it takes. After a failure errno says why.
 bool writeAll(const Descriptor& file, std::string_view data);

@@ -78,20 +78,23 @@ Clock::duration pausePolling() {
     return std::min<Clock::duration>(Clock::now() - start, kLongestPoll * poll);
 }
 
-/// To be called when the lock could not be had, with errno as that left it. What may be there the
-/// next time is worth a warning; a directory that is not there, may not be read or knows no locks
-/// is not.
-void tellShortage(const std::string& directory) {
+/// To be called when the lock could not be had, with errno as that left it: whether it may be there
+/// the next time. That is worth a warning; a directory that is not there, may not be read or knows
+/// no locks is not.
+bool isShortage(const std::string& directory) {
     static constexpr std::array<int, 4> kShortages = {EMFILE, ENFILE, ENOMEM, ENOLCK};
     const int error = errno;
-    if (std::find(kShortages.begin(), kShortages.end(), error) == kShortages.end() ||
-        penalties().applies(directory, std::nullopt)) {
-        return;
+    if (std::find(kShortages.begin(), kShortages.end(), error) == kShortages.end()) {
+        return false;
+    }
+    if (penalties().applies(directory, std::nullopt)) {
+        return true;
     }
     penalties().impose(directory, std::nullopt);
     const std::string reason = std::generic_category().message(error);
     QEL_LOG(kWarning, "Directory '%s' cannot be locked, going on without the lock: %s",
             directory.c_str(), reason.c_str());
+    return true;
 }
 
 }  // namespace
@@ -107,7 +110,7 @@ DirectoryLock::DirectoryLock(std::string directory, Mode mode)
         if (descriptor_.isOpen()) {
             held_ = acquire();
         } else {
-            tellShortage(directory_);
+            missed_ = isShortage(directory_);
         }
     }
     innermostLock = this;
@@ -149,12 +152,8 @@ bool DirectoryLock::acquire() {
         mode_ == Mode::kExclusive ? directoryLockWait.exclusive : directoryLockWait.shared;
     bool worthWaiting = true;
     while (!tryToLock(worthWaiting)) {
-        contended_ = worthWaiting;
-        if (!worthWaiting) {
-            tellShortage(directory_);
-            return false;
-        }
-        if (penalties().applies(directory_, mode_)) {
+        missed_ = worthWaiting || isShortage(directory_);
+        if (!worthWaiting || penalties().applies(directory_, mode_)) {
             return false;
         }
         if (patience <= Clock::duration::zero()) {
@@ -168,7 +167,7 @@ bool DirectoryLock::acquire() {
         // Asking again and again, instead of queueing, keeps the wait bounded without a signal.
         patience -= pausePolling();
     }
-    contended_ = false;
+    missed_ = false;
     return true;
 }
 

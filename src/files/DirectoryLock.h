@@ -34,8 +34,10 @@ public:
     /// Whether the lock is held, here or by an outer scope of this thread.
     bool held() const { return held_; }
 
-    /// Whether somebody else had the lock for too long.
-    bool contended() const { return contended_; }
+    /// Whether the lock could not be had this time although the directory has one: somebody else
+    /// had it for too long, or descriptors, memory or locks were short. Somebody may be at work
+    /// there. False where there are no locks at all.
+    bool missed() const { return missed_; }
 
     /// Makes new, renamed and deleted entries of the directory durable. True also where the file
     /// system has no such thing, and for a directory that this process may not read. After a
@@ -52,7 +54,7 @@ private:
     Descriptor descriptor_;
     const DirectoryLock* outer_;  // next lock of this thread, seen from the innermost
     const DirectoryLock* lender_;
-    bool contended_ = false;
+    bool missed_ = false;
     bool held_;
 };
 

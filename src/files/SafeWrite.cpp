@@ -32,8 +32,6 @@ namespace {
 
 constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
-constexpr mode_t kGroupBits = 0070;
-constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
 
 /// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
 Descriptor openTruncated(const std::string& path, mode_t permissions) {
@@ -106,11 +104,8 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
     }
     const bool regular = isRegular(copy);
     if (regular && original.exists) {
-        // Whoever may read the original by its group is to recover from the copy as well, and no
-        // other group is. At worst the copy stays stricter than its original.
-        const bool grouped = ::fchown(copy.number(), kSameOwner, original.group) == 0;
-        static_cast<void>(::fchmod(
-            copy.number(), grouped ? original.permissions : original.permissions & ~kGroupBits));
+        // Whoever may read the original is to recover from the copy as well.
+        giveAccess(copy, original.permissions, original.group);
     }
     const bool written = writeAll(copy, write.data);
     if (written && finish(copy, write.durable) &&

@@ -27,7 +27,7 @@ std::set<Files> statesAfter(const Files& files, const std::vector<std::string>& 
 TEST(DiskModel, WhatIsSafeStays) {
     const Files files = {{"a", "x"}, {"b", ""}};
     EXPECT_EQ(statesAfter(files, {}), std::set<Files>{files});
-    EXPECT_EQ(statesAfter(files, {"open a", "read a", "close a", "lock .", "fchmod a"}),
+    EXPECT_EQ(statesAfter(files, {"open a", "read a", "close a", "lock .", "fchown a", "fchmod a"}),
               std::set<Files>{files});
 }
 

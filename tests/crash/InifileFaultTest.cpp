@@ -60,11 +60,32 @@ struct Fault {
     }
 };
 
-/// What a failing call spoils: nothing, the copy, or what a load would find.
-enum class Loss { kNothing, kCopy, kFile };
+/// What a failing call spoils: nothing, the keeping of what was not loaded, the copy, or what a
+/// load would find.
+enum class Loss { kNothing, kKeeping, kCopy, kFile };
 
 std::string verbOf(const std::string& call) {
     return call.substr(0, call.find(' '));
+}
+
+/// The same while what was not loaded is kept, which ends with the directory's sync. What cannot be
+/// read is moved, unless that may pass.
+Loss lossOfKeeping(const Calls& calls, std::size_t failed, int error) {
+    static const std::set<std::string> kAlwaysNeeded = {"create", "write", "fdatasync", "fsync"};
+    const std::string& call = calls.at(failed);
+    const std::string verb = verbOf(call);
+    if (call == "open .") {
+        const bool isOfTheLock =
+            std::count(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(failed), call) ==
+            static_cast<std::ptrdiff_t>(failed);
+        return isOfTheLock ? Loss::kNothing : Loss::kKeeping;
+    }
+    const bool mayPass = error == EMFILE || error == EINTR;
+    const bool isOfACopy = call.find(".bad") != std::string::npos;
+    return kAlwaysNeeded.count(verb) != 0 || (verb == "close" && isOfACopy) ||
+                   ((verb == "open" || verb == "read") && mayPass)
+               ? Loss::kKeeping
+               : Loss::kNothing;
 }
 
 Loss lossOf(const Calls& calls, std::size_t failed) {
@@ -76,13 +97,15 @@ Loss lossOf(const Calls& calls, std::size_t failed) {
             return name.empty() ? verbOf(earlier) == verb : earlier == verb + " " + name;
         });
     };
-    if (kHarmless.count(call) != 0 || verbOf(call) == "fchmod" || verbOf(call) == "unlink") {
+    const bool copyBegun = made("create", "rw.ini.tmp") || made("create", "rw.ini.tmp.new");
+    if (kHarmless.count(call) != 0 || verbOf(call) == "fchown" || verbOf(call) == "fchmod" ||
+        verbOf(call) == "unlink") {
         return Loss::kNothing;
     }
     if (made("create", "rw.ini") || (made("rename") && verbOf(call) != "rename")) {
         return Loss::kFile;
     }
-    return made("create") ? Loss::kCopy : Loss::kNothing;
+    return copyBegun ? Loss::kCopy : Loss::kNothing;
 }
 
 /// Counts its changes as saved before it writes them.
@@ -125,7 +148,9 @@ protected:
         lie(GetParam());
         storage_ =
             boost::make_shared<Kind>("settings", defaults_, rw_, types_, Storage::Save_onDemand);
-        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        FileCalls calls(live_.path());
+        ASSERT_TRUE(startUp(*storage_, GetParam(), calls));
+        ASSERT_EQ(heldBy(*storage_), valueOf(generationAt(GetParam())));
         change(*storage_, 2);
     }
 
@@ -142,7 +167,9 @@ protected:
 
     Loss lossBy(const Fault& fault, const FileCalls& calls) const {
         for (const std::size_t struck : calls.struck()) {
-            const Loss loss = lossOf(calls.calls(), struck);
+            const Loss loss = isKeeping(calls.calls(), struck)
+                                  ? lossOfKeeping(calls.calls(), struck, fault.error)
+                                  : lossOf(calls.calls(), struck);
             if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory()) {
                 return loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss;
             }
@@ -150,21 +177,36 @@ protected:
         return Loss::kNothing;
     }
 
+    static bool isKeeping(const Calls& calls, std::size_t number) {
+        const auto end = calls.begin() + static_cast<std::ptrdiff_t>(number);
+        return stands(GetParam()) && std::find(calls.begin(), end, "fsync .") == end;
+    }
+
     /// Whether the very call that fails would be needed to take the copy back for good.
     bool stays(const Fault& fault) const {
         const bool lay = GetParam() == Start::kDamagedCopyLeft;
         return fault.forGood && GetParam() != Start::kGoodCopyLeft &&
+               GetParam() != Start::kUnreadCopy &&
                (lay ? fault.verb == "fdatasync" : fault.verb == "fsync" || fault.verb == "open");
     }
 
     void expectLog(Loss loss, int error) {
         Calls expected;
-        if (loss != Loss::kNothing) {
+        const std::string reason = std::generic_category().message(error);
+        std::size_t notKept = 0;
+        for (const std::string& path : {rw_, copy_}) {
+            for (const std::string state : {"damaged", "unread"}) {
+                notKept += loggedByBase(
+                    5, "'" + path + "' is not saved, a later save tries again: the " + state +
+                           " file there can neither be set aside nor copied: " + reason);
+            }
+        }
+        EXPECT_EQ(notKept, loss == Loss::kKeeping ? 1U : 0U) << log_.dump();
+        if (loss == Loss::kCopy || loss == Loss::kFile) {
             expected = {"5 SettingStorageInifile::writeIniFile( '" + rw_ + "' ): could not write " +
                             (loss == Loss::kFile ? "file" : "temporary file '" + copy_ + "'"),
                         "5 SettingStorageInifile: '" + rw_ +
-                            "' is not saved, a later save tries again: " +
-                            std::generic_category().message(error)};
+                            "' is not saved, a later save tries again: " + reason};
         }
         EXPECT_EQ(messagesOf("src/SettingsStorageInifile"), expected);
     }
@@ -180,7 +222,12 @@ protected:
 bool InifileFault::strike(const Fault& fault, int next) {
     SCOPED_TRACE(fault.text() + ", then generation " + std::to_string(next));
     const std::string before = filesIn(live_.path())["rw.ini"];
-    Promise promise = {valueOf(generationAt(GetParam())), valueOf(2)};
+    Promise promise = promiseAt(GetParam());
+    promise.insert(valueOf(2));
+    if (stands(GetParam())) {
+        // A copy that cannot be read lies under another name then, and its file is damaged.
+        promise.merge(alike("0, set aside"));
+    }
     Recorder recorder(live_.path(), promise);
     if (fault.halfFirst) {
         recorder.calls().fail(fault.verb, FileCalls::kShort, 1, fault.number);
@@ -200,7 +247,7 @@ bool InifileFault::strike(const Fault& fault, int next) {
         promise = {valueOf(2)};
     }
     recorder.promise(promise);
-    if (loss == Loss::kCopy) {
+    if (loss == Loss::kCopy || loss == Loss::kKeeping) {
         EXPECT_EQ(filesIn(live_.path())["rw.ini"], before);
     }
     const bool struck = !recorder.calls().struck().empty();
@@ -238,6 +285,7 @@ TEST_P(InifileFault, ALoadGivesOldOrNewValuesAndTheNextSaveSucceeds) {
     sweep("write", FileCalls::kShort, false);
     sweep("write", FileCalls::kShort, true);
     sweep("write", ENOSPC, true, true);
+    expectKeptSomewhere(GetParam());
     RecordProperty("faults", faults_);
     std::cout << "[   faults ] " << faults_ << " saves struck\n";
 }

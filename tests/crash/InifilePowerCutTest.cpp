@@ -38,16 +38,18 @@ class InifilePowerCutFrom : public InifilePowerCut, public testing::WithParamInt
 protected:
     Trace traceOf(const std::vector<int>& generations) {
         lie(GetParam());
-        return Generations::traceOf(valueOf(generationAt(GetParam())), generations);
+        return Generations::traceOf(promiseAt(GetParam()), generations, GetParam());
     }
 };
 
 TEST_P(InifilePowerCutFrom, ALoadGivesTheOldOrTheNewValuesAndTheNewOnesOnceTheyAreSaved) {
     expectKept(traceOf({2}), DiskModel::Cuts::kAll);
+    expectKeptSomewhere(GetParam());
 }
 
 TEST_P(InifilePowerCutFrom, TheSameHoldsForSeveralSavesInARow) {
     expectKept(traceOf({2, 3, 1, 4}));
+    expectKeptSomewhere(GetParam());
 }
 
 TEST_P(InifilePowerCutFrom, TheSameHoldsForTheSaveAfterAPowerCut) {
@@ -56,7 +58,7 @@ TEST_P(InifilePowerCutFrom, TheSameHoldsForTheSaveAfterAPowerCut) {
     const auto states = cuts_.states();
     for (const auto& state : states) {
         layOut(live_.path(), state.first);
-        expectKept(Generations::traceOf(state.second, {3}));
+        expectKept(Generations::traceOf(alike(state.second), {3}));
     }
 }
 
@@ -161,7 +163,7 @@ class WriterMutant : public InifilePowerCut, public testing::WithParamInterface<
 
 TEST_P(WriterMutant, IsCaught) {
     lie(GetParam().start);
-    Trace trace = traceOf(valueOf(generationAt(GetParam().start)), {2});
+    Trace trace = traceOf(promiseAt(GetParam().start), {2}, GetParam().start);
     EXPECT_EQ(cuts_.violation(trace), "");
     GetParam().edit(trace.events);
     EXPECT_NE(cuts_.violation(trace), "");
@@ -174,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(Of, WriterMutant, testing::ValuesIn(kMutants),
 
 TEST_F(InifilePowerCut, ALoadThatDoesNotSyncWhatADeadProcessLeftIsCaught) {
     lie(Start::kOrdinaryFile);
-    Trace trace = traceOf(valueOf(1), {2});
+    Trace trace = traceOf({valueOf(1)}, {2});
     const auto copied = callIn(trace.events, "close rw.ini.tmp");
     const auto events = static_cast<std::size_t>(copied - trace.events.begin()) + 1;
     trace = withSuccessor(diedAfter(events, trace), 2);

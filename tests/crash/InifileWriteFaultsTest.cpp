@@ -201,9 +201,9 @@ TEST_F(InifileWriteFaults, AfterAHalfWrittenFileTheCopyIsWhatALoadFinds) {
     {
         FileCalls calls(dir_.path());
         calls.limitWrites(10);
-        calls.failAt(20, ENOSPC);
+        calls.failAt(21, ENOSPC);
         EXPECT_FALSE(storage_->save());
-        EXPECT_EQ(calls.calls().at(20), "write rw.ini");
+        EXPECT_EQ(calls.calls().at(21), "write rw.ini");
     }
     EXPECT_TRUE(loggedFileFailure("No space left on device")) << log_.dump();
     EXPECT_EQ(readFile(rw_), withCrc(kNew).substr(0, 40));

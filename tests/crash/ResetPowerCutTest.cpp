@@ -106,6 +106,7 @@ TEST_P(ResetPowerCut, EachStorageHasTheUsersValuesOrTheDefaultsAndTheDefaultsOnc
     expectKept(recorder.trace());
 }
 
-INSTANTIATE_TEST_SUITE_P(From, ResetPowerCut, testsupport::everyStart(), testsupport::nameOfStart);
+INSTANTIATE_TEST_SUITE_P(From, ResetPowerCut, testsupport::everyLoadedStart(),
+                         testsupport::nameOfStart);
 
 }  // namespace

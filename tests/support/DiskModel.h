@@ -205,6 +205,8 @@ inline void DiskModel::apply(const FileEffect& effect) {
         descriptors_.erase(effect.descriptor);
     } else if (verb == "unlink") {
         point(name, kNone);
+    } else if (verb == "link") {
+        point(target, fileAt(name));
     } else if (verb == "rename") {
         point(target, fileAt(name));
         point(name, kNone);

@@ -31,8 +31,8 @@ struct FileEffect {
 /// fail or end the process, while it lives; one at a time, one thread.
 ///
 /// A call reads "create rw.ini" (an open for writing), "open rw.ini", "write rw.ini", "read",
-/// "fdatasync", "fsync", "close", "fchmod", "unlink", "rename a b", and "lock .",
-/// "share ." and "unlock ." for the directory itself.
+/// "fdatasync", "fsync", "close", "fchown", "fchmod", "unlink", "link a b", "rename a b" (also one
+/// that replaces nothing), and "lock .", "share ." and "unlock ." for the directory itself.
 ///
 /// The header takes the place of the C functions in the whole program: include it in one source.
 class FileCalls {
@@ -306,6 +306,13 @@ int fdatasync(int descriptor) {
     });
 }
 
+int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
+    return testsupport::callOnDescriptor("fchown", descriptor, [&] {
+        return testsupport::nextFunction<int(int, uid_t, gid_t)>("fchown")(descriptor, owner,
+                                                                           group);
+    });
+}
+
 int fchmod(int descriptor, mode_t mode) noexcept {
     return testsupport::callOnDescriptor("fchmod", descriptor, [&] {
         return testsupport::nextFunction<int(int, mode_t)>("fchmod")(descriptor, mode);
@@ -346,6 +353,20 @@ int unlink(const char* path) noexcept {
 int rename(const char* from, const char* to) noexcept {
     return testsupport::callOnPath("rename", from, to, [&] {
         return testsupport::nextFunction<int(const char*, const char*)>("rename")(from, to);
+    });
+}
+
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
+              unsigned int flags) noexcept {
+    return testsupport::callOnPath("rename", from, to, [&] {
+        return testsupport::nextFunction<int(int, const char*, int, const char*, unsigned int)>(
+            "renameat2")(fromDirectory, from, toDirectory, to, flags);
+    });
+}
+
+int link(const char* from, const char* to) noexcept {
+    return testsupport::callOnPath("link", from, to, [&] {
+        return testsupport::nextFunction<int(const char*, const char*)>("link")(from, to);
     });
 }
 

@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_GENERATIONSFIXTURE_H
 
 #include <algorithm>
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -11,18 +12,35 @@
 
 namespace testsupport {
 
-/// How the files lie when a save begins.
-enum class Start { kNoFile, kOrdinaryFile, kGoodCopyLeft, kDamagedCopyLeft };
+/// How the files lie when a save begins. From the last two nothing was loaded: a damaged file could
+/// not be set aside, and a good copy beside a damaged file not be read.
+enum class Start {
+    kNoFile,
+    kOrdinaryFile,
+    kGoodCopyLeft,
+    kDamagedCopyLeft,
+    kDamagedFileStands,
+    kUnreadCopy
+};
 
 inline std::string nameOfStart(const testing::TestParamInfo<Start>& start) {
-    static const char* const kNames[] = {"NoFile", "AnOrdinaryFile", "AGoodCopyThatWasLeft",
-                                         "ADamagedCopyThatWasLeft"};
+    static const char* const kNames[] = {"NoFile",
+                                         "AnOrdinaryFile",
+                                         "AGoodCopyThatWasLeft",
+                                         "ADamagedCopyThatWasLeft",
+                                         "ADamagedFileThatStands",
+                                         "ACopyThatWasNotRead"};
     return kNames[static_cast<int>(start.param)];
+}
+
+inline auto everyLoadedStart() {
+    return testing::Values(Start::kNoFile, Start::kOrdinaryFile, Start::kGoodCopyLeft,
+                           Start::kDamagedCopyLeft);
 }
 
 inline auto everyStart() {
     return testing::Values(Start::kNoFile, Start::kOrdinaryFile, Start::kGoodCopyLeft,
-                           Start::kDamagedCopyLeft);
+                           Start::kDamagedCopyLeft, Start::kDamagedFileStands, Start::kUnreadCopy);
 }
 
 /// Storages whose two settings always change together, from one generation to the next. They are 0
@@ -56,9 +74,10 @@ protected:
         return withCrc(textOf(generation, name));
     }
 
-    /// The files of a storage at the start. A load gives the generation `generationAt`.
+    /// The files of a storage at the start.
     static Files filesAt(Start start, const std::string& file, const std::string& name) {
         const std::string torn = fileOf(2, name).substr(0, 50);
+        const std::string damaged = fileOf(5, name).substr(0, 50);
         switch (start) {
             case Start::kNoFile:
                 return {};
@@ -66,11 +85,57 @@ protected:
                 return {{file, torn}, {file + ".tmp", fileOf(1, name)}};
             case Start::kDamagedCopyLeft:
                 return {{file, fileOf(1, name)}, {file + ".tmp", torn}};
+            case Start::kDamagedFileStands:
+                return {{file, damaged}};
+            case Start::kUnreadCopy:
+                return {{file, damaged}, {file + ".tmp", fileOf(1, name)}};
             default:
                 return {{file, fileOf(1, name)}};
         }
     }
-    static int generationAt(Start start) { return start == Start::kNoFile ? 0 : 1; }
+
+    /// Whether the start is one from which nothing was loaded.
+    static bool stands(Start start) {
+        return start == Start::kDamagedFileStands || start == Start::kUnreadCopy;
+    }
+
+    /// The generation that the storage holds at the start.
+    static int generationAt(Start start) {
+        return start == Start::kNoFile || stands(start) ? 0 : 1;
+    }
+
+    /// What another process finds that comes to the same, with or without setting a file aside.
+    static Promise alike(const std::string& found) {
+        return found == "0, set aside" ? Promise{"0", found} : Promise{found};
+    }
+
+    /// What another process finds at the start.
+    static Promise promiseAt(Start start) {
+        return start == Start::kDamagedFileStands ? alike("0, set aside")
+               : start == Start::kUnreadCopy      ? Promise{valueOf(1)}
+                                                  : Promise{valueOf(generationAt(start))};
+    }
+
+    /// A process starts, and what it cannot do makes the start what it is.
+    bool startUp(Storage& storage, Start start, FileCalls& calls) {
+        calls.fail(start == Start::kUnreadCopy ? "open rw.ini.tmp" : "rename rw.ini rw.ini.bad",
+                   EIO, stands(start) ? FileCalls::kForGood : 0);
+        const bool started = storage.init(&manager_, nullptr);
+        calls.mend();
+        return started;
+    }
+
+    /// Whatever stood at the start lies somewhere in each state that a power cut has left so far.
+    void expectKeptSomewhere(Start start) const {
+        for (const auto& state : cuts_.states()) {
+            for (const auto& file : stands(start) ? filesAt(start, "", "settings") : Files()) {
+                EXPECT_TRUE(
+                    std::any_of(state.first.begin(), state.first.end(),
+                                [&](const auto& found) { return found.second == file.second; }))
+                    << file.second << " is lost in " << testing::PrintToString(state.first);
+            }
+        }
+    }
 
     void lie(Start start) { layOut(live_.path(), filesAt(start, "rw.ini", "settings")); }
 
@@ -128,18 +193,20 @@ protected:
                                         : found + ", files changed";
     }
 
-    /// A process starts, finds the value and saves these generations, one after the other.
-    Trace traceOf(const std::string& found, const std::vector<int>& generations) {
-        Recorder recorder(live_.path(), {found});
-        std::string last = found;
-        EXPECT_TRUE(reopen());
-        EXPECT_EQ(heldBy(*storage_), found);
+    /// A process starts where this is found, and saves these generations, one after the other.
+    Trace traceOf(Promise found, const std::vector<int>& generations,
+                  Start start = Start::kOrdinaryFile) {
+        Recorder recorder(live_.path(), found);
+        EXPECT_TRUE(startUp(create(), start, recorder.calls()));
+        const Promise held = stands(start) ? Promise{"0"} : found;
+        EXPECT_EQ(held.count(heldBy(*storage_)), 1U) << heldBy(*storage_);
         for (const int generation : generations) {
-            recorder.promise({last, valueOf(generation)});
+            found.insert(valueOf(generation));
+            recorder.promise(found);
             change(*storage_, generation);
             EXPECT_TRUE(storage_->save());
-            last = valueOf(generation);
-            recorder.promise({last});
+            found = {valueOf(generation)};
+            recorder.promise(found);
         }
         return recorder.trace();
     }

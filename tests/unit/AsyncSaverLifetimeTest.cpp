@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "AtOnce.h"
 #include "Files.h"
@@ -53,6 +55,32 @@ TEST_F(AsyncSaverLifetime, FirstAsyncStorageMakesTheSaverAndRegisters) {
     EXPECT_TRUE(log_.waitFor("SettingsStorageFileAsyncSaver::threadFunc(): starting"));
     EXPECT_EQ(1u, logged(2, "SettingsStorageFileAsyncSaver::registerStorage( a )"));
     EXPECT_EQ(AsyncStub::Save_async, a.savePolicy());
+}
+
+// The child inherits the list's mutex as it is at that moment.
+TEST_F(AsyncSaverLifetime, AForkedChildDoesNotWaitForTheListOfStorages) {
+    Gate listing;
+    stoppedSaver();
+    qlog::setSink([&listing](const qlog::Record& record) {
+        if (record.text == "SettingsStorageFileAsyncSaver::registerStorage( held )") {
+            listing.pass();
+        }
+    });
+    WatchedThread registering([] { const AsyncStub held("held"); });
+    listing.waitForArrival();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(30);
+        {
+            AsyncStub made("made");
+            made.savePolicy(AsyncStub::Save_onDemand);
+        }
+        ::_exit(0);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    listing.open();
 }
 
 TEST_F(AsyncSaverLifetime, OtherPoliciesAndManagersAndFlushesMakeNoSaver) {

@@ -202,6 +202,15 @@ TEST_F(DirectoryLockTest, ASharedLockIsNotLentToAWriter) {
     EXPECT_EQ(warnings(), 1U) << log_.dump();
 }
 
+TEST_F(DirectoryLockTest, ALockThatWasNotHadIsNotLent) {
+    giveUpAfter(0, 0);
+    ASSERT_TRUE(other_.tries(LOCK_EX));
+    const DirectoryLock outer(dir_.path(), Mode::kExclusive);
+    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    other_.release();
+    EXPECT_TRUE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+}
+
 TEST_F(DirectoryLockTest, DirectoriesAreLockedApartFromEachOther) {
     const testsupport::TempDir second;
     Other otherOfSecond(second.path());
@@ -280,11 +289,17 @@ TEST_F(DirectoryLockTest, ADirectoryThatWasGivenUpIsAskedOnceButNotWaitedForAgai
     ASSERT_TRUE(other_.tries(LOCK_EX));
     EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
     FileCalls calls(dir_.path());
-    EXPECT_FALSE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    {
+        const DirectoryLock lock(dir_.path(), Mode::kExclusive);
+        EXPECT_FALSE(lock.held());
+        EXPECT_TRUE(lock.missed());
+    }
     EXPECT_EQ(calls.count("lock ."), 1U);
     EXPECT_EQ(warnings(), 1U) << log_.dump();
     other_.release();
-    EXPECT_TRUE(DirectoryLock(dir_.path(), Mode::kExclusive).held());
+    const DirectoryLock lock(dir_.path(), Mode::kExclusive);
+    EXPECT_TRUE(lock.held());
+    EXPECT_FALSE(lock.missed());
 }
 
 TEST_F(DirectoryLockTest, AfterAWhileItIsWaitedForAgain) {
@@ -372,7 +387,7 @@ protected:
         calls.fail(call, error, FileCalls::kForGood);
         const DirectoryLock lock(dir_.path(), Mode::kExclusive);
         EXPECT_FALSE(lock.held());
-        EXPECT_FALSE(lock.contended());
+        EXPECT_TRUE(lock.missed());
         EXPECT_LE(calls.count("lock ."), 1U);
     }
 

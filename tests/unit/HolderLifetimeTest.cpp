@@ -1,3 +1,4 @@
+#include <atomic>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <boost/smart_ptr/weak_ptr.hpp>
 #include <functional>
@@ -9,6 +10,7 @@
 #include "LogCapture.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingsManager.h"
+#include "SingleStep.h"
 #include "StubFileStorage.h"
 #include "StubStorage.h"
 #include "Threads.h"
@@ -18,6 +20,7 @@ namespace {
 using namespace Qel::Settings;
 using testsupport::Gate;
 using testsupport::LogCapture;
+using testsupport::SingleStep;
 using testsupport::StubFileStorage;
 using testsupport::StubStorage;
 using testsupport::WatchedThread;
@@ -48,6 +51,8 @@ public:
         }
         StubFileStorage::changed(name);
     }
+
+    using SettingStorageFileBase::retire;
 
     std::function<void()> duringChanging;
     std::function<void()> duringChanged;
@@ -185,6 +190,39 @@ TEST(HolderLifetime, StorageDestructionWaitsForAChangeThatIsBeingAskedFor) {
     destroyer.join();
     EXPECT_TRUE(changed);
     expectRefusal(*holder, 2);
+}
+
+// From its first instruction on, until it asks the storage.
+TEST(HolderLifetime, StorageThatDiesAtAnyMomentOfAChangeIsNotAskedAfterwards) {
+    if (!SingleStep::kWorksHere) {
+        GTEST_SKIP() << "stepping is for x86, and sanitizers take too many steps of their own";
+    }
+    std::size_t instructions = 0;
+    for (bool asked = false; !asked; ++instructions) {
+        HookedStorage storage("sound");
+        const Holder holder = addTo(storage, "sound/bass");
+        std::atomic<bool> retired{false};
+        bool askedTooLate = false;
+        bool askedSoFar = false;
+        storage.duringChanging = [&] {
+            askedSoFar = true;
+            askedTooLate = retired;
+        };
+        std::unique_ptr<WatchedThread> death;
+        const bool died = SingleStep::run([&] { holder->setValue(2); }, instructions,
+                                          [&] {
+                                              asked = askedSoFar;
+                                              death = std::make_unique<WatchedThread>([&] {
+                                                  storage.retire();
+                                                  retired = true;
+                                              });
+                                              death->untilHeldUpOrDone();
+                                          });
+        death.reset();
+        ASSERT_TRUE(died) << instructions;
+        ASSERT_FALSE(askedTooLate) << instructions;
+    }
+    EXPECT_GE(instructions, 20U);
 }
 
 TEST(HolderLifetime, ChangeThatIsUnderWayWhenItsStorageDiesIsStillSavedAtOnce) {

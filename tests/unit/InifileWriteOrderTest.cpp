@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -50,11 +51,12 @@ protected:
 
 TEST_F(InifileWriteOrder, TheCopyIsSafeBeforeTheFileIsTouchedAndTheFileBeforeTheCopyGoes) {
     givenAFile();
-    EXPECT_EQ(callsOfAChange(),
-              (Calls{"open .", "lock .", "create rw.ini.tmp", "fchmod rw.ini.tmp",
-                     "write rw.ini.tmp", "fdatasync rw.ini.tmp", "close rw.ini.tmp", "fsync .",
-                     "create rw.ini", "write rw.ini", "fdatasync rw.ini", "close rw.ini",
-                     "unlink rw.ini.tmp", "unlock .", "close ."}));
+    EXPECT_EQ(
+        callsOfAChange(),
+        (Calls{"open .", "lock .", "create rw.ini.tmp", "fchown rw.ini.tmp", "fchmod rw.ini.tmp",
+               "write rw.ini.tmp", "fdatasync rw.ini.tmp", "close rw.ini.tmp", "fsync .",
+               "create rw.ini", "write rw.ini", "fdatasync rw.ini", "close rw.ini",
+               "unlink rw.ini.tmp", "unlock .", "close ."}));
 }
 
 TEST_F(InifileWriteOrder, TheEntryOfANewFileIsSafeBeforeTheCopyGoes) {
@@ -78,6 +80,7 @@ TEST_F(InifileWriteOrder, AWholeCopyIsReplacedInOneStepAndNeverTruncated) {
                                        "read rw.ini.tmp",
                                        "close rw.ini.tmp",
                                        "create rw.ini.tmp.new",
+                                       "fchown rw.ini.tmp.new",
                                        "fchmod rw.ini.tmp.new",
                                        "write rw.ini.tmp.new",
                                        "fdatasync rw.ini.tmp.new",
@@ -93,24 +96,48 @@ TEST_F(InifileWriteOrder, AWholeCopyIsReplacedInOneStepAndNeverTruncated) {
                                        "close ."}));
 }
 
+// It is the administrator's, who gets the copies where they are to go.
+TEST_F(InifileWriteOrder, ALinkToAWholeCopyIsWrittenThrough) {
+    givenAFile();
+    writeFile(dir_.file("elsewhere"), withCrc(kOld));
+    std::filesystem::create_symlink("elsewhere", copy_);
+    const Calls calls = callsOfAChange();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "create rw.ini.tmp"), 1);
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), withCrc(kNew));
+}
+
 TEST_F(InifileWriteOrder, ADamagedCopyIsOverwritten) {
     givenAFile();
     writeFile(copy_, "torn");
-    EXPECT_EQ(callsOfAChange(),
-              (Calls{"open .", "lock .", "open rw.ini.tmp", "read rw.ini.tmp", "read rw.ini.tmp",
-                     "close rw.ini.tmp", "create rw.ini.tmp", "fchmod rw.ini.tmp",
-                     "write rw.ini.tmp", "fdatasync rw.ini.tmp", "close rw.ini.tmp", "fsync .",
-                     "create rw.ini", "write rw.ini", "fdatasync rw.ini", "close rw.ini",
-                     "unlink rw.ini.tmp", "unlock .", "close ."}));
+    EXPECT_EQ(callsOfAChange(), (Calls{"open .",
+                                       "lock .",
+                                       "open rw.ini.tmp",
+                                       "read rw.ini.tmp",
+                                       "read rw.ini.tmp",
+                                       "close rw.ini.tmp",
+                                       "create rw.ini.tmp",
+                                       "fchown rw.ini.tmp",
+                                       "fchmod rw.ini.tmp",
+                                       "write rw.ini.tmp",
+                                       "fdatasync rw.ini.tmp",
+                                       "close rw.ini.tmp",
+                                       "fsync .",
+                                       "create rw.ini",
+                                       "write rw.ini",
+                                       "fdatasync rw.ini",
+                                       "close rw.ini",
+                                       "unlink rw.ini.tmp",
+                                       "unlock .",
+                                       "close ."}));
 }
 
 TEST_F(InifileWriteOrder, TheSyncsCanBeSwitchedOff) {
     givenAFile();
     EXPECT_TRUE(Storage::syncWrites(false));
     EXPECT_EQ(callsOfAChange(),
-              (Calls{"open .", "lock .", "create rw.ini.tmp", "fchmod rw.ini.tmp",
-                     "write rw.ini.tmp", "close rw.ini.tmp", "create rw.ini", "write rw.ini",
-                     "close rw.ini", "unlink rw.ini.tmp", "unlock .", "close ."}));
+              (Calls{"open .", "lock .", "create rw.ini.tmp", "fchown rw.ini.tmp",
+                     "fchmod rw.ini.tmp", "write rw.ini.tmp", "close rw.ini.tmp", "create rw.ini",
+                     "write rw.ini", "close rw.ini", "unlink rw.ini.tmp", "unlock .", "close ."}));
     EXPECT_FALSE(Storage::syncWrites(true));
     EXPECT_TRUE(Storage::syncWrites(true));
 }
@@ -128,8 +155,8 @@ TEST_F(InifileWriteOrder, WithoutSyncsANewFileAndAWholeCopyAreWrittenInTheSameOr
     ASSERT_TRUE(reopen());
     EXPECT_EQ(callsOfAChange(),
               (Calls{"open .", "lock .", "open rw.ini.tmp", "read rw.ini.tmp", "read rw.ini.tmp",
-                     "close rw.ini.tmp", "create rw.ini.tmp.new", "fchmod rw.ini.tmp.new",
-                     "write rw.ini.tmp.new", "close rw.ini.tmp.new",
+                     "close rw.ini.tmp", "create rw.ini.tmp.new", "fchown rw.ini.tmp.new",
+                     "fchmod rw.ini.tmp.new", "write rw.ini.tmp.new", "close rw.ini.tmp.new",
                      "rename rw.ini.tmp.new rw.ini.tmp", "create rw.ini", "write rw.ini",
                      "close rw.ini", "unlink rw.ini.tmp", "unlock .", "close ."}));
 }

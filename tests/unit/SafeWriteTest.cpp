@@ -99,17 +99,18 @@ TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
     FileCalls calls(dir_.path());
     calls.fail("fdatasync x.ini.tmp", EIO);
     EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
-    EXPECT_EQ(calls.calls(), (Calls{"open .", "lock .", "create x.ini.tmp", "fchmod x.ini.tmp",
-                                    "write x.ini.tmp", "fdatasync x.ini.tmp", "unlink x.ini.tmp",
-                                    "fsync .", "close x.ini.tmp", "unlock .", "close ."}));
+    EXPECT_EQ(calls.calls(),
+              (Calls{"open .", "lock .", "create x.ini.tmp", "fchown x.ini.tmp", "fchmod x.ini.tmp",
+                     "write x.ini.tmp", "fdatasync x.ini.tmp", "unlink x.ini.tmp", "fsync .",
+                     "close x.ini.tmp", "unlock .", "close ."}));
     writeFile(copy_, "torn");
     calls.fail("fdatasync x.ini.tmp", EIO);
     calls.clear();
     EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
-    EXPECT_EQ(calls.calls(),
-              (Calls{"open .", "lock .", "create x.ini.tmp", "fchmod x.ini.tmp", "write x.ini.tmp",
-                     "fdatasync x.ini.tmp", "create x.ini.tmp", "fdatasync x.ini.tmp",
-                     "close x.ini.tmp", "close x.ini.tmp", "unlock .", "close ."}));
+    EXPECT_EQ(calls.calls(), (Calls{"open .", "lock .", "create x.ini.tmp", "fchown x.ini.tmp",
+                                    "fchmod x.ini.tmp", "write x.ini.tmp", "fdatasync x.ini.tmp",
+                                    "create x.ini.tmp", "fdatasync x.ini.tmp", "close x.ini.tmp",
+                                    "close x.ini.tmp", "unlock .", "close ."}));
 }
 
 // Members of the file's group who recover from the copy must be able to read it.
@@ -127,6 +128,19 @@ TEST_F(SafeWrite, TheCopyHasTheGroupOfItsFile) {
     ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
     EXPECT_EQ(status.st_gid, kGroup);
     EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(SafeWrite, TheCopyIsClosedToAGroupThatIsNotItsFiles) {
+    writeFile(file_, "old");
+    ASSERT_EQ(::chmod(file_.c_str(), 0664), 0);
+    FileCalls calls(dir_.path());
+    calls.fail("fchown x.ini.tmp", EPERM);
+    calls.fail("create x.ini", EIO);
+    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
+    EXPECT_EQ(permissionsOf(copy_), 0604U);
+    calls.fail("create x.ini", EIO);
+    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
+    EXPECT_EQ(permissionsOf(copy_), 0664U);
 }
 
 TEST_F(SafeWrite, AFullDiskIsNotMadeToSyncTheAbsenceOfACopy) {

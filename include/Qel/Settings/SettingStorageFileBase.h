@@ -127,12 +127,12 @@ protected:
     /// false; `save()` then keeps the storage dirty and still reports success.
     bool mayStillWrite();
 
-    /// To be asked by a subclass before it overwrites `path`: a damaged or unread read/write file
-    /// that stands is copied now, and so is `copy`, its temporary copy; a damaged one only as long
-    /// as `isWhole` says no. When that fails too this gives false, and the subclass writes nothing
-    /// and returns false: what the file held would be lost.
+    /// To be asked by a subclass before it overwrites `path`, under `directory`, the lock on the
+    /// directory of both: a read/write file that stands without having been loaded is kept now
+    /// under another name, and before it `copy`, its temporary copy. When that fails this gives
+    /// false, and the subclass writes nothing and returns false: what they held would be lost.
     bool damagedFileIsKept(const std::string& path, const std::string& copy,
-                           bool (*isWhole)(const std::string& path));
+                           const files::DirectoryLock& directory);
 
     /// To be called by a subclass's load that found something which it could not read but which may
     /// hold the values: should the load fail, the read/write file is not set aside.
@@ -145,16 +145,20 @@ protected:
 private:
     friend class SettingsStorageFileAsyncSaver;
 
-    /// Why the read/write file stands although its values were not loaded.
-    enum class Standing { kNot, kDamaged, kUnread };
+    /// A read/write file that stands although its values were not loaded, until it is kept.
+    struct Standing {
+        const char* state = nullptr;  // "damaged" or "unread", null when no file stands so
+        bool copyIsKept = false;
+        bool fileIsKept = false;
+    };
 
     bool loadDefaults();
     bool readWriteFileExists();
     bool loadReadWriteFile();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile();
-    void letFileStand(Standing standing);
-    bool keptByCopy(const std::string& path, const files::DirectoryLock& directory);
+    void letFileStand(const char* state);
+    bool keep(const std::string& path, const files::DirectoryLock& directory);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
@@ -183,7 +187,7 @@ private:
     bool retired_ = false;
     const pid_t process_ = ::getpid();  // that made the storage
     bool unread_ = false;
-    Standing standing_ = Standing::kNot;
+    Standing standing_;
     mutable std::recursive_mutex storageMutex_;
     mutable std::mutex settingsMutex_;
     mutable std::mutex errInfoMutex_;

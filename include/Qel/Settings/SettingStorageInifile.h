@@ -88,6 +88,7 @@ private:
     std::set<std::string, std::less<>> sections_;
     std::uint32_t crc32_;
     std::string acceptedFile_;
+    bool copyIsUnread_ = false;  // the copy beside the file that was loaded last may win later
     std::size_t lastTextSize_ = 0;
 };
 
