@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <iostream>
 
+#include "HolderBlocks.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/StrConv.h"
 #include "text/Numbers.h"
@@ -19,16 +20,15 @@ struct SettingFactory::BuiltInType {
     AppendFn append;
 
     template <class T>
-    static boost::shared_ptr<SettingHolder> makeScalar(std::string_view name,
+    static boost::shared_ptr<SettingHolder> makeScalar(HolderBlocks& blocks, std::string_view name,
                                                        std::string_view text) {
-        return StrConv::detail::makeHolder(std::string(name),
-                                           StrConv::detail::readBuiltIn<T>(text));
+        return blocks.make(std::string(name), StrConv::detail::readBuiltIn<T>(text));
     }
 
     template <class T>
-    static boost::shared_ptr<SettingHolder> makeArray(std::string_view name,
+    static boost::shared_ptr<SettingHolder> makeArray(HolderBlocks& blocks, std::string_view name,
                                                       std::string_view text) {
-        return StrConv::detail::makeHolder(std::string(name), StrConv::detail::readArray<T>(text));
+        return blocks.make(std::string(name), StrConv::detail::readArray<T>(text));
     }
 
     template <class T>
@@ -142,10 +142,11 @@ SettingFactory::Maker SettingFactory::maker(std::string_view type) const {
     return Maker(found == m_settingFactory.end() ? nullptr : &found->second);
 }
 
-boost::shared_ptr<SettingHolder> SettingFactory::Maker::operator()(std::string_view name,
+boost::shared_ptr<SettingHolder> SettingFactory::Maker::operator()(HolderBlocks& blocks,
+                                                                   std::string_view name,
                                                                    std::string_view text) const {
     if (functions_ == nullptr || functions_->load == nullptr) return {};
-    if (functions_->make != nullptr) return functions_->make(name, text);
+    if (functions_->make != nullptr) return functions_->make(blocks, name, text);
     return functions_->load(std::string(name), std::string(text));
 }
 

@@ -8,6 +8,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "HolderBlocks.h"
 #include "Log.h"
 #include "NamesInFull.h"
 #include "Qel/Settings/SettingFactory.h"
@@ -69,6 +70,7 @@ struct SettingStorageInifile::Reader {
     std::size_t prefixSize;
     std::array<KnownType, 16> knownTypes = {};
     std::size_t lineNumber = 0;
+    HolderBlocks blocks = {};
 
     void startSection(std::string prefix) {
         settingName = std::move(prefix);
@@ -91,11 +93,13 @@ void SettingStorageInifile::parse(const std::string& file, std::string_view data
     Reader reader{factory(), {}, 0};
     reader.startSection(name() + "/");
     lastTextSize_ = data.size();
-    expectSettings(std::min(text::countLineFeeds(data), data.size() / kUsualLine));
+    const std::size_t lines = text::countLineFeeds(data) + 1;
+    expectSettings(std::min(lines, data.size() / kUsualLine));
     text::IniWalk walk(data);
     while (walk.next()) {
         const text::IniLine& line = walk.line();
         reader.lineNumber = walk.number();
+        reader.blocks.expect(lines - reader.lineNumber + 1);
         switch (line.kind) {
             case text::IniLine::Kind::Blank:
             case text::IniLine::Kind::SkippedSection:
@@ -169,7 +173,8 @@ void SettingStorageInifile::noteRejected(std::string_view line, std::size_t numb
 // it.
 bool SettingStorageInifile::createSetting(const text::IniLine& line, Reader& reader) {
     try {
-        return registerSetting(reader.makerOf(line.type)(reader.settingName, line.value));
+        return registerSetting(
+            reader.makerOf(line.type)(reader.blocks, reader.settingName, line.value));
     } catch (const std::bad_alloc&) {
         throw;
     } catch (...) {

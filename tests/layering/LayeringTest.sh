@@ -25,6 +25,7 @@ Log                              log
 SettingChangeCallback            value
 SettingHolder                    value
 SettingFactory                   value
+HolderBlocks                     value
 StrConv                          value
 TypeDescription                  value
 SettingStorageInterface          storages

@@ -17,6 +17,7 @@
 namespace Qel {
 namespace Settings {
 
+class HolderBlocks;
 class SettingHolder;
 
 /// Makes a setting called `name`, of no storage yet, from the text of its value; empty on failure.
@@ -88,7 +89,7 @@ private:
     };
 
     /// Makes a setting without copies of the texts.
-    using MakeFn = boost::shared_ptr<SettingHolder> (*)(std::string_view name,
+    using MakeFn = boost::shared_ptr<SettingHolder> (*)(HolderBlocks& blocks, std::string_view name,
                                                         std::string_view text);
 
     /// Appends the text of a value. Throws `boost::bad_any_cast` when it is of another type.
@@ -132,8 +133,9 @@ public:
 
     bool isKnown() const { return functions_ != nullptr; }
 
-    /// As `create` does.
-    boost::shared_ptr<SettingHolder> operator()(std::string_view name, std::string_view text) const;
+    /// As `create` does, with `blocks` for settings of the built-in types.
+    boost::shared_ptr<SettingHolder> operator()(HolderBlocks& blocks, std::string_view name,
+                                                std::string_view text) const;
 
 private:
     friend class SettingFactory;
