@@ -55,7 +55,7 @@ struct HolderBlocks::Allocator {
     Allocator(const Allocator<U>& other) : block(other.block) {}
 
     T* allocate(std::size_t) noexcept {
-        static_assert(sizeof(T) <= sizeof(Place) && alignof(T) <= alignof(Place), "");
+        static_assert(sizeof(T) <= sizeof(Place) && alignof(T) <= alignof(Place));
         return static_cast<T*>(block->take());
     }
     void deallocate(T*, std::size_t) { block->drop(1); }
@@ -65,16 +65,22 @@ struct HolderBlocks::Allocator {
 
 /// Has the setting that it ends inside itself, and is itself inside what `boost::shared_ptr` keeps:
 /// `boost::allocate_shared` would keep the allocator twice and an address besides.
-union HolderBlocks::Ending {
-    Ending() {}
+class HolderBlocks::Ending {
+public:
+    Ending() = default;
     // On the way to its place, where there is no setting yet.
     Ending(const Ending&) {}
     Ending& operator=(const Ending&) = delete;
-    ~Ending() {}
 
-    void operator()(void*) { holder.~SettingHolder(); }
+    SettingHolder* begin(std::string&& name, boost::any&& value) {
+        return new (setting_) SettingHolder(std::move(name), std::move(value));
+    }
+    void operator()(void*) {
+        std::launder(reinterpret_cast<SettingHolder*>(setting_))->~SettingHolder();
+    }
 
-    SettingHolder holder;
+private:
+    alignas(SettingHolder) unsigned char setting_[sizeof(SettingHolder)];
 };
 
 HolderBlocks::~HolderBlocks() {
@@ -92,8 +98,8 @@ boost::shared_ptr<SettingHolder> HolderBlocks::make(std::string&& name, boost::a
     --free_;
     // From here on nothing throws, so no setting ends that did not begin.
     boost::shared_ptr<void> owner(static_cast<void*>(nullptr), Ending(), Allocator<void>(block_));
-    SettingHolder* const holder = &boost::get_deleter<Ending>(owner)->holder;
-    new (holder) SettingHolder(std::move(name), std::move(value));
+    auto* const holder =
+        boost::get_deleter<Ending>(owner)->begin(std::move(name), std::move(value));
     return boost::shared_ptr<SettingHolder>(std::move(owner), holder);
 }
 

@@ -33,8 +33,8 @@ public:
 
 private:
     class Block;
+    class Ending;
     struct Place;
-    union Ending;
     template <class T>
     struct Allocator;
 

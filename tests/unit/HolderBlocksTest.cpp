@@ -23,13 +23,13 @@ using testsupport::IniStorageFixture;
 using Holder = boost::shared_ptr<SettingHolder>;
 
 // A block holds 64 or fewer: several blocks, the last not full.
-constexpr int kSettings = 1000;
+constexpr std::size_t kSettings = 1000;
 
-std::string nameOf(int i) {
+std::string nameOf(std::size_t i) {
     return "settings/a section of some length/" + std::to_string(10000 + i);
 }
 
-Holder makeIn(HolderBlocks& blocks, int i) {
+Holder makeIn(HolderBlocks& blocks, std::size_t i) {
     return blocks.make(nameOf(i), "a text of some length too, " + std::to_string(i));
 }
 
@@ -38,28 +38,41 @@ std::vector<Holder> makeMany(std::size_t expected) {
     std::vector<Holder> holders;
     HolderBlocks blocks;
     blocks.expect(expected);
-    for (int i = 0; i < kSettings; ++i) {
+    for (std::size_t i = 0; i < kSettings; ++i) {
         holders.push_back(makeIn(blocks, i));
     }
     return holders;
 }
 
-void expectWhole(const SettingHolder& holder, int i) {
+void endAtOnce(std::vector<Holder>& holders) {
+    std::vector<std::function<void()>> work;
+    for (std::size_t first = 0; first < 4; ++first) {
+        work.emplace_back([&holders, first] {
+            for (std::size_t i = first; i < holders.size(); i += 4) {
+                holders[i].reset();
+            }
+        });
+    }
+    atOnce(work);
+}
+
+void expectWhole(const SettingHolder& holder, std::size_t i) {
     EXPECT_EQ(holder.name(), nameOf(i));
     EXPECT_EQ(holder.getValue<std::string>(), "a text of some length too, " + std::to_string(i));
 }
 
 TEST(HolderBlocks, EverySettingIsWholeAndHeldForItself) {
     const std::vector<Holder> holders = makeMany(kSettings);
-    for (int i = 0; i < kSettings; ++i) {
-        const Holder& holder = holders[static_cast<std::size_t>(i)];
+    for (std::size_t i = 0; i < kSettings; ++i) {
+        const Holder& holder = holders[i];
         expectWhole(*holder, i);
         EXPECT_EQ(holder.use_count(), 1);
     }
 }
 
 TEST(HolderBlocks, NothingIsKeptOnceAllSettingsAreGone) {
-    for (const std::size_t expected : {0, 1, 70, kSettings, 10 * kSettings}) {
+    for (const std::size_t expected :
+         std::vector<std::size_t>{0, 1, 70, kSettings, 10 * kSettings}) {
         const HeapUse use = Heap::useOf([expected] { makeMany(expected); });
         EXPECT_EQ(use.keptBytes, 0) << expected;
         EXPECT_EQ(use.keptBlocks, 0) << expected;
@@ -106,20 +119,11 @@ TEST(HolderBlocks, ThePlaceOfASettingLastsAsLongAsWhoeverMayAskWhetherItDoes) {
     EXPECT_EQ(Heap::useOf([&gone] { gone.reset(); }).keptBlocks, -1);
 }
 
-TEST(HolderBlocks, SettingsOfOneBlockMayEndOnManyThreadsAtOnce) {
+TEST(HolderBlocks, NothingIsKeptOfSettingsThatEndOnManyThreadsAtOnce) {
     const HeapUse use = Heap::useOf([] {
         for (std::size_t round = 0; round < 50 / testsupport::kTimesLess; ++round) {
             std::vector<Holder> holders = makeMany(kSettings);
-            std::vector<std::function<void()>> work;
-            for (std::size_t first = 0; first < 4; ++first) {
-                work.emplace_back([&holders, first] {
-                    for (std::size_t i = first; i < holders.size(); i += 4) {
-                        holders[i]->setValue(boost::any());
-                        holders[i].reset();
-                    }
-                });
-            }
-            atOnce(work);
+            endAtOnce(holders);
         }
     });
     EXPECT_EQ(use.keptBytes, 0);
@@ -130,7 +134,7 @@ using SettingsOfAFile = IniStorageFixture;
 TEST_F(SettingsOfAFile, OutliveTheirStorageTheirManagerAndTheirNeighbours) {
     qlog::setDefaultThreshold(6);
     std::string text = "#name = settings\n[s]";
-    for (int i = 0; i < kSettings; ++i) {
+    for (std::size_t i = 0; i < kSettings; ++i) {
         text += "\nk" + std::to_string(i) + " = string,a text of some length\n# and a line of none";
     }
     build(text);

@@ -1,11 +1,14 @@
 #include <atomic>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "AtOnce.h"
+#include "HolderBlocks.h"
 #include "Qel/Settings/SettingChangeCallback.h"
 #include "Qel/Settings/SettingHolder.h"
 
@@ -103,6 +106,22 @@ TEST(SettingHolderThreads, ValueThatReachesBackToItsSettingAsItDiesDoesNotBlock)
     }
     EXPECT_TRUE(holder.setValue(1));
     EXPECT_TRUE(reached);
+}
+
+// No text that needs the heap: what the threads do there would put them in an order of its own.
+TEST(SettingHolderThreads, SettingsOfOneBlockMayEndOnManyThreads) {
+    for (int round = 0; round < 100; ++round) {
+        HolderBlocks blocks;
+        blocks.expect(4);
+        std::vector<std::function<void()>> work;
+        for (int i = 0; i < 4; ++i) {
+            work.emplace_back([holder = blocks.make("bass", boost::any())]() mutable {
+                EXPECT_EQ(holder->name(), "bass");
+                holder.reset();
+            });
+        }
+        testsupport::atOnce(work);
+    }
 }
 
 }  // namespace
