@@ -66,6 +66,13 @@ TEST(DiskModel, NamesChangeEachForItselfUntilTheDirectoryIsSynced) {
               (std::set<Files>{{{"b", "1"}}}));
 }
 
+TEST(DiskModel, ASecondNameIsThereOrNotUntilTheDirectoryIsSynced) {
+    EXPECT_EQ(statesAfter({{"a", "1"}}, {"link a b", "unlink a"}),
+              (std::set<Files>{{}, {{"a", "1"}}, {{"b", "1"}}, {{"a", "1"}, {"b", "1"}}}));
+    EXPECT_EQ(statesAfter({{"a", "1"}}, {"link a b", "fsync .", "unlink a"}),
+              (std::set<Files>{{{"b", "1"}}, {{"a", "1"}, {"b", "1"}}}));
+}
+
 TEST(DiskModel, ADeletedFileMayComeBackAsItWasBesideANewOneOfItsName) {
     EXPECT_EQ(statesAfter({{"a", "1"}}, {"unlink a", "create a", "write a: 2", "fdatasync a"}),
               (std::set<Files>{{{"a", "1"}}, {}, {{"a", "2"}}}));
