@@ -67,6 +67,11 @@ bool isInDefaultsDirectory(const std::string& path) {
     return false;
 }
 
+IniFile::Role roleOf(const std::string& path) {
+    return isInDefaultsDirectory(path) && !fileBeside(path) ? IniFile::Role::kDefaults
+                                                            : IniFile::Role::kReadWrite;
+}
+
 /// What a load takes of a file and its copy; the file when it takes neither.
 IniFile fileOrCopy(const std::string& path, const std::string& storage, IniFile::Role role) {
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
@@ -166,9 +171,11 @@ std::string whyUnreadable(const std::string& path) {
 }
 
 IniFile iniFileAt(const std::string& path) {
-    const bool isDefaults = isInDefaultsDirectory(path) && !fileBeside(path);
-    return {path, storageNameOf(path),
-            isDefaults ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
+    return {path, storageNameOf(path), roleOf(path)};
+}
+
+IniFile iniFileOf(const std::string& path, const std::string& data) {
+    return {path, storageNameOf(path), roleOf(path), data};
 }
 
 IniFile iniFileUnderLock(const std::string& path) {

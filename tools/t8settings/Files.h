@@ -54,6 +54,9 @@ std::string whyUnreadable(const std::string& directory);
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
 
+/// The same of bytes that were read from there.
+IniFile iniFileOf(const std::string& path, const std::string& data);
+
 /// The same, read under the directory's lock: not while a save is half done.
 IniFile iniFileUnderLock(const std::string& path);
 

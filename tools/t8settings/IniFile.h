@@ -46,6 +46,9 @@ public:
     /// `storageName` is in force unless the file says another one.
     IniFile(std::string path, std::string storageName, Role role);
 
+    /// The same of bytes that somebody else has read.
+    IniFile(std::string path, std::string storageName, Role role, const std::string& data);
+
     const std::string& path() const { return path_; }
     Role role() const { return role_; }
     FileState state() const { return state_; }
@@ -86,7 +89,8 @@ public:
 
 private:
     bool read(std::string& data);
-    void judgeCrc(std::string& data);
+    void judge(const std::string& data);
+    void judgeCrc(const std::string& data);
     void readLines(const std::string& data);
     void readHeader(const Qel::Settings::text::IniWalk& walk, std::string& prefix);
 
