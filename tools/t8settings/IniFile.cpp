@@ -65,6 +65,7 @@ bool IniFile::read(std::string& data) {
     if (error != ENOENT && error != ENOTDIR) {
         state_ = error == EFBIG ? FileState::kTooLarge : FileState::kUnreadable;
         error_ = std::strerror(error);
+        mayBeReadLater_ = Qel::Settings::files::mayBeReadLater(error);
     }
     return false;
 }

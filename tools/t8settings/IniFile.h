@@ -55,6 +55,8 @@ public:
 
     /// Why it cannot be read, in the system's words; empty for all other states.
     const std::string& error() const { return error_; }
+    /// Whether it cannot be read but may be a settings file, whole even.
+    bool mayBeReadLater() const { return mayBeReadLater_; }
 
     /// What the CRC of the text is, and what the CRC line says that it is.
     std::uint32_t computedCrc() const { return computedCrc_; }
@@ -98,6 +100,7 @@ private:
     Role role_;
     FileState state_ = FileState::kMissing;
     std::string error_;
+    bool mayBeReadLater_ = false;
     std::uint32_t computedCrc_ = 0;
     std::uint32_t readCrc_ = 0;
     std::string storageName_;

@@ -84,45 +84,12 @@ bool copyTo(const std::string& kept, const std::string& data, const struct stat&
     return false;
 }
 
-}  // namespace
-
-std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock& lock) {
-    const std::string& path = replacement.group.file.path();
-    const std::uint32_t crc = text::crc32(replacement.text);
-    std::string data = replacement.text;
-    text::appendCrcLine(data, crc);
-    struct stat like;
-    if (isThere(path) || ::stat(replacement.like.c_str(), &like) != 0) {
-        write(replacement, data, lock);
-    } else {
-        const NewFilesLike permissions(like.st_mode & kPermissionBits);
-        write(replacement, data, lock);
-        giveTo(path, like);
-    }
-    const IniFile written = iniFileAt(path);
-    if (written.state() != FileState::kSealed || written.text() != replacement.text) {
-        throw Failure(ExitCode::kFailed, path + " does not give back what was written to it");
-    }
-    return crc;
+std::string asItWas(const KeptFile& file) {
+    return file.name + ": " + file.path + " as it was";
 }
 
-std::string nameToKeep(const std::string& path) {
-    std::string name = path + kKept;
-    for (int number = 2; isThere(name); ++number) {
-        name = path + kKept + "." + std::to_string(number);
-    }
-    return name;
-}
-
-bool isKept(const std::string& path) {
-    std::string name = path.substr(path.rfind('/') + 1);
-    const std::size_t number = name.find_last_not_of("0123456789");
-    if (number != std::string::npos && number + 1 < name.size() && name[number] == '.') {
-        name.resize(number);
-    }
-    return endsWith(name, kKept);
-}
-
+/// Makes a copy of the file, which then can be replaced, or moves it if it cannot be read. Throws
+/// `Failure`, with nothing changed, when that is not possible.
 void keep(KeptFile& file, const files::DirectoryLock& lock) {
     struct stat status;
     std::string data;
@@ -144,10 +111,89 @@ void keep(KeptFile& file, const files::DirectoryLock& lock) {
     throw unchanged;
 }
 
+/// After a failure: what was moved goes back to its place, unless something lies there. Returns
+/// what there is to say of the file, in one line; nothing when it is as it was.
 std::string putBack(const KeptFile& file) {
     const bool isBack = file.isMoved && !isThere(file.path) &&
                         std::rename(file.name.c_str(), file.path.c_str()) == 0;
-    return isBack ? "" : file.name + ": " + file.path + " as it was";
+    return isBack ? "" : asItWas(file);
+}
+
+std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock& lock) {
+    const std::string& path = replacement.group.file.path();
+    const std::uint32_t crc = text::crc32(replacement.text);
+    std::string data = replacement.text;
+    text::appendCrcLine(data, crc);
+    struct stat like;
+    if (isThere(path) || ::stat(replacement.like.c_str(), &like) != 0) {
+        write(replacement, data, lock);
+    } else {
+        const NewFilesLike permissions(like.st_mode & kPermissionBits);
+        write(replacement, data, lock);
+        giveTo(path, like);
+    }
+    const IniFile written = iniFileAt(path);
+    if (written.state() != FileState::kSealed || written.text() != replacement.text) {
+        throw Failure(ExitCode::kFailed, path + " does not give back what was written to it");
+    }
+    return crc;
+}
+
+}  // namespace
+
+std::string nameToKeep(const std::string& path) {
+    std::string name = path + kKept;
+    for (int number = 2; isThere(name); ++number) {
+        name = path + kKept + "." + std::to_string(number);
+    }
+    return name;
+}
+
+bool isKept(const std::string& path) {
+    std::string name = path.substr(path.rfind('/') + 1);
+    const std::size_t number = name.find_last_not_of("0123456789");
+    if (number != std::string::npos && number + 1 < name.size() && name[number] == '.') {
+        name.resize(number);
+    }
+    return endsWith(name, kKept);
+}
+
+std::string linesOf(const std::vector<KeptFile>& files) {
+    std::string lines;
+    for (const KeptFile& file : files) {
+        lines += visible(asItWas(file)) + "\n";
+    }
+    return lines;
+}
+
+Json jsonOf(const std::vector<KeptFile>& files) {
+    Json json = Json::array();
+    for (const KeptFile& file : files) {
+        Json row;
+        addBytes(row, "file", file.path);
+        addBytes(row, "as", file.name);
+        json.push_back(row);
+    }
+    return json;
+}
+
+std::uint32_t replaceKeeping(std::vector<KeptFile>& kept, const Replacement& replacement,
+                             const files::DirectoryLock& lock) {
+    std::size_t done = 0;
+    try {
+        for (KeptFile& file : kept) {
+            keep(file, lock);
+            ++done;
+        }
+        return replace(replacement, lock);
+    } catch (const Failure& failure) {
+        std::string text = failure.what();
+        for (std::size_t i = 0; i < done; ++i) {
+            const std::string left = putBack(kept[i]);
+            text += left.empty() ? "" : "\n" + left;
+        }
+        throw Failure(failure.code(), text);
+    }
 }
 
 }  // namespace t8settings
