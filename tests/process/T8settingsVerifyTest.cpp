@@ -375,54 +375,6 @@ TEST_F(T8settingsVerify, XmlThatTheNextLoadSetsAsideIsToldSo) {
                 HasSubstr("sets it aside as " + bad + ", in place of the one that is there\n"));
 }
 
-TEST_F(T8settingsVerify, FileThatWasSetAsideBeforeComesFirst) {
-    const std::string file = path("settings/settings.ini");
-    put("settings/settings.ini.bad", kSound);
-    put("settings/settings.ini", "#name = settings\n#crc32 = 1\n");
-    const std::string recover = "t8settings recover " + file;
-    expectFindings(run({"verify"}),
-                   {file +
-                        ":2: wrong CRC: the text has 2365222267, its CRC line says 1; the next "
-                        "program to load it sets it aside as " +
-                        file + ".bad, in place of the one that is there; first of all: " + recover +
-                        "; after a hand edit: t8settings seal " + file,
-                    file + ".bad: set aside by a load that could not use it, and never read; " +
-                        recover + " shows what it holds; or delete it"});
-}
-
-TEST_F(T8settingsVerify, CopyThatCannotBeReadKeepsADamagedFileInItsPlace) {
-    const std::string file = path("settings/settings.ini");
-    put("settings/settings.ini", "damaged");
-    put("settings/settings.ini.tmp", kSound);
-    std::filesystem::permissions(file + ".tmp", std::filesystem::perms::none);
-    EXPECT_THAT(
-        run({"verify", file}, {}, ordinaryUser).out,
-        StartsWith(file + ": no CRC line; the next program to load it leaves it there and goes by "
-                          "the defaults; "));
-    EXPECT_THAT(run({"recover", file}, {}, ordinaryUser).out,
-                HasSubstr("\nA load takes none of them, and leaves them where they are.\n"));
-    const ToolRun origin = run({"list", "--origin"}, {}, ordinaryUser);
-    EXPECT_EQ("t8settings: warning: " + file +
-                  ": it has no CRC line; the next program to load it leaves it there and goes by "
-                  "the defaults\n",
-              origin.err);
-    EXPECT_EQ(5, origin.exitCode);
-    run({"list"}, {}, ordinaryUser);
-    EXPECT_EQ("damaged", bytesOf("settings/settings.ini"));
-}
-
-TEST_F(T8settingsVerify, CopyThatFailsTheLoadIsNotTakenForGood) {
-    const std::string file = path("settings/settings.ini");
-    put("settings/settings.ini.tmp", "a = int,1\n#name = settings\n#crc32 = false\n");
-    EXPECT_THAT(run({"verify", file}).out,
-                StartsWith(file + ".tmp: read in place of " + file +
-                           ", and no program can load it; t8settings recover " + file + "\n"));
-    EXPECT_THAT(run({"recover", file}).out, HasSubstr("\nA load takes none of them, and sets " +
-                                                      file + " aside as " + file + ".bad.\n"));
-    run({"list"});
-    EXPECT_TRUE(testsupport::exists(file + ".bad"));
-}
-
 TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
     const ToolRun missing =
         run({"verify", path("settings/none.ini"), path("settings/settings.ini")});
@@ -437,18 +389,6 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
     EXPECT_THAT(finding.at("reason").get<std::string>(),
                 StartsWith("cannot be read: Is a directory; the next program to load it"));
     EXPECT_EQ(1, run({"--base", path("none"), "verify"}).exitCode);
-}
-
-TEST_F(T8settingsVerify, DirectoryThatCannotBeReadIsOneFinding) {
-    const std::string directory = path("settings");
-    std::filesystem::permissions(directory, std::filesystem::perms::none);
-    const ToolRun verify = run({"verify"}, {}, ordinaryUser);
-    const ToolRun one = run({"verify", directory + "/settings.ini"}, {}, ordinaryUser);
-    std::filesystem::permissions(directory, std::filesystem::perms::owner_all);
-    const std::string finding = directory + ": the directory cannot be read: Permission denied\n";
-    EXPECT_THAT(verify.out, AllOf(HasSubstr(finding), HasSubstr(", 1 finding\n")));
-    EXPECT_EQ(1, verify.exitCode);
-    EXPECT_EQ(finding + "0 files, 1 finding\n", one.out);
 }
 
 TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {

@@ -100,7 +100,8 @@ Facts surveyOfBase(const std::string& base) {
     Facts facts;
     const std::vector<StorageFiles> storages = storagesInSight(base);
     for (const auto& [directory, reason] : directoriesOutOfSight(base)) {
-        complain("warning: " + directory + ": the directory cannot be read: " + reason);
+        complain(std::string("warning: ").append(directory) +
+                 ": the directory cannot be read: " + reason);
         facts.code = ExitCode::kFindings;
     }
     if (storages.empty()) {
