@@ -1,9 +1,11 @@
 // What the commands say that a load does, and what it does, where a file cannot be taken or read.
 
+#include <chrono>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ToolRun.h"
@@ -111,6 +113,39 @@ TEST_F(T8settingsLoadOutcome, DirectoryThatCannotBeReadIsOneFindingOfVerify) {
     EXPECT_THAT(verify.out, testing::AllOf(HasSubstr(finding), HasSubstr(", 1 finding\n")));
     EXPECT_EQ(1, verify.exitCode);
     EXPECT_EQ(finding + "0 files, 1 finding\n", one.out);
+}
+
+TEST_F(T8settingsLoadOutcome, FileThatWatchMayNotLookAtAnyMoreHasNotGone) {
+    const std::string out = dir_.file("watched");
+    const std::string err = dir_.file("said");
+    const pid_t watch = fork();
+    if (watch == 0) {
+        redirect(out, O_WRONLY | O_CREAT, STDOUT_FILENO);
+        redirect(err, O_WRONLY | O_CREAT, STDERR_FILENO);
+        ordinaryUser();
+        testsupport::becomeTool({"--base", base_, "--marker", marker_, "watch"}, {});
+    }
+    const auto waitFor = [&](const std::string& words) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (std::chrono::steady_clock::now() < end &&
+               !(testsupport::exists(err) && testsupport::exists(out) &&
+                 (testsupport::readFile(err).find(words) != std::string::npos ||
+                  !testsupport::readFile(out).empty()))) {
+            std::this_thread::yield();
+        }
+    };
+    waitFor("watching");
+    std::filesystem::permissions(path("settings"), std::filesystem::perms::none);
+    put("qel-default-settings/s.ini", bytesOf("qel-default-settings/s.ini"));
+    waitFor("what was known of it stands until it changes");
+    kill(watch, SIGTERM);
+    EXPECT_EQ(0, testsupport::exitCodeOf(watch));
+    std::filesystem::permissions(path("settings"), std::filesystem::perms::owner_all);
+    EXPECT_EQ("", testsupport::readFile(out));
+    EXPECT_THAT(testsupport::readFile(err),
+                HasSubstr("t8settings: warning: " + file_ +
+                          ": it cannot be read: Permission denied; what was known of it stands "
+                          "until it changes\n"));
 }
 
 TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {
