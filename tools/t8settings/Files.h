@@ -77,11 +77,11 @@ std::optional<bool> survivesReset(const std::string& path);
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
 
-/// The same of bytes that were read from there.
-IniFile iniFileOf(const std::string& path, const std::string& data);
-
 /// The same, read under the directory's lock: not while a save is half done.
 IniFile iniFileUnderLock(const std::string& path);
+
+/// What `iniFileAt` makes of bytes that were read from there already.
+IniFile iniFileOf(const std::string& path, const std::string& data);
 
 /// A settings file and what lies beside it, as one moment shows them.
 struct FileGroup {

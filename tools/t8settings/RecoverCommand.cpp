@@ -14,8 +14,7 @@ namespace {
 constexpr const char* kRecoverHelp =
     "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set aside: the state\n"
     "of each, which of them a load takes, and each setting that is not the same in all. Nothing\n"
-    "is changed. With --from one of them is put in "
-    "the place of FILE, with a right CRC: the\n"
+    "is changed. With --from one of them is put in the place of FILE, with a right CRC: the\n"
     "whole of it, or of a damaged one all lines that a load would take; those left out are told\n"
     "(exit code 5). What is replaced is kept beside it, and the name is told.\n\n"
     "Example:\n  t8settings recover tv/settings/settings.ini";
