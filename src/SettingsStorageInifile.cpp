@@ -33,14 +33,6 @@ bool mayBeWholeText(const std::string& path) {
            (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 
-/// Whether what could not be read for this reason may be a settings file all the same.
-bool mayBeReadLater(int error) {
-    static constexpr std::array<int, 8> kNoSettingsFile = {ENOENT, ENOTDIR, EISDIR, EINVAL,
-                                                           EFBIG,  ELOOP,   ENXIO,  ENODEV};
-    return std::find(kNoSettingsFile.begin(), kNoSettingsFile.end(), error) ==
-           kNoSettingsFile.end();
-}
-
 }  // namespace
 
 SettingStorageInifile::SettingStorageInifile(const std::string& name, const std::string& filename,
@@ -163,7 +155,7 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
 }
 
 void SettingStorageInifile::noteUnreadable(int error, const std::string& path, bool isFile) {
-    const bool mayBeCopy = !isFile && mayBeReadLater(error);
+    const bool mayBeCopy = !isFile && files::mayBeReadLater(error);
     // A copy need not be there; the file itself is worth a word.
     if (mayBeCopy || (isFile && error != ENOENT)) {
         const std::string reason = std::generic_category().message(error);

@@ -1,5 +1,7 @@
 #include "files/WholeFile.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
@@ -76,6 +78,13 @@ bool readWholeFile(const std::string& path, std::string& data) {
         return false;
     }
     return true;
+}
+
+bool mayBeReadLater(int error) {
+    static constexpr std::array<int, 8> kNoSettingsFile = {ENOENT, ENOTDIR, EISDIR, EINVAL,
+                                                           EFBIG,  ELOOP,   ENXIO,  ENODEV};
+    return std::find(kNoSettingsFile.begin(), kNoSettingsFile.end(), error) ==
+           kNoSettingsFile.end();
 }
 
 }  // namespace files

@@ -17,6 +17,9 @@ constexpr std::size_t kLargestFile = std::size_t{64} * 1024 * 1024;
 /// settings file and does not hold the caller up.
 bool readWholeFile(const std::string& path, std::string& data);
 
+/// Whether what could not be read for this reason, an errno, may be a settings file all the same.
+bool mayBeReadLater(int error);
+
 }  // namespace files
 }  // namespace Settings
 }  // namespace Qel

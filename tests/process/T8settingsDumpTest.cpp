@@ -181,10 +181,56 @@ TEST_F(T8settingsDump, WhatOthersSaveWhileTheDumpIsOnItsWayStays) {
 }
 
 TEST_F(T8settingsDump, FileOfAStorageIsTakenToo) {
-    expectChanged(load("#name = a\n#savepolicy = async\n[s]\nbass = int8,7\n#crc32 = 1\n"), 1, 0);
+    expectChanged(load("#name = a\n#savepolicy = async\n[s]\nbass = int8,7\n#crc32 = false\n"), 1,
+                  0);
     EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
     EXPECT_EQ(Json({{"changed", 0}, {"same", 1}}),
               Json::parse(run({"load", path("dump"), "--json"}).out));
+    // As a file of defaults, which needs no CRC line.
+    expectChanged(load("#name = a\n[s]\nbass = int8,8\n"), 1, 0);
+    expectChanged(run({"load", path("qel-default-settings/a.ini")}), 1, 2);
+    EXPECT_EQ("-2\n", run({"get", "a/s/bass"}).out);
+}
+
+TEST_F(T8settingsDump, DamagedFileOfAStorageIsRefused) {
+    const std::string remedy = "; delete that line to have the others taken as they are\n";
+    const std::string text = "#name = a\n[s]\nbass = int8,";
+    expectChanged(load(text + "7\n#crc32 = 3079123813\n"), 1, 0);
+    expectRefused(text + "6\n#crc32 = 3079123813\n",
+                  ":4: wrong CRC: the text has 3229647859, its CRC line says 3079123813" + remedy);
+    expectRefused(text + "7\n#crc32 = 3079123813",
+                  ":4: wrong CRC: the line feed after the CRC line is missing" + remedy);
+    expectRefused(text + "6\n#crc32 = 3229647859\n\ntop = int64,3\n",
+                  ":4: lines after the CRC line are not read; move them above it\n");
+}
+
+TEST_F(T8settingsDump, LinesThatALoadReadsAsSomethingElseAreRefused) {
+    expectRefused(
+        "#name = a\n[s]\nbass = int8,7\n[picture\ntop = int64,3\n[]\ntitle = string,x\n"
+        "#crc32 = false\n",
+        ":5: top: its section is not known, as line 4 opens none\n"
+        ":7: title: its section is not known, as line 6 opens none\n");
+    expectRefused("a/s/bass = int8,7\n[a/s\ntop = int64,3\n",
+                  ":3: top: its section is not known, as line 2 opens none\n");
+    expectChanged(load("#\n[]\na/s/bass = int8,7\n"), 1, 0);
+    expectRefused("[s]\nbass = int8,6\n#name = a\n#crc32 = false\n",
+                  ":3: #name is not the first line; move it to the top: as it is, no program can "
+                  "load the file\n");
+    expectRefused("a/s/bass = int8,6\na/s/top = int64,12",
+                  ":2: the last line may be cut short, as no line feed ends it\n");
+}
+
+TEST_F(T8settingsDump, FileOfAStorageWithoutANameIsCalledAsTheFileIs) {
+    put("a.ini.bad", "[s]\nbass = int8,7\n#crc32 = false\n");
+    expectChanged(run({"load", path("a.ini.bad")}), 1, 0);
+    EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
+    const ToolRun input =
+        run({"load", "-"}, {}, [this] { redirect(path("a.ini.bad"), O_RDONLY, STDIN_FILENO); });
+    EXPECT_EQ(
+        "t8settings: standard input:1: no #name tells which storage it is of; load the file by its "
+        "own name\nt8settings: nothing was changed\n",
+        input.err);
+    EXPECT_EQ(1, input.exitCode);
 }
 
 TEST_F(T8settingsDump, EverythingIsCheckedBeforeAnythingIsChanged) {

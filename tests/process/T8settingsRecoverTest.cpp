@@ -58,7 +58,20 @@ TEST_F(T8settingsRecover, StatesAndDifferencesAreShown) {
             "settings/sound/treble\tint8,2\tint8,2\t-\n",
         shown.out);
     EXPECT_EQ("", shown.err);
-    EXPECT_EQ(0, shown.exitCode);
+    EXPECT_EQ(5, shown.exitCode);
+}
+
+TEST_F(T8settingsRecover, FileThatIsSoundAndAloneExitsWith0) {
+    putFile(kOld);
+    EXPECT_EQ(0, recover().exitCode);
+    EXPECT_EQ(0, recover({"--json"}).exitCode);
+    putBad(kOld);
+    EXPECT_EQ(5, recover().exitCode);
+    std::filesystem::remove(file_ + ".bad");
+    putFile("#name = settings\n[sound]\nbass = int8,300\n#crc32 = 3982689638\n");
+    EXPECT_EQ(5, recover({"--json"}).exitCode);
+    putFile("torn");
+    EXPECT_EQ(5, recover().exitCode);
 }
 
 TEST_F(T8settingsRecover, JsonHasTheSame) {
@@ -101,8 +114,19 @@ TEST_F(T8settingsRecover, WhatALoadWouldDoIsSaid) {
     putBad(kOld);
     EXPECT_THAT(recover().out, HasSubstr("\nNo setting differs.\n"));
     putFile("torn");
-    EXPECT_THAT(recover().out, HasSubstr("\nA load takes none of them, and sets " + file_ +
-                                         " aside as " + file_ + ".bad.\n"));
+    EXPECT_THAT(recover().out,
+                HasSubstr("\nA load takes none of them, and sets " + file_ + " aside as " + file_ +
+                          ".bad, in place of the one that is there.\n"));
+    std::filesystem::remove(file_ + ".bad");
+    EXPECT_THAT(recover().out, HasSubstr(" aside as " + file_ + ".bad.\n"));
+    putBad(kOld);
+    putFile("bass = int8,1\n#name = settings\n#crc32 = false\n");
+    EXPECT_THAT(recover().out, HasSubstr("\nA load takes none of them, and sets " + file_));
+    EXPECT_EQ(nullptr, Json::parse(recover({"--json"}).out).at("taken"));
+    put("qel-default-settings/settings.ini", "bass = int8,1\n#name = settings\n");
+    EXPECT_THAT(run({"recover", path("qel-default-settings/settings.ini")}).out,
+                HasSubstr("\nA load takes none of them.\n"));
+    std::filesystem::remove(path("qel-default-settings/settings.ini"));
     std::filesystem::remove(file_);
     EXPECT_THAT(recover().out, AllOf(StartsWith(file_ + ": not there\n"),
                                      HasSubstr("\nA load takes none of them.\n")));
@@ -291,7 +315,7 @@ TEST_F(T8settingsRecover, NothingIsAskedWhereNobodyIsThere) {
 TEST_F(T8settingsRecover, ResetInProgressKeepsTheFilesAsTheyAre) {
     putBad(kNew);
     testsupport::writeFile(marker_, "");
-    EXPECT_EQ(0, recover().exitCode);
+    EXPECT_EQ(5, recover().exitCode);
     const ToolRun refused = recover({"--from", "bad", "--yes"});
     EXPECT_THAT(refused.err, StartsWith("t8settings: a reset to defaults is in progress"));
     EXPECT_EQ(4, refused.exitCode);
@@ -453,7 +477,7 @@ TEST_F(T8settingsRecover, ReadOnlyDirectoryIsLookedAtAndLeftAlone) {
         GTEST_SKIP() << "nobody but root may run the tool where it lies";
     }
     EXPECT_THAT(shown.out, HasSubstr("\nsettings/sound/bass\tint8,1\tint8,5\n"));
-    EXPECT_EQ(0, shown.exitCode);
+    EXPECT_EQ(5, shown.exitCode);
     const ToolRun refused = run({"recover", file_, "--from", "bad", "--yes"}, {}, asNobody);
     EXPECT_EQ("t8settings: " + file_ + " is unchanged, it could not be kept as " + file_ +
                   ".before-recover: Permission denied\n",

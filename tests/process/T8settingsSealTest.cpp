@@ -70,7 +70,7 @@ TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
                         {"written", true},
                         {"settings", 1},
                         {"crc", 465045114},
-                        {"kept", nullptr}}),
+                        {"kept", Json::array()}}),
                   Json::parse(sealed.out))
             << line;
         EXPECT_EQ(kSealed, bytesOf("settings/settings.ini")) << line;
@@ -102,7 +102,7 @@ TEST_F(T8settingsSeal, RightCrcIsLeftAlone) {
                     {"written", false},
                     {"settings", 1},
                     {"crc", 465045114},
-                    {"kept", nullptr}}),
+                    {"kept", Json::array()}}),
               Json::parse(seal({"--json"}).out));
 }
 
@@ -118,7 +118,7 @@ TEST_F(T8settingsSeal, DefaultsFileNeedsNoCrc) {
                     {"written", false},
                     {"settings", 1},
                     {"crc", nullptr},
-                    {"kept", nullptr}}),
+                    {"kept", Json::array()}}),
               Json::parse(run({"seal", defaults, "--json"}).out));
     put("qel-default-settings/settings.ini", kText + "slip\n");
     const ToolRun slip = run({"seal", defaults});
@@ -165,8 +165,22 @@ TEST_F(T8settingsSeal, LinesAfterTheCrcLineAreNotDroppedInSilence) {
     const std::string text = kSealed + "treble = int8,1\n";
     put("settings/settings.ini", text);
     expectUnchanged(seal(), text, file_ + ":7: lines after the CRC line are not read");
-    EXPECT_EQ(0, seal({"--force"}).exitCode);
+    put("settings/settings.ini.tmp", "torn");
+    const std::string kept = file_ + ".before-recover: " + file_ + " as it was\n";
+    const ToolRun full = run({"seal", file_, "--force"}, {}, [] {
+        const rlimit few = {90, 90};
+        setrlimit(RLIMIT_FSIZE, &few);
+        signal(SIGXFSZ, SIG_IGN);
+    });
+    EXPECT_EQ(1, full.exitCode);
+    EXPECT_EQ(text, bytesOf("settings/settings.ini"));
+    EXPECT_EQ("torn", bytesOf("settings/settings.ini.tmp"));
+    const ToolRun sealed = seal({"--force"});
+    EXPECT_THAT(sealed.out, testing::EndsWith("\n" + kept + file_ + ".tmp.before-recover: " +
+                                              file_ + ".tmp as it was\n"));
+    EXPECT_EQ(0, sealed.exitCode);
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+    EXPECT_EQ(text, bytesOf("settings/settings.ini.before-recover"));
 }
 
 TEST_F(T8settingsSeal, EmptyFileIsNotSealed) {
@@ -194,7 +208,8 @@ TEST_F(T8settingsSeal, TornCopyIsKept) {
     EXPECT_EQ("torn", testsupport::readFile(copy + ".before-recover"));
     put("settings/settings.ini", kText);
     put("settings/settings.ini.tmp", "#crc32 = 1\n");
-    EXPECT_EQ(copy + ".before-recover.2", Json::parse(seal({"--json"}).out).at("kept"));
+    EXPECT_EQ(Json({{{"file", copy}, {"as", copy + ".before-recover.2"}}}),
+              Json::parse(seal({"--json"}).out).at("kept"));
     EXPECT_EQ("#crc32 = 1\n", testsupport::readFile(copy + ".before-recover.2"));
 }
 

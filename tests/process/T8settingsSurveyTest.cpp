@@ -117,7 +117,8 @@ TEST_F(T8settingsSurvey, FileThatALoadWouldSetAsideIsPassedOverAndStays) {
                               {"diff"},
                               {"dump"}}) {
         const ToolRun shown = run(words);
-        EXPECT_EQ(warning("its CRC is wrong", "the next program to load it sets it aside"),
+        EXPECT_EQ(warning("its CRC is wrong", "the next program to load it sets it aside as " +
+                                                  path("settings/s.ini.bad")),
                   shown.err)
             << words.front();
         EXPECT_EQ(5, shown.exitCode) << words.front();
@@ -138,9 +139,14 @@ TEST_F(T8settingsSurvey, DirectoryWithoutSettingsFilesIsNoSoundStore) {
                               {"diff"},
                               {"diff", dir_.path(), dir_.path()},
                               {"list", "--changed"},
+                              {"describe", "s/a/same"},
+                              {"get", "s/a/same", "--origin"},
                               {"verify"}}) {
         const ToolRun shown = runBare(words, {{"T8SETTINGS_BASE", dir_.path()}});
-        EXPECT_EQ(words.front() == "verify" ? "0 files, nothing to verify\n" : "", shown.out);
+        EXPECT_EQ(words.front() == "verify" ? "0 files, nothing to verify\n"
+                  : words.front() == "get"  ? "unset\n"
+                                            : "",
+                  shown.out);
         EXPECT_THAT(shown.err,
                     testing::StartsWith("t8settings: no settings files below \"" + dir_.path()));
         EXPECT_EQ(1, shown.exitCode) << words.front();
@@ -257,8 +263,40 @@ TEST_F(T8settingsSurvey, SingleFileIsShownAlthoughALoadWouldSetItAside) {
     EXPECT_EQ("20\n", get.out);
     EXPECT_EQ(warning("its CRC is wrong", "no program that loads it takes these settings"),
               get.err);
-    EXPECT_EQ(0, get.exitCode);
+    for (const auto& words : {std::vector<std::string>{"get", "s/a/moved"},
+                              {"get", "s/a/moved", "--origin"},
+                              {"describe", "s/a/moved"},
+                              {"list"},
+                              {"dump"}}) {
+        std::vector<std::string> all = words;
+        all.insert(all.end(), {"--file", path("settings/s.ini")});
+        EXPECT_EQ(5, runBare(all).exitCode) << words.front();
+    }
+    EXPECT_EQ(5, runBare({"diff", path("settings/s.ini"), path("settings/s.ini")}).exitCode);
     EXPECT_FALSE(testsupport::exists(path("settings/s.ini.bad")));
+}
+
+TEST_F(T8settingsSurvey, WhatASingleFileDoesNotTellIsNotKnown) {
+    EXPECT_THAT(runBare({"describe", "s/a/moved", "--file", path("settings/s.ini")}).out,
+                HasSubstr("\nsave policy\tasync\nread-only\tnot known\nsurvives reset\tno\n"));
+    put("calibration_data/panel.ini", "#name = panel\nhours = long,8\n#crc32 = false\n");
+    const std::vector<std::string> describe = {"--json", "describe", "panel/hours", "--file"};
+    const auto jsonOf = [&](const std::string& file) {
+        std::vector<std::string> words = describe;
+        words.push_back(file);
+        return Json::parse(runBare(words).out);
+    };
+    const Json panel = jsonOf(path("calibration_data/panel.ini"));
+    EXPECT_EQ(true, panel.at("survivesReset"));
+    EXPECT_EQ(nullptr, panel.at("readonly"));
+    const Json byDefault = jsonOf(path("qel-default-calibration_data/panel.ini"));
+    EXPECT_EQ(true, byDefault.at("survivesReset"));
+    EXPECT_EQ(true, byDefault.at("readonly"));
+    put("panel.ini", "#name = panel\nhours = long,8\n#crc32 = false\n");
+    EXPECT_EQ(nullptr, jsonOf(path("panel.ini")).at("survivesReset"));
+    EXPECT_THAT(runBare({"describe", "panel/hours", "--file", path("panel.ini")}).out,
+                HasSubstr("\nsave policy\tnot known\nread-only\tnot known\nsurvives reset\tnot "
+                          "known\n"));
 }
 
 TEST_F(T8settingsSurvey, SingleFileThatCannotBeReadIsAFailure) {
@@ -270,7 +308,11 @@ TEST_F(T8settingsSurvey, SingleFileThatCannotBeReadIsAFailure) {
     EXPECT_EQ("t8settings: \"" + base_ + "\" cannot be read: Is a directory\n",
               runBare({"list", "--file", base_}).err);
     put("x.xml", "<a>");
-    EXPECT_EQ(1, runBare({"list", "--file", path("x.xml")}).exitCode);
+    EXPECT_EQ("t8settings: \"" + path("x.xml") +
+                  "\" cannot be read: no readable well-formed XML document\n",
+              runBare({"list", "--file", path("x.xml")}).err);
+    EXPECT_EQ("t8settings: \"" + path("y.xml") + "\" cannot be read: No such file or directory\n",
+              runBare({"list", "--file", path("y.xml")}).err);
 }
 
 TEST_F(T8settingsSurvey, SingleFileIsForReadingAlone) {

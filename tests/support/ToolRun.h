@@ -6,12 +6,14 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <map>
 #include <pty.h>
 #include <signal.h>
 #include <stdexcept>
 #include <stdlib.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -140,6 +142,12 @@ protected:
     static void redirect(const std::string& path, int flags, int descriptor) {
         const int opened = open(path.c_str(), flags, 0600);
         if (opened < 0 || dup2(opened, descriptor) < 0) _exit(126);
+    }
+
+    /// For `inChild`: permissions hold, for root as for everybody else.
+    static void ordinaryUser() {
+        prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+        prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
     }
 
     /// For `inChild`: no file can grow beyond a few bytes, which a standard error that goes to a

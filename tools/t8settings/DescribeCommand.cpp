@@ -1,4 +1,5 @@
 #include <memory>
+#include <optional>
 
 #include "Command.h"
 #include "Survey.h"
@@ -18,6 +19,19 @@ const char* policyOf(const StorageFacts& storage) {
         {"ondemand", "onDemand"}, {"eachchange", "onEachChange"}, {"async", "async"}};
     const auto found = kWords.find(storage.savePolicy);
     return found == kWords.end() ? nullptr : found->second;
+}
+
+std::string policyTextOf(const StorageFacts& storage) {
+    const char* const policy = policyOf(storage);
+    return policy != nullptr ? policy : storage.isWhole ? "the program's" : "not known";
+}
+
+std::optional<bool> isReadonly(const StorageFacts& storage) {
+    return storage.readonly || storage.isWhole ? std::optional(storage.readonly) : std::nullopt;
+}
+
+Json jsonOf(const std::optional<bool>& answer) {
+    return answer ? Json(*answer) : Json(nullptr);
 }
 
 void addIf(Json& json, const char* key, const std::string& bytes, bool isThere) {
@@ -40,13 +54,13 @@ Json jsonOf(const SettingFacts& setting) {
     addIf(json, "readWriteFile", storage.readWriteFile, !storage.readWriteFile.empty());
     const char* const policy = policyOf(storage);
     json["savePolicy"] = policy == nullptr ? Json(nullptr) : Json(policy);
-    json["readonly"] = storage.readonly;
-    json["survivesReset"] = storage.survivesReset;
+    json["readonly"] = jsonOf(isReadonly(storage));
+    json["survivesReset"] = jsonOf(storage.survivesReset);
     return json;
 }
 
-const char* yesOrNo(bool value) {
-    return value ? "yes" : "no";
+std::string textOf(const std::optional<bool>& answer) {
+    return !answer ? "not known" : *answer ? "yes" : "no";
 }
 
 std::string orNone(const std::string& text) {
@@ -64,7 +78,6 @@ std::string defaultOf(const SettingFacts& setting) {
 
 std::string textOf(const SettingFacts& setting) {
     const StorageFacts& storage = *setting.storage;
-    const char* const policy = policyOf(storage);
     return linesOf({{"name", setting.inForce.name},
                     {"type", setting.inForce.type},
                     {"takes", takesOf(typeCalled(setting.inForce.type))},
@@ -74,9 +87,9 @@ std::string textOf(const SettingFacts& setting) {
                     {"storage", setting.inForce.storage},
                     {"defaults file", orNone(storage.defaultsFile)},
                     {"read/write file", orNone(storage.readWriteFile)},
-                    {"save policy", policy == nullptr ? "the program's" : policy},
-                    {"read-only", yesOrNo(storage.readonly)},
-                    {"survives reset", yesOrNo(storage.survivesReset)}},
+                    {"save policy", policyTextOf(storage)},
+                    {"read-only", textOf(isReadonly(storage))},
+                    {"survives reset", textOf(storage.survivesReset)}},
                    {Look::kName});
 }
 

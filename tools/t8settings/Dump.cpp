@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
+#include "IniDump.h"
 #include "Json.h"
-#include "Terminal.h"
 #include "TextOfValue.h"
 #include "text/IniGrammar.h"
 
@@ -36,31 +36,6 @@ bool isJson(std::string_view bytes) {
 }
 
 using Entries = std::vector<DumpEntry>;
-
-Entries ofIni(const std::string& path, const std::string& bytes) {
-    Entries entries;
-    std::string storage;
-    std::string prefix;
-    text::IniWalk walk(bytes);
-    while (walk.next()) {
-        const text::IniLine& line = walk.line();
-        const std::string place = path + ":" + std::to_string(walk.number());
-        if (line.kind == Kind::Header && line.key == "name" && walk.isFirst()) {
-            storage = std::string(line.value) + "/";
-            prefix = storage;
-        } else if (line.kind == Kind::Section) {
-            prefix = storage + std::string(line.key) + "/";
-        } else if (line.kind == Kind::Setting) {
-            const std::string type(line.type);
-            entries.push_back({place, "", prefix + std::string(line.key), type,
-                               textForPeople(type, std::string(line.value))});
-        } else if (line.kind == Kind::Malformed) {
-            entries.push_back({place, inQuotes(walk.whole()) +
-                                          " is no setting, which is written NAME = TYPE,TEXT"});
-        }
-    }
-    return entries;
-}
 
 std::optional<std::string> bytesOfHexadecimal(const std::string& digits) {
     if (digits.size() % 2 != 0 ||
@@ -167,10 +142,11 @@ Entries ofJson(const std::string& path, const std::string& bytes) {
 }  // namespace
 
 Entries entriesOf(const std::string& path, const std::string& bytes) {
+    const std::string shown = shownPathOf(path);
     if (bytes.find_first_not_of(kBlanks) == std::string::npos) {
-        return {{path + ":1", "is empty; a dump of no settings is []"}};
+        return {{shown + ":1", "is empty; a dump of no settings is []"}};
     }
-    return isJson(bytes) ? ofJson(path, bytes) : ofIni(path, bytes);
+    return isJson(bytes) ? ofJson(shown, bytes) : entriesOfIni(path, bytes);
 }
 
 std::string iniLineOf(const std::string& name, const std::string& type, const std::string& text) {

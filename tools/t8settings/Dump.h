@@ -15,7 +15,8 @@ struct DumpEntry {
     std::string text = {};  ///< as people write it
 };
 
-/// Reads a dump, JSON or ini text. `path` stands in front of each place.
+/// Reads a dump, JSON or ini text, which was read from `path` or, for "-", from standard input. Ini
+/// text may also be a storage's file.
 std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes);
 
 /// The line of ini text that says it, with its line feed; empty when no line can.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Exit.h"
+#include "LoadOutcome.h"
 #include "SetUp.h"
 #include "Terminal.h"
 
@@ -99,24 +100,35 @@ std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>&
     return ofFile;
 }
 
+/// What to do about a file that the next load sets aside. What was set aside before may be all
+/// there is of good values, and would be replaced.
+std::string remedyFor(const FileGroup& group) {
+    const std::string& path = group.file.path();
+    const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
+    const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
+    if (!isMissing(group.setAside)) {
+        return "first of all: " + commandOn("recover", path) + (seal.empty() ? "" : "; " + seal);
+    }
+    return (seal.empty() ? "" : seal + "; ") + "after damage: " + commandOn("recover", path);
+}
+
 /// Adds to the file's refusal what the next load makes of it.
 void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& findings) {
-    const std::string& path = group.file.path();
-    if (group.file.accepted() || isMissing(group.file) || findings.empty()) {
+    const LoadOutcome outcome = loadOutcomeOf(group);
+    const auto refusal =
+        std::find_if(findings.begin(), findings.end(), [](const FileFinding& finding) {
+            return finding.finding.harm == Harm::kUnusable ||
+                   finding.finding.harm == Harm::kUnreadable;
+        });
+    if (refusal == findings.end() || outcome == LoadOutcome::kTakesFile) {
         return;
     }
-    Finding& refusal = findings.front().finding;
-    if (group.file.role() == IniFile::Role::kDefaults) {
-        refusal.reason += "; none of its settings come up";
-    } else if (group.copy.accepted()) {
-        refusal.reason += "; " + copyOf(path) + " is read in its place";
-        refusal.remedy = "the next save mends it";
-    } else {
-        refusal.reason += "; the next program to load it sets it aside as " + setAsideOf(path);
-        const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
-        refusal.remedy = (maySeal ? "after a hand edit: " + commandOn("seal", path) + "; " : "") +
-                         "after damage: " + commandOn("recover", path);
+    refusal->finding.reason += "; " + fateOf(group);
+    if (group.file.accepted() || outcome == LoadOutcome::kNotLoaded) {
+        return;
     }
+    refusal->finding.remedy =
+        outcome == LoadOutcome::kTakesCopy ? "the next save mends it" : remedyFor(group);
 }
 
 std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
@@ -141,6 +153,15 @@ std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
                   "whole copy of an interrupted save, which no program looks for since " +
                       group.file.path() + " is not there",
                   recover}}};
+    }
+    if (takenByLoad(group) != &copy) {
+        std::vector<FileFinding> findings = findingsIn(copy);
+        findings.insert(
+            findings.begin(),
+            {copy.path(),
+             {0, Harm::kUnusable,
+              "read in place of " + group.file.path() + ", and no program can load it", recover}});
+        return findings;
     }
     std::vector<FileFinding> findings = {
         {copy.path(),
@@ -266,16 +287,20 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
                             {0, Harm::kIgnored, "left by an interrupted save and never read",
                              "the next save that needs the name replaces it; or delete it"}});
     }
-    const auto addSetAside = [&](const IniFile& file) {
+    const auto addLeftBehind = [&](const IniFile& file, const char* reason) {
         findings.push_back(
             {file.path(),
-             {0, Harm::kLost, "set aside by a load that could not use it, and never read",
+             {0, Harm::kLost, reason,
               commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
     };
     if (!isMissing(group.setAside)) {
-        addSetAside(group.setAside);
+        addLeftBehind(group.setAside, "set aside by a load that could not use it, and never read");
     }
-    std::for_each(group.setAsideLater.begin(), group.setAsideLater.end(), addSetAside);
+    for (const IniFile& file : group.setAsideLater) {
+        addLeftBehind(file,
+                      "kept by a save that replaced a file which could not be set aside, and never "
+                      "read");
+    }
     return findings;
 }
 

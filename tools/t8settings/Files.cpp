@@ -1,5 +1,6 @@
 #include "Files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -30,7 +31,7 @@ std::string lastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-/// Without the number of a file that was set aside later than another one.
+/// Without the number of a file that a save has kept.
 std::string_view withoutNumber(std::string_view path) {
     const std::size_t dot = path.find_last_not_of("0123456789");
     const std::size_t digits = dot == std::string_view::npos ? 0 : path.size() - dot - 1;
@@ -55,16 +56,9 @@ std::string storageNameOf(const std::string& path) {
     return endsWith(name, kIni) ? name.substr(0, name.size() - kIni.size()) : name;
 }
 
-bool isInDefaultsDirectory(const std::string& path) {
+std::string nameOfDirectoryOf(const std::string& path) {
     std::error_code notThere;
-    const std::string directory =
-        lastPart(std::filesystem::canonical(files::directoryOf(path), notThere));
-    for (const files::StorageDirectory& known : files::storageDirectories("")) {
-        if (directory == known.defaults) {
-            return true;
-        }
-    }
-    return false;
+    return lastPart(std::filesystem::canonical(files::directoryOf(path), notThere));
 }
 
 /// What a load takes of a file and its copy; the file when it takes neither.
@@ -138,8 +132,25 @@ bool isXml(const std::string& path) {
     return endsWith(path, ".xml");
 }
 
+bool holdsXml(const std::string& path) {
+    return isXml(fileBeside(path).value_or(path));
+}
+
 bool isThere(const std::string& path) {
     return files::statusOfEntryAt(path).has_value();
+}
+
+bool mayBeThere(const std::string& path) {
+    return files::statusAt(path).has_value() || isHidden(path);
+}
+
+bool isHidden(const std::string& path) {
+    return !files::statusAt(path) && errno != ENOENT && errno != ENOTDIR;
+}
+
+bool isDirectory(const std::string& path) {
+    const auto status = files::statusAt(path);
+    return status && status->isDirectory;
 }
 
 bool isPlainFile(const std::string& path) {
@@ -164,10 +175,45 @@ std::string whyUnreadable(const std::string& path) {
     return isReadable || errno == ENOENT ? "" : std::strerror(errno);
 }
 
+std::map<std::string, std::string> directoriesOutOfSight(const std::string& base) {
+    std::map<std::string, std::string> all;
+    for (const auto& directory :
+         files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
+        for (const std::string& path : {directory.defaults, directory.readWrite}) {
+            const std::string reason = whyUnreadable(path);
+            if (!reason.empty()) {
+                all[path] = reason;
+            }
+        }
+    }
+    return all;
+}
+
+IniFile::Role roleOf(const std::string& path) {
+    const std::string name = nameOfDirectoryOf(path);
+    const auto known = files::storageDirectories("");
+    const bool isDefaults = std::any_of(
+        known.begin(), known.end(),
+        [&name](const files::StorageDirectory& directory) { return directory.defaults == name; });
+    return isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite;
+}
+
+std::optional<bool> survivesReset(const std::string& path) {
+    const std::string name = nameOfDirectoryOf(path);
+    for (const files::StorageDirectory& known : files::storageDirectories("")) {
+        if (name == known.defaults || name == known.readWrite) {
+            return known.survivesReset;
+        }
+    }
+    return std::nullopt;
+}
+
 IniFile iniFileAt(const std::string& path) {
-    const bool isDefaults = isInDefaultsDirectory(path) && !fileBeside(path);
-    return {path, storageNameOf(path),
-            isDefaults ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite};
+    return {path, storageNameOf(path), roleOf(path)};
+}
+
+IniFile iniFileOf(const std::string& path, const std::string& data) {
+    return {path, storageNameOf(path), roleOf(path), data};
 }
 
 IniFile iniFileUnderLock(const std::string& path) {
@@ -179,13 +225,6 @@ FileGroup groupAt(const std::string& path) {
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
     return {iniFileAt(path), iniFileAt(copyOf(path)), iniFileAt(setAsideOf(path)),
             iniFileAt(newCopyOf(path)), setAsideLater(path)};
-}
-
-const IniFile* takenByLoad(const FileGroup& group) {
-    if (group.file.state() == FileState::kMissing) {
-        return nullptr;
-    }
-    return group.copy.accepted() ? &group.copy : group.file.accepted() ? &group.file : nullptr;
 }
 
 IniFile defaultsOf(const StorageFiles& storage) {

@@ -1,6 +1,7 @@
 #ifndef T8SETTINGS_FILES_H
 #define T8SETTINGS_FILES_H
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,8 @@ void complainOfNoFiles(const std::string& base);
 
 /// What may lie beside a settings file.
 std::string copyOf(std::string file);  ///< the temporary copy of a save
-/// What could not be used; with a number, from 1, one that found the names before it taken.
+/// What could not be used; with a number, from 1, what a save was about to replace when it could
+/// not be set aside.
 std::string setAsideOf(std::string file, int number = 0);
 std::string newCopyOf(std::string file);  ///< a copy on its way to its place
 
@@ -38,8 +40,19 @@ bool endsWith(std::string_view text, std::string_view end);
 bool isIni(const std::string& path);
 bool isXml(const std::string& path);
 
+/// The same of a file, or of the one that it was before it was set aside.
+bool holdsXml(const std::string& path);
+
 /// Whether anything of this name is there, a link to nothing included.
 bool isThere(const std::string& path);
+
+/// Whether something of this name is there, or may be as it may not be looked at.
+bool mayBeThere(const std::string& path);
+
+/// Whether something may be there that may not be looked at.
+bool isHidden(const std::string& path);
+
+bool isDirectory(const std::string& path);
 
 /// Whether a file is there, or a link to one, which is no directory, pipe or device.
 bool isPlainFile(const std::string& path);
@@ -50,6 +63,16 @@ std::string whyNoPlainFile(const std::string& path);
 /// Why the directory cannot be read, in the system's words; empty when it can be or is not there.
 std::string whyUnreadable(const std::string& directory);
 
+/// The settings directories below the base directory that cannot be read, and why.
+std::map<std::string, std::string> directoriesOutOfSight(const std::string& base);
+
+/// What a path is by its directory's name: a defaults file in a directory of defaults, and else a
+/// read/write file, as all is that lies beside another file.
+IniFile::Role roleOf(const std::string& path);
+
+/// Whether its directory's name is one whose files survive a reset; nothing for any other name.
+std::optional<bool> survivesReset(const std::string& path);
+
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);
@@ -57,21 +80,21 @@ IniFile iniFileAt(const std::string& path);
 /// The same, read under the directory's lock: not while a save is half done.
 IniFile iniFileUnderLock(const std::string& path);
 
+/// What `iniFileAt` makes of bytes that were read from there already.
+IniFile iniFileOf(const std::string& path, const std::string& data);
+
 /// A settings file and what lies beside it, as one moment shows them.
 struct FileGroup {
     IniFile file;
     IniFile copy;
     IniFile setAside;
     IniFile newCopy;
-    /// What could not be used later, when the name for it was taken: those that are there.
+    /// What saves have kept of files that could not be set aside: those that are there.
     std::vector<IniFile> setAsideLater;
 };
 
 /// Reads them under the directory's lock.
 FileGroup groupAt(const std::string& path);
-
-/// The one of the two that a load takes, the copy or the file; null when it takes none.
-const IniFile* takenByLoad(const FileGroup& group);
 
 /// A storage's defaults as a load finds them, its copy or itself; both are looked at under the
 /// directory's lock. Of role `kDefaults` when it is the file itself.

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "Command.h"
+#include "LoadOutcome.h"
 #include "Survey.h"
 #include "Terminal.h"
 
@@ -39,12 +40,18 @@ Result getOrigin(const Facts& facts, Format format, const Wanted& wanted) {
     }
 }
 
-Record recordCalled(const std::string& name, const Location& location) {
+struct Found {
+    Record record;
+    ExitCode code;
+};
+
+Found settingCalled(const std::string& name, const Location& location) {
     if (!location.file.empty()) {
-        return factsOn(name, survey(location)).inForce;
+        const Facts facts = survey(location);
+        return {factsOn(name, facts).inForce, facts.code};
     }
     const Store store(location);
-    return recordOf(store, store.find(name));
+    return {recordOf(store, store.find(name)), codeOfLookAt(location.base)};
 }
 
 Result get(const Location& location, Format format, const Wanted& wanted) {
@@ -52,8 +59,8 @@ Result get(const Location& location, Format format, const Wanted& wanted) {
     if (wanted.origin) {
         return getOrigin(survey(location), format, wanted);
     }
-    const Record record = recordCalled(wanted.name, location);
-    return {format == Format::kJson ? textOfJson(jsonOf(record)) : answerOf(record, wanted)};
+    const auto [record, code] = settingCalled(wanted.name, location);
+    return {format == Format::kJson ? textOfJson(jsonOf(record)) : answerOf(record, wanted), code};
 }
 
 }  // namespace

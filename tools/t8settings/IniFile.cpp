@@ -38,9 +38,13 @@ IniFile::IniFile(std::string path, std::string storageName, Role role)
     : path_(std::move(path)), role_(role), storageName_(std::move(storageName)) {
     std::string data;
     if (read(data)) {
-        judgeCrc(data);
-        readLines(role_ == Role::kDefaults ? data : text_);
+        judge(data);
     }
+}
+
+IniFile::IniFile(std::string path, std::string storageName, Role role, const std::string& data)
+    : path_(std::move(path)), role_(role), storageName_(std::move(storageName)) {
+    judge(data);
 }
 
 bool IniFile::accepted() const {
@@ -61,11 +65,17 @@ bool IniFile::read(std::string& data) {
     if (error != ENOENT && error != ENOTDIR) {
         state_ = error == EFBIG ? FileState::kTooLarge : FileState::kUnreadable;
         error_ = std::strerror(error);
+        mayBeReadLater_ = Qel::Settings::files::mayBeReadLater(error);
     }
     return false;
 }
 
-void IniFile::judgeCrc(std::string& data) {
+void IniFile::judge(const std::string& data) {
+    judgeCrc(data);
+    readLines(role_ == Role::kDefaults ? data : text_);
+}
+
+void IniFile::judgeCrc(const std::string& data) {
     const text::CrcCheck check(data);
     text_ = data.substr(0, check.textSize);
     computedCrc_ = check.computed;

@@ -46,12 +46,17 @@ public:
     /// `storageName` is in force unless the file says another one.
     IniFile(std::string path, std::string storageName, Role role);
 
+    /// The same of bytes that somebody else has read.
+    IniFile(std::string path, std::string storageName, Role role, const std::string& data);
+
     const std::string& path() const { return path_; }
     Role role() const { return role_; }
     FileState state() const { return state_; }
 
     /// Why it cannot be read, in the system's words; empty for all other states.
     const std::string& error() const { return error_; }
+    /// Whether it cannot be read but may be a settings file, whole even.
+    bool mayBeReadLater() const { return mayBeReadLater_; }
 
     /// What the CRC of the text is, and what the CRC line says that it is.
     std::uint32_t computedCrc() const { return computedCrc_; }
@@ -86,7 +91,8 @@ public:
 
 private:
     bool read(std::string& data);
-    void judgeCrc(std::string& data);
+    void judge(const std::string& data);
+    void judgeCrc(const std::string& data);
     void readLines(const std::string& data);
     void readHeader(const Qel::Settings::text::IniWalk& walk, std::string& prefix);
 
@@ -94,6 +100,7 @@ private:
     Role role_;
     FileState state_ = FileState::kMissing;
     std::string error_;
+    bool mayBeReadLater_ = false;
     std::uint32_t computedCrc_ = 0;
     std::uint32_t readCrc_ = 0;
     std::string storageName_;

@@ -78,10 +78,10 @@ std::vector<LibraryLog::Message> LibraryLog::takeAndHoldOn() {
     return std::exchange(messages_, {});
 }
 
-void LibraryLog::hold() {
+bool LibraryLog::hold() {
     const std::lock_guard<std::mutex> lock(mutex_);
     messages_.clear();
-    holding_ = true;
+    return std::exchange(holding_, true);
 }
 
 void LibraryLog::release() {

@@ -46,8 +46,8 @@ public:
     std::vector<Message> takeAndHoldOn();
 
     /// Keeps messages off standard error until `release` or `take`: a failed command tells them
-    /// once, in its own words.
-    void hold();
+    /// once, in its own words. Whether that was so before.
+    bool hold();
 
     /// Shows what was held back.
     void release();
@@ -62,6 +62,23 @@ private:
     std::map<std::string, int> shownFrom_;
     std::vector<Message> messages_;
     bool holding_ = false;
+};
+
+/// While it lives the library's messages go nowhere: whoever looks at a file without loading it
+/// says himself what is wrong with it.
+class LibraryMessagesDropped {
+public:
+    LibraryMessagesDropped() : wasHeld_(LibraryLog::instance().hold()) {}
+    ~LibraryMessagesDropped() {
+        if (!wasHeld_) {
+            LibraryLog::instance().take();
+        }
+    }
+    LibraryMessagesDropped(const LibraryMessagesDropped&) = delete;
+    LibraryMessagesDropped& operator=(const LibraryMessagesDropped&) = delete;
+
+private:
+    bool wasHeld_;
 };
 
 /// The texts of the errors among `messages`, each once, one below the other.

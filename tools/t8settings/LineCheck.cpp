@@ -31,6 +31,11 @@ std::string inOneLine(std::string text) {
     return text;
 }
 
+Finding misplacedName(const IniFile::Line& line) {
+    return {line.number, Harm::kUnusable, "#name is not the first line",
+            "move it to the top: as it is, no program can load the file"};
+}
+
 bool isClosed(const IniFile::Line& section) {
     return section.whole.back() == ']';
 }
@@ -63,8 +68,7 @@ public:
 private:
     MaybeFinding checkHeader(const IniFile::Line& line) {
         if (line.key == "name" && !line.isFirst) {
-            return Finding{line.number, Harm::kUnusable, "#name is not the first line",
-                           "move it to the top: as it is, no program can load the file"};
+            return misplacedName(line);
         }
         if (line.key == "readonly" && !line.value.empty()) {
             return Finding{line.number, Harm::kIgnored,
@@ -163,10 +167,6 @@ MaybeFinding findingInNames(const IniFile& file) {
     return std::nullopt;
 }
 
-}  // namespace
-
-namespace {
-
 /// The section that a save writes a setting under, with "/" at its end: the longest one that begins
 /// its name. Empty for none.
 std::string sectionOf(const std::string& name, const std::set<std::string>& sections) {
@@ -228,6 +228,34 @@ std::map<std::size_t, std::size_t> strayLines(const IniFile& file) {
     return strays;
 }
 
+std::vector<Finding> findingsInStrays(const IniFile& file) {
+    const std::map<std::size_t, std::size_t> strays = strayLines(file);
+    std::vector<Finding> findings;
+    for (const IniFile::Line& line : file.lines()) {
+        const auto stray = strays.find(line.number);
+        if (stray != strays.end()) {
+            findings.push_back({line.number, Harm::kChanged,
+                                line.key + ": its section is not known, as line " +
+                                    std::to_string(stray->second) + " opens none",
+                                ""});
+        }
+    }
+    return findings;
+}
+
+MaybeFinding misplacedNameIn(const IniFile& file) {
+    const IniFile::Line* const line = file.misplacedName();
+    return line == nullptr ? std::nullopt : MaybeFinding(misplacedName(*line));
+}
+
+MaybeFinding unreadLinesIn(const IniFile& file) {
+    if (!file.hasMoreAfterCrcLine() || file.role() == IniFile::Role::kDefaults) {
+        return std::nullopt;
+    }
+    return Finding{file.crcLine(), Harm::kLost, "lines after the CRC line are not read",
+                   "move them above it"};
+}
+
 std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> findings;
     const auto add = [&](const MaybeFinding& finding) {
@@ -243,10 +271,7 @@ std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& fact
     for (const Finding& finding : findingsInOrder(file)) {
         findings.push_back(finding);
     }
-    if (file.hasMoreAfterCrcLine() && file.role() == IniFile::Role::kReadWrite) {
-        findings.push_back({file.crcLine(), Harm::kLost, "lines after the CRC line are not read",
-                            "move them above it"});
-    }
+    add(unreadLinesIn(file));
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return findings;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,15 @@ struct Finding {
 /// Settings that are read under another name than they say, since a line above them, "[]" or a
 /// bracket that is not closed, left the section as it was: the numbers of both lines.
 std::map<std::size_t, std::size_t> strayLines(const IniFile& file);
+
+/// The same as findings, one for each of these settings.
+std::vector<Finding> findingsInStrays(const IniFile& file);
+
+/// The "#name" that makes a load fail.
+std::optional<Finding> misplacedNameIn(const IniFile& file);
+
+/// That lines stand where no load reads.
+std::optional<Finding> unreadLinesIn(const IniFile& file);
 
 /// What is wrong with the lines of a file, in their order. Any number of them for a file that is
 /// not accepted, or none: this is about the lines alone.

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "Command.h"
+#include "LoadOutcome.h"
 #include "Nearest.h"
 #include "Pattern.h"
 #include "Survey.h"
@@ -96,6 +97,7 @@ Result list(const Location& location, Format format, const Wanted& wanted) {
         code = facts.code;
     } else {
         addLoaded(listing, Store(location));
+        code = codeOfLookAt(location.base);
     }
     Result result = listing.result(format);
     result.code = graver(result.code, code);

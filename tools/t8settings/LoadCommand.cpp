@@ -144,7 +144,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     const std::string bytes = bytesOf(path);
     const Store store(location);
     store.demandNormalMode();
-    const auto entries = entriesOf(path == "-" ? "standard input" : path, bytes);
+    const auto entries = entriesOf(path, bytes);
     const std::vector<Change> changes = changesFor(store, entries);
     changeAndSave(store, changes);
     const std::size_t same = entries.size() - changes.size();

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "Command.h"
+#include "LoadOutcome.h"
 #include "Recovery.h"
 #include "Restoring.h"
 #include "Table.h"
@@ -31,10 +32,16 @@ std::string whatALoadTakes(const FileGroup& group) {
     if (taken != nullptr) {
         return "A load takes " + visible(taken->path()) + ".\n";
     }
-    return group.file.state() == FileState::kMissing
-               ? "A load takes none of them.\n"
-               : "A load takes none of them, and sets " + visible(group.file.path()) +
-                     " aside as " + visible(group.setAside.path()) + ".\n";
+    const std::string none = "A load takes none of them";
+    switch (loadOutcomeOf(group)) {
+        case LoadOutcome::kSetAside:
+            return none + ", and sets " + visible(group.file.path()) + " aside as " +
+                   visible(placeAsideOf(group.file.path())) + ".\n";
+        case LoadOutcome::kStays:
+            return none + ", and leaves them where they are.\n";
+        default:
+            return none + ".\n";
+    }
 }
 
 std::string tableOf(const std::vector<Member>& members,
@@ -117,8 +124,15 @@ std::string isSource(std::string& word) {
     return isOne ? "" : "it takes tmp, tmp.new, bad, or bad. and a number: " + inQuotes(word);
 }
 
+/// What `verify` has nothing to say of is sound.
+ExitCode codeOf(const FileGroup& group) {
+    return findingsIn(group).empty() && differencesOf(membersOf(group)).empty()
+               ? ExitCode::kDone
+               : ExitCode::kFindings;
+}
+
 Result show(const FileGroup& group, Format format) {
-    return {format == Format::kJson ? textOfJson(jsonOf(group)) : textOf(group)};
+    return {format == Format::kJson ? textOfJson(jsonOf(group)) : textOf(group), codeOf(group)};
 }
 
 Result recover(const RestoreOptions& options, const std::string& marker, Format format) {

@@ -26,16 +26,9 @@ void findStrays(const IniFile& file, std::vector<FileFinding>& findings, Numbers
                                       return strays.count(finding.finding.line) != 0;
                                   }),
                    findings.end());
-    for (const IniFile::Line& line : file.lines()) {
-        const auto stray = strays.find(line.number);
-        if (stray != strays.end()) {
-            numbers.insert({stray->first, stray->second});
-            findings.push_back({file.path(),
-                                {line.number, Harm::kChanged,
-                                 line.key + ": its section is not known, as line " +
-                                     std::to_string(stray->second) + " opens none",
-                                 ""}});
-        }
+    for (const Finding& finding : findingsInStrays(file)) {
+        numbers.insert({finding.line, strays.at(finding.line)});
+        findings.push_back({file.path(), finding});
     }
     std::stable_sort(
         findings.begin(), findings.end(),

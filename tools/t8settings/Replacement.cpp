@@ -84,7 +84,39 @@ bool copyTo(const std::string& kept, const std::string& data, const files::FileS
     return false;
 }
 
-}  // namespace
+std::string asItWas(const KeptFile& file) {
+    return file.name + ": " + file.path + " as it was";
+}
+
+/// Makes a copy of the file, which then can be replaced, or moves it if it cannot be read. Throws
+/// `Failure`, with nothing changed, when that is not possible.
+void keep(KeptFile& file, const files::DirectoryLock& lock) {
+    const auto status = files::statusAt(file.path);
+    std::string data;
+    file.isMoved = !status || !files::readWholeFile(file.path, data);
+    const bool done = file.isMoved ? std::rename(file.path.c_str(), file.name.c_str()) == 0
+                                   : copyTo(file.name, data, *status);
+    if (done && lock.syncDirectory()) {
+        return;
+    }
+    const Failure unchanged =
+        failure(file.path, "is unchanged, it could not be kept as " + file.name, errno);
+    if (done && file.isMoved && std::rename(file.name.c_str(), file.path.c_str()) != 0) {
+        throw failure(file.path, "is now " + file.name + " and could not be moved back", errno);
+    }
+    if (done && !file.isMoved) {
+        ::unlink(file.name.c_str());
+    }
+    throw unchanged;
+}
+
+/// After a failure: what was moved goes back to its place, unless something lies there. Returns
+/// what there is to say of the file, in one line; nothing when it is as it was.
+std::string putBack(const KeptFile& file) {
+    const bool isBack = file.isMoved && !isThere(file.path) &&
+                        std::rename(file.name.c_str(), file.path.c_str()) == 0;
+    return isBack ? "" : asItWas(file);
+}
 
 std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock& lock) {
     const std::string& path = replacement.group.file.path();
@@ -106,6 +138,8 @@ std::uint32_t replace(const Replacement& replacement, const files::DirectoryLock
     return crc;
 }
 
+}  // namespace
+
 std::string nameToKeep(const std::string& path) {
     std::string name = path + kKept;
     for (int number = 2; isThere(name); ++number) {
@@ -123,30 +157,42 @@ bool isKept(const std::string& path) {
     return endsWith(name, kKept);
 }
 
-void keep(KeptFile& file, const files::DirectoryLock& lock) {
-    const auto status = files::statusAt(file.path);
-    std::string data;
-    file.isMoved = !status || !files::readWholeFile(file.path, data);
-    const bool done = file.isMoved ? std::rename(file.path.c_str(), file.name.c_str()) == 0
-                                   : copyTo(file.name, data, *status);
-    if (done && lock.syncDirectory()) {
-        return;
+std::string linesOf(const std::vector<KeptFile>& files) {
+    std::string lines;
+    for (const KeptFile& file : files) {
+        lines += visible(asItWas(file)) + "\n";
     }
-    const Failure unchanged =
-        failure(file.path, "is unchanged, it could not be kept as " + file.name, errno);
-    if (done && file.isMoved && std::rename(file.name.c_str(), file.path.c_str()) != 0) {
-        throw failure(file.path, "is now " + file.name + " and could not be moved back", errno);
-    }
-    if (done && !file.isMoved) {
-        ::unlink(file.name.c_str());
-    }
-    throw unchanged;
+    return lines;
 }
 
-std::string putBack(const KeptFile& file) {
-    const bool isBack = file.isMoved && !isThere(file.path) &&
-                        std::rename(file.name.c_str(), file.path.c_str()) == 0;
-    return isBack ? "" : file.name + ": " + file.path + " as it was";
+Json jsonOf(const std::vector<KeptFile>& files) {
+    Json json = Json::array();
+    for (const KeptFile& file : files) {
+        Json row;
+        addBytes(row, "file", file.path);
+        addBytes(row, "as", file.name);
+        json.push_back(row);
+    }
+    return json;
+}
+
+std::uint32_t replaceKeeping(std::vector<KeptFile>& kept, const Replacement& replacement,
+                             const files::DirectoryLock& lock) {
+    std::size_t done = 0;
+    try {
+        for (KeptFile& file : kept) {
+            keep(file, lock);
+            ++done;
+        }
+        return replace(replacement, lock);
+    } catch (const Failure& failure) {
+        std::string text = failure.what();
+        for (std::size_t i = 0; i < done; ++i) {
+            const std::string left = putBack(kept[i]);
+            text += left.empty() ? "" : "\n" + left;
+        }
+        throw Failure(failure.code(), text);
+    }
 }
 
 }  // namespace t8settings

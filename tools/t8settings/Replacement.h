@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Files.h"
+#include "Json.h"
 #include "files/DirectoryLock.h"
 
 namespace t8settings {
@@ -16,12 +18,6 @@ struct Replacement {
     /// The file whose permissions and owner the settings file gets if it is not there.
     const std::string& like;
 };
-
-/// Puts the text and a right CRC line in place of the file, as every save does: at every moment
-/// there is one whole text that a load finds. The file keeps its permissions. `lock` is held on its
-/// directory. Returns the CRC. Throws `Failure` when the disk does not give it back.
-std::uint32_t replace(const Replacement& replacement,
-                      const Qel::Settings::files::DirectoryLock& lock);
 
 /// A name beside `path` that nothing has yet, for the file as it was.
 std::string nameToKeep(const std::string& path);
@@ -36,13 +32,14 @@ struct KeptFile {
     bool isMoved = false;
 };
 
-/// Makes a copy of the file, which then can be replaced, or moves it if it cannot be read. Throws
-/// `Failure`, with nothing changed, when that is not possible.
-void keep(KeptFile& file, const Qel::Settings::files::DirectoryLock& lock);
+/// Keeps these files, by copies or, of what cannot be read, by moving it, and then replaces. After
+/// a failure all that can be is as it was, and `Failure` tells the rest.
+std::uint32_t replaceKeeping(std::vector<KeptFile>& kept, const Replacement& replacement,
+                             const Qel::Settings::files::DirectoryLock& lock);
 
-/// After a failure: what was moved goes back to its place, unless something lies there. Returns
-/// what there is to say of the file, in one line; nothing when it is as it was.
-std::string putBack(const KeptFile& file);
+/// One line for each that tells its new name, and the same as JSON: `file` and `as`.
+std::string linesOf(const std::vector<KeptFile>& files);
+Json jsonOf(const std::vector<KeptFile>& files);
 
 }  // namespace t8settings
 

@@ -96,9 +96,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
         result.output += visible(group.file.path() + ": " + countOf(plan.salvage.settings) +
                                  " from " + source.path() + ", CRC " + std::to_string(crc)) +
                          "\n";
-        for (const KeptFile& kept : plan.kept) {
-            result.output += visible(kept.name + ": " + kept.path + " as it was") + "\n";
-        }
+        result.output += linesOf(plan.kept);
         return result;
     }
     Json json;
@@ -106,13 +104,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     addBytes(json, "from", source.path());
     json["settings"] = plan.salvage.settings;
     json["crc"] = crc;
-    json["kept"] = Json::array();
-    for (const KeptFile& kept : plan.kept) {
-        Json row;
-        addBytes(row, "file", kept.path);
-        addBytes(row, "as", kept.name);
-        json["kept"].push_back(row);
-    }
+    json["kept"] = jsonOf(plan.kept);
     json["leftOut"] = jsonOf(plan.salvage.leftOut);
     result.output = textOfJson(json);
     return result;
@@ -125,27 +117,6 @@ void demandHeld(const files::DirectoryLock& lock, const std::string& path) {
                       "nothing was changed: the lock on " + files::directoryOf(path) +
                           " could not be had; end the program that holds it, or whatever "
                           "keeps the directory from being read, and try again");
-    }
-}
-
-/// Keeps what is replaced and replaces it; when that fails, all that can be is put back, and the
-/// rest is told.
-std::uint32_t carryOut(Plan& plan, const Replacement& replacement,
-                       const files::DirectoryLock& lock) {
-    std::size_t done = 0;
-    try {
-        for (KeptFile& kept : plan.kept) {
-            keep(kept, lock);
-            ++done;
-        }
-        return replace(replacement, lock);
-    } catch (const Failure& failure) {
-        std::string text = failure.what();
-        for (std::size_t i = 0; i < done; ++i) {
-            const std::string left = putBack(plan.kept[i]);
-            text += left.empty() ? "" : "\n" + left;
-        }
-        throw Failure(failure.code(), text);
     }
 }
 
@@ -173,7 +144,8 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
     demandNoReset(marker);
     const IniFile& source = sourceIn(group, options.from);
     Plan plan = planOf(group, source);
-    const std::uint32_t crc = carryOut(plan, {group, plan.salvage.text, source.path()}, lock);
+    const std::uint32_t crc =
+        replaceKeeping(plan.kept, {group, plan.salvage.text, source.path()}, lock);
     return report(group, source, plan, crc, format);
 }
 

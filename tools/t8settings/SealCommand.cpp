@@ -31,7 +31,7 @@ struct Sealing {
     std::size_t settings;
     bool written = false;
     std::optional<std::uint32_t> crc = {};
-    std::string kept = {};  ///< what the leftover of a save is called now; mostly empty
+    std::vector<KeptFile> kept = {};
 };
 
 void demandSealable(const FileGroup& group) {
@@ -62,25 +62,17 @@ std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     return findings;
 }
 
-/// A torn copy may hold what nothing else does, and the save would delete it.
-std::optional<KeptFile> keepCopy(const FileGroup& group, const files::DirectoryLock& lock) {
-    const std::string& copy = group.copy.path();
-    if (!isPlainFile(copy)) {
-        return std::nullopt;
+/// What the save would delete and may be nowhere else: a torn copy, and lines of the file that the
+/// new text leaves out.
+std::vector<KeptFile> toKeepOf(const FileGroup& group) {
+    std::vector<KeptFile> all;
+    const bool losesLines = group.file.hasMoreAfterCrcLine();
+    for (const std::string& path : {losesLines ? group.file.path() : "", group.copy.path()}) {
+        if (isPlainFile(path)) {
+            all.push_back({path, nameToKeep(path)});
+        }
     }
-    KeptFile kept = {copy, nameToKeep(copy)};
-    keep(kept, lock);
-    return kept;
-}
-
-std::uint32_t replaceKeeping(const std::optional<KeptFile>& kept, const Replacement& replacement,
-                             const files::DirectoryLock& lock) {
-    try {
-        return replace(replacement, lock);
-    } catch (const Failure& failure) {
-        const std::string left = kept ? putBack(*kept) : "";
-        throw Failure(failure.code(), failure.what() + (left.empty() ? "" : "\n" + left));
-    }
+    return all;
 }
 
 /// Lines that have no effect are told; the others stop the command unless they may be so.
@@ -128,11 +120,11 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
                 settings, false, group.file.computedCrc()};
     }
     const std::string text = textToSeal(group.file);
-    const std::optional<KeptFile> kept = keepCopy(group, lock);
+    std::vector<KeptFile> kept = toKeepOf(group);
     const std::uint32_t crc = replaceKeeping(kept, {group, text, path}, lock);
     return {path,     "sealed, " + countOf(settings) + ", CRC " + std::to_string(crc),
             settings, true,
-            crc,      kept ? kept->name : ""};
+            crc,      kept};
 }
 
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
@@ -140,21 +132,14 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     demandIniFile(path);
     const Sealing sealing = seal(path, force, marker);
     if (format == Format::kText) {
-        const std::string kept =
-            sealing.kept.empty()
-                ? ""
-                : visible(sealing.kept + ": " + copyOf(path) + " as it was") + "\n";
-        return {visible(path + ": " + sealing.outcome) + "\n" + kept};
+        return {visible(path + ": " + sealing.outcome) + "\n" + linesOf(sealing.kept)};
     }
     Json json;
     addBytes(json, "file", path);
     json["written"] = sealing.written;
     json["settings"] = sealing.settings;
     json["crc"] = sealing.crc ? Json(*sealing.crc) : Json(nullptr);
-    json["kept"] = nullptr;
-    if (!sealing.kept.empty()) {
-        addBytes(json, "kept", sealing.kept);
-    }
+    json["kept"] = jsonOf(sealing.kept);
     return {textOfJson(json)};
 }
 

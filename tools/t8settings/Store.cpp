@@ -7,6 +7,7 @@
 #include "Exit.h"
 #include "Files.h"
 #include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Nearest.h"
 #include "SetUp.h"
 #include "Terminal.h"
@@ -19,6 +20,7 @@ using Qel::Settings::SettingsManager;
 
 SettingsManager& bringUp(const Location& location) {
     demandReadableDirectory(location.base);
+    demandReadableFiles(location.base);
     SettingsManager::location(location.base);
     SettingsManager& manager = *Qel::Settings::T8SettingsManager();
     if (!location.marker.empty()) {

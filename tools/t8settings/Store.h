@@ -31,7 +31,8 @@ public:
         std::vector<std::string> errors;  ///< what the library says of it, if anything
     };
 
-    /// Throws `Failure` when the base directory cannot be read.
+    /// Throws `Failure`, with nothing loaded, when the base directory cannot be read, or a file
+    /// that would be set aside because of that.
     explicit Store(const Location& location);
 
     Qel::Settings::SettingsManager& manager() const { return manager_; }

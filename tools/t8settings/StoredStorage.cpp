@@ -22,18 +22,18 @@ bool take(StoredStorage& storage, const SurveyedFile& file) {
 StoredStorage read(const StorageFiles& files) {
     StoredStorage storage;
     std::string name = files.storageName();
-    storage.hasReadWrite = isThere(files.readWrite);
+    storage.hasReadWrite = isThere(files.readWrite) || isHidden(files.readWrite);
     if (!files.defaults.empty()) {
         const SurveyedFile defaults =
-            files.isXml() ? surveyedXml(files.defaults) : surveyed(defaultsOf(files));
+            files.isXml() ? surveyed(XmlFile(files.defaults)) : surveyed(defaultsOf(files));
         if (!take(storage, defaults)) {
             return storage;
         }
         name = defaults.storage;
     }
     if (storage.hasReadWrite) {
-        take(storage,
-             files.isXml() ? surveyedXml(files.readWrite) : surveyed(readWriteOf(files, name)));
+        take(storage, files.isXml() ? surveyed(XmlFile(files.readWrite))
+                                    : surveyed(readWriteOf(files, name)));
     }
     return storage;
 }
@@ -42,10 +42,8 @@ StoredStorage read(const StorageFiles& files) {
 
 StoredStorage storedIn(const StorageFiles& files) {
     // What the library says of the files is said by `problem`.
-    LibraryLog::instance().hold();
-    StoredStorage storage = read(files);
-    LibraryLog::instance().take();
-    return storage;
+    const LibraryMessagesDropped dropped;
+    return read(files);
 }
 
 StoredSettings settingsBelow(const std::string& base) {

@@ -15,7 +15,7 @@ using StoredSettings = std::map<std::string, Record>;
 /// What a process that starts now would find in the files of one storage.
 struct StoredStorage {
     StoredSettings settings;
-    /// Whether there is a read/write file.
+    /// Whether there is a read/write file, or may be one that may not be looked at.
     bool hasReadWrite = false;
     /// Which of the files a load could not use, and why; empty when all are good. A read/write file
     /// that is not leaves the defaults; defaults that are not leave nothing.

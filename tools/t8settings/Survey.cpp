@@ -4,10 +4,11 @@
 #include <iterator>
 #include <utility>
 
-#include "Exit.h"
+#include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Nearest.h"
 #include "Terminal.h"
-#include "files/FileStatus.h"
+#include "XmlFile.h"
 
 namespace t8settings {
 
@@ -45,16 +46,16 @@ void addTo(StorageFacts& facts, const SurveyedFile& file) {
 }
 
 /// The read/write file of a storage that its defaults file, if there is one, calls `name`; nothing
-/// when there is none, or a load would set it aside.
+/// when there is none, or a load would not take it.
 std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name,
                                           ExitCode& code) {
-    if (!Qel::Settings::files::statusAt(files.readWrite)) {
+    if (!mayBeThere(files.readWrite)) {
         return std::nullopt;
     }
     SurveyedFile file =
-        files.isXml() ? surveyedXml(files.readWrite) : surveyed(readWriteOf(files, name));
+        files.isXml() ? surveyed(XmlFile(files.readWrite)) : surveyed(readWriteOf(files, name));
     if (!file.error.empty()) {
-        tell(file, "the next program to load it sets it aside");
+        tell(file, files.isXml() ? fateOfXml(files.readWrite) : fateOf(groupAt(files.readWrite)));
         code = ExitCode::kFindings;
         return std::nullopt;
     }
@@ -62,12 +63,15 @@ std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::
 }
 
 void addStorage(Facts& facts, const StorageFiles& files) {
-    StorageFacts storage = {files.defaults, files.readWrite, false, "", files.survivesReset};
+    StorageFacts storage;
+    storage.defaultsFile = files.defaults;
+    storage.readWriteFile = files.readWrite;
+    storage.survivesReset = files.survivesReset;
     SurveyedFile defaults;
     defaults.storage = files.storageName();
     const bool hasDefaults = !files.defaults.empty();
     if (hasDefaults) {
-        defaults = files.isXml() ? surveyedXml(files.defaults) : surveyed(defaultsOf(files));
+        defaults = files.isXml() ? surveyed(XmlFile(files.defaults)) : surveyed(defaultsOf(files));
         if (!defaults.error.empty()) {
             tell(defaults, "no program can load the storage");
             facts.code = ExitCode::kFindings;
@@ -87,9 +91,19 @@ void addStorage(Facts& facts, const StorageFiles& files) {
     }
 }
 
+std::vector<StorageFiles> storagesInSight(const std::string& base) {
+    const LibraryMessagesDropped dropped;
+    return storagesBelow(base);
+}
+
 Facts surveyOfBase(const std::string& base) {
     Facts facts;
-    const std::vector<StorageFiles> storages = storagesBelow(base);
+    const std::vector<StorageFiles> storages = storagesInSight(base);
+    for (const auto& [directory, reason] : directoriesOutOfSight(base)) {
+        complain(std::string("warning: ").append(directory) +
+                 ": the directory cannot be read: " + reason);
+        facts.code = ExitCode::kFindings;
+    }
     if (storages.empty()) {
         complainOfNoFiles(base);
         facts.code = ExitCode::kFailed;
@@ -100,26 +114,39 @@ Facts surveyOfBase(const std::string& base) {
     return facts;
 }
 
-SurveyedFile readableFile(const std::string& path, bool& isDefaults) {
-    const IniFile ini = iniFileUnderLock(path);
-    isDefaults = ini.role() == IniFile::Role::kDefaults;
-    SurveyedFile file = isXmlPath(path) ? surveyedXml(path) : surveyed(ini);
-    if (ini.state() <= FileState::kTooLarge || (isXmlPath(path) && !file.error.empty())) {
-        throw Failure(ExitCode::kFailed, inQuotes(path) + " cannot be read: " +
-                                             (ini.error().empty() ? file.error : ini.error()));
-    }
+Failure unreadable(const std::string& path, const std::string& reason) {
+    return {ExitCode::kFailed, inQuotes(path) + " cannot be read: " + reason};
+}
+
+SurveyedFile readableXml(const std::string& path) {
+    const XmlFile file(path);
     if (!file.error.empty()) {
-        tell(file, "no program that loads it takes these settings");
+        throw unreadable(path, file.unreadable.empty() ? file.error : file.unreadable);
     }
-    return file;
+    return surveyed(file);
+}
+
+SurveyedFile readableIni(const std::string& path) {
+    const IniFile file = iniFileUnderLock(path);
+    if (file.state() <= FileState::kTooLarge) {
+        throw unreadable(path, file.error().empty() ? surveyed(file).error : file.error());
+    }
+    return surveyed(file);
 }
 
 Facts surveyOfFile(const std::string& path) {
-    bool isDefaults = false;
-    const SurveyedFile file = readableFile(path, isDefaults);
-    StorageFacts storage = {isDefaults ? path : "", isDefaults ? "" : path, false, "", false};
+    const SurveyedFile file = holdsXml(path) ? readableXml(path) : readableIni(path);
+    const bool isDefaults = roleOf(path) == IniFile::Role::kDefaults;
+    StorageFacts storage;
+    (isDefaults ? storage.defaultsFile : storage.readWriteFile) = path;
+    storage.isWhole = false;
+    storage.survivesReset = survivesReset(path);
     addTo(storage, file);
     Facts facts;
+    if (!file.error.empty()) {
+        tell(file, "no program that loads it takes these settings");
+        facts.code = ExitCode::kFindings;
+    }
     addSettings(facts, file, isDefaults ? &file : nullptr,
                 std::make_shared<const StorageFacts>(storage));
     return facts;
@@ -145,8 +172,7 @@ Facts survey(const Location& location) {
 }
 
 Facts surveyAt(const std::string& path) {
-    const auto status = Qel::Settings::files::statusAt(path);
-    return status && status->isDirectory ? surveyOfBase(path) : surveyOfFile(path);
+    return isDirectory(path) ? surveyOfBase(path) : surveyOfFile(path);
 }
 
 std::vector<std::string> namesOf(const Facts& facts) {
@@ -161,7 +187,8 @@ const SettingFacts& factsOn(const std::string& name, const Facts& facts) {
     if (found != facts.end()) {
         return found->second;
     }
-    throw noSuch("setting", name, namesOf(facts));
+    const Failure failure = noSuch("setting", name, namesOf(facts));
+    throw Failure(graver(failure.code(), facts.code), failure.what());
 }
 
 }  // namespace t8settings

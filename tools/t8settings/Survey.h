@@ -18,9 +18,11 @@ namespace t8settings {
 struct StorageFacts {
     std::string defaultsFile;   ///< path; empty when there is none
     std::string readWriteFile;  ///< path; empty when there is none, or it is never written
-    bool readonly = false;
-    std::string savePolicy;  ///< as in the files; empty when they leave it to the programs
-    bool survivesReset = false;
+    bool readonly = false;      ///< one of the files that were looked at says so
+    std::string savePolicy;     ///< as in the files; empty when they leave it to the programs
+    std::optional<bool> survivesReset;  ///< nothing of a file in no directory of a store
+    /// All its files were looked at; one that was not may say something else.
+    bool isWhole = true;
 };
 
 /// All that is to be known of a setting.

@@ -1,11 +1,6 @@
 #include "SurveyedFile.h"
 
-#include <Qel/Settings/SettingStorageXml.h>
-#include <Qel/Settings/SettingsManager.h>
-#include <string_view>
-
 #include "Types.h"
-#include "XmlFile.h"
 
 namespace t8settings {
 
@@ -49,25 +44,16 @@ SurveyedFile surveyed(const IniFile& file) {
     return found;
 }
 
-SurveyedFile surveyedXml(const std::string& path) {
+SurveyedFile surveyed(const XmlFile& file) {
     SurveyedFile found;
-    found.path = path;
+    found.path = file.path;
+    found.storage = file.storageName;
+    found.error = file.error;
     found.readonly = true;
-    // As a storage's defaults file, which is never set aside, whatever it holds.
-    const SystemLogSilenced silence;
-    Qel::Settings::SettingsManager manager;
-    Qel::Settings::SettingStorageXml storage("", path, "");
-    found.error = storage.init(&manager, typesInForce()) ? "" : "it is no XML that can be read";
-    found.storage = storage.name();
-    for (const SettingPtr& setting : storage.snapshot()) {
+    for (const SettingPtr& setting : file.settings) {
         found.settings[setting->name()] = recordOf(typesInForce(), setting, found.storage);
     }
     return found;
-}
-
-bool isXmlPath(const std::string& path) {
-    constexpr std::string_view kXml = ".xml";
-    return path.size() >= kXml.size() && path.substr(path.size() - kXml.size()) == kXml;
 }
 
 }  // namespace t8settings

@@ -6,6 +6,7 @@
 
 #include "IniFile.h"
 #include "Records.h"
+#include "XmlFile.h"
 
 namespace t8settings {
 
@@ -23,9 +24,7 @@ struct SurveyedFile {
 SurveyedFile surveyed(const IniFile& file);
 
 /// The same for an XML file.
-SurveyedFile surveyedXml(const std::string& path);
-
-bool isXmlPath(const std::string& path);
+SurveyedFile surveyed(const XmlFile& file);
 
 }  // namespace t8settings
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "LoadOutcome.h"
 #include "Replacement.h"
 #include "Terminal.h"
 #include "XmlFile.h"
@@ -26,11 +27,6 @@ std::set<std::string> namesIn(const IniFile& file) {
         }
     }
     return names;
-}
-
-bool isDirectory(const std::string& path) {
-    const auto status = Qel::Settings::files::statusAt(path);
-    return status && status->isDirectory;
 }
 
 /// Names in the directory, in order; a directory that is not there has none. `error` is the errno
@@ -86,7 +82,7 @@ void Verification::verifyFile(const std::string& path) {
     if (!isPlainFile(path) && errno == ENOENT) {
         add(path, Harm::kUnreadable, "not there", "");
     }
-    if (isXml(path)) {
+    if (holdsXml(path)) {
         verifyXml(path, path);
     } else if (fileBeside(path)) {
         const IniFile file = iniFileUnderLock(path);
@@ -156,32 +152,29 @@ void Verification::verifyGroup(const FileGroup& group) {
 }
 
 void Verification::verifyXml(const std::string& storage, const std::string& path) {
-    const XmlFile file(path);
     if (isThere(setAsideOf(path))) {
         add(setAsideOf(path), Harm::kLost,
             "set aside by a load that could not use it, and never read",
             "mend it and give it its name back; or delete it");
     }
-    if (!file.isThere) {
+    if (!isThere(path)) {
         return;
     }
-    files_.push_back({path, "xml", file.names.size()});
-    if (::access(path.c_str(), R_OK) != 0) {
-        add(path, Harm::kUnreadable, "cannot be read: " + std::string(std::strerror(errno)), "");
-        return;
-    }
+    const XmlFile file(path);
+    files_.push_back({path, "xml", file.settings.size()});
     if (!file.error.empty()) {
-        const bool isSetAside = iniFileAt(path).role() == IniFile::Role::kReadWrite;
-        add(path, Harm::kUnusable,
-            file.error + (isSetAside
-                              ? "; the next program to load it sets it aside as " + setAsideOf(path)
-                              : ""),
-            "");
+        const bool isLoaded = roleOf(path) == IniFile::Role::kReadWrite && !fileBeside(path);
+        add(path, file.unreadable.empty() ? Harm::kUnusable : Harm::kUnreadable,
+            file.error + (isLoaded ? "; " + fateOfXml(path) : ""), "");
     }
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");
     }
-    noteNames(storage, path, {file.names.begin(), file.names.end()});
+    std::set<std::string> names;
+    for (const SettingPtr& setting : file.settings) {
+        names.insert(setting->name());
+    }
+    noteNames(storage, path, names);
 }
 
 bool Verification::canRead(const std::string& directory) {
@@ -212,21 +205,21 @@ void Verification::verifyEntry(const std::string& path) {
     if (known_.count(file) != 0 || isDirectory(path)) {
         return;
     }
-    if (file != path && endsWith(file, ".ini")) {
-        // Files beside one that is not there; the first of them speaks for all.
+    // Files beside one that is not there; the first of them speaks for all.
+    if (file != path && isIni(file)) {
         known_.insert(file);
         verifyGroup(groupAt(file));
-        return;
+    } else if (path == setAsideOf(file) && isXml(file)) {
+        known_.insert(file);
+        verifyXml(file, file);
+    } else if (isKept(path)) {
+        kept_.push_back(path);
+    } else {
+        add(path, Harm::kIgnored,
+            isIni(path) || isXml(path) ? "ignored, as its name begins with \".\""
+                                       : "ignored, as its name ends in neither .ini nor .xml",
+            "");
     }
-    if (isKept(path)) {
-        add(path, Harm::kIgnored, "kept by recover", "delete it when nobody needs it");
-        return;
-    }
-    add(path, Harm::kIgnored,
-        endsWith(file, ".ini") || isXml(file)
-            ? "ignored, as its name begins with \".\""
-            : "ignored, as its name ends in neither .ini nor .xml",
-        "");
 }
 
 void Verification::noteNames(const std::string& storage, const std::string& path,

@@ -30,6 +30,9 @@ public:
     const std::vector<File>& files() const { return files_; }
     const std::vector<FileFinding>& findings() const { return findings_; }
 
+    /// Paths of what seal and recover have kept: nothing is amiss with that, but it may be deleted.
+    const std::vector<std::string>& kept() const { return kept_; }
+
 private:
     void verifyStorage(const StorageFiles& storage);
     void verifyIni(const StorageFiles& storage);
@@ -49,6 +52,7 @@ private:
 
     std::vector<File> files_;
     std::vector<FileFinding> findings_;
+    std::vector<std::string> kept_;
     std::map<std::string, bool> canRead_;  ///< by directory
     std::set<std::string> known_;          ///< paths of the storages' files
     struct Place {

@@ -35,8 +35,12 @@ ExitCode codeOf(const std::vector<FileFinding>& findings) {
 std::string textOf(const Verification& verification) {
     const std::size_t count = verification.findings().size();
     const std::string verdict = verification.files().empty() ? "nothing to verify" : "all sound";
-    return linesOf(verification.findings()) + counted(verification.files().size(), "file") + ", " +
-           (count == 0 ? verdict : counted(count, "finding")) + "\n";
+    std::string kept;
+    for (const std::string& path : verification.kept()) {
+        kept += visible(path) + ": kept by seal or recover; delete it when nobody needs it\n";
+    }
+    return linesOf(verification.findings()) + kept + counted(verification.files().size(), "file") +
+           ", " + (count == 0 ? verdict : counted(count, "finding")) + "\n";
 }
 
 Json jsonOf(const Verification& verification) {
@@ -49,6 +53,12 @@ Json jsonOf(const Verification& verification) {
         json["files"].push_back(row);
     }
     json["findings"] = jsonOf(verification.findings());
+    json["kept"] = Json::array();
+    for (const std::string& path : verification.kept()) {
+        Json row;
+        addBytes(row, "file", path);
+        json["kept"].push_back(row);
+    }
     return json;
 }
 

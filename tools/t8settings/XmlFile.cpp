@@ -1,12 +1,14 @@
 #include "XmlFile.h"
 
 #include <Qel/Settings/SettingStorageXml.h>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 
-#include "Files.h"
 #include "LibraryLog.h"
 #include "SetUp.h"
 #include "Terminal.h"
+#include "files/WholeFile.h"
 
 namespace t8settings {
 
@@ -18,32 +20,32 @@ public:
     Document() : SettingStorageXml("", "", "") { setFactory(setUpWithoutFiles().types); }
 };
 
+std::string whyUnreadableFile(const std::string& path) {
+    std::string data;
+    return Qel::Settings::files::readWholeFile(path, data) ? "" : std::strerror(errno);
+}
+
 std::string errorOf(Document& document, const std::string& path) {
     const SystemLogSilenced silence;
-    LibraryLog::instance().hold();
-    std::string error;
+    const LibraryMessagesDropped dropped;
     try {
-        const bool loaded = document.loadFile(path);
-        error = reasons(LibraryLog::instance().take());
-        return loaded ? "" : error;
+        return document.loadFile(path) ? "" : "no readable well-formed XML document";
     } catch (const std::exception& thrown) {
-        LibraryLog::instance().take();
         return thrown.what();
     }
 }
 
 }  // namespace
 
-XmlFile::XmlFile(const std::string& file) : path(file), isThere(t8settings::isThere(file)) {
-    if (!isThere) {
+XmlFile::XmlFile(const std::string& file) : path(file), unreadable(whyUnreadableFile(file)) {
+    if (!unreadable.empty()) {
+        error = "cannot be read: " + unreadable;
         return;
     }
     Document document;
     error = errorOf(document, path);
     storageName = document.name();
-    for (const auto& setting : document.settingsSet()) {
-        names.push_back(setting.first);
-    }
+    settings = document.snapshot();
     rejected = splitLines(*document.errInfo());
 }
 

@@ -5,6 +5,8 @@
 #include <syslog.h>
 #include <vector>
 
+#include "Store.h"
+
 namespace t8settings {
 
 /// The library tells the system log what it rejects, for whoever watches a television; a mere look
@@ -25,10 +27,10 @@ struct XmlFile {
     explicit XmlFile(const std::string& path);
 
     std::string path;
-    std::string error;  ///< why it cannot be loaded; empty when it can
-    bool isThere = false;
+    std::string unreadable;  ///< why it cannot be read, in the system's words; mostly empty
+    std::string error;       ///< why it cannot be loaded; empty when it can
     std::string storageName;
-    std::vector<std::string> names;     ///< of its settings
+    std::vector<SettingPtr> settings;
     std::vector<std::string> rejected;  ///< elements that no setting could be made of
 };
 

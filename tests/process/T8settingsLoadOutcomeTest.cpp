@@ -1,0 +1,181 @@
+// What the commands say that a load does, and what it does, where a file cannot be taken or read.
+
+#include <chrono>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::ToolRun;
+
+class T8settingsLoadOutcome : public testsupport::ToolTest {
+protected:
+    T8settingsLoadOutcome() {
+        put("qel-default-settings/s.ini", "#name = s\n[a]\nfresh = int,1\nmoved = int64,2\n");
+        put("settings/s.ini", kMoved);
+    }
+
+    const std::string kMoved = "#name = s\n[a]\nmoved = int64,20\n#crc32 = false\n";
+    const std::string file_ = path("settings/s.ini");
+};
+
+TEST_F(T8settingsLoadOutcome, FileThatWasSetAsideBeforeComesFirst) {
+    put("settings/s.ini.bad", kMoved);
+    put("settings/s.ini", "#name = s\n#crc32 = 1\n");
+    const std::string recover = "t8settings recover " + file_;
+    EXPECT_EQ(file_ +
+                  ":2: wrong CRC: the text has 2154063472, its CRC line says 1; the next program "
+                  "to load it sets it aside as " +
+                  file_ + ".bad, in place of the one that is there; first of all: " + recover +
+                  "; after a hand edit: t8settings seal " + file_ + "\n" + file_ +
+                  ".bad: set aside by a load that could not use it, and never read; " + recover +
+                  " shows what it holds; or delete it\n2 files, 2 findings\n",
+              run({"verify", file_}).out);
+}
+
+TEST_F(T8settingsLoadOutcome, CopyThatCannotBeReadKeepsADamagedFileInItsPlace) {
+    put("settings/s.ini", "damaged");
+    put("settings/s.ini.tmp", kMoved);
+    std::filesystem::permissions(file_ + ".tmp", std::filesystem::perms::none);
+    const std::string stays =
+        "; the next program to load it leaves it there and goes by the defaults";
+    EXPECT_THAT(run({"verify", file_}, {}, ordinaryUser).out,
+                StartsWith(file_ + ": no CRC line" + stays + "; "));
+    EXPECT_THAT(run({"recover", file_}, {}, ordinaryUser).out,
+                HasSubstr("\nA load takes none of them, and leaves them where they are.\n"));
+    const ToolRun origin = run({"list", "--origin"}, {}, ordinaryUser);
+    EXPECT_EQ("t8settings: warning: " + file_ + ": it has no CRC line" + stays + "\n", origin.err);
+    EXPECT_EQ(5, origin.exitCode);
+    run({"list"}, {}, ordinaryUser);
+    EXPECT_EQ("damaged", bytesOf("settings/s.ini"));
+}
+
+TEST_F(T8settingsLoadOutcome, CopyThatFailsTheLoadIsNotTakenForGood) {
+    put("settings/s.ini.tmp", "a = int,1\n#name = s\n#crc32 = false\n");
+    EXPECT_THAT(run({"verify", file_}).out,
+                HasSubstr(file_ + ".tmp: read in place of " + file_ +
+                          ", and no program can load it; t8settings recover " + file_ + "\n"));
+    EXPECT_THAT(run({"recover", file_}).out, HasSubstr("\nA load takes none of them, and sets " +
+                                                       file_ + " aside as " + file_ + ".bad.\n"));
+    run({"list"});
+    EXPECT_TRUE(testsupport::exists(file_ + ".bad"));
+}
+
+TEST_F(T8settingsLoadOutcome, WhatMayNotBeLookedAtIsNotTakenForMissing) {
+    using std::filesystem::perms;
+    const std::string directory = path("settings");
+    const std::string unread = "t8settings: warning: " + file_ +
+                               ": it cannot be read: Permission denied; the next program to load "
+                               "it leaves it there and goes by the defaults\n";
+    const std::string unlisted =
+        "t8settings: warning: " + directory + ": the directory cannot be read: Permission denied\n";
+    for (const perms allowed : {perms::none, perms::owner_read}) {
+        std::filesystem::permissions(directory, allowed);
+        for (const auto& words : {std::vector<std::string>{"get", "s/a/moved", "--origin"},
+                                  {"list", "--origin"},
+                                  {"list", "--changed"},
+                                  {"describe", "s/a/moved"},
+                                  {"diff"},
+                                  {"dump"}}) {
+            const ToolRun shown = run(words, {}, ordinaryUser);
+            EXPECT_THAT(shown.err, HasSubstr(unread)) << words.front();
+            EXPECT_THAT(shown.err, HasSubstr(unlisted)) << words.front();
+            EXPECT_THAT(shown.err, testing::Not(HasSubstr("error: "))) << words.front();
+            EXPECT_EQ(5, shown.exitCode) << words.front();
+        }
+        for (const auto& words : {std::vector<std::string>{"get", "s/a/moved"}, {"list"}}) {
+            const ToolRun shown = run(words, {}, ordinaryUser);
+            EXPECT_THAT(shown.err, HasSubstr("t8settings: error: '" + file_ +
+                                             "' cannot be looked at, the defaults stand: "))
+                << words.front();
+            EXPECT_EQ(5, shown.exitCode) << words.front();
+        }
+        std::filesystem::permissions(directory, perms::owner_all);
+    }
+    EXPECT_EQ(0, run({"list"}, {}, ordinaryUser).exitCode);
+}
+
+TEST_F(T8settingsLoadOutcome, DirectoryThatCannotBeReadIsOneFindingOfVerify) {
+    const std::string directory = path("settings");
+    std::filesystem::permissions(directory, std::filesystem::perms::none);
+    const ToolRun verify = run({"verify"}, {}, ordinaryUser);
+    const ToolRun one = run({"verify", file_}, {}, ordinaryUser);
+    std::filesystem::permissions(directory, std::filesystem::perms::owner_all);
+    const std::string finding = directory + ": the directory cannot be read: Permission denied\n";
+    EXPECT_THAT(verify.out, testing::AllOf(HasSubstr(finding), HasSubstr(", 1 finding\n")));
+    EXPECT_EQ(1, verify.exitCode);
+    EXPECT_EQ(finding + "0 files, 1 finding\n", one.out);
+}
+
+TEST_F(T8settingsLoadOutcome, FileThatWatchMayNotLookAtAnyMoreHasNotGone) {
+    const std::string out = dir_.file("watched");
+    const std::string err = dir_.file("said");
+    const pid_t watch = fork();
+    if (watch == 0) {
+        redirect(out, O_WRONLY | O_CREAT, STDOUT_FILENO);
+        redirect(err, O_WRONLY | O_CREAT, STDERR_FILENO);
+        ordinaryUser();
+        testsupport::becomeTool({"--base", base_, "--marker", marker_, "watch"}, {});
+    }
+    const auto waitFor = [&](const std::string& words) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (std::chrono::steady_clock::now() < end &&
+               !(testsupport::exists(err) && testsupport::exists(out) &&
+                 (testsupport::readFile(err).find(words) != std::string::npos ||
+                  !testsupport::readFile(out).empty()))) {
+            std::this_thread::yield();
+        }
+    };
+    waitFor("watching");
+    std::filesystem::permissions(path("settings"), std::filesystem::perms::none);
+    put("qel-default-settings/s.ini", bytesOf("qel-default-settings/s.ini"));
+    waitFor("what was known of it stands until it changes");
+    kill(watch, SIGTERM);
+    EXPECT_EQ(0, testsupport::exitCodeOf(watch));
+    std::filesystem::permissions(path("settings"), std::filesystem::perms::owner_all);
+    EXPECT_EQ("", testsupport::readFile(out));
+    EXPECT_THAT(testsupport::readFile(err),
+                HasSubstr("t8settings: warning: " + file_ +
+                          ": it cannot be read: Permission denied; what was known of it stands "
+                          "until it changes\n"));
+}
+
+TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {
+    const std::string before = bytesOf("settings/s.ini");
+    put("settings/x.xml", "<x><a>1</a></x>");
+    for (const std::string name : {"settings/s.ini", "settings/x.xml"}) {
+        std::filesystem::permissions(path(name), std::filesystem::perms::none);
+        for (const auto& words : {std::vector<std::string>{"get", "s/a/moved"},
+                                  {"list"},
+                                  {"info"},
+                                  {"set", "s/a/moved", "3"},
+                                  {"reset", "s/a/moved"}}) {
+            const ToolRun refused = run(words, {}, ordinaryUser);
+            EXPECT_EQ("", refused.out);
+            EXPECT_EQ("t8settings: " + path(name) +
+                          " cannot be read: Permission denied\nt8settings: nothing was loaded, as "
+                          "that would set it aside as damaged; be a user who may read it, or see "
+                          "what list --origin can read\n",
+                      refused.err);
+            EXPECT_EQ(1, refused.exitCode) << words.front();
+            EXPECT_FALSE(testsupport::exists(path(name + ".bad"))) << words.front();
+        }
+        EXPECT_EQ(5, run({"list", "--origin"}, {}, ordinaryUser).exitCode);
+        std::filesystem::permissions(path(name), std::filesystem::perms::owner_all);
+    }
+    EXPECT_EQ(before, bytesOf("settings/s.ini"));
+    // A good copy is read in its place, and it stays.
+    std::filesystem::permissions(path("settings/s.ini"), std::filesystem::perms::none);
+    put("settings/s.ini.tmp", before);
+    EXPECT_EQ("20\n", run({"get", "s/a/moved"}, {}, ordinaryUser).out);
+}
+
+}  // namespace

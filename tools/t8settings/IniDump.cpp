@@ -1,0 +1,117 @@
+#include "IniDump.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+
+#include "FileCheck.h"
+#include "Terminal.h"
+#include "TextOfValue.h"
+
+namespace t8settings {
+
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+using Entries = std::vector<DumpEntry>;
+/// By the numbers of the lines.
+using Problems = std::map<std::size_t, std::string>;
+
+constexpr const char* kStandardInput = "-";
+
+/// Standard input has no file name for a storage to be called by, nor a directory of defaults.
+IniFile fileOf(const std::string& path, const std::string& bytes) {
+    return path == kStandardInput ? IniFile(shownPathOf(path), "", IniFile::Role::kReadWrite, bytes)
+                                  : iniFileOf(path, bytes);
+}
+
+std::string placeOf(const IniFile& file, std::size_t line) {
+    return file.path() + ":" + std::to_string(line);
+}
+
+std::string textOf(const Finding& finding) {
+    return finding.reason + (finding.remedy.empty() ? "" : "; " + finding.remedy);
+}
+
+bool saysItsName(const IniFile& file) {
+    const auto& lines = file.lines();
+    return !lines.empty() && lines.front().kind == Kind::Header && lines.front().key == "name";
+}
+
+/// Whether the names of its settings are those within a storage.
+bool isOfAStorage(const IniFile& file) {
+    return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || saysItsName(file);
+}
+
+/// Why nothing can be said about its single lines, if so.
+std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
+    const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
+    if (hasCrc && !file.accepted()) {
+        return DumpEntry{placeOf(file, file.crcLine()),
+                         stateOf(file) + "; delete that line to have the others taken as they are"};
+    }
+    if (const auto misplaced = misplacedNameIn(file)) {
+        return DumpEntry{placeOf(file, misplaced->line), textOf(*misplaced)};
+    }
+    if (hasCrc && file.storageName().empty() && !saysItsName(file)) {
+        return DumpEntry{placeOf(file, 1),
+                         "no #name tells which storage it is of; load the file by its own name"};
+    }
+    return std::nullopt;
+}
+
+/// What a load would not read, or read as something else than it says.
+Problems problemsIn(const IniFile& file) {
+    Problems problems;
+    for (const Finding& finding : findingsInStrays(file)) {
+        problems.emplace(finding.line, textOf(finding));
+    }
+    if (const auto cut = cutLineIn(file)) {
+        problems.emplace(cut->finding.line, textOf(cut->finding));
+    }
+    if (const auto unread = unreadLinesIn(file)) {
+        problems.emplace(unread->line, textOf(*unread));
+    }
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Malformed) {
+            problems.emplace(line.number, inQuotes(line.whole) +
+                                              " is no setting, which is written NAME = TYPE,TEXT");
+        }
+    }
+    return problems;
+}
+
+/// In the order of the lines.
+Entries entriesOf(const IniFile& file, const Problems& problems) {
+    const std::size_t prefix = isOfAStorage(file) ? 0 : file.storageName().size() + 1;
+    std::map<std::size_t, DumpEntry> entries;
+    for (const auto& [line, problem] : problems) {
+        entries[line] = {placeOf(file, line), problem};
+    }
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting && problems.count(line.number) == 0) {
+            entries[line.number] = {placeOf(file, line.number), "", line.name.substr(prefix),
+                                    line.type, textForPeople(line.type, line.value)};
+        }
+    }
+    Entries all;
+    all.reserve(entries.size());
+    for (auto& entry : entries) {
+        all.push_back(std::move(entry.second));
+    }
+    return all;
+}
+
+}  // namespace
+
+std::string shownPathOf(const std::string& path) {
+    return path == kStandardInput ? "standard input" : path;
+}
+
+Entries entriesOfIni(const std::string& path, const std::string& bytes) {
+    const IniFile file = fileOf(path, bytes);
+    const auto refused = whyNotAtAll(file);
+    return refused ? Entries{*refused} : entriesOf(file, problemsIn(file));
+}
+
+}  // namespace t8settings

@@ -1,0 +1,107 @@
+#include "LoadOutcome.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "LibraryLog.h"
+#include "files/FileStatus.h"
+
+namespace t8settings {
+
+namespace {
+
+bool isDirectoryItself(const std::string& path) {
+    const auto status = Qel::Settings::files::statusOfEntryAt(path);
+    return status && status->isDirectory;
+}
+
+bool mayBeSetAside(const FileGroup& group) {
+    return !group.copy.mayBeReadLater() && !isHidden(group.file.path()) &&
+           !isDirectoryItself(group.setAside.path());
+}
+
+bool mayNotBeRead(const std::string& path) {
+    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
+}
+
+bool wouldBeSetAside(const StorageFiles& storage) {
+    if (!mayNotBeRead(storage.readWrite) || isHidden(storage.readWrite)) {
+        return false;
+    }
+    return storage.isXml() || loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside;
+}
+
+}  // namespace
+
+LoadOutcome loadOutcomeOf(const FileGroup& group) {
+    if (group.file.state() == FileState::kMissing) {
+        return LoadOutcome::kNotLookedFor;
+    }
+    // A copy that passes its check is taken, and nothing else is tried when its lines fail.
+    const IniFile& candidate = group.copy.accepted() ? group.copy : group.file;
+    if (candidate.accepted() && candidate.misplacedName() == nullptr) {
+        return &candidate == &group.copy ? LoadOutcome::kTakesCopy : LoadOutcome::kTakesFile;
+    }
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        return LoadOutcome::kNotLoaded;
+    }
+    return mayBeSetAside(group) ? LoadOutcome::kSetAside : LoadOutcome::kStays;
+}
+
+const IniFile* takenByLoad(const FileGroup& group) {
+    const LoadOutcome outcome = loadOutcomeOf(group);
+    return outcome == LoadOutcome::kTakesCopy   ? &group.copy
+           : outcome == LoadOutcome::kTakesFile ? &group.file
+                                                : nullptr;
+}
+
+std::string placeAsideOf(const std::string& path) {
+    const std::string place = setAsideOf(path);
+    return place + (isThere(place) ? ", in place of the one that is there" : "");
+}
+
+std::string fateOf(const FileGroup& group) {
+    switch (loadOutcomeOf(group)) {
+        case LoadOutcome::kNotLoaded:
+            return "none of its settings come up";
+        case LoadOutcome::kTakesCopy:
+            return group.copy.path() + " is read in its place";
+        case LoadOutcome::kStays:
+            return "the next program to load it leaves it there and goes by the defaults";
+        default:
+            return "the next program to load it sets it aside as " +
+                   placeAsideOf(group.file.path());
+    }
+}
+
+std::string fateOfXml(const std::string& path) {
+    return isHidden(path) || isDirectoryItself(setAsideOf(path))
+               ? "the next program to load it leaves it there and goes by the defaults"
+               : "the next program to load it sets it aside as " + placeAsideOf(path);
+}
+
+void demandReadableFiles(const std::string& base) {
+    const LibraryMessagesDropped dropped;
+    for (const StorageFiles& storage : storagesBelow(base)) {
+        if (wouldBeSetAside(storage)) {
+            throw Failure(ExitCode::kFailed,
+                          storage.readWrite + " cannot be read: " + std::strerror(EACCES) +
+                              "\nnothing was loaded, as that would set it aside as damaged; be a "
+                              "user who may read it, or see what list --origin can read");
+        }
+    }
+}
+
+ExitCode codeOfLookAt(const std::string& base) {
+    const LibraryMessagesDropped dropped;
+    std::vector<StorageFiles> storages = storagesBelow(base);
+    const auto isSeen = [](const StorageFiles& storage) { return !isHidden(storage.readWrite); };
+    const bool canReadAll = directoriesOutOfSight(base).empty() &&
+                            std::all_of(storages.begin(), storages.end(), isSeen);
+    return canReadAll ? ExitCode::kDone : ExitCode::kFindings;
+}
+
+}  // namespace t8settings
