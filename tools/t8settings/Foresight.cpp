@@ -15,11 +15,19 @@ namespace {
 using Qel::Settings::SettingStorageFileBase;
 using Qel::Settings::SettingStorageInifile;
 
+struct NewName {
+    std::string name;
+    const char* why;
+};
+
 /// What a load of a file gives.
 struct Loaded {
     SettingTexts texts;
-    std::map<std::string, std::string> newNames;  ///< of settings that come under another name
+    std::map<std::string, NewName> newNames;  ///< of settings that come under another name
 };
+
+constexpr const char* kWithoutSection = "it has no section and sorts after one that has";
+constexpr const char* kOfAnotherStorage = "its files give the storage two names";
 
 std::set<std::string> sectionsOf(const SettingStorageFileBase& storage) {
     const auto* const file = dynamic_cast<const SettingStorageInifile*>(&storage);
@@ -27,7 +35,13 @@ std::set<std::string> sectionsOf(const SettingStorageFileBase& storage) {
     return {sections.begin(), sections.end()};
 }
 
-/// A save writes the settings in the order of their names, and no line ends a section.
+std::string pathOf(const std::string& name) {
+    return name.substr(0, name.rfind('/') + 1);
+}
+
+/// A save writes the settings in the order of their names, and no line ends a section. A name that
+/// does not begin with the storage's own, which the storage had before, becomes a part of one that
+/// does.
 Loaded foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts,
                 const FactoryPtr& factory) {
     const std::string root = storage.name() + "/";
@@ -36,13 +50,12 @@ Loaded foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts
     Loaded loaded;
     std::string section = root;
     for (const auto& [name, text] : texts) {
-        const std::string own = sectionOf(name, sections);
-        std::string given = name;
-        if (!own.empty()) {
-            section = own;
-        } else if (name.compare(0, root.size(), root) == 0) {
-            given = section + name.substr(root.size());
-        }
+        const bool isOwn = name.compare(0, root.size(), root) == 0;
+        const std::string own = isOwn ? sectionOf(name, sections) : pathOf(root + name);
+        const std::string given = !isOwn        ? root + name
+                                  : own.empty() ? section + name.substr(root.size())
+                                                : name;
+        section = own.empty() ? section : own;
         const std::size_t comma = text.find(',');
         const auto back =
             readFromFile(factory, text.substr(0, comma), given, text.substr(comma + 1));
@@ -50,7 +63,8 @@ Loaded foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts
             loaded.texts.insert_or_assign(given, *back);
         }
         if (given != name) {
-            loaded.newNames.emplace(name, given);
+            loaded.newNames.emplace(name,
+                                    NewName{given, isOwn ? kWithoutSection : kOfAnotherStorage});
         }
     }
     return loaded;
@@ -87,10 +101,8 @@ std::vector<std::string> harmOf(const SettingTexts& wanted, const Loaded& loaded
     std::vector<std::string> harm;
     for (const auto& [name, newName] : loaded.newNames) {
         const bool isMissed = others.erase(name) != 0;
-        if (others.erase(newName) != 0 || isMissed) {
-            harm.push_back(name +
-                           " has no section and sorts after one that has: a load takes it for " +
-                           newName);
+        if (others.erase(newName.name) != 0 || isMissed) {
+            harm.push_back(name + " is read as " + newName.name + ": " + newName.why);
         }
     }
     for (const std::string& name : others) {
