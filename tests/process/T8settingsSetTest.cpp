@@ -259,6 +259,37 @@ TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {
     EXPECT_EQ("5\n", run({"get", kBass}).out);
 }
 
+// The caches are flushed at the end of a process that has changed something.
+TEST_F(T8settingsSet, ChangeIsFlushedAlsoWhenNobodyReadsOrItIsTakenBack) {
+    put("settings/p.ini", "#name = p\n#savepolicy = async\nv = int,1\n#crc32 = false\n");
+    put("settings/q.ini", "#name = q\nv = int,1\n#crc32 = false\n");
+    put("dump", "p/v = int,7\nq/v = int,7\n");
+    const std::string flushed = dir_.file("flushed");
+    testsupport::writeFile(dir_.file("flash"), "#!/bin/sh\necho \"$@\" >>'" + flushed + "'\n");
+    std::filesystem::permissions(dir_.file("flash"), std::filesystem::perms::owner_all);
+    const std::map<std::string, std::string> environment = {
+        {"PATH", dir_.path() + ":/usr/bin:/bin"}};
+
+    EXPECT_EQ(0, run({"get", "p/v"}, environment).exitCode);
+    EXPECT_FALSE(testsupport::exists(flushed));
+
+    const ToolRun unread = run({"set", "p/v", "2"}, environment, [] {
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(126);
+        close(ends[0]);
+        close(ends[1]);
+    });
+    EXPECT_EQ("t8settings: cannot write to standard output: Broken pipe\n", unread.err);
+    EXPECT_EQ(1, unread.exitCode);
+    EXPECT_EQ("flushcache\n", testsupport::readFile(flushed));
+
+    std::filesystem::create_directory(path("settings/q.ini.tmp"));
+    const ToolRun failed = run({"load", path("dump")}, environment);
+    EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: p is as it was\n"));
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("flushcache\nflushcache\n", testsupport::readFile(flushed));
+}
+
 TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {
     put("qel-default-settings/odd.ini", "#name = odd\nt\xC3\xBCr \xFF = string,x\n");
     EXPECT_EQ("odd/t\xC3\xBCr \xFF\tstring\t\xFE\n",

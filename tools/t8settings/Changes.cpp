@@ -225,7 +225,7 @@ public:
     }
 
 private:
-    static constexpr std::array<int, 3> kEnding = {SIGINT, SIGTERM, SIGHUP};
+    static constexpr std::array<int, 4> kEnding = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
     sigset_t before_;
     bool isBlocked_;
@@ -249,6 +249,8 @@ void changeAndSave(const Store& store, const Changes& changes) {
     for (const auto& ofStorage : byStorage) {
         demandThatASaveKeepsAll(store, ofStorage.second);
     }
+    // Nobody may read the messages any more.
+    std::signal(SIGPIPE, SIG_IGN);
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
@@ -258,8 +260,10 @@ void changeAndSave(const Store& store, const Changes& changes) {
         }
     } catch (const std::exception& error) {
         const auto* const known = dynamic_cast<const Failure*>(&error);
-        const Failure failure = takenBack(
-            store, befores, known == nullptr ? ExitCode::kFailed : known->code(), error.what());
+        const Failure failure =
+            takenBack(store, befores, known == nullptr ? ExitCode::kFailed : known->code(),
+                      error.what())
+                .withChanges();
         if (endDeferred.isEnding()) {
             complain(failure.what());
         }
