@@ -265,6 +265,13 @@ TEST_F(T8settingsDump, FileThatCannotBeReadIsAFailure) {
     EXPECT_EQ(2, run({"load"}).exitCode);
 }
 
+TEST_F(T8settingsDump, DumpWithoutAnEndIsRefused) {
+    const ToolRun endless = run({"load", "/dev/zero"});
+    EXPECT_EQ("t8settings: \"/dev/zero\" is larger than 64 MiB, which is too large for a dump\n",
+              endless.err);
+    EXPECT_EQ(1, endless.exitCode);
+}
+
 TEST_F(T8settingsDump, FullDiskChangesNothing) {
     put("dump", "a/s/bass = int8,5\nb/t\xC3\xBCr \xFF = string,y\n");
     const ToolRun full = run({"load", path("dump")}, {}, fullDisk);

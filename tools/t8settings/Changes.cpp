@@ -28,10 +28,9 @@ using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
 Failure notSaved(const Changes& changes, const std::string& why) {
-    const std::string what = changes.size() == 1
-                                 ? changes.front().setting->name()
-                                 : std::to_string(changes.size()) + " settings of " +
-                                       storageOf(changes.front().setting).name();
+    const std::string what = changes.size() == 1 ? changes.front().setting->name()
+                                                 : counted(changes.size(), "setting") + " of " +
+                                                       storageOf(changes.front().setting).name();
     return {ExitCode::kFailed, what + " could not be saved" + (why.empty() ? "" : ":\n" + why)};
 }
 

@@ -8,6 +8,7 @@
 #include "FileOnDisk.h"
 #include "Json.h"
 #include "LibraryLog.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -48,10 +49,11 @@ const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
     return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
 }
 
-std::ptrdiff_t resettable(const Store& store) {
+std::size_t resettable(const Store& store) {
     const auto storages = store.storages();
-    return std::count_if(storages.begin(), storages.end(),
-                         [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; });
+    return static_cast<std::size_t>(
+        std::count_if(storages.begin(), storages.end(),
+                      [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; }));
 }
 
 void demandSomethingToReset(const Store& store) {
@@ -64,8 +66,8 @@ void demandSomethingToReset(const Store& store) {
 }
 
 void demandConfirmation(const Store& store) {
-    if (!confirm("Reset " + std::to_string(resettable(store)) + " storages below " +
-                 Qel::Settings::SettingsManager::location() + " to their defaults? " +
+    if (!confirm("Reset " + counted(resettable(store), "storage") + " below " +
+                 Qel::Settings::SettingsManager::location() + " to the defaults? " +
                  store.marker() + " then keeps every process from saving until the restart.")) {
         throw Failure(ExitCode::kFailed, "nothing was reset");
     }
@@ -143,7 +145,7 @@ void demandMarkerFor(const Location& location) {
             "reset --all below " + inQuotes(location.base) +
                 " needs a marker of its own: the machine's would keep all its processes "
                 "from saving\nadd --marker " +
-                inQuotes(location.base + (location.base.back() == '/' ? "" : "/") + "reset.tmp") +
+                shellPath(location.base + (location.base.back() == '/' ? "" : "/") + "reset.tmp") +
                 " or set T8SETTINGS_MARKER");
     }
 }
