@@ -11,7 +11,7 @@
 #include "LineSoFar.h"
 #include "Recovery.h"
 #include "StoredStorage.h"
-#include "Survey.h"
+#include "SurveyedFile.h"
 #include "Terminal.h"
 #include "Types.h"
 
@@ -41,11 +41,7 @@ StoredSettings settingsOf(const LineSoFar& line) {
     if (file.empty()) {
         return base.empty() ? StoredSettings() : settingsBelow(base);
     }
-    StoredSettings settings;
-    for (const auto& setting : surveyAt(file)) {
-        settings.emplace(setting.first, setting.second.inForce);
-    }
-    return settings;
+    return (isXml(file) ? surveyedXml(file) : surveyed(iniFileAt(file))).settings;
 }
 
 Candidates settingNames(const LineSoFar& line) {

@@ -13,7 +13,8 @@ Command addHelpCommand(CLI::App& app) {
     return {command, {}, [command, &app](Format) -> Result {
                 const std::vector<std::string> words = command->remaining();
                 if (words.empty()) {
-                    return {app.get_formatter()->make_help(&app, "", CLI::AppFormatMode::Normal)};
+                    return {app.get_formatter()->make_help(&app, app.get_name(),
+                                                           CLI::AppFormatMode::Normal)};
                 }
                 return {commandCalled(app, words.front()).help(app.get_name())};
             }};
