@@ -52,7 +52,7 @@ void apply(const Changes& changes) {
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) {
-        text += line + "\n";
+        text += (text.empty() ? "" : "\n") + line;
     }
     return text;
 }
@@ -76,7 +76,7 @@ void demandThatASaveKeepsAll(const Store& store, const Changes& changes) {
     LibraryLog::instance().take();
     if (!harm.empty()) {
         throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
-                                             joined(harm) + "nothing was changed");
+                                             joined(harm) + "\nnothing was changed");
     }
 }
 

@@ -138,6 +138,21 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
     throw badUsage(app, "no command");
 }
 
+Result resultOf(const Command& command, const Globals& globals) {
+    const Format format = globals.json ? Format::kJson : Format::kText;
+    if (command.runWithoutStore) {
+        return command.runWithoutStore(format);
+    }
+    if (command.runOnFiles) {
+        return command.runOnFiles([&globals] { return locationOf(globals); }, format);
+    }
+    if (command.runOnOneFile) {
+        return command.runOnOneFile(markerOf(globals), format);
+    }
+    const Store store(locationOf(globals));
+    return command.run(store, format);
+}
+
 }  // namespace
 
 void demandWord(const std::string& word, const char* what) {
@@ -171,18 +186,7 @@ Result runCommandLine(int argc, const char* const* argv) {
     if (chosen.takeWords) {
         chosen.takeWords(LineSoFar(app, {argv + 1, argv + argc}).arguments());
     }
-    const Format format = globals.json ? Format::kJson : Format::kText;
-    if (chosen.runWithoutStore) {
-        return chosen.runWithoutStore(format);
-    }
-    if (chosen.runOnFiles) {
-        return chosen.runOnFiles([&globals] { return locationOf(globals); }, format);
-    }
-    if (chosen.runOnOneFile) {
-        return chosen.runOnOneFile(markerOf(globals), format);
-    }
-    const Store store(locationOf(globals));
-    return chosen.run(store, format);
+    return resultOf(chosen, globals);
 }
 
 }  // namespace t8settings
