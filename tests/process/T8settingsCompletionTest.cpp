@@ -52,7 +52,7 @@ TEST_F(T8settingsCompletion, CommandsComeFirst) {
 TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {
     EXPECT_EQ("words\n--base\n--file\n--help\n--json\n--marker\n--version\n",
               answer("t8settings --"));
-    EXPECT_EQ("words\n--all\n--base\n--file\n--help\n--json\n--marker\n--version\n--yes\n",
+    EXPECT_EQ("words\n--all\n--base\n--help\n--json\n--marker\n--version\n--yes\n",
               answer("t8settings reset -"));
     EXPECT_EQ("words\n", answer("t8settings set settings/general/language -- --"));
 }
@@ -112,6 +112,26 @@ TEST_F(T8settingsCompletion, OfOtherTypesTheTextOfNowIsOffered) {
 
 TEST_F(T8settingsCompletion, TypesAreOfferedToTheCommandForTypes) {
     EXPECT_EQ("words\nCinemaScopeSetting\n", answer("t8settings types CinemaS"));
+}
+
+TEST_F(T8settingsCompletion, TypesOfFieldsAloneAreOfferedToo) {
+    EXPECT_EQ("words\nSourcePK\n", answer("t8settings types SourceP"));
+}
+
+TEST_F(T8settingsCompletion, SingleFileTakesThePlaceOfTheBaseDirectory) {
+    put("lone.ini", "#name = lone\nx = int8,1\n#crc32 = 7\n");
+    for (const std::string said : {"--file=", "--file "}) {
+        EXPECT_EQ("parts\nlone/\n", answer("t8settings " + said + path("lone.ini") + " get "));
+    }
+    EXPECT_EQ("words\n--file\n", answer("t8settings list --f"));
+    EXPECT_EQ("words\n", answer("t8settings set --f"));
+}
+
+TEST_F(T8settingsCompletion, OnlyWhatIsThereIsOfferedToBePutBack) {
+    put("settings/settings.ini.bad", "");
+    put("settings/settings.ini.bad.7", "");
+    EXPECT_EQ("words\nbad\nbad.7\n",
+              answer("t8settings recover " + path("settings/settings.ini") + " --from "));
 }
 
 TEST_F(T8settingsCompletion, WordsAreQuotedAsTheyAreBegun) {

@@ -313,6 +313,13 @@ TEST_F(T8settingsDump, FileThatCannotBeReadIsAFailure) {
     EXPECT_EQ(2, run({"load"}).exitCode);
 }
 
+TEST_F(T8settingsDump, DumpWithoutAnEndIsRefused) {
+    const ToolRun endless = run({"load", "/dev/zero"});
+    EXPECT_EQ("t8settings: \"/dev/zero\" is larger than 64 MiB, which is too large for a dump\n",
+              endless.err);
+    EXPECT_EQ(1, endless.exitCode);
+}
+
 TEST_F(T8settingsDump, FullDiskChangesNothing) {
     put("dump", "a/s/bass = int8,5\nb/t\xC3\xBCr \xFF = string,y\n");
     const ToolRun full = run({"load", path("dump")}, {}, fullDisk);
@@ -336,48 +343,95 @@ TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
               run({"dump", "a/"}).out);
 }
 
-// Where a section begins does not show in the file, so that the last of the three is read back as
-// another setting.
-TEST_F(T8settingsDump, WhatWasWrittenAndIsNotReadBackIsTakenBackToo) {
+// Where a section begins does not show in the file, so that the last of the three would be read
+// back as another setting.
+TEST_F(T8settingsDump, WhatASaveWouldNotKeepIsRefusedForAllStorages) {
     put("settings/a.ini", "#name = a\n[s]\nbass = int8,3\n#crc32 = false\n");
     put("qel-default-settings/c.ini", "#name = c\nz = int,1\n[x]\nb = int,2\n");
-    const ToolRun failed = load("a/s/bass = int8,5\nc/x/b = int,7\nc/z = int,5\n");
+    const std::string before = bytesOf("settings/a.ini");
+    const ToolRun failed = load("a/s/bass = int8,5\nc/x/b = int,7\n");
     EXPECT_EQ("", failed.out);
-    const std::string why = "c/z could not be saved:\nt8settings: " + path("settings/c.ini") +
-                            " does not give it back\n";
-    EXPECT_EQ("t8settings: " + why + "t8settings: c STAYS CHANGED: " + why +
-                  "t8settings: a is as it was\n",
-              failed.err);
+    EXPECT_EQ(
+        "t8settings: c cannot be saved as it is meant:\n"
+        "t8settings: c/z is read as c/x/z: it has no section and sorts after one that has\n"
+        "t8settings: nothing was changed\n",
+        failed.err);
     EXPECT_EQ(1, failed.exitCode);
-    EXPECT_EQ("3\n", run({"get", "a/s/bass"}).out);
-    EXPECT_EQ("2\n", run({"get", "c/x/b"}).out);
+    EXPECT_EQ(before, bytesOf("settings/a.ini"));
+    EXPECT_FALSE(testsupport::exists(path("settings/c.ini")));
 }
 
 // The second storage waits for its directory.
-TEST_F(T8settingsDump, SignalBetweenTwoStoragesEndsTheLoadWhenBothAreSaved) {
-    put("qel-default-calibration_data/panel.ini", "#name = panel\ngamma = int,22\n");
-    put("dump", "a/s/bass = int8,5\npanel/gamma = int,24\n");
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+class T8settingsDumpOfTwo : public T8settingsDump {
+protected:
+    T8settingsDumpOfTwo() {
+        put("qel-default-calibration_data/panel.ini", "#name = panel\ngamma = int,22\n");
+        put("dump", "a/s/bass = int8,5\npanel/gamma = int,24\n");
+    }
+
+    /// What a load exits with when this happens between its storages. Standard error goes to the
+    /// descriptor.
+    int exitCodeWith(const std::function<void(pid_t tool)>& between, int err) const {
         const int directory = open(path("calibration_data").c_str(), O_RDONLY | O_CLOEXEC);
-        ASSERT_EQ(0, flock(directory, LOCK_SH));
+        EXPECT_EQ(0, flock(directory, LOCK_SH));
         const pid_t tool = fork();
         if (tool == 0) {
             redirect("/dev/null", O_RDWR, STDOUT_FILENO);
-            testsupport::becomeTool({"load", path("dump")},
-                                    {{"T8SETTINGS_BASE", base_}, {"T8SETTINGS_MARKER", marker_}});
+            dup2(err, STDERR_FILENO);
+            testsupport::becomeTool(
+                {"load", path("dump")},
+                {{"T8SETTINGS_BASE", base_}, {"T8SETTINGS_MARKER", marker_}, {"QLOG", "2"}});
         }
         while (!testsupport::exists(path("settings/a.ini")) ||
                testsupport::exists(path("settings/a.ini.tmp"))) {
             std::this_thread::yield();
         }
-        EXPECT_EQ(0, kill(tool, signal));
+        between(tool);
         close(directory);
-        EXPECT_EQ(-signal, testsupport::exitCodeOf(tool));
+        return testsupport::exitCodeOf(tool);
+    }
+
+    void expectSaved() const {
         EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
         EXPECT_EQ("24\n", run({"get", "panel/gamma"}).out);
+    }
+};
+
+TEST_F(T8settingsDumpOfTwo, SignalInBetweenEndsTheLoadWhenBothAreSaved) {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        EXPECT_EQ(-signal,
+                  exitCodeWith([&](pid_t tool) { EXPECT_EQ(0, kill(tool, signal)); }, nowhere));
+        expectSaved();
         std::filesystem::remove(path("settings/a.ini"));
         std::filesystem::remove(path("calibration_data/panel.ini"));
     }
+    close(nowhere);
+}
+
+TEST_F(T8settingsDumpOfTwo, MessagesThatNobodyReadsAnyMoreEndNothing) {
+    int ends[2];
+    ASSERT_EQ(0, pipe2(ends, O_CLOEXEC));
+    // A pipe that is full would hold the tool up.
+    ASSERT_LT(0, fcntl(ends[1], F_SETPIPE_SZ, 1 << 20));
+    EXPECT_EQ(0, exitCodeWith([&](pid_t) { close(ends[0]); }, ends[1]));
+    close(ends[1]);
+    expectSaved();
+}
+
+TEST_F(T8settingsDumpOfTwo, StorageThatCannotBeTakenBackIsTold) {
+    const std::string err = dir_.file("err");
+    const int file = open(err.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const auto block = [this](pid_t) {
+        std::filesystem::create_directory(path("settings/a.ini.tmp"));
+        std::filesystem::create_directory(path("calibration_data/panel.ini.tmp"));
+    };
+    EXPECT_EQ(1, exitCodeWith(block, file));
+    close(file);
+    const std::string told = testsupport::readFile(err);
+    EXPECT_THAT(told, HasSubstr("\nt8settings: panel/gamma could not be saved:\n"));
+    EXPECT_THAT(told, HasSubstr("\nt8settings: a STAYS CHANGED: a/s/bass could not be saved:\n"));
+    EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
 }
 
 TEST_F(T8settingsDump, HundredThousandSettingsAreLoaded) {

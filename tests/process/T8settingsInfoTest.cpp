@@ -97,6 +97,13 @@ TEST_F(T8settingsInfo, RejectedLinesAreShownWithTheirStorage) {
     EXPECT_EQ(1, storage.at("settings"));
 }
 
+TEST_F(T8settingsInfo, BytesOfRejectedLinesAreInJsonToo) {
+    put("qel-default-settings/a.ini", "#name = a\n\xFF = int\nw = wat,1\n");
+    const Json storage = infoAsJson().at("storages").at(0);
+    EXPECT_EQ(Json({"\xEF\xBF\xBD = int", "w = wat,1"}), storage.at("errors"));
+    EXPECT_EQ(Json({"ff203d20696e74", "77203d207761742c31"}), storage.at("errorsBytes"));
+}
+
 TEST_F(T8settingsInfo, FilesThatCouldNotBeLoadedAreNamedWithTheReason) {
     put("qel-default-settings/late.ini", "[a]\n#name = late\n");
     std::filesystem::create_directory(path("qel-default-settings/x.ini"));

@@ -178,7 +178,11 @@ TEST_F(T8settingsManual, ManPageHasTheVariablesAndExitCodesOfTheHelp) {
     for (const std::string& item : itemsOf(between(manPage(), ".Sh EXIT STATUS", ".Sh"))) {
         codes.insert(item);
     }
-    EXPECT_EQ(listed({"--help"}, "Exit codes:"), codes);
+    std::set<std::string> codesOfTheHelp;
+    for (const char c : help.substr(help.find("Exit codes:"))) {
+        if (c >= '0' && c <= '9') codesOfTheHelp.emplace(1, c);
+    }
+    EXPECT_EQ(codesOfTheHelp, codes);
     const Lines variables = itemsOf(between(manPage(), ".Sh ENVIRONMENT", ".Sh"));
     for (const char* const variable : {"T8SETTINGS_BASE", "T8SETTINGS_MARKER"}) {
         EXPECT_THAT(variables, testing::Contains(std::string("Ev ") + variable));

@@ -106,8 +106,8 @@ TEST_F(T8settingsReset, ScratchDirectoryNeedsAMarkerOfItsOwn) {
         EXPECT_EQ("", reset.out);
         EXPECT_EQ("t8settings: reset --all below \"" + base +
                       "\" needs a marker of its own: the machine's would keep all its processes "
-                      "from saving\nt8settings: add --marker \"" +
-                      base_ + "/reset.tmp\" or set T8SETTINGS_MARKER\n",
+                      "from saving\nt8settings: add --marker " +
+                      base_ + "/reset.tmp or set T8SETTINGS_MARKER\n",
                   reset.err);
         EXPECT_EQ(2, reset.exitCode);
     }
@@ -117,10 +117,10 @@ TEST_F(T8settingsReset, ScratchDirectoryNeedsAMarkerOfItsOwn) {
 TEST_F(T8settingsReset, YesOnATerminalResets) {
     for (const char* const answer : {"y\n", "yes\n", "Y\n", "YES\n", "Yes\n"}) {
         const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);
-        EXPECT_THAT(reset.out, StartsWith("Reset 1 storages below " + base_ +
-                                          "/ to their defaults? " + marker_ +
-                                          " then keeps every process from saving until the "
-                                          "restart. [y/N] "));
+        EXPECT_THAT(reset.out,
+                    StartsWith("Reset 1 storage below " + base_ + "/ to the defaults? " + marker_ +
+                               " then keeps every process from saving until the "
+                               "restart. [y/N] "));
         EXPECT_THAT(reset.out, HasSubstr("settings: reset to its defaults\r\n"));
         EXPECT_EQ(0, reset.exitCode);
         expectReset(true);
@@ -198,6 +198,22 @@ TEST_F(T8settingsReset, FileThatCouldNotBeLoadedIsNamed) {
     EXPECT_EQ(1, reset.exitCode);
     EXPECT_THAT(reset.out, HasSubstr("\nlate.ini: not reset, it could not be loaded\n"));
     expectReset(true);
+}
+
+TEST_F(T8settingsReset, FileThatCouldNotBeLoadedIsInTheJsonToo) {
+    put("qel-default-settings/late.ini", "[a]\n#name = late\n");
+    ASSERT_NO_FATAL_FAILURE(demandOwnMarker());
+    const auto storages =
+        nlohmann::json::parse(run({"reset", "--all", "--yes", "--json"}).out).at("storages");
+    EXPECT_EQ(nlohmann::json({{"file", "late.ini"}, {"fate", "notLoaded"}}), storages.back());
+}
+
+TEST_F(T8settingsReset, MarkerIsAdvisedAsItIsToBeTyped) {
+    const std::string base = dir_.file("it's $HOME");
+    std::filesystem::create_directory(base);
+    EXPECT_THAT(runBare({"--base", base, "reset", "--all", "--yes"}).err,
+                HasSubstr("\nt8settings: add --marker '" + dir_.file("it'\\''s $HOME") +
+                          "/reset.tmp' or set T8SETTINGS_MARKER\n"));
 }
 
 }  // namespace

@@ -172,17 +172,65 @@ TEST_F(T8settingsSet, FullDiskKeepsTheOldValue) {
     EXPECT_EQ("5\n", run({"get", kBass}).out);
 }
 
-TEST_F(T8settingsSet, ChangeThatTheFileDoesNotGiveBackIsAFailure) {
-    // A setting without a section that sorts after a section is read back into that section.
-    put("qel-default-settings/odd.ini", "#name = odd\nzeta = int,1\n[sound]\nbass = int,1\n");
-    const ToolRun set = run({"set", "odd/zeta", "2"});
-    EXPECT_EQ("", set.out);
-    const std::string why =
-        "odd/zeta could not be saved:\nt8settings: " + path("settings/odd.ini") +
-        " does not give it back\n";
-    EXPECT_EQ("t8settings: " + why + "t8settings: odd STAYS CHANGED: " + why, set.err);
-    EXPECT_EQ(1, set.exitCode);
+// A setting without a section that sorts after a section is read back into that section.
+class T8settingsSetOdd : public T8settingsSet {
+protected:
+    T8settingsSetOdd() {
+        put("qel-default-settings/odd.ini", "#name = odd\nzeta = int,1\n[sound]\nbass = int,1\n");
+    }
+
+    void expectUnchanged(const ToolRun& set, const std::string& harm) const {
+        EXPECT_EQ("", set.out);
+        EXPECT_EQ("t8settings: odd cannot be saved as it is meant:\nt8settings: " + harm +
+                      "\nt8settings: nothing was changed\n",
+                  set.err);
+        EXPECT_EQ(1, set.exitCode);
+    }
+
+    void putFile(const std::string& settings) const {
+        put("settings/odd.ini", "#name = odd\n" + settings + "#crc32 = false\n");
+    }
+
+    static constexpr const char* kMoved =
+        "odd/zeta is read as odd/sound/zeta: it has no section and sorts after one that has";
+};
+
+TEST_F(T8settingsSetOdd, SaveThatTheFileWouldNotGiveBackIsRefused) {
+    for (const char* const name : {"odd/zeta", "odd/sound/bass"}) {
+        expectUnchanged(run({"set", name, "2"}), kMoved);
+        EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+    }
+}
+
+TEST_F(T8settingsSetOdd, SettingThatTheSaveWouldCostItsValueIsNamed) {
+    putFile("zeta = int,5\n[sound]\nbass = int,1\n");
+    const std::string before = bytesOf("settings/odd.ini");
+    expectUnchanged(run({"set", "odd/sound/bass", "3"}), kMoved);
+    expectUnchanged(run({"reset", "odd/zeta"}), kMoved);
+    EXPECT_EQ(before, bytesOf("settings/odd.ini"));
+    EXPECT_EQ("5\n", run({"get", "odd/zeta"}).out);
+}
+
+TEST_F(T8settingsSetOdd, StoreThatGivesItBackSoAlreadyCanBeChanged) {
+    putFile("[sound]\nbass = int,1\nzeta = int,1\n");
     EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);
+    EXPECT_EQ("odd/sound/bass\tint\t3\nodd/sound/zeta\tint\t1\nodd/zeta\tint\t1\n",
+              run({"list", "odd/"}).out);
+    // Both have one line to come back from.
+    expectUnchanged(run({"set", "odd/sound/zeta", "4"}), kMoved);
+}
+
+TEST_F(T8settingsSetOdd, SettingsThatKeepTheStoragesOldNameAreNamed) {
+    put("settings/odd.ini", "#name = even\n[sound]\nbass = int,1\n#crc32 = false\n");
+    const ToolRun set = run({"set", "even/sound/bass", "3"});
+    EXPECT_EQ(
+        "t8settings: even cannot be saved as it is meant:\n"
+        "t8settings: odd/sound/bass is read as even/odd/sound/bass: its files give the storage two "
+        "names\n"
+        "t8settings: odd/zeta is read as even/odd/zeta: its files give the storage two names\n"
+        "t8settings: nothing was changed\n",
+        set.err);
+    EXPECT_EQ(1, set.exitCode);
 }
 
 TEST_F(T8settingsSet, NoFileGetsTheNumberOfAClosedDescriptor) {
@@ -209,6 +257,37 @@ TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {
     EXPECT_EQ("t8settings: cannot write to standard output: No space left on device\n", set.err);
     EXPECT_EQ(1, set.exitCode);
     EXPECT_EQ("5\n", run({"get", kBass}).out);
+}
+
+// The caches are flushed at the end of a process that has changed something.
+TEST_F(T8settingsSet, ChangeIsFlushedAlsoWhenNobodyReadsOrItIsTakenBack) {
+    put("settings/p.ini", "#name = p\n#savepolicy = async\nv = int,1\n#crc32 = false\n");
+    put("settings/q.ini", "#name = q\nv = int,1\n#crc32 = false\n");
+    put("dump", "p/v = int,7\nq/v = int,7\n");
+    const std::string flushed = dir_.file("flushed");
+    testsupport::writeFile(dir_.file("flash"), "#!/bin/sh\necho \"$@\" >>'" + flushed + "'\n");
+    std::filesystem::permissions(dir_.file("flash"), std::filesystem::perms::owner_all);
+    const std::map<std::string, std::string> environment = {
+        {"PATH", dir_.path() + ":/usr/bin:/bin"}};
+
+    EXPECT_EQ(0, run({"get", "p/v"}, environment).exitCode);
+    EXPECT_FALSE(testsupport::exists(flushed));
+
+    const ToolRun unread = run({"set", "p/v", "2"}, environment, [] {
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(126);
+        close(ends[0]);
+        close(ends[1]);
+    });
+    EXPECT_EQ("t8settings: cannot write to standard output: Broken pipe\n", unread.err);
+    EXPECT_EQ(1, unread.exitCode);
+    EXPECT_EQ("flushcache\n", testsupport::readFile(flushed));
+
+    std::filesystem::create_directory(path("settings/q.ini.tmp"));
+    const ToolRun failed = run({"load", path("dump")}, environment);
+    EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: p is as it was\n"));
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("flushcache\nflushcache\n", testsupport::readFile(flushed));
 }
 
 TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {

@@ -168,7 +168,7 @@ TEST_F(T8settingsWatch, EndsCleanlyOfBothSignals) {
 
 TEST_F(T8settingsWatch, PatternPassesOverOtherSettings) {
     Watcher watcher({"watch", "*/vol*"}, environment());
-    EXPECT_THAT(watcher.err.until("\n"), HasSubstr("watching 1 settings"));
+    EXPECT_THAT(watcher.err.until("\n"), HasSubstr("watching 1 setting below"));
     replace("settings/settings.ini", text("9"));
     replace("settings/settings.ini", sealed("#name = settings\n[sound]\nvolume = uint8,1"));
     EXPECT_EQ("settings/sound/volume\tuint8\t30\t1\n", watcher.line());

@@ -1,6 +1,7 @@
 #include "Changes.h"
 
 #include <Qel/Settings/SettingHolder.h>
+#include <Qel/Settings/SettingStorageInifile.h>
 #include <algorithm>
 #include <array>
 #include <boost/make_shared.hpp>
@@ -13,6 +14,7 @@
 #include "Exit.h"
 #include "FileOnDisk.h"
 #include "Files.h"
+#include "Foresight.h"
 #include "LibraryLog.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
@@ -26,10 +28,9 @@ using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
 Failure notSaved(const Changes& changes, const std::string& why) {
-    const std::string what = changes.size() == 1
-                                 ? changes.front().setting->name()
-                                 : std::to_string(changes.size()) + " settings of " +
-                                       storageOf(changes.front().setting).name();
+    const std::string what = changes.size() == 1 ? changes.front().setting->name()
+                                                 : counted(changes.size(), "setting") + " of " +
+                                                       storageOf(changes.front().setting).name();
     return {ExitCode::kFailed, what + " could not be saved" + (why.empty() ? "" : ":\n" + why)};
 }
 
@@ -48,6 +49,44 @@ void apply(const Changes& changes) {
     }
 }
 
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
+}
+
+/// The storage's settings as they are meant to be.
+SettingTexts textsAfter(const Store& store, const Changes& changes) {
+    SettingTexts texts = textsOf(storageOf(changes.front().setting), store.factory());
+    for (const Change& change : changes) {
+        texts[change.setting->name()] = change.typeAndText;
+    }
+    return texts;
+}
+
+/// What is refused here need not be taken back, which is more than a save could do: it would write
+/// the storage in the same way.
+void demandThatASaveKeepsAll(const Store& store, const Changes& changes) {
+    SettingStorageFileBase& storage = storageOf(changes.front().setting);
+    // What is amiss in its files was told when the store came up.
+    LibraryLog::instance().hold();
+    const auto harm = harmOfSaving(storage, textsAfter(store, changes), store.factory());
+    LibraryLog::instance().take();
+    if (!harm.empty()) {
+        throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
+                                             joined(harm) + "\nnothing was changed");
+    }
+}
+
+/// Whether the text in the file is the one that the storage has read or written last, and not that
+/// of another program that came in between.
+bool isOwn(const FileOnDisk& file, const SettingStorageFileBase& storage) {
+    const auto* const known = dynamic_cast<const Qel::Settings::SettingStorageInifile*>(&storage);
+    return known != nullptr && known->crc32() == file.crc32();
+}
+
 void demandOnDisk(const Store& store, const Changes& changes) {
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
     FileOnDisk file(storage, *storage.rwFilename(), store.factory());
@@ -55,6 +94,12 @@ void demandOnDisk(const Store& store, const Changes& changes) {
         if (file.setting(change.setting->name()) != change.typeAndText) {
             throw notSaved({change}, *storage.rwFilename() + " does not give it back");
         }
+    }
+    const auto harm = isOwn(file, storage)
+                          ? harmOnDisk(storage, file, textsAfter(store, changes), store.factory())
+                          : std::vector<std::string>();
+    if (!harm.empty()) {
+        throw notSaved(changes, "of " + *storage.rwFilename() + ":\n" + joined(harm));
     }
 }
 
@@ -179,7 +224,7 @@ public:
     }
 
 private:
-    static constexpr std::array<int, 3> kEnding = {SIGINT, SIGTERM, SIGHUP};
+    static constexpr std::array<int, 4> kEnding = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
     sigset_t before_;
     bool isBlocked_;
@@ -200,6 +245,11 @@ void changeAndSave(const Store& store, const Changes& changes) {
         const SettingStorageFileBase& storage = storageOf(change.setting);
         byStorage[{storage.name(), &storage}].push_back(change);
     }
+    for (const auto& ofStorage : byStorage) {
+        demandThatASaveKeepsAll(store, ofStorage.second);
+    }
+    // Nobody may read the messages any more.
+    std::signal(SIGPIPE, SIG_IGN);
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
@@ -209,8 +259,10 @@ void changeAndSave(const Store& store, const Changes& changes) {
         }
     } catch (const std::exception& error) {
         const auto* const known = dynamic_cast<const Failure*>(&error);
-        const Failure failure = takenBack(
-            store, befores, known == nullptr ? ExitCode::kFailed : known->code(), error.what());
+        const Failure failure =
+            takenBack(store, befores, known == nullptr ? ExitCode::kFailed : known->code(),
+                      error.what())
+                .withChanges();
         if (endDeferred.isEnding()) {
             complain(failure.what());
         }

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "Exit.h"
 #include "Store.h"
@@ -35,6 +36,9 @@ struct Command {
     /// Of a command that changes one file, wherever it lies. The marker of a reset is empty for the
     /// machine's own.
     std::function<Result(const std::string& marker, Format format)> runOnOneFile = {};
+    /// Of a command that takes any number of words: takes them as they were typed. The parser takes
+    /// "[a,b]" for two words.
+    std::function<void(const std::vector<std::string>& words)> takeWords = {};
     /// The location may be a single file.
     bool takesFile = false;
 };
@@ -57,7 +61,10 @@ Command addVerifyCommand(CLI::App& app);
 Command addSealCommand(CLI::App& app);
 Command addRecoverCommand(CLI::App& app);
 Command addWatchCommand(CLI::App& app);
-Command addCompleteCommand(CLI::App& app);
+Command addHelpCommand(CLI::App& app);
+
+/// `takesFile` tells which commands do.
+Command addCompleteCommand(CLI::App& app, std::function<bool(const CLI::App& command)> takesFile);
 
 }  // namespace t8settings
 

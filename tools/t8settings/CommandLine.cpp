@@ -2,9 +2,12 @@
 
 #include <cstdlib>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "Json.h"
+#include "LineSoFar.h"
+#include "Shell.h"
 #include "UsageHints.h"
 
 namespace t8settings {
@@ -15,16 +18,8 @@ constexpr const char* kAbout = "Shows and changes the settings below a base dire
 
 constexpr const char* kFooter =
     "COMMAND --help and the man page tell more; examples use a copy of examples/tv.\n"
-    "list, get, info, set, reset and load load all files as every program does: a\n"
-    "damaged one is set aside as \".bad\". seal and recover write one file; the others\n"
-    "only read.\n\n"
-    "Exit codes:\n"
-    "  0  done\n"
-    "  1  failed\n"
-    "  2  bad usage\n"
-    "  3  no such setting or type\n"
-    "  4  refused: read-only, no default, or a reset to defaults is in progress\n"
-    "  5  not all is sound, or not all is the same";
+    "Exit codes: 0 done, 1 failed, 2 bad usage, 3 no such setting or type,\n"
+    "4 refused, 5 not all is sound, or not all is the same";
 
 struct Globals {
     std::optional<std::string> base;
@@ -36,16 +31,13 @@ struct Globals {
 
 void addGlobals(CLI::App& app, Globals& globals) {
     app.add_option("--base", globals.base,
-                   "Directory with those of the settings files, \"/\" on the\n"
-                   "television; or else in T8SETTINGS_BASE")
+                   "Where settings/ is, such as /; or else in T8SETTINGS_BASE")
         ->type_name("DIR");
     app.add_option("--marker", globals.marker,
-                   "Marker file of a reset to defaults, in place of the machine's\n"
-                   "own, for a scratch directory; or else in T8SETTINGS_MARKER")
+                   "Not the machine's marker of a reset; or T8SETTINGS_MARKER")
         ->type_name("PATH");
     app.add_option("--file", globals.file,
-                   "One settings file in place of the directory, to be read by\n"
-                   "list, get, describe and dump without loading it")
+                   "One file in place of DIR, for list, get, describe and dump")
         ->type_name("FILE");
     app.add_flag("--json", globals.json, "Results as JSON");
     app.add_flag("--version", globals.version, "Show the version");
@@ -60,11 +52,19 @@ std::vector<Command> addCommands(CLI::App& app) {
     for (const Command& command : commands) {
         command.parsed->group("Commands");
         command.parsed->footer(command.parsed->get_footer() +
-                               "\n\nOptions of all commands: --base DIR, --marker PATH, --json; "
+                               "\n\nAll commands take --base DIR, --marker PATH, --json; "
                                "see t8settings --help");
     }
+    std::set<const CLI::App*> takingFile;
+    for (const Command& command : commands) {
+        if (command.takesFile) {
+            takingFile.insert(command.parsed);
+        }
+    }
+    commands.push_back(addHelpCommand(app));
     // For the shells, not for people: no help lists it.
-    commands.push_back(addCompleteCommand(app));
+    commands.push_back(addCompleteCommand(
+        app, [takingFile](const CLI::App& command) { return takingFile.count(&command) != 0; }));
     return commands;
 }
 
@@ -105,6 +105,15 @@ Location locationOf(const Globals& globals) {
     return {*base, marker, ""};
 }
 
+std::string typed(const char* name, const std::optional<std::string>& value) {
+    return value ? std::string(name) + " " + shellPath(*value) + " " : "";
+}
+
+SaidOptions saidOptionsOf(const Globals& globals) {
+    return {typed("--base", globals.base) + typed("--file", globals.file),
+            typed("--marker", globals.marker)};
+}
+
 Result version(const Globals& globals) {
     return {globals.json ? textOfJson({{"version", T8SETTINGS_VERSION}})
                          : std::string("t8settings ") + T8SETTINGS_VERSION + "\n"};
@@ -129,6 +138,21 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
     throw badUsage(app, "no command");
 }
 
+Result resultOf(const Command& command, const Globals& globals) {
+    const Format format = globals.json ? Format::kJson : Format::kText;
+    if (command.runWithoutStore) {
+        return command.runWithoutStore(format);
+    }
+    if (command.runOnFiles) {
+        return command.runOnFiles([&globals] { return locationOf(globals); }, format);
+    }
+    if (command.runOnOneFile) {
+        return command.runOnOneFile(markerOf(globals), format);
+    }
+    const Store store(locationOf(globals));
+    return command.run(store, format);
+}
+
 }  // namespace
 
 void demandWord(const std::string& word, const char* what) {
@@ -151,6 +175,7 @@ Result runCommandLine(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         throw badUsage(app, error.what());
     }
+    rememberOptions(saidOptionsOf(globals));
     if (globals.version) {
         return version(globals);
     }
@@ -158,18 +183,10 @@ Result runCommandLine(int argc, const char* const* argv) {
     if (globals.file && !chosen.takesFile) {
         throw badUsage(app, chosen.parsed->get_name() + " takes no --file");
     }
-    const Format format = globals.json ? Format::kJson : Format::kText;
-    if (chosen.runWithoutStore) {
-        return chosen.runWithoutStore(format);
+    if (chosen.takeWords) {
+        chosen.takeWords(LineSoFar(app, {argv + 1, argv + argc}).arguments());
     }
-    if (chosen.runOnFiles) {
-        return chosen.runOnFiles([&globals] { return locationOf(globals); }, format);
-    }
-    if (chosen.runOnOneFile) {
-        return chosen.runOnOneFile(markerOf(globals), format);
-    }
-    const Store store(locationOf(globals));
-    return chosen.run(store, format);
+    return resultOf(chosen, globals);
 }
 
 }  // namespace t8settings

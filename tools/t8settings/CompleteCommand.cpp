@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "Command.h"
 #include "Completion.h"
@@ -23,9 +24,9 @@ std::string headOf(const Completion& completion) {
 
 /// For bash, which hands over what is typed: the texts to put in place, as they are to be typed.
 /// The line editor closes a quote after a name up to a slash too, so names in quotes are whole.
-std::string forBash(const CLI::App& app, const std::string& typed, const std::string& wordBreaks) {
+std::string forBash(const Syntax& syntax, const std::string& typed, const std::string& wordBreaks) {
     const ShellLine line(typed, wordBreaks);
-    const Completion completion = completionOf(app, {line.words.begin() + 1, line.words.end()},
+    const Completion completion = completionOf(syntax, {line.words.begin() + 1, line.words.end()},
                                                line.quote == 0 ? Names::kUpToSlash : Names::kWhole);
     std::string out = headOf(completion);
     for (const Candidate& candidate : completion.candidates) {
@@ -35,8 +36,8 @@ std::string forBash(const CLI::App& app, const std::string& typed, const std::st
 }
 
 /// For zsh, which splits and quotes by itself.
-std::string forZsh(const CLI::App& app, const Words& words) {
-    const Completion completion = completionOf(app, words, Names::kUpToSlash);
+std::string forZsh(const Syntax& syntax, const Words& words) {
+    const Completion completion = completionOf(syntax, words, Names::kUpToSlash);
     std::string out = headOf(completion);
     for (const Candidate& candidate : completion.candidates) {
         out += candidate.text + "\t" + visible(candidate.about) + "\n";
@@ -44,21 +45,21 @@ std::string forZsh(const CLI::App& app, const Words& words) {
     return out;
 }
 
-std::string answer(const CLI::App& app, const Words& question) {
+std::string answer(const Syntax& syntax, const Words& question) {
     if (question.size() == 3 && question.front() == "bash") {
-        return forBash(app, question.at(1), question.at(2));
+        return forBash(syntax, question.at(1), question.at(2));
     }
     if (question.size() > 1 && question.front() == "zsh") {
-        return forZsh(app, {question.begin() + 1, question.end()});
+        return forZsh(syntax, {question.begin() + 1, question.end()});
     }
     return "";
 }
 
 /// Somebody is typing: no failure is worth a word.
-std::string quietAnswer(const CLI::App& app, const Words& question) {
+std::string quietAnswer(const Syntax& syntax, const Words& question) {
     LibraryLog::instance().hold();
     try {
-        return answer(app, question);
+        return answer(syntax, question);
     } catch (const std::exception&) {
         return "";
     }
@@ -66,14 +67,14 @@ std::string quietAnswer(const CLI::App& app, const Words& question) {
 
 }  // namespace
 
-Command addCompleteCommand(CLI::App& app) {
+Command addCompleteCommand(CLI::App& app, std::function<bool(const CLI::App& command)> takesFile) {
     CLI::App* const command = app.add_subcommand("complete", "What the shells' completion asks");
     command->group("");
     // The question may look like any command line.
     command->prefix_command();
     command->fallthrough(false);
-    return {command, {}, [command, &app](Format) -> Result {
-                return {quietAnswer(app, command->remaining())};
+    return {command, {}, [command, syntax = Syntax{app, std::move(takesFile)}](Format) -> Result {
+                return {quietAnswer(syntax, command->remaining())};
             }};
 }
 

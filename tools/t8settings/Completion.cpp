@@ -7,8 +7,11 @@
 #include <set>
 #include <string_view>
 
+#include "Files.h"
 #include "LineSoFar.h"
+#include "Recovery.h"
 #include "StoredStorage.h"
+#include "SurveyedFile.h"
 #include "Terminal.h"
 #include "Types.h"
 
@@ -19,21 +22,26 @@ namespace {
 using Qel::Settings::TypeDescription;
 using Candidates = std::vector<Candidate>;
 
+/// The shell would have replaced what it begins with by now if the command were run.
+std::string expanded(const std::string& path) {
+    const char* const home = std::getenv("HOME");
+    return home != nullptr && path.compare(0, 2, "~/") == 0 ? home + path.substr(1) : path;
+}
+
 /// The base directory that the command would have.
 std::string baseOf(const LineSoFar& line) {
     const std::string said = line.valueOf("--base");
     const char* const environment = std::getenv("T8SETTINGS_BASE");
-    const char* const home = std::getenv("HOME");
-    if (said.empty()) {
-        return environment == nullptr ? "" : environment;
-    }
-    // The shell would have replaced it by now if the command were run.
-    return home != nullptr && said.compare(0, 2, "~/") == 0 ? home + said.substr(1) : said;
+    return said.empty() && environment != nullptr ? environment : expanded(said);
 }
 
 StoredSettings settingsOf(const LineSoFar& line) {
+    const std::string file = expanded(line.valueOf("--file"));
     const std::string base = baseOf(line);
-    return base.empty() ? StoredSettings() : settingsBelow(base);
+    if (file.empty()) {
+        return base.empty() ? StoredSettings() : settingsBelow(base);
+    }
+    return (isXml(file) ? surveyedXml(file) : surveyed(iniFileAt(file))).settings;
 }
 
 Candidates settingNames(const LineSoFar& line) {
@@ -46,10 +54,25 @@ Candidates settingNames(const LineSoFar& line) {
 
 Candidates typeNames(const LineSoFar&) {
     Candidates names;
-    for (const TypeDescription& type : Qel::Settings::describeTypes()) {
-        names.push_back({type.name, kindOf(type)});
+    for (const std::string& name : namesOfTypes()) {
+        names.push_back({name, kindOf(typeCalled(name))});
     }
     return names;
+}
+
+/// What `recover` can put back: of a file that is said already, what lies beside it.
+Candidates copies(const LineSoFar& line) {
+    if (line.arguments().empty()) {
+        return {{"tmp", ""}, {"bad", ""}, {"tmp.new", ""}};
+    }
+    const FileGroup group = groupAt(expanded(line.arguments().front()));
+    Candidates there;
+    for (const Member& member : membersOf(group)) {
+        if (member.file != &group.file) {
+            there.push_back({member.word, ""});
+        }
+    }
+    return there;
 }
 
 /// All that the setting can be when that is little, else what it is now, to be changed.
@@ -90,7 +113,7 @@ const Argument* argumentCalled(const std::string& command, const std::string& na
         {"PATH", kPath},
         {"NAME", kName},
         {"PATTERN", kName},
-        {"PREFIX", kName},
+        {"COPY", {false, false, copies}},
         {"TEXT", {false, false, textsOfSetting}},
         {"types NAME", {false, false, typeNames}}};
     const auto own = kArguments.find(command + " " + name);
@@ -131,25 +154,12 @@ Candidates upToSlashes(const std::string& start, const Candidates& names) {
     return parts;
 }
 
-/// The words that the help of an option names as its values, "{one,other}".
-Candidates wordsIn(const std::string& typeName) {
-    Candidates words;
-    const std::size_t open = typeName.find('{');
-    const std::size_t close = typeName.find('}');
-    for (std::size_t at = open; at < close;) {
-        const std::size_t end = std::min(typeName.find(',', at + 1), close);
-        words.push_back({typeName.substr(at + 1, end - at - 1), ""});
-        at = end;
-    }
-    return words;
-}
-
 Completion completionOfArgument(const LineSoFar& line, const std::string& name,
                                 const std::string& start, Names names) {
     const std::string command = line.command() == nullptr ? "" : line.command()->get_name();
     const Argument* const argument = argumentCalled(command, name);
     if (argument == nullptr) {
-        return {false, beginningWith(start, wordsIn(name))};
+        return {};
     }
     if (argument->isPath) {
         return {true, {}};
@@ -195,7 +205,7 @@ Completion completionOfValue(const LineSoFar& line, const CLI::Option& option,
     return completion;
 }
 
-Completion completionOfOption(const CLI::App& app, const LineSoFar& line,
+Completion completionOfOption(const Syntax& syntax, const LineSoFar& line,
                               const std::string& start) {
     const std::size_t equals = start.find('=');
     if (equals != std::string::npos) {
@@ -203,8 +213,12 @@ Completion completionOfOption(const CLI::App& app, const LineSoFar& line,
         return option == nullptr ? Completion() : completionOfValue(line, *option, start);
     }
     Candidates all = line.command() == nullptr ? Candidates() : options(*line.command());
-    const Candidates common = options(app);
-    all.insert(all.end(), common.begin(), common.end());
+    const bool takesFile = line.command() == nullptr || syntax.takesFile(*line.command());
+    for (const Candidate& common : options(syntax.app)) {
+        if (takesFile || common.text != "--file") {
+            all.push_back(common);
+        }
+    }
     // Every command has --help, as the program has.
     std::sort(all.begin(), all.end(),
               [](const Candidate& a, const Candidate& b) { return a.text < b.text; });
@@ -225,12 +239,12 @@ Candidates commands(const CLI::App& app) {
 
 }  // namespace
 
-Completion completionOf(const CLI::App& app, const std::vector<std::string>& words, Names names) {
+Completion completionOf(const Syntax& syntax, const std::vector<std::string>& words, Names names) {
     if (words.empty()) {
         return {};
     }
     const std::string& start = words.back();
-    const LineSoFar line(app, {words.begin(), words.end() - 1});
+    const LineSoFar line(syntax.app, {words.begin(), words.end() - 1});
     if (line.isWrong()) {
         return {};
     }
@@ -238,9 +252,9 @@ Completion completionOf(const CLI::App& app, const std::vector<std::string>& wor
         return completionOfArgument(line, line.optionToFill()->get_type_name(), start, names);
     }
     if (line.takesOptions() && startsWith(start, "-")) {
-        return completionOfOption(app, line, start);
+        return completionOfOption(syntax, line, start);
     }
-    return line.command() == nullptr ? Completion{false, beginningWith(start, commands(app))}
+    return line.command() == nullptr ? Completion{false, beginningWith(start, commands(syntax.app))}
                                      : completionOfArgument(line, nextArgument(line), start, names);
 }
 

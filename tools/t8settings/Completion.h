@@ -2,6 +2,7 @@
 #define T8SETTINGS_COMPLETION_H
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@ struct Candidate {
     bool isPart = false;
 };
 
+/// What the command lines may be.
+struct Syntax {
+    const CLI::App& app;
+    std::function<bool(const CLI::App& command)> takesFile;
+};
+
 enum class Names { kWhole, kUpToSlash };
 
 struct Completion {
@@ -24,10 +31,10 @@ struct Completion {
 };
 
 /// What may stand in place of the last of `words`, which follow the program's name, on a command
-/// line of `app`; each candidate begins with that word. Reads the settings files without any effect
+/// line; each candidate begins with that word. Reads the settings files without any effect
 /// on them. Candidates with control bytes in them, which nobody can type, are left out; with
 /// `Names::kUpToSlash` the names of settings end at their next slash.
-Completion completionOf(const CLI::App& app, const std::vector<std::string>& words, Names names);
+Completion completionOf(const Syntax& syntax, const std::vector<std::string>& words, Names names);
 
 }  // namespace t8settings
 

@@ -10,9 +10,11 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kDescribeHelp =
-    "Shows what it is and what it takes, its value and its default, the file that the value comes\n"
-    "from, and what holds for its storage. The files are read without loading them.\n\n"
-    "Example:\n  t8settings --base tv describe settings/sound/bass";
+    "Shows what it is and what it takes, its value and its default, the file that\n"
+    "the value comes from, and what holds for its storage. The files are read\n"
+    "without loading them.\n\n"
+    "Example:\n"
+    "  t8settings --base tv describe settings/sound/bass";
 
 const char* policyOf(const StorageFacts& storage) {
     static const std::map<std::string, const char*> kWords = {

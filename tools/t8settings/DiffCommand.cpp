@@ -11,11 +11,11 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kDiffHelp =
-    "Without arguments: the settings whose values differ from their defaults, with default and\n"
-    "value. With A and B, each a base directory or a settings file: what differs between them.\n"
-    "A setting that one side does not have is shown there as (unset), one that has different\n"
-    "types with these. The files are read without loading them.\n"
-    "Exits with 5 when something differs, with 0 when nothing does.\n\n"
+    "Without arguments: the settings whose values differ from their defaults, with\n"
+    "default and value. With A and B, each a base directory or a settings file: what\n"
+    "differs between them. A setting that one side does not have is shown there as\n"
+    "(unset), one that has different types with these. The files are read without\n"
+    "loading them. Exits with 5 when something differs, with 0 when nothing does.\n\n"
     "Examples:\n"
     "  t8settings --base tv diff\n"
     "  t8settings diff tv/qel-default-settings/media.ini tv/settings/media.ini";

@@ -11,10 +11,10 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kDumpHelp =
-    "Writes all settings, or those that PATTERN means as it does to list, in a form that load\n"
-    "takes: ini text, one line NAME = TYPE,TEXT for each, or JSON with --json. The files are read\n"
-    "without loading them. What no line of ini text can hold is left out and told, with exit code\n"
-    "1; JSON holds everything.\n\n"
+    "Writes all settings, or those that PATTERN means as it does to list, in a form\n"
+    "that load takes: ini text, one line NAME = TYPE,TEXT for each, or JSON with\n"
+    "--json. The files are read without loading them. What no line of ini text can\n"
+    "hold is left out and told, with exit code 1; JSON holds everything.\n\n"
     "Examples:\n"
     "  t8settings --base tv dump 'settings/*'\n"
     "  t8settings --base tv --json dump >tv.json";

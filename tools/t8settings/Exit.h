@@ -23,8 +23,17 @@ public:
 
     ExitCode code() const { return code_; }
 
+    /// The same of a command that may have changed the store.
+    Failure withChanges() const {
+        Failure same = *this;
+        same.changed_ = true;
+        return same;
+    }
+    bool changed() const { return changed_; }
+
 private:
     ExitCode code_;
+    bool changed_ = false;
 };
 
 }  // namespace t8settings

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 #include <utility>
 
 #include "Exit.h"
 #include "LoadOutcome.h"
 #include "SetUp.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -35,23 +35,6 @@ const char* wordOf(Harm harm) {
     static constexpr std::array<const char*, 6> kWords = {"unreadable", "unusable", "lost",
                                                           "changed",    "moved",    "ignored"};
     return kWords.at(static_cast<std::size_t>(harm));
-}
-
-bool isPlain(char c) {
-    constexpr std::string_view kPlain = "/._-+:@%,";
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           static_cast<unsigned char>(c) >= 128 || kPlain.find(c) != std::string_view::npos;
-}
-
-std::string shellWord(const std::string& text) {
-    if (text.front() != '-' && std::all_of(text.begin(), text.end(), isPlain)) {
-        return text;
-    }
-    std::string word = text.front() == '-' ? "./'" : "'";
-    for (const char c : text) {
-        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return word + "'";
 }
 
 bool isMissing(const IniFile& file) {
@@ -223,10 +206,6 @@ std::string stateOf(const IniFile& file) {
                 std::to_string(file.readCrc());
     }
     return text;
-}
-
-std::string commandOn(const std::string& command, const std::string& path) {
-    return "t8settings " + command + " " + shellWord(path);
 }
 
 void demandPath(const std::string& path) {

@@ -30,9 +30,6 @@ std::string wordOf(const IniFile& file);
 /// The same for people.
 std::string stateOf(const IniFile& file);
 
-/// How a command of this tool is written on a shell's command line.
-std::string commandOn(const std::string& command, const std::string& path);
-
 /// Throws `Failure` for an empty path, which a script's variable that was never set looks like.
 void demandPath(const std::string& path);
 

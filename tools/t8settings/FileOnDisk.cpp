@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "Foresight.h"
+
 namespace t8settings {
 
 FileOnDisk::FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage,
@@ -25,6 +27,10 @@ std::optional<std::string> FileOnDisk::setting(const std::string& name) {
         return std::nullopt;
     }
     return file_.factory()->typeAsString(setting) + "," + file_.factory()->valueAsString(setting);
+}
+
+std::map<std::string, std::string> FileOnDisk::settings() const {
+    return usable_ ? textsOf(file_, file_.factory()) : SettingTexts();
 }
 
 }  // namespace t8settings

@@ -2,6 +2,7 @@
 #define T8SETTINGS_FILEONDISK_H
 
 #include <Qel/Settings/SettingStorageInifile.h>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,9 @@ public:
 
     /// Type name, "," and text of the setting; nothing when the file does not give it back.
     std::optional<std::string> setting(const std::string& name);
+
+    /// Type name, "," and text of all settings, by their names.
+    std::map<std::string, std::string> settings() const;
 
     /// CRC of the file's text; 0 when the file is not usable.
     std::uint32_t crc32() const { return usable_ ? file_.crc32() : 0; }

@@ -10,10 +10,12 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kGetHelp =
-    "A string is shown as it is, every other value in the form of the settings files.\n"
-    "With --origin the files are read without loading them. It shows defaultsFile, readWriteFile\n"
-    "or, for a name that no file has, unset, and the file's path.\n\n"
-    "Example:\n  t8settings --base tv get settings/sound/bass";
+    "A string is shown as it is, every other value in the form of the settings\n"
+    "files. With --origin the files are read without loading them. It shows\n"
+    "defaultsFile, readWriteFile or, for a name that no file has, unset, and the\n"
+    "file's path.\n\n"
+    "Example:\n"
+    "  t8settings --base tv get settings/sound/bass";
 
 struct Wanted {
     std::string name;

@@ -43,7 +43,7 @@ Json jsonOf(const StoragePtr& storage) {
     json["savePolicy"] = policyOf(storage);
     json["survivesReset"] = storage->surviveResetToDefaults();
     json["settings"] = storage->settingsSet().size();
-    json["errors"] = errorsOf(storage);
+    addBytes(json, "errors", errorsOf(storage));
     return json;
 }
 
@@ -61,7 +61,7 @@ Json jsonOf(const Store& store) {
     for (const Store::FailedFile& file : store.failedFiles()) {
         Json row;
         addBytes(row, "name", file.name);
-        row["errors"] = file.errors;
+        addBytes(row, "errors", file.errors);
         json["failedFiles"].push_back(row);
     }
     return json;

@@ -1,5 +1,7 @@
 #include "Json.h"
 
+#include <algorithm>
+
 namespace t8settings {
 
 namespace {
@@ -32,6 +34,16 @@ void addBytes(Json& object, const std::string& key, const std::string& bytes) {
     object[key] = bytes;
     if (!isUtf8(bytes)) {
         object[key + "Bytes"] = hexadecimal(bytes);
+    }
+}
+
+void addBytes(Json& object, const std::string& key, const std::vector<std::string>& list) {
+    object[key] = list;
+    if (!std::all_of(list.begin(), list.end(), isUtf8)) {
+        Json& exact = object[key + "Bytes"] = Json::array();
+        for (const std::string& bytes : list) {
+            exact.push_back(hexadecimal(bytes));
+        }
     }
 }
 

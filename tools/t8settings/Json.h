@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 namespace t8settings {
 
@@ -12,6 +13,9 @@ using Json = nlohmann::ordered_json;
 /// Adds `bytes` under `key`. JSON is UTF-8 and settings are bytes: what is not UTF-8 is replaced by
 /// U+FFFD there, and the exact bytes come in hexadecimal under `key` + "Bytes".
 void addBytes(Json& object, const std::string& key, const std::string& bytes);
+
+/// The same for a list of strings; under `key` + "Bytes" come all of them when one is not UTF-8.
+void addBytes(Json& object, const std::string& key, const std::vector<std::string>& list);
 
 /// The JSON text, with a line feed at its end; valid UTF-8 whatever the strings in it hold.
 std::string textOfJson(const Json& json);

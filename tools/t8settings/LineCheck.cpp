@@ -10,6 +10,7 @@
 #include "Exit.h"
 #include "Meaning.h"
 #include "NamesInFull.h"
+#include "Sections.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
@@ -165,19 +166,6 @@ MaybeFinding findingInNames(const IniFile& file) {
         return Finding{0, Harm::kUnusable, error.what(), "give its sections shorter names"};
     }
     return std::nullopt;
-}
-
-/// The section that a save writes a setting under, with "/" at its end: the longest one that begins
-/// its name. Empty for none.
-std::string sectionOf(const std::string& name, const std::set<std::string>& sections) {
-    for (std::size_t slash = name.rfind('/'); slash != std::string::npos && slash > 0;
-         slash = name.rfind('/', slash - 1)) {
-        std::string section = name.substr(0, slash + 1);
-        if (sections.count(section) != 0) {
-            return section;
-        }
-    }
-    return "";
 }
 
 /// A save writes the settings in the order of their names, and no line ends a section.

@@ -11,11 +11,12 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kListHelp =
-    "PATTERN is the beginning of the names or, with *, ? or [a-z] in it, a pattern for them as a\n"
-    "whole; * passes over slashes. A pattern that matches no name exits with 3.\n"
-    "With --changed, --origin or --file the files are read without loading them.\n"
-    "Control bytes in a text are shown as \\n, \\t or \\x1B; get and --json give them as they "
-    "are.\n\nExamples:\n"
+    "PATTERN is the beginning of the names or, with *, ? or [a-z] in it, a pattern\n"
+    "for them as a whole; * passes over slashes. A pattern that matches no name\n"
+    "exits with 3. With --changed, --origin or --file the files are read without\n"
+    "loading them. Control bytes in a text are shown as \\n, \\t or \\x1B; get and\n"
+    "--json give them as they are.\n\n"
+    "Examples:\n"
     "  t8settings --base tv list 'settings/*/b*'\n"
     "  t8settings --base tv list --changed --origin";
 

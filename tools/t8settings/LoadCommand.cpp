@@ -15,6 +15,7 @@
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "files/WholeFile.h"
 
 namespace t8settings {
 
@@ -23,11 +24,14 @@ namespace {
 constexpr const char* kLoadHelp =
     "Takes what dump writes, ini text or JSON, and a storage's ini file too; - is\n"
     "standard input. Everything is checked first: names, types, texts as set judges\n"
-    "them, and that what is read-only stays the same. When anything is wrong nothing\n"
-    "is changed, and each problem is told with its line, or in JSON the member's path.\n"
-    "Settings that are not in FILE stay as they are. When a storage cannot be saved,\n"
-    "the old values are saved again, and it is told where that fails.\n\n"
-    "Example:\n  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
+    "them, and that what is read-only stays the same; to copy from one television to\n"
+    "another, dump what may change alone, such as 'settings/*'. When anything is\n"
+    "wrong nothing is changed, and each problem is told with its line, or in JSON\n"
+    "the member's path. Settings that are not in FILE stay as they are. When a\n"
+    "storage cannot be saved, the old values are saved again, and it is told where\n"
+    "that fails.\n\n"
+    "Example:\n"
+    "  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 
 constexpr std::size_t kMostHints = 20;
 
@@ -35,10 +39,15 @@ std::string bytesOf(const std::string& path) {
     const bool isInput = path == "-";
     const int descriptor = isInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     std::string bytes;
-    const bool isRead = descriptor >= 0 && readAll(descriptor, bytes);
+    const bool isRead =
+        descriptor >= 0 && readAll(descriptor, Qel::Settings::files::kLargestFile, bytes);
     const int error = errno;
     if (!isInput && descriptor >= 0) {
         ::close(descriptor);
+    }
+    if (!isRead && error == EFBIG) {
+        throw Failure(ExitCode::kFailed,
+                      inQuotes(path) + " is larger than 64 MiB, which is too large for a dump");
     }
     if (!isRead) {
         throw Failure(ExitCode::kFailed,
@@ -140,6 +149,7 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
 /// The whole dump is there before the store comes up: while its writer takes its time others may
 /// save, and what they saved would be overwritten with what was loaded before.
 Result load(const Location& location, Format format, const std::string& path) {
+    demandWord(path, "FILE");
     demandReadableDirectory(location.base);
     const std::string bytes = bytesOf(path);
     const Store store(location);

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "FileCheck.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -73,6 +73,16 @@ std::vector<Candidate> holding(const Pattern& wanted, const std::vector<std::str
     return candidates;
 }
 
+std::string whatBeginsSo(const std::string& name, const std::vector<std::string>& names) {
+    const std::string beginning = name + "/";
+    const bool isBeginning =
+        std::any_of(names.begin(), names.end(), [&beginning](const std::string& other) {
+            return other.compare(0, beginning.size(), beginning) == 0;
+        });
+    return isBeginning ? "\nthere are names that begin so: " + commandOnName("list", beginning)
+                       : "";
+}
+
 }  // namespace
 
 std::vector<std::string> nearestNames(const Pattern& wanted,
@@ -94,7 +104,7 @@ std::vector<std::string> nearestNames(const Pattern& wanted,
 std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& candidate : nearestNames(wanted, names)) {
-        text += (text.empty() ? "\ndid you mean " : " or ") + candidate;
+        text += (text.empty() ? "\ndid you mean " : " or ") + shellWord(candidate);
     }
     return text.empty() ? text : text + "?";
 }
@@ -104,19 +114,6 @@ ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<std:
              inQuotes(pattern.text()) + didYouMean(pattern, names));
     return pattern.isGlob() ? ExitCode::kUnknownName : ExitCode::kDone;
 }
-
-namespace {
-
-std::string whatBeginsSo(const std::string& name, const std::vector<std::string>& names) {
-    const std::string beginning = name + "/";
-    const bool isBeginning =
-        std::any_of(names.begin(), names.end(), [&beginning](const std::string& other) {
-            return other.compare(0, beginning.size(), beginning) == 0;
-        });
-    return isBeginning ? "\nthere are names that begin so: " + commandOn("list", beginning) : "";
-}
-
-}  // namespace
 
 Failure noSuch(const std::string& kind, const std::string& name,
                const std::vector<std::string>& names) {

@@ -12,17 +12,19 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kRecoverHelp =
-    "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set aside: the state\n"
-    "of each, which of them a load takes, and each setting that is not the same in all. Nothing\n"
-    "is changed. With --from one of them is put in the place of FILE, with a right CRC: the\n"
-    "whole of it, or of a damaged one all lines that a load would take; those left out are told\n"
-    "(exit code 5). What is replaced is kept beside it, and the name is told.\n\n"
-    "Example:\n  t8settings recover tv/settings/settings.ini";
+    "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set\n"
+    "aside: the state of each, which of them a load takes, and each setting that is\n"
+    "not the same in all. With --from one of them is put in the place of FILE, with\n"
+    "a right CRC: the whole of it, or of a damaged one all lines that a load would\n"
+    "take; those left out are told (exit code 5). What is replaced is kept beside\n"
+    "it.\n\n"
+    "Example:\n"
+    "  t8settings recover tv/settings/settings.ini";
 
 std::string textOfMember(const Member& member) {
     std::string text = member.file->path() + ": " + stateOf(*member.file);
     if (member.file->state() >= FileState::kWithoutCrc) {
-        text += ", " + countOf(settingsOf(*member.file).size());
+        text += ", " + counted(settingsOf(*member.file).size(), "setting");
     }
     return visible(text) + "\n" + linesOf(findingsInLinesOf(*member.file));
 }
@@ -158,9 +160,11 @@ Command addRecoverCommand(CLI::App& app) {
     CLI::App* const command =
         app.add_subcommand("recover", "Show what lies beside a file, and put it back on request");
     command->add_option("FILE", options->path, "The settings file")->required()->type_name("");
-    CLI::Option* const from = command->add_option("--from", options->from, "Put it back")
-                                  ->type_name("")
-                                  ->check(CLI::Validator(isSource, "{tmp,bad,tmp.new}"));
+    CLI::Option* const from =
+        command
+            ->add_option("--from", options->from, "Put it back: tmp, bad, tmp.new, bad.1 to bad.99")
+            ->type_name("COPY")
+            ->check(CLI::Validator(isSource, ""));
     command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);
     command->footer(kRecoverHelp);
     return {command, {}, {}, {}, [options](const std::string& marker, Format format) {

@@ -104,10 +104,6 @@ std::map<std::string, std::string> settingsOf(const IniFile& file) {
     return settings;
 }
 
-std::string countOf(std::size_t settings) {
-    return std::to_string(settings) + (settings == 1 ? " setting" : " settings");
-}
-
 std::vector<Difference> differencesOf(const std::vector<Member>& members) {
     std::map<std::string, std::vector<std::optional<std::string>>> all;
     for (std::size_t i = 0; i < members.size(); ++i) {

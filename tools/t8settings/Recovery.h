@@ -26,9 +26,6 @@ const IniFile* memberCalled(const std::string& word, const FileGroup& group);
 /// Type, "," and text of each setting that the file has a line for, by its name.
 std::map<std::string, std::string> settingsOf(const IniFile& file);
 
-/// "1 setting", "2 settings".
-std::string countOf(std::size_t settings);
-
 /// A setting that is not the same everywhere.
 struct Difference {
     std::string name;

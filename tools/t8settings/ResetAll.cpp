@@ -6,6 +6,7 @@
 #include "FileOnDisk.h"
 #include "Json.h"
 #include "LibraryLog.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "files/FileStatus.h"
 
@@ -47,10 +48,11 @@ const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
     return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
 }
 
-std::ptrdiff_t resettable(const Store& store) {
+std::size_t resettable(const Store& store) {
     const auto storages = store.storages();
-    return std::count_if(storages.begin(), storages.end(),
-                         [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; });
+    return static_cast<std::size_t>(
+        std::count_if(storages.begin(), storages.end(),
+                      [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; }));
 }
 
 void demandSomethingToReset(const Store& store) {
@@ -63,8 +65,8 @@ void demandSomethingToReset(const Store& store) {
 }
 
 void demandConfirmation(const Store& store) {
-    if (!confirm("Reset " + std::to_string(resettable(store)) + " storages below " +
-                 Qel::Settings::SettingsManager::location() + " to their defaults? " +
+    if (!confirm("Reset " + counted(resettable(store), "storage") + " below " +
+                 Qel::Settings::SettingsManager::location() + " to the defaults? " +
                  store.marker() + " then keeps every process from saving until the restart.")) {
         throw Failure(ExitCode::kFailed, "nothing was reset");
     }
@@ -144,7 +146,7 @@ void demandMarkerFor(const Location& location) {
             "reset --all below " + inQuotes(location.base) +
                 " needs a marker of its own: the machine's would keep all its processes "
                 "from saving\nadd --marker " +
-                inQuotes(location.base + (location.base.back() == '/' ? "" : "/") + "reset.tmp") +
+                shellPath(location.base + (location.base.back() == '/' ? "" : "/") + "reset.tmp") +
                 " or set T8SETTINGS_MARKER");
     }
 }

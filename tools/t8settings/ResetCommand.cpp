@@ -16,12 +16,12 @@ namespace {
 using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kResetHelp =
-    "With names, these settings get the values of their defaults files, are saved and\n"
-    "shown. When one of them is read-only or has no default, nothing is changed.\n\n"
+    "With names, these settings get the values of their defaults files, are saved\n"
+    "and shown. When one is read-only or has no default, nothing is changed.\n\n"
     "With --all, every storage goes back to its defaults but calibration data, which\n"
-    "survives, read-only storages, and storages without a defaults file. A marker file\n"
-    "announces it and stays until the restart: until then no process saves settings.\n"
-    "Below any directory but / it needs --marker, so that only who looks there waits.\n\n"
+    "survives, read-only storages, and storages without a defaults file. A marker\n"
+    "file announces it and stays until the restart: until then none saves. Below any\n"
+    "directory but / it needs --marker, so that only who looks there waits.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
@@ -127,15 +127,21 @@ Command addResetCommand(CLI::App& app) {
             throw CLI::ValidationError("say either NAME or --all");
         }
     });
-    return {command, {}, {}, [wanted](const std::function<Location()>& location, Format format) {
-                const Location where = location();
-                if (wanted->all) {
-                    demandMarkerFor(where);
-                }
-                const Store store(where);
-                return wanted->all ? resetAll(store, format, wanted->confirmed)
-                                   : resetNamed(store, format, wanted->names);
-            }};
+    Command added = {command, {}};
+    added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };
+    added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
+        for (const std::string& name : wanted->names) {
+            demandWord(name, "NAME");
+        }
+        const Location where = location();
+        if (wanted->all) {
+            demandMarkerFor(where);
+        }
+        const Store store(where);
+        return wanted->all ? resetAll(store, format, wanted->confirmed)
+                           : resetNamed(store, format, wanted->names);
+    };
+    return added;
 }
 
 }  // namespace t8settings

@@ -6,6 +6,7 @@
 #include "Recovery.h"
 #include "Replacement.h"
 #include "SetUp.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -55,8 +56,8 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
 }
 
 void demandConfirmation(const FileGroup& group, const IniFile& source, const Plan& plan) {
-    std::string question = "Put " + countOf(plan.salvage.settings) + " from " + source.path() +
-                           " in the place of " + group.file.path() + "?";
+    std::string question = "Put " + counted(plan.salvage.settings, "setting") + " from " +
+                           source.path() + " in the place of " + group.file.path() + "?";
     for (const KeptFile& kept : plan.kept) {
         question += " " + kept.path + " is kept as " + kept.name + ".";
     }
@@ -93,9 +94,10 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     result.code = plan.salvage.leftOut.empty() ? ExitCode::kDone : ExitCode::kFindings;
     if (format == Format::kText) {
         result.output = linesOf(plan.salvage.leftOut);
-        result.output += visible(group.file.path() + ": " + countOf(plan.salvage.settings) +
-                                 " from " + source.path() + ", CRC " + std::to_string(crc)) +
-                         "\n";
+        result.output +=
+            visible(group.file.path() + ": " + counted(plan.salvage.settings, "setting") +
+                    " from " + source.path() + ", CRC " + std::to_string(crc)) +
+            "\n";
         result.output += linesOf(plan.kept);
         return result;
     }

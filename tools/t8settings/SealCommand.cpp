@@ -7,6 +7,7 @@
 #include "Recovery.h"
 #include "Replacement.h"
 #include "SetUp.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -16,13 +17,15 @@ namespace {
 namespace files = Qel::Settings::files;
 
 constexpr const char* kSealHelp =
-    "Writes the CRC line that a file needs after a hand edit; all bytes before that line stay as\n"
-    "they are. All lines are checked first: when a program would not take one, or would read\n"
-    "something else than it says, or no line feed ends the last one, nothing is written. A\n"
-    "defaults file needs no CRC line. A temporary copy with a right CRC would win over the file:\n"
-    "see to it first, with recover. Any other copy is kept under another name.\n"
-    "Programs that are running have loaded the file before, and overwrite it when they save.\n\n"
-    "Example:\n  t8settings seal tv/settings/settings.ini";
+    "Writes the CRC line that a file needs after a hand edit; all bytes before that\n"
+    "line stay as they are. All lines are checked first: when a program would not\n"
+    "take one, or would read something else than it says, or no line feed ends the\n"
+    "last one, nothing is written. A defaults file needs no CRC line. A temporary\n"
+    "copy with a right CRC would win over the file: see to it first, with recover.\n"
+    "Any other copy is kept under another name. Programs that are running have\n"
+    "loaded the file before, and overwrite it when they save.\n\n"
+    "Example:\n"
+    "  t8settings seal tv/settings/settings.ini";
 
 /// What came of it.
 struct Sealing {
@@ -112,17 +115,19 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
     const std::size_t settings = settingsOf(group.file).size();
     if (group.file.role() == IniFile::Role::kDefaults) {
         return {path,
-                countOf(settings) + ", a defaults file, which needs no CRC; nothing was written",
+                counted(settings, "setting") +
+                    ", a defaults file, which needs no CRC; nothing was written",
                 settings};
     }
     if (group.file.state() == FileState::kSealed && !group.file.hasMoreAfterCrcLine()) {
-        return {path, countOf(settings) + ", the CRC is right already; nothing was written",
+        return {path,
+                counted(settings, "setting") + ", the CRC is right already; nothing was written",
                 settings, false, group.file.computedCrc()};
     }
     const std::string text = textToSeal(group.file);
     std::vector<KeptFile> kept = toKeepOf(group);
     const std::uint32_t crc = replaceKeeping(kept, {group, text, path}, lock);
-    return {path,     "sealed, " + countOf(settings) + ", CRC " + std::to_string(crc),
+    return {path,     "sealed, " + counted(settings, "setting") + ", CRC " + std::to_string(crc),
             settings, true,
             crc,      kept};
 }

@@ -10,18 +10,17 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kSetHelp =
-    "The text is that of the setting's type, in the form of the settings files; for a string it\n"
-    "is the string itself. A text that the type would not keep as it is meant is refused, with\n"
-    "what would become of it: 300 for a uint8, abc for a number, maybe for a bool, more than 6\n"
-    "digits for a float, no name of an enumeration, a field too few or too many in a record.\n"
-    "So are blanks at the ends of a string without \",\" and \";\", since no file keeps them, and "
-    "in\n"
-    "a list, record or map a backslash before what needs none, such as \\;. Another way to write\n"
-    "the same value is taken: +5, 007, 1.50, TRUE, an enumeration's number. The empty text "
-    "empties\n"
-    "a string, list or map. What a type takes: t8settings types NAME.\n"
-    "A text that begins with \"-\" and no digit comes after \"--\", as in: set NAME -- -.5\n\n"
-    "Example:\n  t8settings --base tv set settings/sound/bass 5";
+    "The text is that of the setting's type, in the form of the settings files; for\n"
+    "a string it is the string itself. A text that the type would not keep as it is\n"
+    "meant is refused: 300 for a uint8, abc for a number, maybe for a bool, more\n"
+    "than 6 digits for a float, no name of an enumeration, a field too few in a\n"
+    "record, blanks at the ends of a string without \",\" and \";\", in a list, record\n"
+    "or map a backslash before what needs none, such as \\;. Another way to write the\n"
+    "same value is taken: +5, 007, 1.50, TRUE. The empty text empties a string, list\n"
+    "or map. What a type takes: t8settings types NAME. A text that begins with \"-\"\n"
+    "and no digit comes after \"--\", and so does \"++\": set NAME -- -.5\n\n"
+    "Example:\n"
+    "  t8settings --base tv set settings/sound/bass 5";
 
 Result set(const Store& store, Format format, const std::string& name, const std::string& text) {
     const SettingPtr setting = store.find(name);
@@ -48,6 +47,7 @@ Command addSetCommand(CLI::App& app) {
     command->add_option("TEXT", *text, "The new value")->required()->type_name("");
     command->footer(kSetHelp);
     return {command, [name, text](const Store& store, Format format) {
+                demandWord(*name, "NAME");
                 return set(store, format, *name, *text);
             }};
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Shell.h"
+
 namespace t8settings {
 
 namespace {
@@ -9,17 +11,9 @@ namespace {
 constexpr std::string_view kBlanks = " \t\n";
 /// What a backslash takes the meaning from between double quotes.
 constexpr std::string_view kSpecialWithinQuotes = "\\\"$`";
-constexpr std::string_view kPlain = "_./:=@%+,-";
 
 bool isOneOf(char c, std::string_view set) {
     return set.find(c) != std::string_view::npos;
-}
-
-bool isPlain(char c) {
-    const bool isAlphanumeric =
-        (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-    // A byte of 128 and above is a part of a letter; the shell has no use for it.
-    return isAlphanumeric || static_cast<unsigned char>(c) >= 0x80 || isOneOf(c, kPlain);
 }
 
 std::string typedAs(char c, char quote) {
@@ -30,7 +24,7 @@ std::string typedAs(char c, char quote) {
         // A backslash would keep the history away, but stay in the word.
         return "\"'!'\"";
     }
-    const bool isSpecial = quote == '"' ? isOneOf(c, kSpecialWithinQuotes) : !isPlain(c);
+    const bool isSpecial = quote == '"' ? isOneOf(c, kSpecialWithinQuotes) : !isPlainInShell(c);
     return isSpecial ? std::string("\\") + c : std::string(1, c);
 }
 

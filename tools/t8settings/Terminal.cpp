@@ -107,6 +107,10 @@ std::string inQuotes(std::string_view text) {
     return out + "'";
 }
 
+std::string counted(std::size_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 std::vector<std::string> splitLines(std::string_view text) {
     std::vector<std::string> lines;
     while (!text.empty()) {
@@ -137,10 +141,14 @@ bool writeAll(int descriptor, std::string_view text) {
     return true;
 }
 
-bool readAll(int descriptor, std::string& bytes) {
+bool readAll(int descriptor, std::size_t most, std::string& bytes) {
     std::array<char, 65536> buffer;
     for (;;) {
         const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count > 0 && static_cast<std::size_t>(count) > most - bytes.size()) {
+            errno = EFBIG;
+            return false;
+        }
         if (count > 0) {
             bytes.append(buffer.data(), static_cast<std::size_t>(count));
         } else if (count == 0 || errno != EINTR) {

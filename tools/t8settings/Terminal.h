@@ -11,9 +11,12 @@ namespace t8settings {
 /// are. For the eye only, since a backslash in `text` stays single.
 std::string visible(std::string_view text);
 
-/// `visible` in double quotes, or in single ones as a shell takes them when the text itself has
-/// double ones; backslashes stay single, so that what a message advises can be typed as it stands.
+/// `visible` in double quotes, or in single ones when the text itself has double ones; backslashes
+/// stay single. For the eye: what is to be typed is a `shellWord`.
 std::string inQuotes(std::string_view text);
+
+/// "1 setting", "2 settings".
+std::string counted(std::size_t count, const std::string& thing);
 
 /// The lines of `text`, without their line feeds.
 std::vector<std::string> splitLines(std::string_view text);
@@ -24,8 +27,9 @@ void complain(std::string_view text);
 /// Writes all of `text` to the descriptor; false, with `errno` set, when that fails.
 bool writeAll(int descriptor, std::string_view text);
 
-/// Appends all that there is to be read; false, with `errno` set, when that fails.
-bool readAll(int descriptor, std::string& bytes);
+/// Appends all that there is to be read; false, with `errno` set, when that fails, and with EFBIG
+/// when there is more than `most`: a device may have no end.
+bool readAll(int descriptor, std::size_t most, std::string& bytes);
 
 /// Asks a question that is answered by a line on standard input; true for "y" and "yes" in any
 /// letter case.

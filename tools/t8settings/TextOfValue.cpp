@@ -125,6 +125,14 @@ std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& t
     return make(factory, type, name, given, fileText).outcome;
 }
 
+std::optional<std::string> readFromFile(const FactoryPtr& factory, const std::string& type,
+                                        const std::string& name, const std::string& fileText) {
+    const SettingPtr setting = created(factory, type, name, fileText);
+    return setting ? std::optional(factory->typeAsString(setting) + "," +
+                                   factory->valueAsString(setting))
+                   : std::nullopt;
+}
+
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,
               const std::string& text) {
     const std::string given = fileTextOf(type, text);

@@ -34,6 +34,11 @@ struct Outcome {
 std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& type,
                                  const std::string& name, const std::string& fileText);
 
+/// Type name, "," and text of what a load makes of a setting whose text a save has written; nothing
+/// when its type refuses it.
+std::optional<std::string> readFromFile(const FactoryPtr& factory, const std::string& type,
+                                        const std::string& name, const std::string& fileText);
+
 /// The value that `text`, as people write it, means for a setting of this type. Throws `Failure`
 /// when the type, or the file, would make something else of it.
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,

@@ -111,19 +111,27 @@ const KindText& textOf(Kind kind) {
     return kTexts.at(kind);
 }
 
+const TypesByName& typesByName() {
+    static const TypesByName types = allTypesByName();
+    return types;
+}
+
 }  // namespace
 
 const TypeDescription& typeCalled(const std::string& name) {
-    static const TypesByName types = allTypesByName();
-    const auto found = types.find(name);
-    if (found != types.end()) {
-        return found->second;
+    const auto found = typesByName().find(name);
+    if (found == typesByName().end()) {
+        throw noSuch("type", name, namesOfTypes());
     }
+    return found->second;
+}
+
+std::vector<std::string> namesOfTypes() {
     std::vector<std::string> names;
-    for (const auto& type : types) {
+    for (const auto& type : typesByName()) {
         names.push_back(type.first);
     }
-    throw noSuch("type", name, names);
+    return names;
 }
 
 const FactoryPtr& typesInForce() {

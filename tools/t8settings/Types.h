@@ -3,6 +3,7 @@
 
 #include <Qel/Settings/TypeDescription.h>
 #include <string>
+#include <vector>
 
 #include "Store.h"
 
@@ -12,6 +13,9 @@ namespace t8settings {
 /// values of collections are of; keys also as the name of the map spells them. Throws `Failure`,
 /// with names that may have been meant, when there is none.
 const Qel::Settings::TypeDescription& typeCalled(const std::string& name);
+
+/// The names of all that it knows.
+std::vector<std::string> namesOfTypes();
 
 /// The television's types in force, for texts of settings that nobody has loaded.
 const FactoryPtr& typesInForce();

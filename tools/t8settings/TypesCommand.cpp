@@ -14,12 +14,14 @@ namespace {
 using Qel::Settings::TypeDescription;
 
 constexpr const char* kTypesHelp =
-    "Without NAME one line for each type: its name, its kind and what it is made of. With NAME\n"
-    "that type, and below it each text of an enumeration with its number, or each field of a\n"
-    "record, or of the records in an array or map, with its type and its default, and of a list\n"
-    "its form as a field. NAME may also be a type that only fields, keys or values have, such as\n"
-    "Role, SourcePK or QelNetSourceVer3. No base directory is needed.\n\n"
-    "Example:\n  t8settings types DisplaySetup";
+    "Without NAME one line for each type: its name, its kind and what it is made of.\n"
+    "With NAME that type, and below it each text of an enumeration with its number,\n"
+    "or each field of a record, or of the records in an array or map, with its type\n"
+    "and its default, and of a list its form as a field. NAME may also be a type\n"
+    "that only fields, keys or values have, such as Role, SourcePK or\n"
+    "QelNetSourceVer3. No base directory is needed.\n\n"
+    "Example:\n"
+    "  t8settings types DisplaySetup";
 
 Row rowOf(const TypeDescription& type) {
     return {type.name, kindOf(type), summaryOf(type)};

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "LineSoFar.h"
 #include "Nearest.h"
 #include "Terminal.h"
 
@@ -87,12 +88,20 @@ std::string hintOnOption(const CLI::App& app, const std::string& word) {
            chain(app).back()->get_name() + " -- " + arguments;
 }
 
-bool hasOption(const CLI::App& app, const std::string& name) {
-    const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
-    return app.get_option_no_throw(name) != nullptr ||
-           std::any_of(commands.begin(), commands.end(), [&name](const CLI::App* command) {
-               return command->get_option_no_throw(name) != nullptr;
-           });
+/// The option of the program or of any command; null when there is none.
+const CLI::Option* optionCalled(const CLI::App& app, const std::string& name) {
+    const CLI::Option* found = app.get_option_no_throw(name);
+    for (const CLI::App* const command :
+         app.get_subcommands([](const CLI::App*) { return true; })) {
+        found = found != nullptr ? found : command->get_option_no_throw(name);
+    }
+    return found;
+}
+
+/// Whether the word is "--", or an option with or without a value in it.
+bool isOption(const CLI::App& app, const std::string& word) {
+    return word.compare(0, 2, "--") == 0 &&
+           (word.size() == 2 || optionCalled(app, word.substr(0, word.find('='))) != nullptr);
 }
 
 /// The words that follow belong to somebody else's command line.
@@ -108,11 +117,28 @@ void demandValues(const CLI::App& app, int argc, const char* const* argv) {
         if (word == "--") {
             return;
         }
-        const std::string name = word.substr(0, word.size() - (word.empty() ? 0 : 1));
-        if (word.compare(0, 2, "--") == 0 && word.back() == '=' && hasOption(app, name)) {
+        if (!isOption(app, word)) {
+            continue;
+        }
+        const std::string name = word.substr(0, word.find('='));
+        if (word.size() == name.size() + 1) {
             throw Failure(ExitCode::kUsage, name + " is empty");
         }
+        if (name == word && takesValue(*optionCalled(app, name))) {
+            ++i;
+            if (i == argc || isOption(app, argv[i])) {
+                throw Failure(ExitCode::kUsage, name + " lacks its value");
+            }
+        }
     }
+}
+
+const CLI::App& commandCalled(const CLI::App& app, const std::string& name) {
+    const std::vector<std::string> names = commandNames(app);
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+        throw Failure(ExitCode::kUsage, noSuchCommand(app, name) + "\nsee t8settings --help");
+    }
+    return *app.get_subcommand(name);
 }
 
 Failure badUsage(const CLI::App& app, const std::string& error) {

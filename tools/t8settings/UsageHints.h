@@ -2,6 +2,7 @@
 #define T8SETTINGS_USAGEHINTS_H
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 #include "Exit.h"
 
@@ -11,8 +12,13 @@ namespace t8settings {
 /// `app` has parsed it as far as it goes.
 Failure badUsage(const CLI::App& app, const std::string& error);
 
-/// Throws `Failure` for a word such as "--base=", which a script's variable that was never set
-/// looks like: the parser would take the next word for the value.
+/// The command of this name. Throws `Failure`, with names that may have been meant, when there is
+/// none.
+const CLI::App& commandCalled(const CLI::App& app, const std::string& name);
+
+/// Throws `Failure` for an option whose value is missing: for a word such as "--base=", which a
+/// script's variable that was never set looks like, or for "--base" with another option behind it.
+/// The parser would take the next word for the value.
 void demandValues(const CLI::App& app, int argc, const char* const* argv);
 
 }  // namespace t8settings

@@ -12,18 +12,14 @@ namespace t8settings {
 namespace {
 
 constexpr const char* kVerifyHelp =
-    "Looks at the files as they lie there: the CRC, temporary copies, files set aside as "
-    "\".bad\",\n"
-    "each line that no program would take, or would read as something else than it says, files\n"
-    "that nobody reads, settings of two storages. Nothing is loaded, set aside or written.\n"
-    "Each finding is one line: FILE:LINE: what is wrong; what to do. With FILEs these alone, and\n"
-    "no base directory is needed. Exit code 0: all sound, 5: findings, 1: something could not\n"
-    "be read.\n\n"
-    "Example:\n  t8settings --base tv verify";
-
-std::string counted(std::size_t count, const std::string& thing) {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
+    "Looks at the files as they lie there: the CRC, temporary copies, files set\n"
+    "aside as \".bad\", each line that no program would take, or would read as\n"
+    "something else than it says, files that nobody reads, settings of two storages.\n"
+    "Nothing is loaded, set aside or written. Each finding is one line: FILE:LINE:\n"
+    "what is wrong; what to do. With FILEs these alone, and no base directory is\n"
+    "needed. Exit code 0: all sound, 5: findings, 1: something could not be read.\n\n"
+    "Example:\n"
+    "  t8settings --base tv verify";
 
 ExitCode codeOf(const std::vector<FileFinding>& findings) {
     const bool unreadable = std::any_of(
@@ -100,9 +96,12 @@ Command addVerifyCommand(CLI::App& app) {
     command->add_option("FILE", *files, "Only these files, each with what lies beside it")
         ->type_name("");
     command->footer(kVerifyHelp);
-    return {command, {}, {}, [files](const std::function<Location()>& location, Format format) {
-                return verify(*files, location, format);
-            }};
+    Command added = {command, {}};
+    added.takeWords = [files](const std::vector<std::string>& words) { *files = words; };
+    added.runOnFiles = [files](const std::function<Location()>& location, Format format) {
+        return verify(*files, location, format);
+    };
+    return added;
 }
 
 }  // namespace t8settings

@@ -31,12 +31,13 @@ namespace {
 namespace files = Qel::Settings::files;
 
 constexpr const char* kHelp =
-    "One line for each setting that another process changes: its name, its type, the text before\n"
-    "and the text now, with (unset) for a setting that was not there or is no more. PATTERN is as\n"
-    "in list. --json gives one object a line. It ends at Ctrl-C, or when nobody reads its output\n"
-    "any more; that it has begun is told on standard error. The files are read without loading\n"
-    "them.\n\n"
-    "Example:\n  t8settings --base tv watch settings/sound/";
+    "One line for each setting that another process changes: its name, its type, the\n"
+    "text before and the text now, with (unset) for a setting that was not there or\n"
+    "is no more. PATTERN is as in list. --json gives one object a line. It ends at\n"
+    "Ctrl-C, or when nobody reads its output any more; that it has begun is told on\n"
+    "standard error. The files are read without loading them.\n\n"
+    "Example:\n"
+    "  t8settings --base tv watch settings/sound/";
 
 /// How often to look for a directory that nobody can tell of.
 constexpr int kRetryMilliseconds = 1000;
@@ -149,8 +150,8 @@ public:
             complainOfNoFiles(location_.base);
         }
         lookForMarker();
-        complain("watching " + std::to_string(watched) + " settings below " +
-                 inQuotes(location_.base) + " (Ctrl-C ends)");
+        complain("watching " + counted(watched, "setting") + " below " + inQuotes(location_.base) +
+                 " (Ctrl-C ends)");
         while (!isOver_) {
             wait();
         }

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -20,7 +21,7 @@ Result resultOf(int argc, const char* const* argv) {
         return t8settings::runCommandLine(argc, argv);
     } catch (const t8settings::Failure& failure) {
         t8settings::complain(failure.what());
-        return {"", failure.code()};
+        return {"", failure.code(), failure.changed()};
     } catch (const std::exception& error) {
         t8settings::complain(error.what());
         return {"", ExitCode::kFailed};
@@ -45,6 +46,10 @@ int main(int argc, const char* const* argv) {
     occupyStandardDescriptors();
     t8settings::LibraryLog::instance().install();
     Result result = resultOf(argc, argv);
+    if (result.changed) {
+        // The process is to end in order, also when nobody reads what it says.
+        std::signal(SIGPIPE, SIG_IGN);
+    }
     if (!t8settings::writeAll(STDOUT_FILENO, result.output)) {
         t8settings::complain(std::string("cannot write to standard output: ") +
                              std::strerror(errno));
