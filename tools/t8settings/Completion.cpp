@@ -41,7 +41,7 @@ StoredSettings settingsOf(const LineSoFar& line) {
     if (file.empty()) {
         return base.empty() ? StoredSettings() : settingsBelow(base);
     }
-    return (isXml(file) ? surveyedXml(file) : surveyed(iniFileAt(file))).settings;
+    return (holdsXml(file) ? surveyed(XmlFile(file)) : surveyed(iniFileAt(file))).settings;
 }
 
 Candidates settingNames(const LineSoFar& line) {
