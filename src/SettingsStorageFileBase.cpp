@@ -29,7 +29,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -183,7 +182,7 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
 
 void SettingStorageFileBase::setAsideReadWriteFile() {
     const std::string setAside = rwFilename_ + ".bad";
-    if (std::rename(rwFilename_.c_str(), setAside.c_str()) != 0) {
+    if (!files::setAsideFile(rwFilename_, setAside)) {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {

@@ -8,6 +8,7 @@
 #include "Log.h"
 #include "Qel/Settings/SettingFactory.h"
 #include "Qel/Settings/SettingStorageInifile.h"
+#include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
 #include "files/SafeWrite.h"
@@ -162,8 +163,9 @@ void SettingStorageInifile::noteUnreadable(int error, const std::string& path, b
         QEL_LOG(kError, "SettingStorageInifile: '%s' cannot be read: %s", path.c_str(),
                 reason.c_str());
     }
-    if (mayBeCopy) {
-        copyIsUnread_ = true;
+    copyIsUnread_ = copyIsUnread_ || mayBeCopy;
+    // A shortage says nothing about the file.
+    if (mayBeCopy || (isFile && files::passesByItself(error))) {
         noteUnread();
     }
 }

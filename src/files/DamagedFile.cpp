@@ -20,7 +20,7 @@ namespace {
 constexpr int kMostNames = 100;
 constexpr mode_t kPrivatePermissions = 0600;
 
-enum class Copied { kDone, kUnreadable, kFailed };
+enum class Copied { kDone, kNotCopied, kFailed };
 
 /// Tries the names in turn. `take` gives false with EEXIST for one that is not free: whatever lies
 /// there, a directory, a link, somebody else's file, is none of ours.
@@ -57,7 +57,7 @@ Copied copyContent(const Descriptor& from, const Descriptor& to) {
             continue;
         }
         if (count < 0) {
-            return Copied::kUnreadable;
+            return Copied::kNotCopied;
         }
         if (!writeAll(to, {piece.data(), static_cast<std::size_t>(count)})) {
             return Copied::kFailed;
@@ -69,10 +69,15 @@ Copied copyAside(const std::string& path, std::string& kept) {
     const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     const auto status = damaged.isOpen() ? statusOf(damaged) : std::nullopt;
     if (!status) {
-        return errno == ENOENT ? Copied::kDone : Copied::kUnreadable;
+        return errno == ENOENT ? Copied::kDone : Copied::kNotCopied;
     }
     if (!status->isRegular) {
         return Copied::kDone;
+    }
+    if (status->names > 1) {
+        // One of them may be that of a move that was cut off, and a save writes through them all.
+        errno = EMLINK;
+        return Copied::kNotCopied;
     }
     std::string name;
     Descriptor copy;
@@ -96,10 +101,21 @@ Copied copyAside(const std::string& path, std::string& kept) {
     return copied;
 }
 
+/// Gives the file a second name, unless a move that was cut off has done so.
+bool linkTo(const std::string& name, const std::string& path) {
+    if (::link(path.c_str(), name.c_str()) == 0) {
+        return true;
+    }
+    const int reason = errno;
+    const bool linkedBefore = reason == EEXIST && areOneFile(path, name);
+    errno = reason;
+    return linkedBefore;
+}
+
 /// A second name, on the disk before the first one goes: at every moment one of them is safe. Where
 /// the file system has no such thing as a second name, in one step.
 bool moveTo(const std::string& name, const std::string& path, const DirectoryLock& directory) {
-    if (::link(path.c_str(), name.c_str()) != 0) {
+    if (!linkTo(name, path)) {
         return errno != EEXIST &&
                ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0;
     }
@@ -126,8 +142,14 @@ bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, st
     const Copied copied = copyAside(path, kept);
     // A shortage says nothing about the file, and the save that is to follow would suffer from it
     // too.
-    return copied == Copied::kDone || (copied == Copied::kUnreadable && !passesByItself(errno) &&
+    return copied == Copied::kDone || (copied == Copied::kNotCopied && !passesByItself(errno) &&
                                        moveAside(path, directory, kept));
+}
+
+bool setAsideFile(const std::string& path, const std::string& name) {
+    // A rename from one name of a file to another does nothing and reports success.
+    return (areOneFile(path, name) ? ::unlink(path.c_str())
+                                   : std::rename(path.c_str(), name.c_str())) == 0;
 }
 
 }  // namespace files

@@ -12,7 +12,7 @@ namespace files {
 namespace {
 
 constexpr unsigned int kMask =
-    STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_SIZE | STATX_INO;
+    STATX_TYPE | STATX_MODE | STATX_NLINK | STATX_UID | STATX_GID | STATX_SIZE | STATX_INO;
 constexpr mode_t kPermissionBits = 0777;
 
 // Its times have 64 bits on every processor, and the C library helps out where the kernel does not
@@ -31,7 +31,8 @@ std::optional<FileStatus> query(int directory, const char* path, int flags) {
                       status.stx_gid,
                       status.stx_size,
                       major << 32U | status.stx_dev_minor,
-                      status.stx_ino};
+                      status.stx_ino,
+                      status.stx_nlink};
 }
 
 }  // namespace
@@ -42,6 +43,12 @@ std::optional<FileStatus> statusAt(const std::string& path) {
 
 std::optional<FileStatus> statusOfEntryAt(const std::string& path) {
     return query(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW);
+}
+
+bool areOneFile(const std::string& path, const std::string& other) {
+    const std::optional<FileStatus> one = statusOfEntryAt(path);
+    const std::optional<FileStatus> two = statusOfEntryAt(other);
+    return one && two && one->device == two->device && one->inode == two->inode;
 }
 
 std::optional<FileStatus> statusOf(const Descriptor& file) {

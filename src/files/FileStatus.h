@@ -24,6 +24,7 @@ struct FileStatus {
     std::uint64_t size;    ///< bytes
     std::uint64_t device;  ///< together with `inode` as no other file has it
     std::uint64_t inode;
+    std::uint64_t names;  ///< how many entries, in whatever directories, show it
 };
 
 /// Of what lies at `path`, links followed. When there is nothing, errno says why.
@@ -31,6 +32,9 @@ std::optional<FileStatus> statusAt(const std::string& path);
 
 /// As `statusAt`, but of a link itself.
 std::optional<FileStatus> statusOfEntryAt(const std::string& path);
+
+/// Whether two paths are entries of one file, a link counted as itself.
+bool areOneFile(const std::string& path, const std::string& other);
 
 /// Of an open file.
 std::optional<FileStatus> statusOf(const Descriptor& file);

@@ -97,7 +97,10 @@ bool discardCopy(const std::string& path, bool existed, const DirectoryLock* syn
 WriteResult writeCopy(const std::string& path, const SafeWrite& write,
                       const DirectoryLock* syncedDirectory) {
     const Original original(write.file);
-    const bool existed = statusOfEntryAt(path).has_value();
+    const std::optional<FileStatus> existing = statusOfEntryAt(path);
+    // Its other name may be one under which it is kept, and would be written through.
+    const bool isShared = existing && existing->names > 1;
+    const bool existed = existing && !(isShared && ::unlink(path.c_str()) == 0);
     Descriptor copy = openTruncated(path, original.permissions);
     if (!copy.isOpen()) {
         return WriteResult::kCopyFailed;

@@ -230,6 +230,59 @@ TEST_F(InifileDamagedFile, StaysUnderOneNameWhenItCannotBeMovedEither) {
     }
 }
 
+TEST_F(InifileDamagedFile, TakesOneNameWhereNobodyMayDelete) {
+    loadDamaged();
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
+    calls.fail("unlink", EPERM, FileCalls::kForGood);
+    for (int save = 0; save < 2; ++save) {
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(readFile(rw_), kDamaged);
+        EXPECT_FALSE(exists(bad_ + ".2"));
+    }
+    EXPECT_EQ(loggedByBase(5, notSaved("Operation not permitted")), 2U) << log_.dump();
+    calls.mend();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+// The power went in the middle of a move. A save that wrote through both names would destroy what
+// the move was to keep.
+TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesLosesTheFirst) {
+    std::filesystem::remove(bad_);
+    writeFile(rw_, kDamaged);
+    std::filesystem::create_hard_link(rw_, bad_);
+    ASSERT_TRUE(reopen());
+    EXPECT_FALSE(exists(rw_));
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), kDamaged);
+}
+
+TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesIsMovedByTheSave) {
+    loadDamaged();
+    std::filesystem::create_hard_link(rw_, second_);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+TEST_F(InifileDamagedFile, ThatIsACopyUnderTwoNamesLosesTheFirst) {
+    build("#name = settings\n[]\na = int,1");
+    writeFile(copy_, kDamaged);
+    std::filesystem::create_hard_link(copy_, copy_ + ".bad.1");
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(copy_ + ".bad.1"), kDamaged);
+    EXPECT_FALSE(exists(copy_));
+}
+
 // FAT has no second names.
 TEST_F(InifileDamagedFile, IsMovedToANameThatIsFreeAlsoWhereThereAreNoSecondNames) {
     for (const bool hasLinks : {true, false}) {

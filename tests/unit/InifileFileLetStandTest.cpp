@@ -280,6 +280,28 @@ TEST_F(InifileFileLetStand, ThatCannotBeReadIsNamed) {
     EXPECT_EQ(readFile(bad_), kDamaged);
 }
 
+TEST_F(InifileFileLetStand, IsNotSetAsideForAShortageThatHitsItAlone) {
+    for (const int shortage : {EMFILE, ENFILE, ENOMEM, EAGAIN, EINTR}) {
+        build("#name = settings\n[]\na = int,7");
+        const std::string healthy = readFile(rw_);
+        create();
+        {
+            FileCalls calls(dir_.path());
+            calls.fail("open rw.ini", shortage, FileCalls::kForGood);
+            ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        }
+        EXPECT_EQ(readFile(rw_), healthy) << shortage;
+        EXPECT_FALSE(exists(bad_)) << shortage;
+        EXPECT_EQ(loggedByBase(4, stays()), 1U) << shortage << log_.dump();
+        setting("settings/a")->setValue(2);
+        EXPECT_TRUE(storage_->save());
+        EXPECT_EQ(readFile(rw_), kSaved) << shortage;
+        EXPECT_EQ(readFile(bad_), healthy) << shortage;
+        std::filesystem::remove(bad_);
+        log_.clear();
+    }
+}
+
 TEST_F(InifileFileLetStand, ThatCouldNotBeLookedAtIsKeptAlthoughItIsWhole) {
     std::filesystem::remove(bad_);
     std::filesystem::create_symlink(rw_, rw_);
