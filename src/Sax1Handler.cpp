@@ -134,18 +134,23 @@ const xmlSAXHandler& sax1Handler() {
 }
 
 // Errors in the encoding and in reading the file are not reported to the handler but to a function
-// of the thread, which prints on the standard error. They are the parser's to hear as well.
+// of the thread, which prints on the standard error. They are the parser's to hear as well. A
+// structured error function of the thread would hear everything in the place of both.
 SaxRun::SaxRun(CLibXml2SaxParser& parser) : parser_(parser), outer_(innermostRun) {
     initialiseLibrary();
     xmlResetLastError();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;
     xmlSetGenericErrorFunc(nullptr, reportToThread);
+    outerStructuredFunction_ = xmlStructuredError;
+    outerStructuredContext_ = xmlStructuredErrorContext;
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
     innermostRun = this;
 }
 
 SaxRun::~SaxRun() {
     innermostRun = outer_;
+    xmlSetStructuredErrorFunc(outerStructuredContext_, outerStructuredFunction_);
     xmlSetGenericErrorFunc(outerErrorContext_, outerErrorFunction_);
 }
 

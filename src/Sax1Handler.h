@@ -52,6 +52,8 @@ private:
     std::exception_ptr thrown_;
     xmlGenericErrorFunc outerErrorFunction_ = nullptr;
     void* outerErrorContext_ = nullptr;
+    xmlStructuredErrorFunc outerStructuredFunction_ = nullptr;
+    void* outerStructuredContext_ = nullptr;
 };
 
 /// Has the parser read a document that was a file's, with the result of
