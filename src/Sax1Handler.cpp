@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
 #include "text/Markup.h"
@@ -62,13 +63,22 @@ void reportToThread(void*, const char* format, ...) noexcept {
     va_end(arguments);
 }
 
+// libxml2's function calls itself for the values that follow.
+void freeOneByOne(xmlEnumerationPtr values) {
+    while (values != nullptr) {
+        xmlEnumeration* const following = std::exchange(values->next, nullptr);
+        xmlFreeEnumeration(values);
+        values = following;
+    }
+}
+
 // libxml2 leaves the enumeration to whoever is told of the declaration.
 void declareAttribute(void* userData, const xmlChar* element, const xmlChar* name, int type,
                       int defaultKind, const xmlChar* defaultValue,
                       xmlEnumerationPtr values) noexcept {
     Callback<&CLibXml2SaxParser::onAttributeDecl>::call(userData, element, name, type, defaultKind,
                                                         defaultValue, values);
-    xmlFreeEnumeration(values);
+    freeOneByOne(values);
 }
 
 constexpr xmlSAXHandler makeHandler() {

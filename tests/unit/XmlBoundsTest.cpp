@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Proportion.h"
+#include "Sax1Handler.h"
 #include "SyslogCapture.h"
 #include "XmlStorageFixture.h"
 #include "files/WholeFile.h"
@@ -72,6 +73,20 @@ TEST_F(XmlBounds, AMillionValuesOfAnAttributeAreRefused) {
     for (const char* end : {") #IMPLIED>]><a/>", ") nonsense>]><a/>", ""}) {
         EXPECT_FALSE(isRead("<!DOCTYPE a [<!ATTLIST a b (c" + repeated(kAMillion, "|d") + end));
     }
+}
+
+TEST_F(XmlBounds, AMillionDeclaredValuesAreFreedOnASmallStack) {
+    xmlEnumeration* values = nullptr;
+    for (std::size_t i = 0; i < kAMillion; ++i) {
+        xmlEnumeration* const value = xmlCreateEnumeration(BAD_CAST "v");
+        value->next = values;
+        values = value;
+    }
+    onSmallStack([values] {
+        Qel::Settings::sax1Handler().attributeDecl(nullptr, BAD_CAST "a", BAD_CAST "b",
+                                                   XML_ATTRIBUTE_ENUMERATION, XML_ATTRIBUTE_IMPLIED,
+                                                   nullptr, values);
+    });
 }
 
 TEST_F(XmlBounds, AMillionAttributesAreRefused) {
