@@ -8,6 +8,7 @@
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
 #include "text/Markup.h"
+#include "text/XmlEncoding.h"
 
 namespace Qel {
 namespace Settings {
@@ -181,9 +182,16 @@ void SaxRun::rethrow() const {
     }
 }
 
+int refusalOf(std::string_view document) {
+    if (text::hasUnreadEncoding(document)) {
+        return XML_ERR_UNSUPPORTED_ENCODING;
+    }
+    return text::hasOverlongTag(document) ? -1 : 0;
+}
+
 int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
-    if (text::hasOverlongTag(document)) {
-        return -1;
+    if (const int refusal = refusalOf(document); refusal != 0) {
+        return refusal;
     }
     const SaxRun run(parser);
     const std::unique_ptr<xmlParserCtxt, FreeContext> context(
