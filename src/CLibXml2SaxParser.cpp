@@ -4,7 +4,6 @@
 
 #include "Sax1Handler.h"
 #include "files/WholeFile.h"
-#include "text/Markup.h"
 
 namespace Qel {
 namespace Settings {
@@ -84,9 +83,9 @@ void CLibXml2SaxParser::onExternalSubset(const unsigned char*, const unsigned ch
                                          const unsigned char*) {}
 
 int CLibXml2SaxParser::parse(const char* buffer, int size) {
-    if (buffer != nullptr && size > 0 &&
-        text::hasOverlongTag({buffer, static_cast<std::size_t>(size)})) {
-        return -1;
+    const std::size_t length = buffer != nullptr && size > 0 ? static_cast<std::size_t>(size) : 0;
+    if (const int refusal = refusalOf({buffer, length}); refusal != 0) {
+        return refusal;
     }
     const SaxRun run(*this);
     const int result =

@@ -4,9 +4,11 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
 #include "text/Markup.h"
+#include "text/XmlEncoding.h"
 
 namespace Qel {
 namespace Settings {
@@ -62,13 +64,22 @@ void reportToThread(void*, const char* format, ...) noexcept {
     va_end(arguments);
 }
 
+// libxml2's function calls itself for the values that follow.
+void freeOneByOne(xmlEnumerationPtr values) {
+    while (values != nullptr) {
+        xmlEnumeration* const following = std::exchange(values->next, nullptr);
+        xmlFreeEnumeration(values);
+        values = following;
+    }
+}
+
 // libxml2 leaves the enumeration to whoever is told of the declaration.
 void declareAttribute(void* userData, const xmlChar* element, const xmlChar* name, int type,
                       int defaultKind, const xmlChar* defaultValue,
                       xmlEnumerationPtr values) noexcept {
     Callback<&CLibXml2SaxParser::onAttributeDecl>::call(userData, element, name, type, defaultKind,
                                                         defaultValue, values);
-    xmlFreeEnumeration(values);
+    freeOneByOne(values);
 }
 
 constexpr xmlSAXHandler makeHandler() {
@@ -134,18 +145,23 @@ const xmlSAXHandler& sax1Handler() {
 }
 
 // Errors in the encoding and in reading the file are not reported to the handler but to a function
-// of the thread, which prints on the standard error. They are the parser's to hear as well.
+// of the thread, which prints on the standard error. They are the parser's to hear as well. A
+// structured error function of the thread would hear everything in the place of both.
 SaxRun::SaxRun(CLibXml2SaxParser& parser) : parser_(parser), outer_(innermostRun) {
     initialiseLibrary();
     xmlResetLastError();
     outerErrorFunction_ = xmlGenericError;
     outerErrorContext_ = xmlGenericErrorContext;
     xmlSetGenericErrorFunc(nullptr, reportToThread);
+    outerStructuredFunction_ = xmlStructuredError;
+    outerStructuredContext_ = xmlStructuredErrorContext;
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
     innermostRun = this;
 }
 
 SaxRun::~SaxRun() {
     innermostRun = outer_;
+    xmlSetStructuredErrorFunc(outerStructuredContext_, outerStructuredFunction_);
     xmlSetGenericErrorFunc(outerErrorContext_, outerErrorFunction_);
 }
 
@@ -166,9 +182,16 @@ void SaxRun::rethrow() const {
     }
 }
 
+int refusalOf(std::string_view document) {
+    if (text::hasUnreadEncoding(document)) {
+        return XML_ERR_UNSUPPORTED_ENCODING;
+    }
+    return text::hasOverlongTag(document) ? -1 : 0;
+}
+
 int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
-    if (text::hasOverlongTag(document)) {
-        return -1;
+    if (const int refusal = refusalOf(document); refusal != 0) {
+        return refusal;
     }
     const SaxRun run(parser);
     const std::unique_ptr<xmlParserCtxt, FreeContext> context(

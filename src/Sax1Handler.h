@@ -52,7 +52,13 @@ private:
     std::exception_ptr thrown_;
     xmlGenericErrorFunc outerErrorFunction_ = nullptr;
     void* outerErrorContext_ = nullptr;
+    xmlStructuredErrorFunc outerStructuredFunction_ = nullptr;
+    void* outerStructuredContext_ = nullptr;
 };
+
+/// What is known of a document's result before it is parsed: `XML_ERR_UNSUPPORTED_ENCODING` for an
+/// encoding that is not read, -1 for one whose tags libxml2 cannot cope with, otherwise 0.
+int refusalOf(std::string_view document);
 
 /// Has the parser read a document that was a file's, with the result of
 /// `CLibXml2SaxParser::parseFile`. Its texts come in the same pieces as if libxml2 read the file.

@@ -70,8 +70,10 @@ bool SettingStorageXml::loadFile(const std::string& path) {
         noteUnread();
     }
     if (result != 0) {
-        QEL_LOG(kError, "Error loading '%s': no readable well-formed XML document, result %d",
-                path.c_str(), result);
+        QEL_LOG(kError, "Error loading '%s': %s, result %d", path.c_str(),
+                result == XML_ERR_UNSUPPORTED_ENCODING ? "its encoding is none that is read"
+                                                       : "no readable well-formed XML document",
+                result);
     }
     return result == 0;
 }

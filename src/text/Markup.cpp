@@ -1,6 +1,6 @@
 #include "text/Markup.h"
 
-#include <string>
+#include "text/XmlEncoding.h"
 
 namespace Qel {
 namespace Settings {
@@ -15,11 +15,7 @@ bool isLetter(char c) {
 /// Whether a "<" that is followed by this opens a tag or a declaration: not a comment, a CDATA
 /// section or a processing instruction, which may hold anything.
 bool opensTag(std::string_view rest) {
-    std::string start;
-    for (std::size_t i = 0; i < rest.size() && start.size() < 2; ++i) {
-        if (rest[i] != '\0') start += rest[i];
-    }
-    return start.size() == 2 && start[0] != '?' && (start[0] != '!' || isLetter(start[1]));
+    return rest.size() >= 2 && rest[0] != '?' && (rest[0] != '!' || isLetter(rest[1]));
 }
 
 /// Attributes, or values in a declaration, up to the end of the tag.
@@ -41,18 +37,22 @@ std::size_t countParts(std::string_view tag) {
     return parts;
 }
 
-}  // namespace
-
-bool hasOverlongTag(std::string_view document) {
-    std::size_t open = document.find('<');
+bool hasOverlongTagInBytes(std::string_view text) {
+    std::size_t open = text.find('<');
     while (open != std::string_view::npos) {
         // No tag has a "<" in it, not even in quotes.
-        const std::size_t next = document.find('<', open + 1);
-        const std::string_view rest = document.substr(open + 1, next - open - 1);
+        const std::size_t next = text.find('<', open + 1);
+        const std::string_view rest = text.substr(open + 1, next - open - 1);
         if (opensTag(rest) && countParts(rest) > kMostPartsOfATag) return true;
         open = next;
     }
     return false;
+}
+
+}  // namespace
+
+bool hasOverlongTag(std::string_view document) {
+    return anyReading(document, hasOverlongTagInBytes);
 }
 
 }  // namespace text

@@ -18,8 +18,8 @@ constexpr std::size_t kMostPartsOfATag = 1000;
 /// values back by a function that calls itself for each: a document of some hundred kilobytes could
 /// keep it busy for minutes, or overflow the stack.
 ///
-/// Looks at the bytes, with one exception: NULs are passed over, as every other byte of UTF-16 is
-/// one. What looks like a tag in a comment counts too.
+/// Nothing is known of a document that `hasUnreadEncoding`. What looks like a tag in a comment
+/// counts too.
 bool hasOverlongTag(std::string_view document);
 
 }  // namespace text

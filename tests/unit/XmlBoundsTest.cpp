@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Proportion.h"
+#include "Sax1Handler.h"
 #include "SyslogCapture.h"
 #include "XmlStorageFixture.h"
 #include "files/WholeFile.h"
@@ -72,6 +73,58 @@ TEST_F(XmlBounds, AMillionValuesOfAnAttributeAreRefused) {
     for (const char* end : {") #IMPLIED>]><a/>", ") nonsense>]><a/>", ""}) {
         EXPECT_FALSE(isRead("<!DOCTYPE a [<!ATTLIST a b (c" + repeated(kAMillion, "|d") + end));
     }
+}
+
+/// In UTF-16, low byte first, with its mark.
+std::string inUtf16(const std::u16string& text) {
+    std::string bytes = "\xFF\xFE";
+    for (const char16_t c : text) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>(c >> 8);
+    }
+    return bytes;
+}
+
+// U+3E41 is a letter; one of its bytes is ">".
+TEST_F(XmlBounds, AMillionValuesOfAnAttributeWithAWideNameAreRefused) {
+    std::u16string document = u"<!DOCTYPE a [<!ATTLIST a\u3E41 b (c";
+    for (std::size_t i = 0; i < kAMillion; ++i) {
+        document += u"|d";
+    }
+    EXPECT_FALSE(isRead(inUtf16(document + u")>]><a/>")));
+}
+
+TEST_F(XmlBounds, AMillionAttributesOfAWideNameAreRefused) {
+    std::u16string document = u"<a\u3E41 ";
+    for (std::size_t i = 0; i < kAMillion; ++i) {
+        document += u'b';
+        for (const char digit : std::to_string(i)) {
+            document += static_cast<char16_t>(digit);
+        }
+        document += u"='' ";
+    }
+    EXPECT_FALSE(isRead(inUtf16(document + u"/>")));
+}
+
+TEST_F(XmlBounds, ValuesInAnEncodingThatHidesThemAreRefused) {
+    EXPECT_FALSE(
+        isRead("<?xml version='1.0' encoding='UTF-7'?>+ADwAIQ-DOCTYPE a +AFsAPAAh-ATTLIST "
+               "a b (c" +
+               repeated(kAMillion, "+AHw-d") + ")+AD4AXQA+ADw-a/+AD4-"));
+}
+
+TEST_F(XmlBounds, AMillionDeclaredValuesAreFreedOnASmallStack) {
+    xmlEnumeration* values = nullptr;
+    for (std::size_t i = 0; i < kAMillion; ++i) {
+        xmlEnumeration* const value = xmlCreateEnumeration(BAD_CAST "v");
+        value->next = values;
+        values = value;
+    }
+    onSmallStack([values] {
+        Qel::Settings::sax1Handler().attributeDecl(nullptr, BAD_CAST "a", BAD_CAST "b",
+                                                   XML_ATTRIBUTE_ENUMERATION, XML_ATTRIBUTE_IMPLIED,
+                                                   nullptr, values);
+    });
 }
 
 TEST_F(XmlBounds, AMillionAttributesAreRefused) {

@@ -296,4 +296,20 @@ TEST(XmlParserErrors, ThreadsErrorFunctionIsBackAfterTheParse) {
     xmlSetGenericErrorFunc(nullptr, nullptr);
 }
 
+void hearError(void*, xmlError* error) {
+    heardFromLibxml2 += error->message;
+}
+
+TEST(XmlParserErrors, ThreadsStructuredErrorFunctionHearsNothingAndIsBackAfterTheParse) {
+    int context = 0;
+    xmlSetStructuredErrorFunc(&context, hearError);
+    SaxRecorder parser;
+    EXPECT_EQ(XML_ERR_TAG_NAME_MISMATCH, parser.parseText("<a></b>"));
+    EXPECT_THAT(parser.calls, testing::Contains(testing::StartsWith("onError(")));
+    EXPECT_EQ(&hearError, xmlStructuredError);
+    EXPECT_EQ(&context, xmlStructuredErrorContext);
+    EXPECT_EQ("", heardFromLibxml2);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
+}
+
 }  // namespace

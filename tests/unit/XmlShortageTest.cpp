@@ -97,20 +97,30 @@ TEST_F(XmlShortage, OfMemoryInLibxml2SetsNothingAside) {
     EXPECT_GT(blocks, 30);
 }
 
-TEST_F(XmlShortage, OfMemoryIsThrownByTheParser) {
-    testsupport::writeFile(defaults_, kDocument);
-    start(-1);
+void expectBadAlloc(const std::string& path) {
     Qel::Settings::CLibXml2SaxParser parser;
     for (const int blocks : {0, 1, 5, 10}) {
         blocksLeft = blocks;
-        EXPECT_THROW(parser.parseFile(defaults_.c_str()), std::bad_alloc) << blocks;
+        EXPECT_THROW(parser.parseFile(path.c_str()), std::bad_alloc) << blocks;
         blocksLeft = blocks;
         EXPECT_THROW(parser.parse(kDocument.data(), static_cast<int>(kDocument.size())),
                      std::bad_alloc)
             << blocks;
         blocksLeft = -1;
     }
-    EXPECT_EQ(0, parser.parseFile(defaults_.c_str()));
+    EXPECT_EQ(0, parser.parseFile(path.c_str()));
+}
+
+TEST_F(XmlShortage, OfMemoryIsThrownByTheParser) {
+    start(-1);
+    expectBadAlloc(readWrite_);
+}
+
+TEST_F(XmlShortage, OfMemoryIsThrownThoughTheApplicationListensToLibxml2) {
+    start(-1);
+    xmlSetStructuredErrorFunc(nullptr, [](void*, xmlError*) {});
+    expectBadAlloc(readWrite_);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
 }
 
 TEST_F(XmlShortage, OfDescriptorsSetsNothingAside) {

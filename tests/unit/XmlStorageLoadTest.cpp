@@ -106,6 +106,15 @@ TEST_F(XmlStorageLoad, DamagedDefaultsMakeTheStorageUnusable) {
         << log.dump();
 }
 
+TEST_F(XmlStorageLoad, EncodingThatIsNotReadIsToldToTheLog) {
+    LogCapture log;
+    EXPECT_FALSE(init("<?xml version='1.0' encoding='UTF-7'?><tv/>", ""));
+    EXPECT_TRUE(log.contains(
+        5, "Qel::Settings", "src/SettingsStorageXml",
+        "Error loading '" + defaults_ + "': its encoding is none that is read, result 32"))
+        << log.dump();
+}
+
 TEST_F(XmlStorageLoad, ManagerFilesItUnderTheRootsName) {
     writeFile(defaults_, "<tv><a value='1'/></tv>");
     manager_.factory(factory_);
