@@ -36,8 +36,9 @@ TEST_F(T8settingsLoadOutcome, FileThatWasSetAsideBeforeComesFirst) {
                   "to load it sets it aside as " +
                   file_ + ".bad, in place of the one that is there; first of all: " + recover +
                   "; after a hand edit: t8settings seal " + file_ + "\n" + file_ +
-                  ".bad: set aside by a load that could not use it, and never read; " + recover +
-                  " shows what it holds; or delete it\n2 files, 2 findings\n",
+                  ".bad: set aside by a load, or kept by a save, that could not use it, and never "
+                  "read; " +
+                  recover + " shows what it holds; or delete it\n2 files, 2 findings\n",
               run({"verify", file_}).out);
 }
 

@@ -170,7 +170,8 @@ TEST_F(T8settingsVerify, WhatLiesBesideAFileIsTold) {
              ".tmp.new: left by an interrupted save and never read; the next save that needs the "
              "name replaces it; or delete it",
          file +
-             ".bad: set aside by a load that could not use it, and never read; t8settings "
+             ".bad: set aside by a load, or kept by a save, that could not use it, and never read; "
+             "t8settings "
              "recover " +
              file + " shows what it holds; or delete it"});
 }
@@ -214,14 +215,23 @@ TEST_F(T8settingsVerify, FilesThatASaveHasKeptAreTold) {
     put("settings/settings.ini.bad.1", "damaged");
     put("settings/settings.ini.bad.99", "damaged");
     put("settings/settings.ini.bad.100", "");
+    put("settings/settings.ini.tmp.bad", kSound);
+    put("settings/settings.ini.tmp.bad.99", "damaged");
     const std::string file = path("settings/settings.ini");
     const std::string text =
-        ": kept by a save that replaced a file which could not be set aside, and never read; "
-        "t8settings recover " +
-        file + " shows what it holds; or delete it";
+        ": kept by a save that could not use it, and never read; t8settings recover " + file +
+        " shows what it holds; or delete it";
     expectFindings(run({"verify"}),
-                   {file + ".bad.1" + text, file + ".bad.99" + text,
+                   {file + ".bad.1" + text, file + ".bad.99" + text, file + ".tmp.bad" + text,
+                    file + ".tmp.bad.99" + text,
                     file + ".bad.100: ignored, as its name ends in neither .ini nor .xml"});
+}
+
+TEST_F(T8settingsVerify, CopyThatASaveHasKeptIsReadAsItsStorages) {
+    put("settings/gone.ini.tmp.bad.7", "bass = int8,300\n#crc32 = false\n");
+    EXPECT_THAT(run({"verify", path("settings/gone.ini.tmp.bad.7")}).out,
+                HasSubstr(".tmp.bad.7:1: gone/bass: int8 would not keep"));
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("t8settings recover " + path("settings/gone.ini")));
 }
 
 TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {

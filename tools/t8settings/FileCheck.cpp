@@ -273,12 +273,12 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
               commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
     };
     if (!isMissing(group.setAside)) {
-        addLeftBehind(group.setAside, "set aside by a load that could not use it, and never read");
+        addLeftBehind(
+            group.setAside,
+            "set aside by a load, or kept by a save, that could not use it, and never read");
     }
     for (const IniFile& file : group.setAsideLater) {
-        addLeftBehind(file,
-                      "kept by a save that replaced a file which could not be set aside, and never "
-                      "read");
+        addLeftBehind(file, "kept by a save that could not use it, and never read");
     }
     return findings;
 }

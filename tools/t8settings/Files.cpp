@@ -40,15 +40,28 @@ std::string_view withoutNumber(std::string_view path) {
     return hasNumber ? path.substr(0, dot) : path;
 }
 
-std::vector<IniFile> setAsideLater(const std::string& path) {
-    std::vector<IniFile> all;
-    for (int number = 1; number <= kMostSetAsideLater; ++number) {
-        IniFile file = iniFileAt(setAsideOf(path, number));
-        if (file.state() != FileState::kMissing) {
-            all.push_back(std::move(file));
+/// Adds the files that have the names of `path` set aside, from this number on.
+void addSetAside(const std::string& path, int number, std::vector<IniFile>& all) {
+    for (; number <= kMostSetAsideLater; ++number) {
+        const std::string name = setAsideOf(path, number);
+        if (isThere(name)) {
+            all.push_back(iniFileAt(name));
         }
     }
+}
+
+std::vector<IniFile> setAsideLater(const std::string& path) {
+    std::vector<IniFile> all;
+    addSetAside(path, 1, all);
+    addSetAside(copyOf(path), 0, all);
     return all;
+}
+
+/// Whether `path` had this end, which it has no more.
+bool takeOff(std::string_view end, std::string_view& path) {
+    const bool had = endsWith(path, end);
+    path.remove_suffix(had ? end.size() : 0);
+    return had;
 }
 
 std::string storageNameOf(const std::string& path) {
@@ -115,13 +128,14 @@ bool endsWith(std::string_view text, std::string_view end) {
 }
 
 std::optional<std::string> fileBeside(const std::string& file) {
-    const std::string path(withoutNumber(file));
-    for (const std::string_view suffix : {kNewCopy, kCopy, kSetAside}) {
-        if (endsWith(path, suffix)) {
-            return path.substr(0, path.size() - suffix.size());
-        }
+    std::string_view path = withoutNumber(file);
+    if (takeOff(kNewCopy, path)) {
+        return std::string(path);
     }
-    return std::nullopt;
+    // A copy may be set aside as well.
+    const bool isSetAside = takeOff(kSetAside, path);
+    const bool isCopy = takeOff(kCopy, path);
+    return isSetAside || isCopy ? std::optional(std::string(path)) : std::nullopt;
 }
 
 bool isIni(const std::string& path) {
