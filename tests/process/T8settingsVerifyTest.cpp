@@ -332,6 +332,19 @@ TEST_F(T8settingsVerify, DefaultsNeedNoCrcButTheirLinesAreJudged) {
          "types shows all types"});
 }
 
+TEST_F(T8settingsVerify, DefaultsBehindALinkAreDefaultsAllTheSame) {
+    const std::string defaults = path("qel-default-settings");
+    std::filesystem::create_directory_symlink(defaults, path("here"));
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("here/settings.ini")}).out);
+    std::filesystem::rename(defaults, path("defaults-v2"));
+    std::filesystem::create_directory_symlink("defaults-v2", defaults);
+    EXPECT_EQ("2 files, all sound\n", run({"verify"}).out);
+    EXPECT_EQ(defaults +
+                  "/settings.ini: 1 setting, a defaults file, which needs no CRC; nothing "
+                  "was written\n",
+              run({"seal", defaults + "/settings.ini"}).out);
+}
+
 TEST_F(T8settingsVerify, SettingsOfTwoStoragesAreNamed) {
     put("calibration_data/settings.ini", kSound);
     expectFindings(run({"verify"}),

@@ -1,6 +1,5 @@
 #include "Files.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -69,9 +68,26 @@ std::string storageNameOf(const std::string& path) {
     return endsWith(name, kIni) ? name.substr(0, name.size() - kIni.size()) : name;
 }
 
-std::string nameOfDirectoryOf(const std::string& path) {
+struct DirectoryKind {
+    bool isDefaults;
+    bool survivesReset;
+};
+
+/// What kind of settings directory the path lies in; nothing for any other directory. The name that
+/// was said counts, as a link of that name may lead to a directory of any name; the directory's own
+/// where none was said, as in ".".
+std::optional<DirectoryKind> directoryKindOf(const std::string& path) {
+    const std::string directory = files::directoryOf(path);
     std::error_code notThere;
-    return lastPart(std::filesystem::canonical(files::directoryOf(path), notThere));
+    const std::string own = std::filesystem::canonical(directory, notThere);
+    for (const std::string& name : {lastPart(directory), lastPart(own)}) {
+        for (const files::StorageDirectory& known : files::storageDirectories("")) {
+            if (name == known.defaults || name == known.readWrite) {
+                return DirectoryKind{name == known.defaults, known.survivesReset};
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 /// What a load takes of a file and its copy; the file when it takes neither.
@@ -204,22 +220,14 @@ std::map<std::string, std::string> directoriesOutOfSight(const std::string& base
 }
 
 IniFile::Role roleOf(const std::string& path) {
-    const std::string name = nameOfDirectoryOf(path);
-    const auto known = files::storageDirectories("");
-    const bool isDefaults = std::any_of(
-        known.begin(), known.end(),
-        [&name](const files::StorageDirectory& directory) { return directory.defaults == name; });
-    return isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite;
+    const auto kind = directoryKindOf(path);
+    return kind && kind->isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults
+                                                         : IniFile::Role::kReadWrite;
 }
 
 std::optional<bool> survivesReset(const std::string& path) {
-    const std::string name = nameOfDirectoryOf(path);
-    for (const files::StorageDirectory& known : files::storageDirectories("")) {
-        if (name == known.defaults || name == known.readWrite) {
-            return known.survivesReset;
-        }
-    }
-    return std::nullopt;
+    const auto kind = directoryKindOf(path);
+    return kind ? std::optional(kind->survivesReset) : std::nullopt;
 }
 
 IniFile iniFileAt(const std::string& path) {
