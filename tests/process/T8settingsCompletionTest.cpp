@@ -47,6 +47,9 @@ TEST_F(T8settingsCompletion, CommandsComeFirst) {
     EXPECT_THAT(answer("t8settings "), testing::Not(HasSubstr("complete")));
     EXPECT_EQ("words\n", answer("t8settings frobnicate "));
     EXPECT_EQ("words\ntypes\n", answer("/usr/bin/t8settings --json ty"));
+    EXPECT_EQ("words\nhelp\n", answer("t8settings he"));
+    EXPECT_EQ("words\nset\nseal\n", answer("t8settings help se"));
+    EXPECT_EQ("words\n", answer("t8settings help set se"));
 }
 
 TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {

@@ -193,7 +193,8 @@ TEST_F(T8settingsDump, FileOfAStorageIsTakenToo) {
 }
 
 TEST_F(T8settingsDump, DamagedFileOfAStorageIsRefused) {
-    const std::string remedy = "; delete that line to have the others taken as they are\n";
+    const std::string remedy =
+        "; write \"#crc32 = false\" in its place to have the others taken as they are\n";
     const std::string text = "#name = a\n[s]\nbass = int8,";
     expectChanged(load(text + "7\n#crc32 = 3079123813\n"), 1, 0);
     expectRefused(text + "6\n#crc32 = 3079123813\n",
@@ -224,6 +225,12 @@ TEST_F(T8settingsDump, FileOfAStorageWithoutANameIsCalledAsTheFileIs) {
     put("a.ini.bad", "[s]\nbass = int8,7\n#crc32 = false\n");
     expectChanged(run({"load", path("a.ini.bad")}), 1, 0);
     EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
+    put("a.ini.bad", "[s]\nbass = int8,7\n#crc32 = 1\n");
+    EXPECT_THAT(run({"load", path("a.ini.bad")}).err,
+                HasSubstr("; write \"#crc32 = false\" in its place to have the others taken"));
+    put("a.ini.bad", "[s]\nbass = int8,6\n#crc32 = false\n");
+    expectChanged(run({"load", path("a.ini.bad")}), 1, 0);
+    EXPECT_EQ("6\n", run({"get", "a/s/bass"}).out);
     const ToolRun input =
         run({"load", "-"}, {}, [this] { redirect(path("a.ini.bad"), O_RDONLY, STDIN_FILENO); });
     EXPECT_EQ(

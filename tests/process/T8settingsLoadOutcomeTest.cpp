@@ -36,8 +36,9 @@ TEST_F(T8settingsLoadOutcome, FileThatWasSetAsideBeforeComesFirst) {
                   "to load it sets it aside as " +
                   file_ + ".bad, in place of the one that is there; first of all: " + recover +
                   "; after a hand edit: t8settings seal " + file_ + "\n" + file_ +
-                  ".bad: set aside by a load that could not use it, and never read; " + recover +
-                  " shows what it holds; or delete it\n2 files, 2 findings\n",
+                  ".bad: set aside by a load, or kept by a save, that could not use it, and never "
+                  "read; " +
+                  recover + " shows what it holds; or delete it\n2 files, 2 findings\n",
               run({"verify", file_}).out);
 }
 
@@ -73,8 +74,8 @@ TEST_F(T8settingsLoadOutcome, WhatMayNotBeLookedAtIsNotTakenForMissing) {
     using std::filesystem::perms;
     const std::string directory = path("settings");
     const std::string unread = "t8settings: warning: " + file_ +
-                               ": it cannot be read: Permission denied; the next program to load "
-                               "it leaves it there and goes by the defaults\n";
+                               ": it cannot be read: Permission denied; a program that may not "
+                               "read it either leaves it there and goes by the defaults\n";
     const std::string unlisted =
         "t8settings: warning: " + directory + ": the directory cannot be read: Permission denied\n";
     for (const perms allowed : {perms::none, perms::owner_read}) {
@@ -146,6 +147,18 @@ TEST_F(T8settingsLoadOutcome, FileThatWatchMayNotLookAtAnyMoreHasNotGone) {
                 HasSubstr("t8settings: warning: " + file_ +
                           ": it cannot be read: Permission denied; what was known of it stands "
                           "until it changes\n"));
+}
+
+TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotToldToBeDamaged) {
+    put("settings/x.xml", "<x><a>1</a></x>");
+    for (const std::string name : {"settings/s.ini", "settings/x.xml"}) {
+        std::filesystem::permissions(path(name), std::filesystem::perms::none);
+        const ToolRun verify = run({"verify", path(name)}, {}, ordinaryUser);
+        EXPECT_THAT(verify.out, HasSubstr("; a program that may not read it either sets it aside "
+                                          "as " +
+                                          path(name) + ".bad\n"));
+        EXPECT_EQ(1, verify.exitCode);
+    }
 }
 
 TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {

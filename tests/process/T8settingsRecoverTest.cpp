@@ -386,6 +386,28 @@ TEST_F(T8settingsRecover, FileSetAsideLaterIsShownAndPutBack) {
     }
 }
 
+TEST_F(T8settingsRecover, CopyThatASaveHasKeptIsShownAndPutBack) {
+    putFile(kOld);
+    put("settings/settings.ini.tmp.bad", kNew);
+    put("settings/settings.ini.tmp.bad.1", kOld);
+    EXPECT_THAT(recover().out, HasSubstr("\nsetting\tfile\ttmp.bad\ttmp.bad.1\n"));
+    EXPECT_EQ("tmp.bad", Json::parse(recover({"--json"}).out).at("files").at(1).at("kind"));
+    for (const char* const suffix : {".tmp.bad", ".tmp.bad.1"}) {
+        const ToolRun refused = run({"recover", file_ + suffix});
+        EXPECT_EQ("t8settings: " + file_ + suffix + " lies beside " + file_ +
+                      "; name that one: t8settings recover " + file_ + "\n",
+                  refused.err);
+        EXPECT_EQ(2, refused.exitCode);
+    }
+    EXPECT_EQ(0, recover({"--from", "tmp.bad", "--yes"}).exitCode);
+    EXPECT_EQ(kNew, bytes());
+    EXPECT_EQ(kNew, bytes(".tmp.bad"));
+    EXPECT_EQ(0, recover({"--from", "tmp.bad.1", "--yes"}).exitCode);
+    EXPECT_EQ(kOld, bytes());
+    EXPECT_EQ(2, recover({"--from", "tmp.bad.100", "--yes"}).exitCode);
+    EXPECT_EQ(2, recover({"--from", "tmp.new.bad", "--yes"}).exitCode);
+}
+
 TEST_F(T8settingsRecover, NothingIsWrittenWithoutTheLockOfTheDirectory) {
     putFile(kOld);
     putBad(kNew);

@@ -166,6 +166,9 @@ TEST_F(T8settingsUsage, WordsInBracketsAreOneWord) {
 TEST_F(T8settingsUsage, HelpIsACommandToo) {
     EXPECT_EQ(runBare({"--help"}).out, runBare({"help"}).out);
     EXPECT_EQ(runBare({"set", "--help"}).out, runBare({"help", "set"}).out);
+    for (const char* const command : {"help", "complete"}) {
+        EXPECT_EQ(runBare({command, "--help"}).out, runBare({"help", command}).out) << command;
+    }
     expectBadUsage(runBare({"help", "lst"}),
                    "no such command: \"lst\"\nt8settings: did you mean list?\n");
 }

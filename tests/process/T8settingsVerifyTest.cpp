@@ -170,7 +170,8 @@ TEST_F(T8settingsVerify, WhatLiesBesideAFileIsTold) {
              ".tmp.new: left by an interrupted save and never read; the next save that needs the "
              "name replaces it; or delete it",
          file +
-             ".bad: set aside by a load that could not use it, and never read; t8settings "
+             ".bad: set aside by a load, or kept by a save, that could not use it, and never read; "
+             "t8settings "
              "recover " +
              file + " shows what it holds; or delete it"});
 }
@@ -214,14 +215,23 @@ TEST_F(T8settingsVerify, FilesThatASaveHasKeptAreTold) {
     put("settings/settings.ini.bad.1", "damaged");
     put("settings/settings.ini.bad.99", "damaged");
     put("settings/settings.ini.bad.100", "");
+    put("settings/settings.ini.tmp.bad", kSound);
+    put("settings/settings.ini.tmp.bad.99", "damaged");
     const std::string file = path("settings/settings.ini");
     const std::string text =
-        ": kept by a save that replaced a file which could not be set aside, and never read; "
-        "t8settings recover " +
-        file + " shows what it holds; or delete it";
+        ": kept by a save that could not use it, and never read; t8settings recover " + file +
+        " shows what it holds; or delete it";
     expectFindings(run({"verify"}),
-                   {file + ".bad.1" + text, file + ".bad.99" + text,
+                   {file + ".bad.1" + text, file + ".bad.99" + text, file + ".tmp.bad" + text,
+                    file + ".tmp.bad.99" + text,
                     file + ".bad.100: ignored, as its name ends in neither .ini nor .xml"});
+}
+
+TEST_F(T8settingsVerify, CopyThatASaveHasKeptIsReadAsItsStorages) {
+    put("settings/gone.ini.tmp.bad.7", "bass = int8,300\n#crc32 = false\n");
+    EXPECT_THAT(run({"verify", path("settings/gone.ini.tmp.bad.7")}).out,
+                HasSubstr(".tmp.bad.7:1: gone/bass: int8 would not keep"));
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("t8settings recover " + path("settings/gone.ini")));
 }
 
 TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
@@ -320,6 +330,19 @@ TEST_F(T8settingsVerify, DefaultsNeedNoCrcButTheirLinesAreJudged) {
         {path("qel-default-settings/settings.ini") +
          ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; t8settings "
          "types shows all types"});
+}
+
+TEST_F(T8settingsVerify, DefaultsBehindALinkAreDefaultsAllTheSame) {
+    const std::string defaults = path("qel-default-settings");
+    std::filesystem::create_directory_symlink(defaults, path("here"));
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("here/settings.ini")}).out);
+    std::filesystem::rename(defaults, path("defaults-v2"));
+    std::filesystem::create_directory_symlink("defaults-v2", defaults);
+    EXPECT_EQ("2 files, all sound\n", run({"verify"}).out);
+    EXPECT_EQ(defaults +
+                  "/settings.ini: 1 setting, a defaults file, which needs no CRC; nothing "
+                  "was written\n",
+              run({"seal", defaults + "/settings.ini"}).out);
 }
 
 TEST_F(T8settingsVerify, SettingsOfTwoStoragesAreNamed) {

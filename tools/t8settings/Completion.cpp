@@ -95,6 +95,20 @@ Candidates textsOfSetting(const LineSoFar& line) {
                : Candidates{{setting->second.text, "now"}};
 }
 
+Candidates commands(const CLI::App& app) {
+    Candidates all;
+    for (const CLI::App* const command :
+         app.get_subcommands([](const CLI::App* c) { return c->get_name() != "complete"; })) {
+        all.push_back({command->get_name(), command->get_description()});
+    }
+    return all;
+}
+
+/// Of the words after "help" the first is a command.
+Candidates commandsToHelpWith(const LineSoFar& line) {
+    return line.arguments().empty() ? commands(*line.command()->get_parent()) : Candidates();
+}
+
 /// What the arguments of the commands are, by their names in the help.
 struct Argument {
     bool isPath;
@@ -115,6 +129,7 @@ const Argument* argumentCalled(const std::string& command, const std::string& na
         {"PATTERN", kName},
         {"COPY", {false, false, copies}},
         {"TEXT", {false, false, textsOfSetting}},
+        {"help ", {false, false, commandsToHelpWith}},
         {"types NAME", {false, false, typeNames}}};
     const auto own = kArguments.find(command + " " + name);
     const auto common = kArguments.find(name);
@@ -226,15 +241,6 @@ Completion completionOfOption(const Syntax& syntax, const LineSoFar& line,
                           [](const Candidate& a, const Candidate& b) { return a.text == b.text; }),
               all.end());
     return {false, beginningWith(start, all)};
-}
-
-Candidates commands(const CLI::App& app) {
-    Candidates all;
-    for (const CLI::App* const command :
-         app.get_subcommands([](const CLI::App* c) { return !c->get_group().empty(); })) {
-        all.push_back({command->get_name(), command->get_description()});
-    }
-    return all;
 }
 
 }  // namespace

@@ -84,9 +84,13 @@ std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>&
 }
 
 /// What to do about a file that the next load sets aside. What was set aside before may be all
-/// there is of good values, and would be replaced.
+/// there is of good values, and would be replaced. Nothing is amiss with a file because this user
+/// may not read it.
 std::string remedyFor(const FileGroup& group) {
     const std::string& path = group.file.path();
+    if (mayNotBeRead(path)) {
+        return "";
+    }
     const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
     const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
     if (!isMissing(group.setAside)) {
@@ -273,12 +277,12 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
               commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
     };
     if (!isMissing(group.setAside)) {
-        addLeftBehind(group.setAside, "set aside by a load that could not use it, and never read");
+        addLeftBehind(
+            group.setAside,
+            "set aside by a load, or kept by a save, that could not use it, and never read");
     }
     for (const IniFile& file : group.setAsideLater) {
-        addLeftBehind(file,
-                      "kept by a save that replaced a file which could not be set aside, and never "
-                      "read");
+        addLeftBehind(file, "kept by a save that could not use it, and never read");
     }
     return findings;
 }

@@ -1,6 +1,5 @@
 #include "Files.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -40,15 +39,28 @@ std::string_view withoutNumber(std::string_view path) {
     return hasNumber ? path.substr(0, dot) : path;
 }
 
-std::vector<IniFile> setAsideLater(const std::string& path) {
-    std::vector<IniFile> all;
-    for (int number = 1; number <= kMostSetAsideLater; ++number) {
-        IniFile file = iniFileAt(setAsideOf(path, number));
-        if (file.state() != FileState::kMissing) {
-            all.push_back(std::move(file));
+/// Adds the files that have the names of `path` set aside, from this number on.
+void addSetAside(const std::string& path, int number, std::vector<IniFile>& all) {
+    for (; number <= kMostSetAsideLater; ++number) {
+        const std::string name = setAsideOf(path, number);
+        if (isThere(name)) {
+            all.push_back(iniFileAt(name));
         }
     }
+}
+
+std::vector<IniFile> setAsideLater(const std::string& path) {
+    std::vector<IniFile> all;
+    addSetAside(path, 1, all);
+    addSetAside(copyOf(path), 0, all);
     return all;
+}
+
+/// Whether `path` had this end, which it has no more.
+bool takeOff(std::string_view end, std::string_view& path) {
+    const bool had = endsWith(path, end);
+    path.remove_suffix(had ? end.size() : 0);
+    return had;
 }
 
 std::string storageNameOf(const std::string& path) {
@@ -56,9 +68,26 @@ std::string storageNameOf(const std::string& path) {
     return endsWith(name, kIni) ? name.substr(0, name.size() - kIni.size()) : name;
 }
 
-std::string nameOfDirectoryOf(const std::string& path) {
+struct DirectoryKind {
+    bool isDefaults;
+    bool survivesReset;
+};
+
+/// What kind of settings directory the path lies in; nothing for any other directory. The name that
+/// was said counts, as a link of that name may lead to a directory of any name; the directory's own
+/// where none was said, as in ".".
+std::optional<DirectoryKind> directoryKindOf(const std::string& path) {
+    const std::string directory = files::directoryOf(path);
     std::error_code notThere;
-    return lastPart(std::filesystem::canonical(files::directoryOf(path), notThere));
+    const std::string own = std::filesystem::canonical(directory, notThere);
+    for (const std::string& name : {lastPart(directory), lastPart(own)}) {
+        for (const files::StorageDirectory& known : files::storageDirectories("")) {
+            if (name == known.defaults || name == known.readWrite) {
+                return DirectoryKind{name == known.defaults, known.survivesReset};
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 /// What a load takes of a file and its copy; the file when it takes neither.
@@ -115,13 +144,14 @@ bool endsWith(std::string_view text, std::string_view end) {
 }
 
 std::optional<std::string> fileBeside(const std::string& file) {
-    const std::string path(withoutNumber(file));
-    for (const std::string_view suffix : {kNewCopy, kCopy, kSetAside}) {
-        if (endsWith(path, suffix)) {
-            return path.substr(0, path.size() - suffix.size());
-        }
+    std::string_view path = withoutNumber(file);
+    if (takeOff(kNewCopy, path)) {
+        return std::string(path);
     }
-    return std::nullopt;
+    // A copy may be set aside as well.
+    const bool isSetAside = takeOff(kSetAside, path);
+    const bool isCopy = takeOff(kCopy, path);
+    return isSetAside || isCopy ? std::optional(std::string(path)) : std::nullopt;
 }
 
 bool isIni(const std::string& path) {
@@ -190,22 +220,14 @@ std::map<std::string, std::string> directoriesOutOfSight(const std::string& base
 }
 
 IniFile::Role roleOf(const std::string& path) {
-    const std::string name = nameOfDirectoryOf(path);
-    const auto known = files::storageDirectories("");
-    const bool isDefaults = std::any_of(
-        known.begin(), known.end(),
-        [&name](const files::StorageDirectory& directory) { return directory.defaults == name; });
-    return isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults : IniFile::Role::kReadWrite;
+    const auto kind = directoryKindOf(path);
+    return kind && kind->isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults
+                                                         : IniFile::Role::kReadWrite;
 }
 
 std::optional<bool> survivesReset(const std::string& path) {
-    const std::string name = nameOfDirectoryOf(path);
-    for (const files::StorageDirectory& known : files::storageDirectories("")) {
-        if (name == known.defaults || name == known.readWrite) {
-            return known.survivesReset;
-        }
-    }
-    return std::nullopt;
+    const auto kind = directoryKindOf(path);
+    return kind ? std::optional(kind->survivesReset) : std::nullopt;
 }
 
 IniFile iniFileAt(const std::string& path) {

@@ -89,7 +89,8 @@ struct FileGroup {
     IniFile copy;
     IniFile setAside;
     IniFile newCopy;
-    /// What saves have kept of files that could not be set aside: those that are there.
+    /// What saves have kept of files that could not be set aside, and of their copies: those that
+    /// are there.
     std::vector<IniFile> setAsideLater;
 };
 

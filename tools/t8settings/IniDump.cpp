@@ -47,8 +47,10 @@ bool isOfAStorage(const IniFile& file) {
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
     if (hasCrc && !file.accepted()) {
-        return DumpEntry{placeOf(file, file.crcLine()),
-                         stateOf(file) + "; delete that line to have the others taken as they are"};
+        return DumpEntry{
+            placeOf(file, file.crcLine()),
+            stateOf(file) +
+                "; write \"#crc32 = false\" in its place to have the others taken as they are"};
     }
     if (const auto misplaced = misplacedNameIn(file)) {
         return DumpEntry{placeOf(file, misplaced->line), textOf(*misplaced)};

@@ -23,8 +23,10 @@ bool mayBeSetAside(const FileGroup& group) {
            !isDirectoryItself(group.setAside.path());
 }
 
-bool mayNotBeRead(const std::string& path) {
-    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
+/// Others may read what this user may not.
+std::string whoLoads(const std::string& path) {
+    return mayNotBeRead(path) ? "a program that may not read it either"
+                              : "the next program to load it";
 }
 
 bool wouldBeSetAside(const StorageFiles& storage) {
@@ -70,17 +72,21 @@ std::string fateOf(const FileGroup& group) {
         case LoadOutcome::kTakesCopy:
             return group.copy.path() + " is read in its place";
         case LoadOutcome::kStays:
-            return "the next program to load it leaves it there and goes by the defaults";
+            return whoLoads(group.file.path()) + " leaves it there and goes by the defaults";
         default:
-            return "the next program to load it sets it aside as " +
+            return whoLoads(group.file.path()) + " sets it aside as " +
                    placeAsideOf(group.file.path());
     }
 }
 
 std::string fateOfXml(const std::string& path) {
-    return isHidden(path) || isDirectoryItself(setAsideOf(path))
-               ? "the next program to load it leaves it there and goes by the defaults"
-               : "the next program to load it sets it aside as " + placeAsideOf(path);
+    const bool stays = isHidden(path) || isDirectoryItself(setAsideOf(path));
+    return whoLoads(path) + (stays ? " leaves it there and goes by the defaults"
+                                   : " sets it aside as " + placeAsideOf(path));
+}
+
+bool mayNotBeRead(const std::string& path) {
+    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
 }
 
 void demandReadableFiles(const std::string& base) {

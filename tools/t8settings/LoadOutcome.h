@@ -32,6 +32,9 @@ std::string fateOf(const FileGroup& group);
 /// The same for a read/write XML file, which has no copy.
 std::string fateOfXml(const std::string& path);
 
+/// Whether the file is there and this user may not read it, which says nothing about the file.
+bool mayNotBeRead(const std::string& path);
+
 /// Throws `Failure` when a load by this user would set a file aside that another one may read.
 void demandReadableFiles(const std::string& base);
 

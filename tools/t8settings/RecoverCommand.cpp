@@ -123,7 +123,9 @@ Json jsonOf(const FileGroup& group) {
 /// The check of --from: what is wrong with the word, or nothing.
 std::string isSource(std::string& word) {
     const bool isOne = word.find('/') == std::string::npos && fileBeside("." + word) == "";
-    return isOne ? "" : "it takes tmp, tmp.new, bad, or bad. and a number: " + inQuotes(word);
+    return isOne ? ""
+                 : "it takes tmp, tmp.new, bad, tmp.bad, or a number after these two, as bad.1: " +
+                       inQuotes(word);
 }
 
 /// What `verify` has nothing to say of is sound.
@@ -162,7 +164,8 @@ Command addRecoverCommand(CLI::App& app) {
     command->add_option("FILE", options->path, "The settings file")->required()->type_name("");
     CLI::Option* const from =
         command
-            ->add_option("--from", options->from, "Put it back: tmp, bad, tmp.new, bad.1 to bad.99")
+            ->add_option("--from", options->from,
+                         "Put back: tmp, tmp.new, bad[.1 to .99], tmp.bad[.1 to .99]")
             ->type_name("COPY")
             ->check(CLI::Validator(isSource, ""));
     command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);

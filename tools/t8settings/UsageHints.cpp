@@ -134,11 +134,12 @@ void demandValues(const CLI::App& app, int argc, const char* const* argv) {
 }
 
 const CLI::App& commandCalled(const CLI::App& app, const std::string& name) {
-    const std::vector<std::string> names = commandNames(app);
-    if (std::find(names.begin(), names.end(), name) == names.end()) {
+    const auto called = app.get_subcommands(
+        [&name](const CLI::App* command) { return command->get_name() == name; });
+    if (called.empty()) {
         throw Failure(ExitCode::kUsage, noSuchCommand(app, name) + "\nsee t8settings --help");
     }
-    return *app.get_subcommand(name);
+    return *called.front();
 }
 
 Failure badUsage(const CLI::App& app, const std::string& error) {
