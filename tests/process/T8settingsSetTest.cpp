@@ -290,6 +290,18 @@ TEST_F(T8settingsSetOdd, SettingOfALongerStorageNameKeepsItsOwn) {
     EXPECT_EQ("a/b/a/k\tint\t1\na/b/k\tint\t3\na/k\tint\t1\n", run({"list", "a/"}).out);
 }
 
+TEST_F(T8settingsSet, DefaultsAreReadUnderTheNameOfTheirOwnFile) {
+    put("qel-default-settings/sound.ini", "[a]\nb = int,1\nc = int,2\n");
+    put("settings/sound.ini", "#name = tone\n[a]\nb = int,5\n#crc32 = false\n");
+    const ToolRun none = run({"reset", "tone/a/b"});
+    EXPECT_THAT(none.err, StartsWith("t8settings: tone/a/b has no default to go back to: "));
+    EXPECT_EQ(4, none.exitCode);
+    const ToolRun set = run({"set", "tone/a/b", "6"});
+    EXPECT_EQ("tone/a/b\tint\t6\n", set.out);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("sound/a/b\tint\t1\n", run({"reset", "sound/a/b"}).out);
+}
+
 // A value that a hand has written in quotes keeps its blank until the next save.
 TEST_F(T8settingsSetOdd, ValueThatDoesNotLastIsToldAndCanBeReplaced) {
     put("qel-default-settings/odd.ini", "#name = odd\nbass = int,1\ntitle = string,\"Hello \"\n");
