@@ -389,4 +389,17 @@ TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {
     EXPECT_EQ("\xFE\n", run({"get", "odd/t\xC3\xBCr \xFF"}).out);
 }
 
+// Time that is square in the name's length would be minutes.
+TEST_F(T8settingsSet, NameOfVeryManySlashesTakesNoTime) {
+    std::string name;
+    for (int i = 0; i < 1 << 20; ++i) name += "a/";
+    put("qel-default-settings/long.ini", "#name = long\n[b]\nb = int,1\n" + name + "k = int,1\n");
+    const auto fewSeconds = [] {
+        const rlimit seconds = {20, 20};
+        setrlimit(RLIMIT_CPU, &seconds);
+    };
+    EXPECT_EQ(0, run({"verify"}, {}, fewSeconds).exitCode);
+    EXPECT_EQ(0, run({"set", "long/b/b", "2"}, {}, fewSeconds).exitCode);
+}
+
 }  // namespace
