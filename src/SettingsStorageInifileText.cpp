@@ -14,6 +14,7 @@
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingStorageInifile.h"
 #include "text/IniGrammar.h"
+#include "text/IniPlaces.h"
 
 QEL_LOG_CONTEXT("settings.inifile", "src/SettingsStorageInifile");
 
@@ -35,65 +36,8 @@ constexpr std::array<PolicyName, 3> kPolicyNames = {
      {SettingStorageFileBase::Save_onEachChange, text::kSavePolicyWords[1]},
      {SettingStorageFileBase::Save_async, text::kSavePolicyWords[2]}}};
 
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
 bool hasLineFeed(std::string_view text) {
     return text.find('\n') != std::string_view::npos;
-}
-
-/// Why a setting must not have a line, null when it may: the line would be read as something else
-/// and change what becomes of the settings around it.
-const char* reasonToLeaveOut(std::string_view settingName, std::string_view key,
-                             const text::WhiteSpace& whiteSpace) {
-    if (hasLineFeed(settingName)) {
-        return "line feed in its name";
-    }
-    const std::string_view start = whiteSpace.trim(key).substr(0, 1);
-    return start == "#" || start == "[" ? "its key would read as a header or section" : nullptr;
-}
-
-/// Finds the longest section that begins a name, for one name after the other in their order: the
-/// sections are walked once for all of them. Looked for anew for each name, sections made for it
-/// would take a save the square of its file's size.
-class SectionsInOrder {
-public:
-    explicit SectionsInOrder(const std::set<std::string, std::less<>>& sections)
-        : next_(sections.begin()), end_(sections.end()) {}
-
-    /// "" for none.
-    std::string_view longestOf(std::string_view name) {
-        for (; next_ != end_ && *next_ <= name; ++next_) {
-            leaveUpTo(*next_);
-            around_.push_back(*next_);
-        }
-        leaveUpTo(name);
-        return around_.empty() ? std::string_view() : around_.back();
-    }
-
-private:
-    // What a section begins follows it without a gap, so one that is left never comes again.
-    void leaveUpTo(std::string_view text) {
-        while (!around_.empty() && !startsWith(text, around_.back())) {
-            around_.pop_back();
-        }
-    }
-
-    std::set<std::string, std::less<>>::const_iterator next_;
-    std::set<std::string, std::less<>>::const_iterator end_;
-    std::vector<std::string_view> around_;  ///< each one begins the next
-};
-
-/// What stands before the setting's key when its section is known: `section` or the storage's root.
-std::string_view prefixOf(std::string_view settingName, std::string_view section,
-                          std::string_view root) {
-    if (startsWith(settingName, root) && root.size() > section.size()) {
-        return settingName.substr(0, root.size());
-    }
-    // Not one of this storage's own names (a default storage takes any): the path as a section
-    // keeps the value in the file, if under another name.
-    return section.empty() ? settingName.substr(0, settingName.rfind('/') + 1) : section;
 }
 
 /// Counts the names of a text that is being built as its load will count them: what is saved can be
@@ -268,16 +212,16 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     const std::string root = name() + "/";
     std::string_view lastPrefix;
     bool inSection = false;
-    SectionsInOrder sections(sections_);
+    text::SectionsInOrder sections(sections_);
     NamesReadBack names(name().size());
     SettingFactory::Writer writer(*types);
     const auto holders = snapshot();
     for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
         const std::string_view prefix =
-            prefixOf(settingName, sections.longestOf(settingName), root);
+            text::prefixOf(settingName, sections.longestOf(settingName), root);
         const std::string_view key = settingName.substr(prefix.size());
-        if (const char* const reason = reasonToLeaveOut(settingName, key, whiteSpace)) {
+        if (const char* const reason = text::reasonToLeaveOut(settingName, key, whiteSpace)) {
             QEL_LOG(kError, "SettingStorageInifile: '%s' is not saved: %s", holder->name().c_str(),
                     reason);
             continue;
@@ -300,7 +244,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
 std::string_view SettingStorageInifile::sectionOf(std::string_view prefix,
                                                   const std::string& root) const {
     std::string_view section = prefix;
-    if (startsWith(prefix, root)) {
+    if (text::startsWith(prefix, root)) {
         section.remove_prefix(root.size());
     } else {
         QEL_LOG(kError,

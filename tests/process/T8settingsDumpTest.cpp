@@ -350,17 +350,17 @@ TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
               run({"dump", "a/"}).out);
 }
 
-// Where a section begins does not show in the file, so that the last of the three would be read
-// back as another setting.
 TEST_F(T8settingsDump, WhatASaveWouldNotKeepIsRefusedForAllStorages) {
     put("settings/a.ini", "#name = a\n[s]\nbass = int8,3\n#crc32 = false\n");
     put("qel-default-settings/c.ini", "#name = c\nz = int,1\n[x]\nb = int,2\n");
     const std::string before = bytesOf("settings/a.ini");
-    const ToolRun failed = load("a/s/bass = int8,5\nc/x/b = int,7\n");
+    const ToolRun failed = load("a/s/bass = int8,5\nc/z = int,7\n");
     EXPECT_EQ("", failed.out);
     EXPECT_EQ(
         "t8settings: c cannot be saved as it is meant:\n"
-        "t8settings: c/z is read as c/x/z: it has no section and sorts after one that has\n"
+        "t8settings: c/z comes back as \"int,1\" in place of \"int,7\": it is read as c/x/z, as it "
+        "has no section and sorts after one that has; give it a section, in the defaults file "
+        "too\n"
         "t8settings: nothing was changed\n",
         failed.err);
     EXPECT_EQ(1, failed.exitCode);

@@ -191,4 +191,23 @@ TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {
     EXPECT_EQ("20\n", run({"get", "s/a/moved"}, {}, ordinaryUser).out);
 }
 
+TEST_F(T8settingsLoadOutcome, FileOfAnotherUserThatCannotBeSetAsideHindersNoLoad) {
+    using std::filesystem::perms;
+    for (const std::string name : {"settings/s.ini", "settings/x.xml"}) {
+        put(name, name == "settings/x.xml" ? "<x><a>1</a></x>" : bytesOf(name));
+        std::filesystem::permissions(path(name), perms::none);
+        std::filesystem::permissions(path("settings"), perms::owner_read | perms::owner_exec);
+        const ToolRun get = run({"get", "s/a/moved"}, {}, ordinaryUser);
+        const ToolRun list = run({"list"}, {}, ordinaryUser);
+        const ToolRun info = run({"info"}, {}, ordinaryUser);
+        std::filesystem::permissions(path("settings"), perms::owner_all);
+        std::filesystem::permissions(path(name), perms::owner_all);
+        EXPECT_EQ(name == "settings/x.xml" ? "20\n" : "2\n", get.out) << get.err;
+        EXPECT_EQ(5, get.exitCode);
+        EXPECT_EQ(5, list.exitCode);
+        EXPECT_EQ(0, info.exitCode);
+        EXPECT_TRUE(testsupport::exists(path(name)));
+    }
+}
+
 }  // namespace

@@ -179,10 +179,11 @@ protected:
         put("qel-default-settings/odd.ini", "#name = odd\nzeta = int,1\n[sound]\nbass = int,1\n");
     }
 
-    void expectUnchanged(const ToolRun& set, const std::string& harm) const {
+    void expectUnchanged(const ToolRun& set, const std::string& harm,
+                         const std::string& storage = "odd") const {
         EXPECT_EQ("", set.out);
-        EXPECT_EQ("t8settings: odd cannot be saved as it is meant:\nt8settings: " + harm +
-                      "\nt8settings: nothing was changed\n",
+        EXPECT_EQ("t8settings: " + storage + " cannot be saved as it is meant:\nt8settings: " +
+                      harm + "\nt8settings: nothing was changed\n",
                   set.err);
         EXPECT_EQ(1, set.exitCode);
     }
@@ -191,45 +192,136 @@ protected:
         put("settings/odd.ini", "#name = odd\n" + settings + "#crc32 = false\n");
     }
 
-    static constexpr const char* kMoved =
-        "odd/zeta is read as odd/sound/zeta: it has no section and sorts after one that has";
+    static constexpr const char* kWhy =
+        " is read as odd/sound/zeta, as it has no section and sorts after one that has; give it a "
+        "section, in the defaults file too";
+    static std::string moved(const std::string& back, const std::string& wanted) {
+        return "odd/zeta comes back as \"int," + back + "\" in place of \"int," + wanted +
+               "\": it" + kWhy;
+    }
 };
 
-TEST_F(T8settingsSetOdd, SaveThatTheFileWouldNotGiveBackIsRefused) {
-    for (const char* const name : {"odd/zeta", "odd/sound/bass"}) {
-        expectUnchanged(run({"set", name, "2"}), kMoved);
-        EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
-    }
+TEST_F(T8settingsSetOdd, SettingThatTheFileWouldNotGiveBackIsRefused) {
+    expectUnchanged(run({"set", "odd/zeta", "2"}), moved("1", "2"));
+    EXPECT_TRUE(std::filesystem::is_empty(path("settings")));
+}
+
+// The setting itself comes back from the defaults, as it came before.
+TEST_F(T8settingsSetOdd, SettingThatASaveOnlyAddsIsAWarning) {
+    const ToolRun set = run({"set", "odd/sound/bass", "2"});
+    EXPECT_EQ("odd/sound/bass\tint\t2\n", set.out);
+    EXPECT_EQ(
+        std::string("t8settings: warning: a save adds odd/sound/zeta: odd/zeta") + kWhy + "\n",
+        set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("odd/sound/bass\tint\t2\nodd/sound/zeta\tint\t1\nodd/zeta\tint\t1\n",
+              run({"list", "odd/"}).out);
 }
 
 TEST_F(T8settingsSetOdd, SettingThatTheSaveWouldCostItsValueIsNamed) {
     putFile("zeta = int,5\n[sound]\nbass = int,1\n");
     const std::string before = bytesOf("settings/odd.ini");
-    expectUnchanged(run({"set", "odd/sound/bass", "3"}), kMoved);
-    expectUnchanged(run({"reset", "odd/zeta"}), kMoved);
+    expectUnchanged(run({"set", "odd/sound/bass", "3"}), moved("1", "5"));
+    std::filesystem::remove(path("qel-default-settings/odd.ini"));
+    expectUnchanged(run({"set", "odd/sound/bass", "3"}),
+                    std::string("odd/zeta comes back as nothing in place of \"int,5\": it") + kWhy);
     EXPECT_EQ(before, bytesOf("settings/odd.ini"));
     EXPECT_EQ("5\n", run({"get", "odd/zeta"}).out);
 }
 
 TEST_F(T8settingsSetOdd, StoreThatGivesItBackSoAlreadyCanBeChanged) {
     putFile("[sound]\nbass = int,1\nzeta = int,1\n");
-    EXPECT_EQ("odd/sound/bass\tint\t3\n", run({"set", "odd/sound/bass", "3"}).out);
+    const ToolRun set = run({"set", "odd/sound/bass", "3"});
+    EXPECT_EQ("odd/sound/bass\tint\t3\n", set.out);
+    EXPECT_EQ("", set.err);
     EXPECT_EQ("odd/sound/bass\tint\t3\nodd/sound/zeta\tint\t1\nodd/zeta\tint\t1\n",
               run({"list", "odd/"}).out);
     // Both have one line to come back from.
-    expectUnchanged(run({"set", "odd/sound/zeta", "4"}), kMoved);
+    expectUnchanged(run({"set", "odd/sound/zeta", "4"}),
+                    std::string("odd/sound/zeta comes back as \"int,1\" in place of \"int,4\": "
+                                "odd/zeta") +
+                        kWhy);
 }
 
 TEST_F(T8settingsSetOdd, SettingsThatKeepTheStoragesOldNameAreNamed) {
     put("settings/odd.ini", "#name = even\n[sound]\nbass = int,1\n#crc32 = false\n");
+    const std::string why = ", as its files give the storage two names; give both the same #name\n";
+    expectUnchanged(
+        run({"set", "odd/zeta", "4"}),
+        "odd/zeta comes back as \"int,1\" in place of \"int,4\": it is read as even/odd/zeta" +
+            why.substr(0, why.size() - 1),
+        "even");
     const ToolRun set = run({"set", "even/sound/bass", "3"});
+    EXPECT_EQ("even/sound/bass\tint\t3\n", set.out);
+    EXPECT_THAT(
+        set.err,
+        testing::EndsWith(
+            "t8settings: warning: a save adds even/odd/sound/bass: odd/sound/bass is read as "
+            "even/odd/sound/bass" +
+            why +
+            "t8settings: warning: a save adds even/odd/zeta: odd/zeta is read as even/odd/zeta" +
+            why));
+}
+
+TEST_F(T8settingsSetOdd, SettingThatASaveLeavesOutOrCallsOtherwiseIsNamed) {
+    putFile("[sound]\nloud/#k = int,1\nloud/ k = int,2\n[sound/loud]\nbass = int,1\n");
+    const ToolRun set = run({"set", "odd/sound/loud/bass", "3"});
     EXPECT_EQ(
-        "t8settings: even cannot be saved as it is meant:\n"
-        "t8settings: odd/sound/bass is read as even/odd/sound/bass: its files give the storage two "
-        "names\n"
-        "t8settings: odd/zeta is read as even/odd/zeta: its files give the storage two names\n"
+        "t8settings: odd cannot be saved as it is meant:\n"
+        "t8settings: odd/sound/loud/ k comes back as nothing in place of \"int,2\": it is read as "
+        "odd/sound/loud/k, as white space at the ends of a key is cut off; take it out of the "
+        "name\n"
+        "t8settings: odd/sound/loud/#k comes back as nothing in place of \"int,1\": it is left "
+        "out, "
+        "as its key would read as a header or section; begin the key with another character\n"
         "t8settings: nothing was changed\n",
         set.err);
+    EXPECT_EQ(1, set.exitCode);
+}
+
+TEST_F(T8settingsSetOdd, SettingOfALongerStorageNameKeepsItsOwn) {
+    put("qel-default-settings/odd.ini", "#name = a\nk = int,1\n");
+    put("settings/odd.ini", "#name = a/b\nk = int,1\n#crc32 = false\n");
+    const ToolRun set = run({"set", "a/b/k", "3"});
+    EXPECT_EQ("a/b/k\tint\t3\n", set.out);
+    EXPECT_THAT(set.err, testing::EndsWith("t8settings: warning: a save adds a/b/a/k: a/k is read "
+                                           "as a/b/a/k, as its files give the "
+                                           "storage two names; give both the same #name\n"));
+    EXPECT_EQ("a/b/a/k\tint\t1\na/b/k\tint\t3\na/k\tint\t1\n", run({"list", "a/"}).out);
+}
+
+TEST_F(T8settingsSet, DefaultsAreReadUnderTheNameOfTheirOwnFile) {
+    put("qel-default-settings/sound.ini", "[a]\nb = int,1\nc = int,2\n");
+    put("settings/sound.ini", "#name = tone\n[a]\nb = int,5\n#crc32 = false\n");
+    const ToolRun none = run({"reset", "tone/a/b"});
+    EXPECT_THAT(none.err, StartsWith("t8settings: tone/a/b has no default to go back to: "));
+    EXPECT_EQ(4, none.exitCode);
+    const ToolRun set = run({"set", "tone/a/b", "6"});
+    EXPECT_EQ("tone/a/b\tint\t6\n", set.out);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("sound/a/b\tint\t1\n", run({"reset", "sound/a/b"}).out);
+}
+
+// A value that a hand has written in quotes keeps its blank until the next save.
+TEST_F(T8settingsSetOdd, ValueThatDoesNotLastIsToldAndCanBeReplaced) {
+    put("qel-default-settings/odd.ini", "#name = odd\nbass = int,1\ntitle = string,\"Hello \"\n");
+    expectUnchanged(
+        run({"set", "odd/bass", "2"}),
+        "odd/title comes back as \"string,Hello\" in place of \"string,Hello \": set it "
+        "to a text that lasts; load does so with several at once");
+    EXPECT_EQ(0, run({"set", "odd/title", "Hello"}).exitCode);
+    EXPECT_EQ(0, run({"set", "odd/bass", "2"}).exitCode);
+    EXPECT_EQ("2\n", run({"get", "odd/bass"}).out);
+}
+
+TEST_F(T8settingsSet, ValueThatTheFileDoesNotGiveBackIsNotSaved) {
+    const ToolRun set = run({"set", kBass, "5"}, {}, [] {
+        umask(0777);
+        ordinaryUser();
+    });
+    EXPECT_EQ("t8settings: settings/sound/bass could not be saved:\nt8settings: " +
+                  path("settings/settings.ini") + " does not give it back\n",
+              set.err);
     EXPECT_EQ(1, set.exitCode);
 }
 
@@ -295,6 +387,19 @@ TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {
     EXPECT_EQ("odd/t\xC3\xBCr \xFF\tstring\t\xFE\n",
               run({"set", "odd/t\xC3\xBCr \xFF", "\xFE"}).out);
     EXPECT_EQ("\xFE\n", run({"get", "odd/t\xC3\xBCr \xFF"}).out);
+}
+
+// Time that is square in the name's length would be minutes.
+TEST_F(T8settingsSet, NameOfVeryManySlashesTakesNoTime) {
+    std::string name;
+    for (int i = 0; i < 1 << 20; ++i) name += "a/";
+    put("qel-default-settings/long.ini", "#name = long\n[b]\nb = int,1\n" + name + "k = int,1\n");
+    const auto fewSeconds = [] {
+        const rlimit seconds = {20, 20};
+        setrlimit(RLIMIT_CPU, &seconds);
+    };
+    EXPECT_EQ(0, run({"verify"}, {}, fewSeconds).exitCode);
+    EXPECT_EQ(0, run({"set", "long/b/b", "2"}, {}, fewSeconds).exitCode);
 }
 
 }  // namespace

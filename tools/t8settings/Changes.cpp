@@ -67,24 +67,18 @@ SettingTexts textsAfter(const Store& store, const Changes& changes) {
 }
 
 /// What is refused here need not be taken back, which is more than a save could do: it would write
-/// the storage in the same way.
-void demandThatASaveKeepsAll(const Store& store, const Changes& changes) {
+/// the storage in the same way. Gives what else the save does.
+std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Changes& changes) {
     SettingStorageFileBase& storage = storageOf(changes.front().setting);
     // What is amiss in its files was told when the store came up.
     LibraryLog::instance().hold();
-    const auto harm = harmOfSaving(storage, textsAfter(store, changes), store.factory());
+    const Foresight foresight = foreseen(storage, textsAfter(store, changes), store.factory());
     LibraryLog::instance().take();
-    if (!harm.empty()) {
+    if (!foresight.harm.empty()) {
         throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
-                                             joined(harm) + "\nnothing was changed");
+                                             joined(foresight.harm) + "\nnothing was changed");
     }
-}
-
-/// Whether the text in the file is the one that the storage has read or written last, and not that
-/// of another program that came in between.
-bool isOwn(const FileOnDisk& file, const SettingStorageFileBase& storage) {
-    const auto* const known = dynamic_cast<const Qel::Settings::SettingStorageInifile*>(&storage);
-    return known != nullptr && known->crc32() == file.crc32();
+    return foresight.added;
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -94,12 +88,6 @@ void demandOnDisk(const Store& store, const Changes& changes) {
         if (file.setting(change.setting->name()) != change.typeAndText) {
             throw notSaved({change}, *storage.rwFilename() + " does not give it back");
         }
-    }
-    const auto harm = isOwn(file, storage)
-                          ? harmOnDisk(storage, file, textsAfter(store, changes), store.factory())
-                          : std::vector<std::string>();
-    if (!harm.empty()) {
-        throw notSaved(changes, "of " + *storage.rwFilename() + ":\n" + joined(harm));
     }
 }
 
@@ -245,8 +233,10 @@ void changeAndSave(const Store& store, const Changes& changes) {
         const SettingStorageFileBase& storage = storageOf(change.setting);
         byStorage[{storage.name(), &storage}].push_back(change);
     }
+    std::vector<std::string> added;
     for (const auto& ofStorage : byStorage) {
-        demandThatASaveKeepsAll(store, ofStorage.second);
+        const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
+        added.insert(added.end(), ofThis.begin(), ofThis.end());
     }
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
@@ -256,6 +246,9 @@ void changeAndSave(const Store& store, const Changes& changes) {
         for (const auto& ofStorage : byStorage) {
             befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
+        }
+        for (const std::string& line : added) {
+            complain("warning: " + line);
         }
     } catch (const std::exception& error) {
         const auto* const known = dynamic_cast<const Failure*>(&error);

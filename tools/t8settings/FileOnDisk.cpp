@@ -1,15 +1,29 @@
 #include "FileOnDisk.h"
 
 #include <exception>
+#include <filesystem>
 
 #include "Foresight.h"
 
 namespace t8settings {
 
-FileOnDisk::FileOnDisk(const Qel::Settings::SettingStorageFileBase& storage,
-                       const std::string& path, const FactoryPtr& factory)
-    : file_(storage.name(), *storage.filename(), *storage.rwFilename(), factory,
-            Qel::Settings::SettingStorageFileBase::Save_onDemand) {
+namespace {
+
+using Qel::Settings::SettingStorageFileBase;
+
+/// Under which a load begins to read the file, until the file says another one. The defaults come
+/// first, when nothing but their path says one.
+std::string nameBefore(const SettingStorageFileBase& storage, const std::string& path) {
+    return path == *storage.filename() ? std::filesystem::path(path).stem().string()
+                                       : storage.name();
+}
+
+}  // namespace
+
+FileOnDisk::FileOnDisk(const SettingStorageFileBase& storage, const std::string& path,
+                       const FactoryPtr& factory)
+    : file_(nameBefore(storage, path), *storage.filename(), *storage.rwFilename(), factory,
+            SettingStorageFileBase::Save_onDemand) {
     try {
         usable_ = file_.loadFile(path);
     } catch (const std::exception&) {

@@ -2,72 +2,113 @@
 
 #include <Qel/Settings/SettingStorageInifile.h>
 #include <algorithm>
-#include <set>
+#include <string_view>
 
-#include "Sections.h"
+#include "FileOnDisk.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
+#include "text/IniPlaces.h"
 
 namespace t8settings {
 
 namespace {
 
+namespace text = Qel::Settings::text;
+
 using Qel::Settings::SettingStorageFileBase;
 using Qel::Settings::SettingStorageInifile;
+using Sections = text::SectionsInOrder::Sections;
 
-struct NewName {
+/// A setting that does not come back under its name.
+struct Lapse {
     std::string name;
-    const char* why;
+    std::string what;  ///< what becomes of it, why, and what to do
 };
 
 /// What a load of a file gives.
 struct Loaded {
     SettingTexts texts;
-    std::map<std::string, NewName> newNames;  ///< of settings that come under another name
+    std::map<std::string, Lapse> lapses;  ///< by the names of all whom they may cost something
 };
 
-constexpr const char* kWithoutSection = "it has no section and sorts after one that has";
-constexpr const char* kOfAnotherStorage = "its files give the storage two names";
+constexpr const char* kWithoutSection =
+    "it has no section and sorts after one that has; give it a section, in the defaults file too";
+constexpr const char* kOfAnotherStorage =
+    "its files give the storage two names; give both the same #name";
+constexpr const char* kOfBlanks =
+    "white space at the ends of a key is cut off; take it out of the name";
+constexpr const char* kAnotherKey = "; begin the key with another character";
+constexpr const char* kAnotherText =
+    "set it to a text that lasts; load does so with several at once";
 
-std::set<std::string> sectionsOf(const SettingStorageFileBase& storage) {
+Sections sectionsOf(const SettingStorageFileBase& storage) {
     const auto* const file = dynamic_cast<const SettingStorageInifile*>(&storage);
     const auto sections = file == nullptr ? std::vector<std::string>() : file->sections();
     return {sections.begin(), sections.end()};
 }
 
-std::string pathOf(const std::string& name) {
-    return name.substr(0, name.rfind('/') + 1);
-}
+/// The lines of a save, one after the other, as a load reads them.
+class LinesReadBack {
+public:
+    LinesReadBack(std::string root, const FactoryPtr& factory)
+        : root_(std::move(root)), section_(root_), factory_(factory) {}
 
-/// A save writes the settings in the order of their names, and no line ends a section. A name that
-/// does not begin with the storage's own, which the storage had before, becomes a part of one that
-/// does.
-Loaded foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts,
-                const FactoryPtr& factory) {
-    const std::string root = storage.name() + "/";
-    std::set<std::string> sections = sectionsOf(storage);
-    sections.erase(root);
-    Loaded loaded;
-    std::string section = root;
-    for (const auto& [name, text] : texts) {
-        const bool isOwn = name.compare(0, root.size(), root) == 0;
-        const std::string own = isOwn ? sectionOf(name, sections) : pathOf(root + name);
-        const std::string given = !isOwn        ? root + name
-                                  : own.empty() ? section + name.substr(root.size())
-                                                : name;
-        section = own.empty() ? section : own;
-        const std::size_t comma = text.find(',');
+    void add(std::string_view prefix, const std::string& name, const std::string& typeAndText) {
+        const std::string_view key = std::string_view(name).substr(prefix.size());
+        if (const char* const reason = text::reasonToLeaveOut(name, key, whiteSpace_)) {
+            loaded_.lapses[name] = {name, std::string("is left out, as ") + reason + kAnotherKey};
+            return;
+        }
+        startSection(prefix);
+        std::string line = std::string(key) + " = " + typeAndText;
+        line.resize(std::min(line.find('\n'), line.size()));
+        const text::IniLine setting = text::parseLine(whiteSpace_.trim(line), whiteSpace_);
+        const std::string given = section_ + std::string(setting.key);
         const auto back =
-            readFromFile(factory, text.substr(0, comma), given, text.substr(comma + 1));
+            readFromFile(factory_, std::string(setting.type), given, std::string(setting.value));
         if (back) {
-            loaded.texts.insert_or_assign(given, *back);
+            loaded_.texts.insert_or_assign(given, *back);
         }
         if (given != name) {
-            loaded.newNames.emplace(name,
-                                    NewName{given, isOwn ? kWithoutSection : kOfAnotherStorage});
+            const char* const why = !text::startsWith(name, root_) ? kOfAnotherStorage
+                                    : prefix == root_              ? kWithoutSection
+                                                                   : kOfBlanks;
+            const Lapse lapse = {name, "is read as " + given + ", as " + why};
+            loaded_.lapses[name] = loaded_.lapses[given] = lapse;
         }
     }
-    return loaded;
+
+    const Loaded& loaded() const { return loaded_; }
+
+private:
+    /// "[]" opens no section.
+    void startSection(std::string_view prefix) {
+        std::string_view section = prefix;
+        section.remove_prefix(text::startsWith(prefix, root_) ? root_.size() : 0);
+        section.remove_suffix(section.empty() ? 0 : 1);
+        section = whiteSpace_.trim(section);
+        if (!section.empty()) {
+            section_ = root_ + std::string(section) + "/";
+        }
+    }
+
+    std::string root_;
+    std::string section_;
+    const FactoryPtr& factory_;
+    text::WhiteSpace whiteSpace_;
+    Loaded loaded_;
+};
+
+Loaded loadedAfterSave(const SettingStorageFileBase& storage, const SettingTexts& texts,
+                       const FactoryPtr& factory) {
+    const std::string root = storage.name() + "/";
+    const Sections all = sectionsOf(storage);
+    text::SectionsInOrder sections(all);
+    LinesReadBack lines(root, factory);
+    for (const auto& [name, typeAndText] : texts) {
+        lines.add(text::prefixOf(name, sections.longestOf(name), root), name, typeAndText);
+    }
+    return lines.loaded();
 }
 
 /// A load takes the defaults first; they are looked into when something is missing.
@@ -89,33 +130,24 @@ std::string textIn(const SettingTexts& texts, const std::string& name) {
     return found == texts.end() ? "nothing" : inQuotes(found->second);
 }
 
-std::vector<std::string> harmOf(const SettingTexts& wanted, const Loaded& loaded) {
-    std::set<std::string> others;
-    for (const SettingTexts* const texts : {&wanted, &loaded.texts}) {
-        for (const auto& setting : *texts) {
-            if (textIn(wanted, setting.first) != textIn(loaded.texts, setting.first)) {
-                others.insert(setting.first);
-            }
-        }
+std::string reasonFor(const std::string& name, const Loaded& loaded) {
+    const auto found = loaded.lapses.find(name);
+    if (found == loaded.lapses.end()) {
+        return kAnotherText;
     }
-    std::vector<std::string> harm;
-    for (const auto& [name, newName] : loaded.newNames) {
-        const bool isMissed = others.erase(name) != 0;
-        if (others.erase(newName.name) != 0 || isMissed) {
-            harm.push_back(name + " is read as " + newName.name + ": " + newName.why);
-        }
-    }
-    for (const std::string& name : others) {
-        harm.push_back(name + " comes back as " + textIn(loaded.texts, name) + " in place of " +
-                       textIn(wanted, name));
-    }
-    return harm;
+    const Lapse& lapse = found->second;
+    return (lapse.name == name ? "it" : lapse.name) + " " + lapse.what;
 }
 
-std::vector<std::string> harmOf(const SettingStorageFileBase& storage, const SettingTexts& wanted,
-                                const FactoryPtr& factory, Loaded loaded) {
-    addDefaults(storage, wanted, factory, loaded.texts);
-    return harmOf(wanted, loaded);
+std::vector<std::string> addedBy(const Loaded& loaded, const SettingTexts& wanted) {
+    std::vector<std::string> added;
+    for (const auto& setting : loaded.texts) {
+        if (wanted.count(setting.first) == 0) {
+            added.push_back("a save adds " + setting.first + ": " +
+                            reasonFor(setting.first, loaded));
+        }
+    }
+    return added;
 }
 
 }  // namespace
@@ -129,14 +161,20 @@ SettingTexts textsOf(const SettingStorageFileBase& storage, const FactoryPtr& fa
     return texts;
 }
 
-std::vector<std::string> harmOfSaving(const SettingStorageFileBase& storage,
-                                      const SettingTexts& texts, const FactoryPtr& factory) {
-    return harmOf(storage, texts, factory, foreseen(storage, texts, factory));
-}
-
-std::vector<std::string> harmOnDisk(const SettingStorageFileBase& storage, const FileOnDisk& file,
-                                    const SettingTexts& texts, const FactoryPtr& factory) {
-    return harmOf(storage, texts, factory, {file.settings(), {}});
+Foresight foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts,
+                   const FactoryPtr& factory) {
+    Loaded loaded = loadedAfterSave(storage, texts, factory);
+    Foresight foresight = {{}, addedBy(loaded, texts)};
+    addDefaults(storage, texts, factory, loaded.texts);
+    for (const auto& setting : texts) {
+        const std::string comesBack = textIn(loaded.texts, setting.first);
+        if (comesBack != inQuotes(setting.second)) {
+            foresight.harm.push_back(setting.first + " comes back as " + comesBack +
+                                     " in place of " + inQuotes(setting.second) + ": " +
+                                     reasonFor(setting.first, loaded));
+        }
+    }
+    return foresight;
 }
 
 }  // namespace t8settings

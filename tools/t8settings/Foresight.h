@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "FileOnDisk.h"
 #include "Store.h"
 
 namespace t8settings {
@@ -17,17 +16,17 @@ using SettingTexts = std::map<std::string, std::string>;
 SettingTexts textsOf(const Qel::Settings::SettingStorageFileBase& storage,
                      const FactoryPtr& factory);
 
-/// What would become, against what is meant, of settings of the storage if `texts` were its
-/// settings, were saved, and were loaded again: a line for each, empty when all would come back. A
-/// save writes all settings of a storage, so one that nobody meant to change may be among them.
-/// What a load gives otherwise already is no harm of the save.
-std::vector<std::string> harmOfSaving(const Qel::Settings::SettingStorageFileBase& storage,
-                                      const SettingTexts& texts, const FactoryPtr& factory);
+/// What a load would give after a save, against what was saved; each a line for people.
+struct Foresight {
+    std::vector<std::string> harm;   ///< settings that would be missing or have another text
+    std::vector<std::string> added;  ///< settings that come up besides, and were nobody's
+};
 
-/// The same of a file in which it was saved.
-std::vector<std::string> harmOnDisk(const Qel::Settings::SettingStorageFileBase& storage,
-                                    const FileOnDisk& file, const SettingTexts& texts,
-                                    const FactoryPtr& factory);
+/// What would become of the settings of the storage if `texts` were these settings, were saved, and
+/// were loaded again. A save writes all settings of a storage, so one that nobody meant to change
+/// may be among them. What a load gives otherwise already is no harm of the save.
+Foresight foreseen(const Qel::Settings::SettingStorageFileBase& storage, const SettingTexts& texts,
+                   const FactoryPtr& factory);
 
 }  // namespace t8settings
 

@@ -10,10 +10,10 @@
 #include "Exit.h"
 #include "Meaning.h"
 #include "NamesInFull.h"
-#include "Sections.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "text/IniPlaces.h"
 
 namespace t8settings {
 
@@ -171,18 +171,19 @@ MaybeFinding findingInNames(const IniFile& file) {
 /// A save writes the settings in the order of their names, and no line ends a section.
 std::vector<Finding> findingsInOrder(const IniFile& file) {
     std::map<std::string, std::size_t> lineOf;
-    std::set<std::string> sections;
+    Qel::Settings::text::SectionsInOrder::Sections all;
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::Setting) {
             lineOf[line.name] = line.number;
         } else if (line.kind == Kind::Section) {
-            sections.insert(file.storageName() + "/" + line.key + "/");
+            all.insert(file.storageName() + "/" + line.key + "/");
         }
     }
     std::vector<Finding> findings;
+    Qel::Settings::text::SectionsInOrder sections(all);
     std::string before;
     for (const auto& [name, line] : lineOf) {
-        const std::string section = sectionOf(name, sections);
+        const std::string section(sections.longestOf(name));
         if (!section.empty()) {
             before = section;
         } else if (!before.empty()) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "LibraryLog.h"
+#include "files/Descriptor.h"
 #include "files/FileStatus.h"
 
 namespace t8settings {
@@ -29,11 +30,18 @@ std::string whoLoads(const std::string& path) {
                               : "the next program to load it";
 }
 
-bool wouldBeSetAside(const StorageFiles& storage) {
-    if (!mayNotBeRead(storage.readWrite) || isHidden(storage.readWrite)) {
-        return false;
-    }
-    return storage.isXml() || loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside;
+/// Whether this user sees that the file is there, and has nothing to read in its place.
+bool isUnread(const StorageFiles& storage) {
+    return mayNotBeRead(storage.readWrite) && !isHidden(storage.readWrite) &&
+           (storage.isXml() || takenByLoad(groupAt(storage.readWrite)) == nullptr);
+}
+
+/// Whether a load by this user could give the file another name.
+bool mayBeRenamed(const StorageFiles& storage) {
+    const std::string directory = Qel::Settings::files::directoryOf(storage.readWrite);
+    return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 &&
+           (storage.isXml() ? !isDirectoryItself(setAsideOf(storage.readWrite))
+                            : loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside);
 }
 
 }  // namespace
@@ -92,7 +100,7 @@ bool mayNotBeRead(const std::string& path) {
 void demandReadableFiles(const std::string& base) {
     const LibraryMessagesDropped dropped;
     for (const StorageFiles& storage : storagesBelow(base)) {
-        if (wouldBeSetAside(storage)) {
+        if (isUnread(storage) && mayBeRenamed(storage)) {
             throw Failure(ExitCode::kFailed,
                           storage.readWrite + " cannot be read: " + std::strerror(EACCES) +
                               "\nnothing was loaded, as that would set it aside as damaged; be a "
@@ -104,7 +112,9 @@ void demandReadableFiles(const std::string& base) {
 ExitCode codeOfLookAt(const std::string& base) {
     const LibraryMessagesDropped dropped;
     std::vector<StorageFiles> storages = storagesBelow(base);
-    const auto isSeen = [](const StorageFiles& storage) { return !isHidden(storage.readWrite); };
+    const auto isSeen = [](const StorageFiles& storage) {
+        return !isHidden(storage.readWrite) && !isUnread(storage);
+    };
     const bool canReadAll = directoriesOutOfSight(base).empty() &&
                             std::all_of(storages.begin(), storages.end(), isSeen);
     return canReadAll ? ExitCode::kDone : ExitCode::kFindings;
