@@ -16,6 +16,7 @@
 #include "Files.h"
 #include "Foresight.h"
 #include "LibraryLog.h"
+#include "Progress.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
 
@@ -253,7 +254,9 @@ void changeAndSave(const Store& store, const Changes& changes) {
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
+        Progress progress("saving storage", byStorage.size());
         for (const auto& ofStorage : byStorage) {
+            progress.begin(ofStorage.first.first);
             befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
         }

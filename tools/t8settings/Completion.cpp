@@ -230,8 +230,7 @@ Completion completionOfOption(const Syntax& syntax, const LineSoFar& line,
 
 Candidates commands(const CLI::App& app) {
     Candidates all;
-    for (const CLI::App* const command :
-         app.get_subcommands([](const CLI::App* c) { return !c->get_group().empty(); })) {
+    for (const CLI::App* const command : listedCommands(app)) {
         all.push_back({command->get_name(), command->get_description()});
     }
     return all;

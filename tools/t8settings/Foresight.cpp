@@ -2,7 +2,9 @@
 
 #include <Qel/Settings/SettingStorageInifile.h>
 #include <algorithm>
+#include <iterator>
 #include <set>
+#include <utility>
 
 #include "Sections.h"
 #include "Terminal.h"
@@ -89,15 +91,19 @@ std::string textIn(const SettingTexts& texts, const std::string& name) {
     return found == texts.end() ? "nothing" : inQuotes(found->second);
 }
 
-std::vector<std::string> harmOf(const SettingTexts& wanted, const Loaded& loaded) {
-    std::set<std::string> others;
-    for (const SettingTexts* const texts : {&wanted, &loaded.texts}) {
-        for (const auto& setting : *texts) {
-            if (textIn(wanted, setting.first) != textIn(loaded.texts, setting.first)) {
-                others.insert(setting.first);
-            }
-        }
+std::set<std::string> namesOfDifferences(const SettingTexts& one, const SettingTexts& other) {
+    std::vector<std::pair<std::string, std::string>> differences;
+    std::set_symmetric_difference(one.begin(), one.end(), other.begin(), other.end(),
+                                  std::back_inserter(differences));
+    std::set<std::string> names;
+    for (const auto& difference : differences) {
+        names.insert(difference.first);
     }
+    return names;
+}
+
+std::vector<std::string> harmOf(const SettingTexts& wanted, const Loaded& loaded) {
+    std::set<std::string> others = namesOfDifferences(wanted, loaded.texts);
     std::vector<std::string> harm;
     for (const auto& [name, newName] : loaded.newNames) {
         const bool isMissed = others.erase(name) != 0;
