@@ -90,14 +90,16 @@ bool isOwn(const FileOnDisk& file, const SettingStorageFileBase& storage) {
 
 void demandOnDisk(const Store& store, const Changes& changes) {
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
-    FileOnDisk file(storage, *storage.rwFilename(), store.factory());
+    const FileOnDisk file(storage, *storage.rwFilename(), store.factory());
+    const SettingTexts onDisk = file.settings();
     for (const Change& change : changes) {
-        if (file.setting(change.setting->name()) != change.typeAndText) {
+        const auto found = onDisk.find(change.setting->name());
+        if (found == onDisk.end() || found->second != change.typeAndText) {
             throw notSaved({change}, *storage.rwFilename() + " does not give it back");
         }
     }
     const auto harm = isOwn(file, storage)
-                          ? harmOnDisk(storage, file, textsAfter(store, changes), store.factory())
+                          ? harmOnDisk(storage, onDisk, textsAfter(store, changes), store.factory())
                           : std::vector<std::string>();
     if (!harm.empty()) {
         throw notSaved(changes, "of " + *storage.rwFilename() + ":\n" + joined(harm));

@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "FileOnDisk.h"
 #include "Sections.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
@@ -140,9 +141,10 @@ std::vector<std::string> harmOfSaving(const SettingStorageFileBase& storage,
     return harmOf(storage, texts, factory, foreseen(storage, texts, factory));
 }
 
-std::vector<std::string> harmOnDisk(const SettingStorageFileBase& storage, const FileOnDisk& file,
-                                    const SettingTexts& texts, const FactoryPtr& factory) {
-    return harmOf(storage, texts, factory, {file.settings(), {}});
+std::vector<std::string> harmOnDisk(const SettingStorageFileBase& storage,
+                                    const SettingTexts& onDisk, const SettingTexts& texts,
+                                    const FactoryPtr& factory) {
+    return harmOf(storage, texts, factory, {onDisk, {}});
 }
 
 }  // namespace t8settings

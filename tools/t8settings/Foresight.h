@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "FileOnDisk.h"
 #include "Store.h"
 
 namespace t8settings {
@@ -24,9 +23,9 @@ SettingTexts textsOf(const Qel::Settings::SettingStorageFileBase& storage,
 std::vector<std::string> harmOfSaving(const Qel::Settings::SettingStorageFileBase& storage,
                                       const SettingTexts& texts, const FactoryPtr& factory);
 
-/// The same of a file in which it was saved.
+/// The same of a file in which it was saved, and which gives `onDisk`.
 std::vector<std::string> harmOnDisk(const Qel::Settings::SettingStorageFileBase& storage,
-                                    const FileOnDisk& file, const SettingTexts& texts,
+                                    const SettingTexts& onDisk, const SettingTexts& texts,
                                     const FactoryPtr& factory);
 
 }  // namespace t8settings

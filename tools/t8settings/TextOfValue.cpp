@@ -49,8 +49,11 @@ std::string amissIn(const FactoryPtr& factory, const TypeDescription& type,
                           made ? meaningOf(type, factory->valueAsString(made)) : Meaning());
     };
     const std::string amiss = differenceTo(loaded);
+    if (amiss.empty()) {
+        return "";
+    }
     const bool typeKeepsAll = differenceTo(factory->create(type.name, "", fileText)).empty();
-    return !amiss.empty() && typeKeepsAll ? amiss + lossInFile(fileText) : amiss;
+    return typeKeepsAll ? amiss + lossInFile(fileText) : amiss;
 }
 
 /// What a text becomes: the setting that is made of it, or why that would not be as meant.
