@@ -172,6 +172,29 @@ TEST_F(T8settingsSet, FullDiskKeepsTheOldValue) {
     EXPECT_EQ("5\n", run({"get", kBass}).out);
 }
 
+TEST_F(T8settingsSet, ReadOnlyDirectoryIsReadAndNothingElse) {
+    using std::filesystem::perms;
+    EXPECT_EQ(0, run({"set", kBass, "5"}).exitCode);
+    const std::string before = bytesOf("settings/settings.ini");
+    put("dump", "settings/sound/bass = int8,6\n");
+    std::filesystem::permissions(path("settings"), perms::owner_read | perms::owner_exec);
+    for (const auto& words :
+         {std::vector<std::string>{"set", kBass, "6"}, {"load", path("dump")}, {"reset", kBass}}) {
+        expectNotSaved(run(words, {}, ordinaryUser), "SettingStorageInifile::writeIniFile( '" +
+                                                         path("settings/settings.ini") +
+                                                         "' ): could not write temporary file '" +
+                                                         path("settings/settings.ini.tmp") + "'");
+    }
+    const ToolRun list = run({"list"}, {}, ordinaryUser);
+    std::filesystem::permissions(path("settings"), perms::owner_all);
+    EXPECT_EQ("settings/sound/bass\tint8\t5\nsettings/sound/name\tstring\tx\n", list.out);
+    EXPECT_EQ("", list.err);
+    EXPECT_EQ(0, list.exitCode);
+    EXPECT_EQ(before, bytesOf("settings/settings.ini"));
+    const std::filesystem::directory_iterator entries(path("settings"));
+    EXPECT_EQ(1, std::distance(begin(entries), end(entries)));
+}
+
 // A setting without a section that sorts after a section is read back into that section.
 class T8settingsSetOdd : public T8settingsSet {
 protected:

@@ -303,14 +303,21 @@ std::vector<std::string> examplesIn(const std::string& help) {
     return examples;
 }
 
-TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
+class T8settingsUsagePasted : public T8settingsUsage {
+protected:
+    /// Copies the demonstration's directory; the commands that take a shell there, and to the tool.
+    std::string prepare() const {
+        std::filesystem::create_directory(dir_.file("pasted"));
+        std::filesystem::copy(T8_TEST_DATA_DIR "/../../examples/tv", dir_.file("pasted/tv"),
+                              std::filesystem::copy_options::recursive);
+        return "export T8SETTINGS_MARKER='" + marker_ +
+               "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" + dir_.file("pasted") + "' && ";
+    }
+};
+
+TEST_F(T8settingsUsagePasted, ExamplesOfTheHelpWork) {
     ASSERT_NO_FATAL_FAILURE(demandOwnMarker());
-    std::filesystem::create_directory(dir_.file("pasted"));
-    std::filesystem::copy(T8_TEST_DATA_DIR "/../../examples/tv", dir_.file("pasted/tv"),
-                          std::filesystem::copy_options::recursive);
-    const std::string enter = "export T8SETTINGS_MARKER='" + marker_ +
-                              "' PATH=\"$(dirname '" T8_TOOL "'):$PATH\"; cd '" +
-                              dir_.file("pasted") + "' && ";
+    const std::string enter = prepare();
     for (const char* const command : {"list", "get", "describe", "diff", "dump", "load", "set",
                                       "info", "types", "verify", "seal", "recover", "reset"}) {
         const std::vector<std::string> examples = examplesIn(runBare({command, "--help"}).out);
@@ -324,6 +331,18 @@ TEST_F(T8settingsUsage, ExamplesOfTheHelpWorkWhenPasted) {
     }
     EXPECT_TRUE(testsupport::exists(dir_.file("pasted/tv/reset.tmp")));
     EXPECT_FALSE(testsupport::exists(marker_));
+}
+
+TEST_F(T8settingsUsagePasted, ExampleOfWatchShowsAChange) {
+    const std::vector<std::string> examples = examplesIn(runBare({"watch", "--help"}).out);
+    ASSERT_EQ(1U, examples.size());
+    // A watch that has ended, of whatever, is not waited for.
+    const std::string script =
+        "{ timeout 60 " + examples.front() +
+        " --count 1 >out 2>ready & while kill -0 $! && ! grep -qs watching ready; do :; done; "
+        "t8settings --base tv set settings/sound/bass 4 >set; wait $!; }";
+    EXPECT_EQ(0, WEXITSTATUS(system((prepare() + script).c_str())));
+    EXPECT_EQ("settings/sound/bass\tint8\t3\t4\n", testsupport::readFile(dir_.file("pasted/out")));
 }
 
 }  // namespace

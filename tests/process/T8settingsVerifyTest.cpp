@@ -495,21 +495,4 @@ TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     EXPECT_EQ(1, verify.exitCode);
 }
 
-TEST_F(T8settingsVerify, ProgressOfLongWorkIsShownOnATerminalAlone) {
-    std::string text = "#name = big\n[a]\n";
-    for (std::size_t i = 0; i < 100000 / testsupport::kTimesLess; ++i) {
-        text += "key" + std::to_string(i) + " = int8,1\n";
-    }
-    put("settings/big.ini", text + "#crc32 = false\n");
-    std::vector<std::string> words = {"verify"};
-    words.insert(words.end(), 8, path("settings/big.ini"));
-    const std::string progress = "verifying " + path("settings/big.ini");
-    const ToolRun onTerminal = runOnTerminal(words);
-    EXPECT_THAT(onTerminal.out, HasSubstr(progress));
-    EXPECT_THAT(onTerminal.out, HasSubstr("\r\x1b[K"));
-    EXPECT_EQ(5, onTerminal.exitCode);
-    words.resize(2);
-    EXPECT_EQ("", run(words).err);
-}
-
 }  // namespace

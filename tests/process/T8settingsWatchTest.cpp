@@ -57,10 +57,13 @@ private:
 /// A running "watch".
 class Watcher {
 public:
-    /// Its standard output goes to `out` unless a path is said.
-    Watcher(const std::vector<std::string>& arguments,
-            const std::map<std::string, std::string>& environment, const char* output = nullptr)
-        : Watcher(arguments, environment, output, pipeOf(), pipeOf()) {}
+    /// Its standard output goes to `out` unless a path is said. `inChild` runs in the child before
+    /// it becomes the tool.
+    Watcher(
+        const std::vector<std::string>& arguments,
+        const std::map<std::string, std::string>& environment, const char* output = nullptr,
+        void (*inChild)() = [] {})
+        : Watcher(arguments, environment, output, pipeOf(), pipeOf(), inChild) {}
     ~Watcher() {
         if (child_ > 0) {
             kill(child_, SIGKILL);
@@ -96,11 +99,12 @@ private:
 
     Watcher(const std::vector<std::string>& arguments,
             const std::map<std::string, std::string>& environment, const char* path, Pipe output,
-            Pipe errors)
+            Pipe errors, void (*inChild)())
         : out(output.out), err(errors.out), child_(fork()) {
         if (child_ == 0) {
             dup2(path == nullptr ? output.in : open(path, O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
             dup2(errors.in, STDERR_FILENO);
+            inChild();
             testsupport::becomeTool(arguments, environment);
         }
         close(output.in);
@@ -295,6 +299,39 @@ TEST_F(T8settingsWatch, BaseDirectoryMayGoAndComeBack) {
     EXPECT_EQ("settings/sound/volume\tuint8\t30\t(unset)\n", watcher.line());
     std::filesystem::rename(base_ + ".away", base_);
     EXPECT_EQ("settings/sound/bass\tint8\t(unset)\t3\n", watcher.line());
+}
+
+TEST_F(T8settingsWatch, LinkToTheBaseDirectoryMayLeadElsewhere) {
+    // No event tells of it: nobody watches the directory that the link is in.
+    const std::string link = dir_.file("links/tv");
+    std::filesystem::create_directory(dir_.file("links"));
+    std::filesystem::create_directories(dir_.file("other/settings"));
+    writeFile(dir_.file("other/settings/settings.ini"), text("6"));
+    std::filesystem::create_symlink(base_, link);
+    Watcher watcher({"watch", "*/bass"},
+                    {{"T8SETTINGS_BASE", link}, {"T8SETTINGS_MARKER", marker_}});
+    expectReady(watcher);
+    std::filesystem::create_symlink(dir_.file("other"), link + ".new");
+    std::filesystem::rename(link + ".new", link);
+    EXPECT_EQ("settings/sound/bass\tint8\t3\t6\n", watcher.line());
+    writeFile(dir_.file("other/settings/settings.ini"), text("7"));
+    EXPECT_EQ("settings/sound/bass\tint8\t6\t7\n", watcher.line());
+}
+
+TEST_F(T8settingsWatch, FileWithoutDefaultsHasNotGoneWhenItsDirectoryCannotBeListed) {
+    using std::filesystem::perms;
+    const std::string file = path("calibration_data/panel.ini");
+    writeFile(file, sealed("gamma = int,22"));
+    Watcher watcher({"watch"}, environment(), nullptr, ordinaryUser);
+    expectReady(watcher);
+    std::filesystem::permissions(path("calibration_data"), perms::none);
+    EXPECT_EQ("t8settings: warning: " + file + ": " + path("calibration_data") +
+                  " cannot be read: Permission denied; what was known of it stands until it "
+                  "changes\n",
+              watcher.err.until("\n"));
+    std::filesystem::permissions(path("calibration_data"), perms::owner_all);
+    replace("calibration_data/panel.ini", sealed("gamma = int,24"));
+    EXPECT_EQ("panel/gamma\tint\t22\t24\n", watcher.line());
 }
 
 TEST_F(T8settingsWatch, NothingIsLostWhenMoreHappensThanTheSystemKeeps) {

@@ -112,15 +112,17 @@ protected:
     }
 
     /// The tool on the base directory and on a terminal, whose person answers its question with
-    /// `answer` after some other work. `out` is all that the terminal shows.
+    /// `answer` after some other work. `out` is all that the terminal shows; it has `columns`
+    /// columns, or says nothing of them.
     ToolRun runOnTerminal(
         const std::vector<std::string>& arguments, const std::string& answer = "",
         std::map<std::string, std::string> environment = {},
-        const std::function<void()>& beforeAnswer = [] {}) const {
+        const std::function<void()>& beforeAnswer = [] {}, unsigned short columns = 0) const {
         environment.emplace("T8SETTINGS_BASE", base_);
         environment.emplace("T8SETTINGS_MARKER", marker_);
         int terminal = -1;
-        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        const winsize size = {0, columns, 0, 0};
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
         if (child == 0) becomeTool(arguments, environment);
         std::string shown;
         char byte = 0;

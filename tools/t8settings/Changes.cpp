@@ -16,6 +16,7 @@
 #include "Files.h"
 #include "Foresight.h"
 #include "LibraryLog.h"
+#include "Progress.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
 
@@ -83,9 +84,11 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
 
 void demandOnDisk(const Store& store, const Changes& changes) {
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
-    FileOnDisk file(storage, *storage.rwFilename(), store.factory());
+    const FileOnDisk file(storage, *storage.rwFilename(), store.factory());
+    const SettingTexts onDisk = file.settings();
     for (const Change& change : changes) {
-        if (file.setting(change.setting->name()) != change.typeAndText) {
+        const auto found = onDisk.find(change.setting->name());
+        if (found == onDisk.end() || found->second != change.typeAndText) {
             throw notSaved({change}, *storage.rwFilename() + " does not give it back");
         }
     }
@@ -243,7 +246,9 @@ void changeAndSave(const Store& store, const Changes& changes) {
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
+        Progress progress("saving storage", byStorage.size());
         for (const auto& ofStorage : byStorage) {
+            progress.begin(ofStorage.first.first);
             befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
         }

@@ -43,9 +43,6 @@ struct Command {
     bool takesFile = false;
 };
 
-/// Throws `Failure` for an empty word, which a script's variable that was never set looks like.
-void demandWord(const std::string& word, const char* what);
-
 // One function for each command; each adds one with its options and its help.
 Command addListCommand(CLI::App& app);
 Command addGetCommand(CLI::App& app);

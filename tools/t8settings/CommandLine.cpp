@@ -155,12 +155,6 @@ Result resultOf(const Command& command, const Globals& globals) {
 
 }  // namespace
 
-void demandWord(const std::string& word, const char* what) {
-    if (word.empty()) {
-        throw Failure(ExitCode::kUsage, std::string(what) + " is empty");
-    }
-}
-
 Result runCommandLine(int argc, const char* const* argv) {
     CLI::App app(kAbout, "t8settings");
     Globals globals;

@@ -1,9 +1,13 @@
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <optional>
 
 #include "Command.h"
+#include "SavePolicies.h"
 #include "Survey.h"
 #include "Types.h"
+#include "text/IniGrammar.h"
 
 namespace t8settings {
 
@@ -17,10 +21,12 @@ constexpr const char* kDescribeHelp =
     "  t8settings --base tv describe settings/sound/bass";
 
 const char* policyOf(const StorageFacts& storage) {
-    static const std::map<std::string, const char*> kWords = {
-        {"ondemand", "onDemand"}, {"eachchange", "onEachChange"}, {"async", "async"}};
-    const auto found = kWords.find(storage.savePolicy);
-    return found == kWords.end() ? nullptr : found->second;
+    const auto& words = Qel::Settings::text::kSavePolicyWords;
+    const auto found = std::find(words.begin(), words.end(), storage.savePolicy);
+    return found == words.end()
+               ? nullptr
+               : kSavePolicyNames.at(kFirstPolicyWithAWord +
+                                     static_cast<std::size_t>(found - words.begin()));
 }
 
 std::string policyTextOf(const StorageFacts& storage) {

@@ -81,12 +81,6 @@ bool DirectoryWatch::renew() {
     return changed;
 }
 
-bool DirectoryWatch::watches(const std::string& directory) const {
-    const auto found = std::find(directories_.begin(), directories_.end(), directory);
-    return found != directories_.end() &&
-           watches_[static_cast<std::size_t>(found - directories_.begin())] >= 0;
-}
-
 /// One directory may go by two names here, and then has one watch.
 void DirectoryWatch::release(int watch) const {
     if (watch >= 0 && std::find(watches_.begin(), watches_.end(), watch) == watches_.end()) {

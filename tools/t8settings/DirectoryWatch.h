@@ -32,8 +32,6 @@ public:
     /// has taken its place: its entries are to be looked at, as nothing tells of them.
     bool renew();
 
-    bool watches(const std::string& directory) const;
-
 private:
     void release(int watch) const;
 

@@ -36,6 +36,13 @@ private:
     bool changed_ = false;
 };
 
+/// Throws `Failure` for an empty word, which a script's variable that was never set looks like.
+inline void demandWord(const std::string& word, const char* what) {
+    if (word.empty()) {
+        throw Failure(ExitCode::kUsage, std::string(what) + " is empty");
+    }
+}
+
 }  // namespace t8settings
 
 #endif

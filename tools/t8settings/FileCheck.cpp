@@ -212,14 +212,8 @@ std::string stateOf(const IniFile& file) {
     return text;
 }
 
-void demandPath(const std::string& path) {
-    if (path.empty()) {
-        throw Failure(ExitCode::kUsage, "FILE is empty");
-    }
-}
-
 void demandIniFile(const std::string& path) {
-    demandPath(path);
+    demandWord(path, "FILE");
     if (const auto file = fileBeside(path)) {
         throw Failure(ExitCode::kUsage, path + " lies beside " + *file +
                                             "; name that one: " + commandOn("recover", *file));

@@ -30,10 +30,8 @@ std::string wordOf(const IniFile& file);
 /// The same for people.
 std::string stateOf(const IniFile& file);
 
-/// Throws `Failure` for an empty path, which a script's variable that was never set looks like.
-void demandPath(const std::string& path);
-
-/// The same for a path that is no ini file of its own, but one beside another or XML.
+/// Throws `Failure` for an empty path, and for one that is no ini file of its own, but one beside
+/// another or XML.
 void demandIniFile(const std::string& path);
 
 /// The bytes that a right CRC line can follow.

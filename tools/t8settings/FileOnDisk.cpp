@@ -35,14 +35,6 @@ SettingPtr FileOnDisk::find(const std::string& name) {
     return usable_ ? file_.querySetting(name) : SettingPtr();
 }
 
-std::optional<std::string> FileOnDisk::setting(const std::string& name) {
-    const SettingPtr setting = find(name);
-    if (!setting) {
-        return std::nullopt;
-    }
-    return file_.factory()->typeAsString(setting) + "," + file_.factory()->valueAsString(setting);
-}
-
 std::map<std::string, std::string> FileOnDisk::settings() const {
     return usable_ ? textsOf(file_, file_.factory()) : SettingTexts();
 }

@@ -3,7 +3,6 @@
 
 #include <Qel/Settings/SettingStorageInifile.h>
 #include <map>
-#include <optional>
 #include <string>
 
 #include "Store.h"
@@ -20,9 +19,6 @@ public:
 
     /// Null when the file does not give it back.
     SettingPtr find(const std::string& name);
-
-    /// Type name, "," and text of the setting; nothing when the file does not give it back.
-    std::optional<std::string> setting(const std::string& name);
 
     /// Type name, "," and text of all settings, by their names.
     std::map<std::string, std::string> settings() const;

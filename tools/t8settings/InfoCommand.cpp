@@ -1,8 +1,8 @@
-#include <array>
 #include <cstddef>
 
 #include "Command.h"
 #include "Json.h"
+#include "SavePolicies.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -18,11 +18,9 @@ std::vector<std::string> errorsOf(const StoragePtr& storage) {
 }
 
 const char* policyOf(const StoragePtr& storage) {
-    constexpr std::array<const char*, 4> kPolicies = {"unspecified", "onDemand", "onEachChange",
-                                                      "async"};
     const auto* const file = dynamic_cast<const SettingStorageFileBase*>(storage.get());
     const std::size_t policy = file == nullptr ? 0 : static_cast<std::size_t>(file->savePolicy());
-    return kPolicies.at(policy);
+    return kSavePolicyNames.at(policy);
 }
 
 void addPath(Json& json, const std::string& key, const std::string* path) {

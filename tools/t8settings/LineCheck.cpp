@@ -10,6 +10,7 @@
 #include "Exit.h"
 #include "Meaning.h"
 #include "NamesInFull.h"
+#include "Progress.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
@@ -254,7 +255,9 @@ std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& fact
     };
     add(findingInNames(file));
     LineChecker checker(file, factory);
+    Progress progress("checking line", file.lines().size());
     for (const IniFile::Line& line : file.lines()) {
+        progress.begin(file.path());
         add(checker.check(line));
     }
     for (const Finding& finding : findingsInOrder(file)) {

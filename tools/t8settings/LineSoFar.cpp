@@ -59,6 +59,11 @@ void LineSoFar::takeWord(const std::string& word) {
     }
 }
 
+std::vector<const CLI::App*> listedCommands(const CLI::App& app) {
+    return app.get_subcommands(
+        [](const CLI::App* command) { return !command->get_group().empty(); });
+}
+
 bool takesValue(const CLI::Option& option) {
     return option.get_items_expected_max() > 0;
 }

@@ -48,6 +48,9 @@ private:
     bool isWrong_ = false;
 };
 
+/// The commands that people are told of.
+std::vector<const CLI::App*> listedCommands(const CLI::App& app);
+
 /// Whether the option is followed by a value.
 bool takesValue(const CLI::Option& option);
 

@@ -11,6 +11,7 @@
 #include "Dump.h"
 #include "Files.h"
 #include "Nearest.h"
+#include "Progress.h"
 #include "Records.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
@@ -128,7 +129,9 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     Judge judge(store);
     std::vector<Change> changes;
     std::vector<std::string> problems;
+    Progress progress("checking setting", entries.size());
     for (const DumpEntry& entry : entries) {
+        progress.begin(entry.name);
         try {
             if (!entry.problem.empty()) {
                 throw Failure(ExitCode::kFailed, entry.problem);

@@ -1,6 +1,8 @@
 #include "Progress.h"
 
-#include <unistd.h>
+#include <chrono>
+#include <cstdlib>
+#include <utility>
 
 #include "Terminal.h"
 
@@ -8,31 +10,50 @@ namespace t8settings {
 
 namespace {
 
-constexpr std::chrono::milliseconds kYoung{500};
+using Clock = std::chrono::steady_clock;
+
+/// How long work goes on without a word, and how long the same word stays.
+std::chrono::milliseconds pause() {
+    static const char* const said = std::getenv("T8SETTINGS_PROGRESS");
+    return std::chrono::milliseconds(said == nullptr ? 500 : std::atol(said));
+}
+
+/// Of the outermost piece of work.
+struct Work {
+    std::size_t depth = 0;
+    bool isShown = false;  ///< somebody can see it
+    Clock::time_point next;
+};
+
+Work& work() {
+    static Work work;
+    return work;
+}
 
 }  // namespace
 
-Progress::Progress() : onTerminal_(::isatty(STDERR_FILENO) == 1), next_(Clock::now() + kYoung) {}
+Progress::Progress(std::string doing, std::size_t all) : doing_(std::move(doing)), all_(all) {
+    if (work().depth++ == 0) {
+        work().isShown = canShowInPassing();
+        work().next = Clock::now() + pause();
+    }
+}
 
 Progress::~Progress() {
-    clear();
+    --work().depth;
+    endPassing();
 }
 
-void Progress::show(const std::string& text) {
-    const Clock::time_point now = Clock::now();
-    if (!onTerminal_ || now < next_) {
+void Progress::begin(const std::string& name) {
+    ++begun_;
+    if (!work().isShown) {
         return;
     }
-    clear();
-    writeAll(STDERR_FILENO, visible(text));
-    shown_ = true;
-    next_ = now + kYoung;
-}
-
-void Progress::clear() {
-    if (shown_) {
-        writeAll(STDERR_FILENO, "\r\x1b[K");
-        shown_ = false;
+    const Clock::time_point now = Clock::now();
+    if (now >= work().next) {
+        showInPassing(doing_ + " " + std::to_string(begun_) + " of " + std::to_string(all_) + ": " +
+                      name);
+        work().next = now + pause();
     }
 }
 

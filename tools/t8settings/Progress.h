@@ -1,31 +1,30 @@
 #ifndef T8SETTINGS_PROGRESS_H
 #define T8SETTINGS_PROGRESS_H
 
-#include <chrono>
+#include <cstddef>
 #include <string>
 
 namespace t8settings {
 
-/// One line on standard error, when that is a terminal, that tells how far a long piece of work
-/// has come; gone when the work is done.
+/// Tells a person who waits for a long piece of work how far it has come, in passing, such as
+/// "verifying file 3 of 20: sound.ini". Work within the work tells so in its place. For the main
+/// thread.
 class Progress {
 public:
-    Progress();
+    /// `doing` is what is done to each of the `all` parts: "verifying file".
+    Progress(std::string doing, std::size_t all);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Shows what is being done now, unless the work is still young or the last text is.
-    void show(const std::string& text);
+    /// Before each part, which is called `name`. Says so unless the work is still young or the last
+    /// line is.
+    void begin(const std::string& name);
 
 private:
-    using Clock = std::chrono::steady_clock;
-
-    void clear();
-
-    bool onTerminal_;
-    bool shown_ = false;
-    Clock::time_point next_;
+    std::string doing_;
+    std::size_t all_;
+    std::size_t begun_ = 0;
 };
 
 }  // namespace t8settings

@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "Exit.h"
+#include "LibraryLog.h"
 #include "Terminal.h"
+#include "files/Descriptor.h"
 
 namespace t8settings {
 
@@ -45,6 +47,18 @@ void addChanges(StoreWatch::Changes& changes, const StoredSettings& before,
 }
 
 constexpr const char* kGone = "gone";
+
+/// What is amiss with a file that was not listed; nothing when it has gone.
+StoredStorage notListed(const std::string& base, const std::string& path) {
+    StoredStorage storage;
+    for (const std::string& directory : {base, Qel::Settings::files::directoryOf(path)}) {
+        const std::string reason = whyUnreadable(directory);
+        if (!reason.empty() && storage.problem.empty()) {
+            storage.problem = path + ": " + directory + " cannot be read: " + reason;
+        }
+    }
+    return storage;
+}
 
 }  // namespace
 
@@ -100,20 +114,21 @@ std::vector<std::string> StoreWatch::names() const {
 }
 
 StoreWatch::Changes StoreWatch::look(const Wanted& isWanted, Time now) {
+    // What is amiss is told in the watch's own words, once.
+    const LibraryMessagesDropped dropped;
     Changes changes;
     std::set<std::string> listed;
     for (const StorageFiles& files : storagesBelowIfAny(base_)) {
         listed.insert(files.readWrite);
         Known& known = known_.emplace(files.readWrite, Known{files.fileName}).first->second;
         if (isWanted(known)) {
-            const StoredStorage found = storedIn(files);
-            lookAt(known, &found, now, changes);
+            lookAt(known, storedIn(files), true, now, changes);
         }
     }
     for (auto known = known_.begin(); known != known_.end();) {
         const bool isGone = listed.count(known->first) == 0;
         if (isGone && isWanted(known->second)) {
-            lookAt(known->second, nullptr, now, changes);
+            lookAt(known->second, notListed(base_, known->first), false, now, changes);
         }
         known = isGone && !known->second.doubt && known->second.settings.empty()
                     ? known_.erase(known)
@@ -122,10 +137,9 @@ StoreWatch::Changes StoreWatch::look(const Wanted& isWanted, Time now) {
     return changes;
 }
 
-void StoreWatch::lookAt(Known& known, const StoredStorage* found, Time now, Changes& changes) {
-    static const StoredStorage kNothing;
-    const StoredStorage& storage = found == nullptr ? kNothing : *found;
-    const bool hasGone = found == nullptr || (known.hasReadWrite && !storage.hasReadWrite);
+void StoreWatch::lookAt(Known& known, const StoredStorage& storage, bool isListed, Time now,
+                        Changes& changes) {
+    const bool hasGone = !isListed || (known.hasReadWrite && !storage.hasReadWrite);
     const std::string reason = hasGone && storage.problem.empty() ? kGone : storage.problem;
     if (!reason.empty() && isWaitedFor(known, reason, now)) {
         return;

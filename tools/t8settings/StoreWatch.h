@@ -65,7 +65,8 @@ private:
     using Wanted = std::function<bool(const Known& known)>;
 
     Changes look(const Wanted& isWanted, Time now);
-    void lookAt(Known& known, const StoredStorage* found, Time now, Changes& changes);
+    static void lookAt(Known& known, const StoredStorage& storage, bool isListed, Time now,
+                       Changes& changes);
     static bool isWaitedFor(Known& known, const std::string& reason, Time now);
 
     std::string base_;

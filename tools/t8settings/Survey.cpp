@@ -7,6 +7,7 @@
 #include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
+#include "Progress.h"
 #include "Terminal.h"
 #include "XmlFile.h"
 
@@ -108,7 +109,9 @@ Facts surveyOfBase(const std::string& base) {
         complainOfNoFiles(base);
         facts.code = ExitCode::kFailed;
     }
+    Progress progress("reading file", storages.size());
     for (const StorageFiles& files : storages) {
+        progress.begin(files.fileName);
         addStorage(facts, files);
     }
     return facts;
@@ -135,6 +138,8 @@ SurveyedFile readableIni(const std::string& path) {
 }
 
 Facts surveyOfFile(const std::string& path) {
+    Progress progress("reading file", 1);
+    progress.begin(path);
     const SurveyedFile file = holdsXml(path) ? readableXml(path) : readableIni(path);
     const bool isDefaults = roleOf(path) == IniFile::Role::kDefaults;
     StorageFacts storage;

@@ -1,5 +1,6 @@
 #include "SurveyedFile.h"
 
+#include "Progress.h"
 #include "Types.h"
 
 namespace t8settings {
@@ -33,7 +34,9 @@ SurveyedFile surveyed(const IniFile& file) {
     found.error = whyNotTaken(file);
     found.readonly = file.readonly();
     found.savePolicy = file.savePolicy();
+    Progress progress("reading line", file.lines().size());
     for (const IniFile::Line& line : file.lines()) {
+        progress.begin(file.path());
         const SettingPtr setting = line.kind == Kind::Setting
                                        ? typesInForce()->create(line.type, line.name, line.value)
                                        : SettingPtr();

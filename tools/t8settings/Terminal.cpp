@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace t8settings {
@@ -14,6 +16,8 @@ namespace t8settings {
 namespace {
 
 constexpr std::string_view kPrefix = "t8settings: ";
+constexpr std::string_view kRowTakenAway = "\r\x1b[K";
+constexpr std::size_t kUsualColumns = 80;
 
 bool isControl(char c) {
     return (c >= 0 && c < ' ') || c == '\x7f';
@@ -83,6 +87,35 @@ std::string_view environmentWord(const char* name) {
     return value == nullptr ? "" : value;
 }
 
+/// Whether the terminal, if there is one, does what codes tell it.
+bool takesCodes() {
+    const std::string_view terminal = environmentWord("TERM");
+    return !terminal.empty() && terminal != "dumb";
+}
+
+/// Whether a text is shown in passing. The library's threads have messages too.
+std::atomic<bool>& isPassing() {
+    static std::atomic<bool> passing{false};
+    return passing;
+}
+
+/// What takes it away.
+std::string_view endOfPassing() {
+    return isPassing().exchange(false) ? kRowTakenAway : "";
+}
+
+std::size_t columnsOfErrors() {
+    winsize size{};
+    const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col : kUsualColumns;
+}
+
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+    const auto end = std::find_if(text.begin(), text.end(),
+                                  [&count](char c) { return !isContinuation(c) && count-- == 0; });
+    return text.substr(0, static_cast<std::size_t>(end - text.begin()));
+}
+
 }  // namespace
 
 std::string visible(std::string_view text) {
@@ -122,11 +155,28 @@ std::vector<std::string> splitLines(std::string_view text) {
 }
 
 void complain(std::string_view text) {
-    std::string lines;
+    std::string lines(endOfPassing());
     for (const std::string& line : splitLines(text)) {
         lines.append(kPrefix).append(visible(line)) += '\n';
     }
     writeAll(STDERR_FILENO, lines);
+}
+
+void showInPassing(std::string_view text) {
+    // A row that is full to its end may go over into the next one.
+    const std::size_t room = columnsOfErrors() - 1;
+    std::string row(endOfPassing());
+    row += firstCharacters(visible(text), room);
+    isPassing() = true;
+    writeAll(STDERR_FILENO, row);
+}
+
+void endPassing() {
+    writeAll(STDERR_FILENO, endOfPassing());
+}
+
+bool canShowInPassing() {
+    return ::isatty(STDERR_FILENO) == 1 && takesCodes();
 }
 
 bool writeAll(int descriptor, std::string_view text) {
@@ -167,8 +217,7 @@ bool showsToTerminal() {
 
 bool showsColours() {
     const std::string_view noColour = environmentWord("NO_COLOR");
-    const std::string_view terminal = environmentWord("TERM");
-    return showsToTerminal() && noColour.empty() && !terminal.empty() && terminal != "dumb";
+    return showsToTerminal() && noColour.empty() && takesCodes();
 }
 
 bool confirm(const std::string& question) {

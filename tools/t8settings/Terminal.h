@@ -24,6 +24,14 @@ std::vector<std::string> splitLines(std::string_view text);
 /// Writes each line of `text` to standard error, with the program's name in front.
 void complain(std::string_view text);
 
+/// Shows the beginning of the text, as much as a row of the terminal holds, on standard error until
+/// the next such text, the next message or `endPassing` takes it away.
+void showInPassing(std::string_view text);
+void endPassing();
+
+/// Whether standard error can show and take away: a terminal that is not called "dumb".
+bool canShowInPassing();
+
 /// Writes all of `text` to the descriptor; false, with `errno` set, when that fails.
 bool writeAll(int descriptor, std::string_view text);
 

@@ -49,21 +49,12 @@ std::string amissIn(const FactoryPtr& factory, const TypeDescription& type,
                           made ? meaningOf(type, factory->valueAsString(made)) : Meaning());
     };
     const std::string amiss = differenceTo(loaded);
+    if (amiss.empty()) {
+        return "";
+    }
     const bool typeKeepsAll = differenceTo(factory->create(type.name, "", fileText)).empty();
-    return !amiss.empty() && typeKeepsAll ? amiss + lossInFile(fileText) : amiss;
+    return typeKeepsAll ? amiss + lossInFile(fileText) : amiss;
 }
-
-}  // namespace
-
-std::string textForPeople(const std::string& type, const std::string& fileText) {
-    return type == kString ? Qel::Settings::StrConv::unescapeString(fileText) : fileText;
-}
-
-std::string fileTextOf(const std::string& type, const std::string& text) {
-    return type == kString ? Qel::Settings::StrConv::escapeString(text) : text;
-}
-
-namespace {
 
 /// What a text becomes: the setting that is made of it, or why that would not be as meant.
 struct Made {
@@ -112,6 +103,14 @@ bool endsInBackslash(std::string_view fileText) {
 }
 
 }  // namespace
+
+std::string textForPeople(const std::string& type, const std::string& fileText) {
+    return type == kString ? StrConv::unescapeString(fileText) : fileText;
+}
+
+std::string fileTextOf(const std::string& type, const std::string& text) {
+    return type == kString ? StrConv::escapeString(text) : text;
+}
 
 std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& type,
                                  const std::string& name, const std::string& fileText) {

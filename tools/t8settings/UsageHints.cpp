@@ -33,8 +33,7 @@ std::string strayWord(const CLI::App& app) {
 
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
-    const auto isListed = [](const CLI::App* command) { return !command->get_group().empty(); };
-    for (const CLI::App* const command : app.get_subcommands(isListed)) {
+    for (const CLI::App* const command : listedCommands(app)) {
         names.push_back(command->get_name());
     }
     return names;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "LoadOutcome.h"
+#include "Progress.h"
 #include "Replacement.h"
 #include "Terminal.h"
 #include "XmlFile.h"
@@ -56,10 +57,10 @@ void Verification::verifyBelow(const std::string& base) {
         known_.insert(storage.defaults);
         known_.insert(storage.readWrite);
     }
-    for (std::size_t i = 0; i < storages.size(); ++i) {
-        progress_.show("verifying " + std::to_string(i + 1) + " of " +
-                       std::to_string(storages.size()) + ": " + storages[i].fileName);
-        verifyStorage(storages[i]);
+    Progress progress("verifying file", storages.size());
+    for (const StorageFiles& storage : storages) {
+        progress.begin(storage.fileName);
+        verifyStorage(storage);
     }
     for (const auto& directory :
          Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
@@ -69,7 +70,6 @@ void Verification::verifyBelow(const std::string& base) {
 }
 
 void Verification::verifyFile(const std::string& path) {
-    progress_.show("verifying " + path);
     if (!isThere(path) && !canRead(Qel::Settings::files::directoryOf(path))) {
         return;
     }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "FileCheck.h"
-#include "Progress.h"
 
 namespace t8settings {
 
@@ -60,7 +59,6 @@ private:
         std::string path;
     };
     std::map<std::string, Place> placeOfName_;
-    Progress progress_;
 };
 
 }  // namespace t8settings

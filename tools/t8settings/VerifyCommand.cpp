@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Command.h"
+#include "Progress.h"
 #include "SetUp.h"
 #include "Terminal.h"
 #include "Verification.h"
@@ -70,8 +71,12 @@ Result verify(const std::vector<std::string>& files, const std::function<Locatio
               Format format) {
     Verification verification;
     ExitCode whenSound = ExitCode::kDone;
-    std::for_each(files.begin(), files.end(), demandPath);
     for (const std::string& file : files) {
+        demandWord(file, "FILE");
+    }
+    Progress progress("verifying file", files.size());
+    for (const std::string& file : files) {
+        progress.begin(file);
         verification.verifyFile(file);
     }
     if (files.empty()) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstring>
@@ -39,8 +40,9 @@ constexpr const char* kHelp =
     "Example:\n"
     "  t8settings --base tv watch settings/sound/";
 
-/// How often to look for a directory that nobody can tell of.
-constexpr int kRetryMilliseconds = 1000;
+/// How often to find out whether the directories are still the same: nobody tells of one that has
+/// another one mounted over it, or is reached by a link that leads elsewhere now.
+constexpr std::chrono::milliseconds kRenewal{1000};
 
 Failure failed(const std::string& what) {
     return {ExitCode::kFailed, what + ": " + std::strerror(errno)};
@@ -179,18 +181,13 @@ private:
         lookForMarker();
     }
 
-    /// In milliseconds; -1 for ever.
+    /// In milliseconds.
     int patience() const {
-        const auto next = store_.nextLook();
-        const bool mustRetry = !directories_.watches(location_.base) ||
-                               !directories_.watches(files::directoryOf(marker_));
-        if (!next) {
-            return mustRetry ? kRetryMilliseconds : -1;
-        }
         using Milliseconds = std::chrono::milliseconds;
+        const auto now = std::chrono::steady_clock::now();
         const auto left = std::chrono::duration_cast<Milliseconds>(
-            *next - std::chrono::steady_clock::now() + Milliseconds(1));
-        return static_cast<int>(std::clamp(left, Milliseconds(0), StoreWatch::kPatience).count());
+            store_.nextLook().value_or(now + kRenewal) - now + Milliseconds(1));
+        return static_cast<int>(std::clamp(left, Milliseconds(0), kRenewal).count());
     }
 
     /// Not what others do beside the marker: a look takes time.
