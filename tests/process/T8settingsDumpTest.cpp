@@ -320,6 +320,14 @@ TEST_F(T8settingsDump, FileThatCannotBeReadIsAFailure) {
     EXPECT_EQ(2, run({"load"}).exitCode);
 }
 
+TEST_F(T8settingsDump, DumpMayLieAmongTheDefaults) {
+    put("qel-default-settings/dump", "a/s/bass = int8,7\n");
+    expectChanged(run({"load", path("qel-default-settings/dump")}), 1, 0);
+    EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
+    put("qel-default-settings/dump", "a/s/bass = int8,6");
+    EXPECT_EQ(1, run({"load", path("qel-default-settings/dump")}).exitCode);
+}
+
 TEST_F(T8settingsDump, DumpWithoutAnEndIsRefused) {
     const ToolRun endless = run({"load", "/dev/zero"});
     EXPECT_EQ("t8settings: \"/dev/zero\" is larger than 64 MiB, which is too large for a dump\n",

@@ -89,6 +89,18 @@ TEST_F(T8settingsSeal, LineThatMayBeCutShortIsSealedByForceAlone) {
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
 }
 
+TEST_F(T8settingsSeal, BlanksAndCommentsBehindTheLastLineCutNothing) {
+    put("settings/settings.ini", kText + "#savepol");
+    EXPECT_EQ(1, seal().exitCode);
+    for (const char* const end : {"  ", "# the end"}) {
+        put("settings/settings.ini", kText + end);
+        const ToolRun sealed = seal();
+        EXPECT_EQ("", sealed.err) << end;
+        EXPECT_EQ(0, sealed.exitCode) << end;
+        EXPECT_EQ(0, run({"verify", file_}).exitCode) << end;
+    }
+}
+
 TEST_F(T8settingsSeal, RightCrcIsLeftAlone) {
     put("settings/settings.ini", kSealed);
     using std::filesystem::last_write_time;

@@ -417,6 +417,9 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
 TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ(base_ + ": is a directory; did you mean --base " + base_ + "?\n0 files, 1 finding\n",
               run({"verify", base_}).out);
+    std::filesystem::create_directory(path("a b"));
+    EXPECT_THAT(run({"verify", path("a b")}).out,
+                HasSubstr("did you mean --base '" + path("a b") + "'?\n"));
     EXPECT_EQ("/dev/null: is no plain file\n0 files, 1 finding\n",
               run({"verify", "/dev/null"}).out);
     const ToolRun recover = run({"recover", base_});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "Exit.h"
@@ -13,6 +14,8 @@
 namespace t8settings {
 
 namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
 
 struct StateText {
     const char* word;
@@ -72,6 +75,15 @@ std::vector<Finding> findingsInState(const IniFile& file) {
         default:
             return {{file.crcLine(), Harm::kUnusable, stateOf(file), ""}};
     }
+}
+
+/// A comment loses nothing, but may be a cut header itself.
+bool losesByACut(const IniFile::Line& line) {
+    static constexpr std::array<std::string_view, 3> kHeaders = {"name", "readonly", "savepolicy"};
+    return line.kind != Kind::Header ||
+           std::any_of(kHeaders.begin(), kHeaders.end(), [&line](std::string_view header) {
+               return header.substr(0, line.key.size()) == line.key;
+           });
 }
 
 std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>& findings) {
@@ -236,13 +248,18 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
 }
 
 std::optional<FileFinding> cutLineIn(const IniFile& file) {
-    if (file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.lines().empty() ||
-        file.text().back() == '\n') {
+    if (file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.lines().empty()) {
         return std::nullopt;
     }
-    return FileFinding{file.path(),
-                       {file.lines().back().number, Harm::kLost,
-                        "the last line may be cut short, as no line feed ends it", ""}};
+    const auto& text = file.text();
+    const auto feeds = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    const IniFile::Line& last = file.lines().back();
+    if (last.number != feeds + 1 || !losesByACut(last)) {
+        return std::nullopt;
+    }
+    return FileFinding{
+        file.path(),
+        {last.number, Harm::kLost, "the last line may be cut short, as no line feed ends it", ""}};
 }
 
 std::vector<FileFinding> findingsIn(const IniFile& file) {

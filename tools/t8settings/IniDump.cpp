@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "FileCheck.h"
 #include "Terminal.h"
@@ -19,10 +20,16 @@ using Problems = std::map<std::size_t, std::string>;
 
 constexpr const char* kStandardInput = "-";
 
-/// Standard input has no file name for a storage to be called by, nor a directory of defaults.
+/// Standard input has no file name for a storage to be called by, nor a directory of defaults. Of
+/// what lies in such a directory a load takes ini files alone: a dump may be of any other name.
 IniFile fileOf(const std::string& path, const std::string& bytes) {
-    return path == kStandardInput ? IniFile(shownPathOf(path), "", IniFile::Role::kReadWrite, bytes)
-                                  : iniFileOf(path, bytes);
+    if (path == kStandardInput) {
+        return {shownPathOf(path), "", IniFile::Role::kReadWrite, bytes};
+    }
+    IniFile file = iniFileOf(path, bytes);
+    const bool isDump = file.role() == IniFile::Role::kDefaults && !isIni(path);
+    return isDump ? IniFile(path, file.storageName(), IniFile::Role::kReadWrite, bytes)
+                  : std::move(file);
 }
 
 std::string placeOf(const IniFile& file, std::size_t line) {

@@ -10,6 +10,7 @@
 #include "LoadOutcome.h"
 #include "Progress.h"
 #include "Replacement.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "XmlFile.h"
 #include "files/FileStatus.h"
@@ -76,7 +77,7 @@ void Verification::verifyFile(const std::string& path) {
     const std::string unusual = whyNoPlainFile(path);
     if (!unusual.empty()) {
         add(path, Harm::kUnreadable, unusual,
-            isDirectory(path) ? "did you mean --base " + path + "?" : "");
+            isDirectory(path) ? "did you mean --base " + shellPath(path) + "?" : "");
         return;
     }
     if (!isPlainFile(path) && errno == ENOENT) {
