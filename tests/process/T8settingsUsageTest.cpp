@@ -147,6 +147,7 @@ TEST_F(T8settingsUsage, OptionIsNoValueOfTheOptionBeforeIt) {
     expectBadUsage(run({"list", "--base", "--file=x"}), "--base lacks its value\n");
     expectBadUsage(run({"watch", "--count", "--", "x"}), "--count lacks its value\n");
     expectBadUsage(run({"list", "--base"}), "--base lacks its value\n");
+    expectBadUsage(run({"--count", "--json", "watch"}), "--count lacks its value\n");
     put("--json", "v = int,1\n");
     EXPECT_EQ("--json/v\tint\t1\n", run({"list", "--file=" + path("--json")}).out);
 }
@@ -267,6 +268,15 @@ TEST_F(T8settingsUsage, WordThatBeginsWithAHyphenIsToldWhereItGoes) {
                                    "\"--\", as in: t8settings set -- NAME TEXT\n"));
     EXPECT_EQ(1, run({"set", "--", "settings/sound/bass", "-x-"}).exitCode);
     EXPECT_EQ(0, run({"set", "settings/sound/bass", "-5"}).exitCode);
+}
+
+TEST_F(T8settingsUsage, OptionOfAnotherCommandIsNone) {
+    const ToolRun set = run({"set", "settings/sound/bass", "--from"});
+    expectBadUsage(set, "TEXT is required\n");
+    EXPECT_THAT(set.err,
+                HasSubstr("\nt8settings: an argument that begins with \"-\" comes after "));
+    expectBadUsage(run({"set", "settings/sound/bass", "--count="}), "TEXT is required\n");
+    expectBadUsage(run({"list", "--count"}), "The following argument was not expected: --count\n");
 }
 
 TEST_F(T8settingsUsage, MisspeltOptionIsToldTheLikeliest) {
