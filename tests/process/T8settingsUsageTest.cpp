@@ -180,6 +180,10 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
                 HasSubstr("begin so: t8settings --base " + base_ + " --marker " + marker_ +
                           " list 'odd/a b/'\n"));
     EXPECT_THAT(run({"get", "--", "-y/z"}).err, HasSubstr("begin so: t8settings list -- -y/z/\n"));
+    put("qel-default-settings/glob.ini", "[a[1]*?]\nk = int,1\n");
+    EXPECT_THAT(run({"get", "glob/a[1]*?"}).err,
+                HasSubstr("begin so: t8settings list 'glob/a[[]1][*][?]/*'\n"));
+    EXPECT_EQ("glob/a[1]*?/k\tint\t1\n", run({"list", "glob/a[[]1][*][?]/*"}).out);
     put("settings/settings.ini", "#name = settings\n");
     EXPECT_THAT(runBare({"--marker", marker_, "verify", path("settings/settings.ini")}).out,
                 HasSubstr("t8settings --marker " + marker_ + " recover " +
