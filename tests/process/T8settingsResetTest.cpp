@@ -86,6 +86,16 @@ TEST_F(T8settingsReset, UntilTheMarkerGoesNothingIsSavedOrResetAgain) {
     EXPECT_EQ(0, run({"set", "settings/sound/bass", "1"}).exitCode);
 }
 
+// The parser makes nothing of brackets with nothing between them.
+TEST_F(T8settingsReset, NameInEmptyBracketsBesideAllIsBadUsage) {
+    const ToolRun reset = run({"reset", "--all", "--yes", "[]"});
+    EXPECT_EQ("", reset.out);
+    EXPECT_EQ("t8settings: say either NAME or --all\nt8settings: see t8settings reset --help\n",
+              reset.err);
+    EXPECT_EQ(2, reset.exitCode);
+    expectReset(false);
+}
+
 TEST_F(T8settingsReset, WhereNobodyCanBeAskedItIsRefused) {
     const ToolRun reset = run({"reset", "--all"});
     EXPECT_EQ("", reset.out);

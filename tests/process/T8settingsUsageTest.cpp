@@ -147,6 +147,7 @@ TEST_F(T8settingsUsage, OptionIsNoValueOfTheOptionBeforeIt) {
     expectBadUsage(run({"list", "--base", "--file=x"}), "--base lacks its value\n");
     expectBadUsage(run({"watch", "--count", "--", "x"}), "--count lacks its value\n");
     expectBadUsage(run({"list", "--base"}), "--base lacks its value\n");
+    expectBadUsage(run({"--count", "--json", "watch"}), "--count lacks its value\n");
     put("--json", "v = int,1\n");
     EXPECT_EQ("--json/v\tint\t1\n", run({"list", "--file=" + path("--json")}).out);
 }
@@ -182,6 +183,10 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
                 HasSubstr("begin so: t8settings --base " + base_ + " --marker " + marker_ +
                           " list 'odd/a b/'\n"));
     EXPECT_THAT(run({"get", "--", "-y/z"}).err, HasSubstr("begin so: t8settings list -- -y/z/\n"));
+    put("qel-default-settings/glob.ini", "[a[1]*?]\nk = int,1\n");
+    EXPECT_THAT(run({"get", "glob/a[1]*?"}).err,
+                HasSubstr("begin so: t8settings list 'glob/a[[]1][*][?]/*'\n"));
+    EXPECT_EQ("glob/a[1]*?/k\tint\t1\n", run({"list", "glob/a[[]1][*][?]/*"}).out);
     put("settings/settings.ini", "#name = settings\n");
     EXPECT_THAT(runBare({"--marker", marker_, "verify", path("settings/settings.ini")}).out,
                 HasSubstr("t8settings --marker " + marker_ + " recover " +
@@ -270,6 +275,15 @@ TEST_F(T8settingsUsage, WordThatBeginsWithAHyphenIsToldWhereItGoes) {
                                    "\"--\", as in: t8settings set -- NAME TEXT\n"));
     EXPECT_EQ(1, run({"set", "--", "settings/sound/bass", "-x-"}).exitCode);
     EXPECT_EQ(0, run({"set", "settings/sound/bass", "-5"}).exitCode);
+}
+
+TEST_F(T8settingsUsage, OptionOfAnotherCommandIsNone) {
+    const ToolRun set = run({"set", "settings/sound/bass", "--from"});
+    expectBadUsage(set, "TEXT is required\n");
+    EXPECT_THAT(set.err,
+                HasSubstr("\nt8settings: an argument that begins with \"-\" comes after "));
+    expectBadUsage(run({"set", "settings/sound/bass", "--count="}), "TEXT is required\n");
+    expectBadUsage(run({"list", "--count"}), "The following argument was not expected: --count\n");
 }
 
 TEST_F(T8settingsUsage, MisspeltOptionIsToldTheLikeliest) {

@@ -73,13 +73,24 @@ std::vector<Candidate> holding(const Pattern& wanted, const std::vector<std::str
     return candidates;
 }
 
+/// For `list`: that of all names that begin so, whatever characters are in the beginning.
+std::string patternOfNamesFrom(const std::string& beginning) {
+    std::string pattern;
+    for (const char c : beginning) {
+        const bool isSpecial = c == '[' || c == '*' || c == '?';
+        pattern += isSpecial ? std::string("[") + c + "]" : std::string(1, c);
+    }
+    return pattern == beginning ? pattern : pattern + "*";
+}
+
 std::string whatBeginsSo(const std::string& name, const std::vector<std::string>& names) {
     const std::string beginning = name + "/";
     const bool isBeginning =
         std::any_of(names.begin(), names.end(), [&beginning](const std::string& other) {
             return other.compare(0, beginning.size(), beginning) == 0;
         });
-    return isBeginning ? "\nthere are names that begin so: " + commandOnName("list", beginning)
+    return isBeginning ? "\nthere are names that begin so: " +
+                             commandOnName("list", patternOfNamesFrom(beginning))
                        : "";
 }
 

@@ -122,14 +122,13 @@ Command addResetCommand(CLI::App& app) {
     command->add_flag("--all", wanted->all, "The whole store");
     command->add_flag("--yes", wanted->confirmed, "Do not ask before --all");
     command->footer(kResetHelp);
-    command->callback([wanted] {
-        if (wanted->all == !wanted->names.empty()) {
-            throw CLI::ValidationError("say either NAME or --all");
-        }
-    });
     Command added = {command, {}};
     added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };
     added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
+        if (wanted->all == !wanted->names.empty()) {
+            throw Failure(ExitCode::kUsage,
+                          "say either NAME or --all\nsee t8settings reset --help");
+        }
         for (const std::string& name : wanted->names) {
             demandWord(name, "NAME");
         }

@@ -87,20 +87,27 @@ std::string hintOnOption(const CLI::App& app, const std::string& word) {
            chain(app).back()->get_name() + " -- " + arguments;
 }
 
-/// The option of the program or of any command; null when there is none.
-const CLI::Option* optionCalled(const CLI::App& app, const std::string& name) {
+std::vector<const CLI::App*> commandsCalled(const CLI::App& app, const std::string& name) {
+    return app.get_subcommands(
+        [&](const CLI::App* command) { return command->get_name() == name; });
+}
+
+/// The option of the program or of one of the commands; null when there is none.
+const CLI::Option* optionCalled(const CLI::App& app, const std::vector<const CLI::App*>& commands,
+                                const std::string& name) {
     const CLI::Option* found = app.get_option_no_throw(name);
-    for (const CLI::App* const command :
-         app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* const command : commands) {
         found = found != nullptr ? found : command->get_option_no_throw(name);
     }
     return found;
 }
 
 /// Whether the word is "--", or an option with or without a value in it.
-bool isOption(const CLI::App& app, const std::string& word) {
+bool isOption(const CLI::App& app, const std::vector<const CLI::App*>& commands,
+              const std::string& word) {
     return word.compare(0, 2, "--") == 0 &&
-           (word.size() == 2 || optionCalled(app, word.substr(0, word.find('='))) != nullptr);
+           (word.size() == 2 ||
+            optionCalled(app, commands, word.substr(0, word.find('='))) != nullptr);
 }
 
 /// The words that follow belong to somebody else's command line.
@@ -111,21 +118,25 @@ bool isQuestionOfAShell(int argc, const char* const* argv) {
 }  // namespace
 
 void demandValues(const CLI::App& app, int argc, const char* const* argv) {
+    // Before the command, an option may be that of any one.
+    auto commands = app.get_subcommands([](const CLI::App*) { return true; });
     for (int i = 1; i < argc && !isQuestionOfAShell(argc, argv); ++i) {
         const std::string word = argv[i];
         if (word == "--") {
             return;
         }
-        if (!isOption(app, word)) {
+        if (!isOption(app, commands, word)) {
+            const auto called = commandsCalled(app, word);
+            commands = commands.size() == 1 || called.empty() ? commands : called;
             continue;
         }
         const std::string name = word.substr(0, word.find('='));
         if (word.size() == name.size() + 1) {
             throw Failure(ExitCode::kUsage, name + " is empty");
         }
-        if (name == word && takesValue(*optionCalled(app, name))) {
+        if (name == word && takesValue(*optionCalled(app, commands, name))) {
             ++i;
-            if (i == argc || isOption(app, argv[i])) {
+            if (i == argc || isOption(app, commands, argv[i])) {
                 throw Failure(ExitCode::kUsage, name + " lacks its value");
             }
         }
