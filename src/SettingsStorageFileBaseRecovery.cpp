@@ -115,10 +115,11 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
         return true;
     }
     const std::string reason = std::generic_category().message(errno);
-    QEL_LOG(kError,
-            "'%s' is not saved, a later save tries again: the %s file there can neither be set "
-            "aside nor copied: %s",
-            (standing.copyIsKept ? path : copy).c_str(), standing.state, reason.c_str());
+    QEL_LOG(kError, "'%s' is not saved, a later save tries again: the %s file there %s: %s",
+            (standing.copyIsKept ? path : copy).c_str(), standing.state,
+            standing.fileIsKept && standing.copyIsKept ? "is kept, but not safe on the disk"
+                                                       : "can neither be set aside nor copied",
+            reason.c_str());
     return false;
 }
 

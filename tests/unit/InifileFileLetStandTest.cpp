@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "DamagedFileFixture.h"
+#include "StatHook.h"
 #include "files/DirectoryLock.h"
 #include "files/WholeFile.h"
 
@@ -25,6 +26,7 @@ using Qel::Settings::files::DirectoryLockWait;
 using testsupport::exists;
 using testsupport::FileCalls;
 using testsupport::readFile;
+using testsupport::StatHook;
 using testsupport::withCrc;
 using testsupport::writeFile;
 
@@ -214,6 +216,34 @@ TEST_F(InifileUnreadCopy, IsReplacedByASaveOfWhatItsFileHolds) {
     EXPECT_FALSE(exists(copy_));
     ASSERT_TRUE(reopen());
     check({"settings/a = int,5"});
+}
+
+// Nobody knows then whether it may be truncated.
+TEST_F(InifileUnreadCopy, OfWhichTheSystemTellsNothingIsReplacedInOneStep) {
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    const FileCalls calls(dir_.path());
+    StatHook::instance().failing = copy_.c_str();
+    EXPECT_TRUE(storage_->save());
+    StatHook::instance().reset();
+    EXPECT_EQ(calls.count("rename rw.ini.tmp.new rw.ini.tmp"), 1U);
+    EXPECT_EQ(calls.count("create rw.ini.tmp"), 0U);
+    EXPECT_EQ(readFile(rw_), kSaved);
+}
+
+TEST_F(InifileUnreadCopy, IsAsPrivateAsItsFileAlsoWhenTheSystemTellsNothingOfIt) {
+    build("#name = settings\n[]\na = int,5");
+    ASSERT_EQ(::chmod(rw_.c_str(), 0600), 0);
+    writeFile(copy_, "torn too");
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("create rw.ini", EIO);
+    StatHook::instance().failing = "";
+    EXPECT_FALSE(storage_->save());
+    StatHook::instance().reset();
+    EXPECT_EQ(readFile(copy_), kSaved);
+    EXPECT_EQ(permissionsOf(copy_), 0600U);
 }
 
 class InifileFileLetStand : public testsupport::DamagedFileFixture {
