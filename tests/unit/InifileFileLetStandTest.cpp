@@ -231,21 +231,6 @@ TEST_F(InifileUnreadCopy, OfWhichTheSystemTellsNothingIsReplacedInOneStep) {
     EXPECT_EQ(readFile(rw_), kSaved);
 }
 
-TEST_F(InifileUnreadCopy, IsAsPrivateAsItsFileAlsoWhenTheSystemTellsNothingOfIt) {
-    build("#name = settings\n[]\na = int,5");
-    ASSERT_EQ(::chmod(rw_.c_str(), 0600), 0);
-    writeFile(copy_, "torn too");
-    ASSERT_TRUE(reopen());
-    setting("settings/a")->setValue(2);
-    FileCalls calls(dir_.path());
-    calls.fail("create rw.ini", EIO);
-    StatHook::instance().failing = "";
-    EXPECT_FALSE(storage_->save());
-    StatHook::instance().reset();
-    EXPECT_EQ(readFile(copy_), kSaved);
-    EXPECT_EQ(permissionsOf(copy_), 0600U);
-}
-
 class InifileFileLetStand : public testsupport::DamagedFileFixture {
 protected:
     InifileFileLetStand() { std::filesystem::remove(bad_); }
