@@ -29,8 +29,11 @@ std::atomic<bool> syncingWrites{true};
 /// cannot be read just now may be whole.
 bool mayBeWholeText(const std::string& path) {
     const std::optional<files::FileStatus> status = files::statusOfEntryAt(path);
+    if (!status) {
+        return errno != ENOENT && errno != ENOTDIR;
+    }
     std::string data;
-    return status && status->isRegular &&
+    return status->isRegular &&
            (!files::readWholeFile(path, data) || text::CrcCheck(data).passes());
 }
 

@@ -38,9 +38,11 @@ Descriptor openTruncated(const std::string& path, mode_t permissions) {
     return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, permissions);
 }
 
+/// What the system says nothing of is taken for a plain file: it must not be more open than its
+/// original, nor pass for a good copy.
 bool isRegular(const Descriptor& file) {
     const std::optional<FileStatus> status = statusOf(file);
-    return status && status->isRegular;
+    return !status || status->isRegular;
 }
 
 /// Existence, permission bits and group of the file that the copy stands for.

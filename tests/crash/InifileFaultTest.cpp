@@ -196,9 +196,12 @@ protected:
         std::size_t notKept = 0;
         for (const std::string& path : {rw_, copy_}) {
             for (const std::string state : {"damaged", "unread"}) {
-                notKept += loggedByBase(
-                    5, "'" + path + "' is not saved, a later save tries again: the " + state +
-                           " file there can neither be set aside nor copied: " + reason);
+                for (const std::string what :
+                     {"can neither be set aside nor copied", "is kept, but not safe on the disk"}) {
+                    notKept += loggedByBase(
+                        5, "'" + path + "' is not saved, a later save tries again: the " + state +
+                               " file there " + what + ": " + reason);
+                }
             }
         }
         EXPECT_EQ(notKept, loss == Loss::kKeeping ? 1U : 0U) << log_.dump();

@@ -43,6 +43,7 @@ SettingStorageXml                storages
 SettingsStorageBase              storages
 SettingsByName                   storages
 SettingsStorageFileBase          storages
+SettingsStorageFileBaseRecovery  storages
 SettingsStorageInifile           storages
 SettingsStorageInifileText       storages
 SettingsStorageXml               storages

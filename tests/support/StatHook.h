@@ -2,6 +2,8 @@
 #define TESTS_SUPPORT_STATHOOK_H
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <dlfcn.h>
 #include <functional>
 #include <string>
@@ -17,16 +19,18 @@ struct StatHook {
         return hook;
     }
 
-    /// Any path, no further doings, no calls yet.
+    /// Any path, no further doings, no calls yet, no failure.
     void reset() {
         path.clear();
         then = nullptr;
         calls = 0;
+        failing = nullptr;
     }
 
-    std::string path;            ///< "" for any
-    std::function<void()> then;  ///< runs when the answer is known, before it is given
-    std::atomic<int> calls{0};   ///< how often it was asked for
+    std::string path;               ///< "" for any
+    std::function<void()> then;     ///< runs when the answer is known, before it is given
+    std::atomic<int> calls{0};      ///< how often it was asked for
+    const char* failing = nullptr;  ///< of which memory is short to tell; "" for open files
 };
 
 /// In place of the C library's. To be included by one source of a program.
@@ -37,8 +41,12 @@ extern "C" int statx(int directory, const char* path, int flags, unsigned int ma
     if (real == nullptr) {
         ::_exit(127);
     }
-    const int result = real(directory, path, flags, mask, status);
     StatHook& hook = StatHook::instance();
+    if (hook.failing != nullptr && std::strcmp(hook.failing, path) == 0) {
+        errno = ENOMEM;
+        return -1;
+    }
+    const int result = real(directory, path, flags, mask, status);
     if (hook.path.empty() || hook.path == path) {
         ++hook.calls;
         if (hook.then) {

@@ -174,7 +174,11 @@ TEST_F(InifileDamagedFile, IsNotCopiedAgainWhenOnlyTheEntryOfTheCopyIsNotSafeYet
         EXPECT_EQ(readFile(rw_), kDamaged);
         EXPECT_FALSE(exists(copy_));
     }
-    EXPECT_EQ(loggedByBase(5, notSaved("Input/output error")), 2U) << log_.dump();
+    EXPECT_EQ(loggedByBase(5, "'" + rw_ +
+                                  "' is not saved, a later save tries again: the damaged file "
+                                  "there is kept, but not safe on the disk: Input/output error"),
+              2U)
+        << log_.dump();
     calls.clear();
     EXPECT_TRUE(storage_->save());
     EXPECT_LT(placeOf("fsync .", calls), placeOf("create rw.ini.tmp", calls));

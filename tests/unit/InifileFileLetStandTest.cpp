@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "DamagedFileFixture.h"
+#include "StatHook.h"
 #include "files/DirectoryLock.h"
 #include "files/WholeFile.h"
 
@@ -25,6 +26,7 @@ using Qel::Settings::files::DirectoryLockWait;
 using testsupport::exists;
 using testsupport::FileCalls;
 using testsupport::readFile;
+using testsupport::StatHook;
 using testsupport::withCrc;
 using testsupport::writeFile;
 
@@ -165,15 +167,41 @@ TEST_F(InifileUnreadCopy, IsNotOverwrittenWhenItCanNeitherBeReadNorMoved) {
     EXPECT_EQ(readFile(copy_ + ".bad"), good_);
 }
 
-TEST_F(InifileUnreadCopy, OfAWholeFileCostsNothing) {
+// A save that found its values in the copy has called them durable without a write.
+TEST_F(InifileUnreadCopy, BesideAWholeFileIsKeptByTheSaveThatWouldReplaceIt) {
     build("#name = settings\n[]\na = int,5");
     loadUnread(EIO);
     check({"settings/a = int,5"});
+    EXPECT_EQ(loggedByBase(4, stays()), 0U) << log_.dump();
     setting("settings/a")->setValue(2);
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("create rw.ini.tmp.bad", EACCES);
+        EXPECT_FALSE(storage_->save());
+    }
+    EXPECT_EQ(readFile(copy_), good_);
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(copy_ + ".bad"), good_);
     EXPECT_FALSE(exists(bad_));
-    EXPECT_FALSE(exists(copy_ + ".bad"));
+    setting("settings/a")->setValue(3);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_FALSE(exists(copy_ + ".bad.1")) << "kept once";
+}
+
+TEST_F(InifileUnreadCopy, OfTheDefaultsConcernsNoSave) {
+    std::filesystem::rename(copy_, defaults_ + ".tmp");
+    build("#name = settings\n[]\na = int,5");
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("open defaults.ini.tmp", EIO, FileCalls::kForGood);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(calls.count("fsync ."), 1U) << "an ordinary save";
 }
 
 // The text is that of the file, but the next load may be able to read the copy, which wins.
@@ -188,6 +216,19 @@ TEST_F(InifileUnreadCopy, IsReplacedByASaveOfWhatItsFileHolds) {
     EXPECT_FALSE(exists(copy_));
     ASSERT_TRUE(reopen());
     check({"settings/a = int,5"});
+}
+
+// Nobody knows then whether it may be truncated.
+TEST_F(InifileUnreadCopy, OfWhichTheSystemTellsNothingIsReplacedInOneStep) {
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    const FileCalls calls(dir_.path());
+    StatHook::instance().failing = copy_.c_str();
+    EXPECT_TRUE(storage_->save());
+    StatHook::instance().reset();
+    EXPECT_EQ(calls.count("rename rw.ini.tmp.new rw.ini.tmp"), 1U);
+    EXPECT_EQ(calls.count("create rw.ini.tmp"), 0U);
+    EXPECT_EQ(readFile(rw_), kSaved);
 }
 
 class InifileFileLetStand : public testsupport::DamagedFileFixture {

@@ -7,6 +7,7 @@
 
 #include "FileCalls.h"
 #include "Files.h"
+#include "StatHook.h"
 #include "TempDir.h"
 #include "files/DirectoryLock.h"
 #include "files/SafeWrite.h"
@@ -55,6 +56,23 @@ protected:
     std::string aside_ = copy_ + ".new";
     int reason_ = 0;
 };
+
+TEST_F(SafeWrite, ACopyOfWhichTheSystemTellsNothingIsAsPrivateAsItsFileAndTakenBack) {
+    for (const std::string call : {"create x.ini", "fdatasync x.ini.tmp"}) {
+        writeFile(file_, "old");
+        writeFile(copy_, "torn");
+        ASSERT_EQ(::chmod(file_.c_str(), 0600), 0);
+        ASSERT_EQ(::chmod(copy_.c_str(), 0644), 0);
+        FileCalls calls(dir_.path());
+        calls.fail(call, EIO);
+        testsupport::StatHook::instance().failing = "";
+        EXPECT_EQ(write("new"),
+                  call == "create x.ini" ? WriteResult::kFileFailed : WriteResult::kCopyFailed);
+        testsupport::StatHook::instance().reset();
+        EXPECT_EQ(readFile(copy_), call == "create x.ini" ? "new" : "");
+        EXPECT_EQ(permissionsOf(copy_), 0600U);
+    }
+}
 
 TEST_F(SafeWrite, TheFileHoldsTheDataAndNothingElseIsLeft) {
     for (const std::string& data :

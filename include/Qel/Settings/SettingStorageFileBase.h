@@ -135,7 +135,8 @@ protected:
                            const files::DirectoryLock& directory);
 
     /// To be called by a subclass's load that found something which it could not read but which may
-    /// hold the values: should the load fail, the read/write file is not set aside.
+    /// hold the values: should the load fail, the read/write file is not set aside; and when it
+    /// does not, the temporary copy is kept by the save that would replace it.
     void noteUnread() { unread_ = true; }
 
     /// Held over every save, load and reset of the storage; recursive, since a subclass's load and
@@ -145,9 +146,10 @@ protected:
 private:
     friend class SettingsStorageFileAsyncSaver;
 
-    /// A read/write file that stands although its values were not loaded, until it is kept.
+    /// A read/write file, or its copy, that stands although its values were not loaded, until it is
+    /// kept.
     struct Standing {
-        const char* state = nullptr;  // "damaged" or "unread", null when no file stands so
+        const char* state = nullptr;  // "damaged" or "unread", null when nothing stands so
         bool copyIsKept = false;
         bool fileIsKept = false;
     };
@@ -155,6 +157,7 @@ private:
     bool loadDefaults();
     bool readWriteFileExists();
     bool loadReadWriteFile();
+    bool readWriteFileLoads();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile();
     void letFileStand(const char* state);

@@ -1,0 +1,139 @@
+// How a read/write file is loaded, and what becomes of one that cannot be used: the second look at
+// it, the name under which it is set aside, and what is kept before a save overwrites it.
+
+#include <cerrno>
+#include <exception>
+#include <new>
+#include <system_error>
+
+#include "Log.h"
+#include "Qel/Settings/SettingStorageFileBase.h"
+#include "files/DamagedFile.h"
+#include "files/DirectoryLock.h"
+#include "files/FileStatus.h"
+
+QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
+
+namespace Qel {
+namespace Settings {
+
+bool SettingStorageFileBase::readWriteFileExists() {
+    if (files::statusAt(rwFilename_)) {
+        return true;
+    }
+    if (errno != ENOENT && errno != ENOTDIR) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
+                reason.c_str());
+        letFileStand("unread");
+    }
+    return false;
+}
+
+bool SettingStorageFileBase::loadReadWriteFile() {
+    const std::string errInfoBefore = currentErrInfo();
+    try {
+        if (readWriteFileLoads()) {
+            return true;
+        }
+    } catch (const std::exception&) {
+        // Told below, if the second look finds the same.
+    }
+    return recoverReadWriteFile(errInfoBefore);
+}
+
+bool SettingStorageFileBase::readWriteFileLoads() {
+    unread_ = false;
+    if (!loadFile(rwFilename_)) {
+        return false;
+    }
+    if (unread_) {
+        // The copy may hold newer values, the last that a save has called durable.
+        standing_ = {"unread", false, true};
+    }
+    return true;
+}
+
+// A writer that could not get the directory's lock in time may have been at work under the first
+// load. Before a file is set aside it is read once more with every writer shut out.
+bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefore) {
+    const files::DirectoryLock lock(files::directoryOf(rwFilename_),
+                                    files::DirectoryLock::Mode::kExclusive);
+    clearErrInfo();
+    appendErrInfo(errInfoBefore);
+    try {
+        if (readWriteFileLoads()) {
+            return true;
+        }
+        QEL_LOG(kError, "Error loading '%s' (returned false, r/w, renamed to *.bad).",
+                rwFilename_.c_str());
+    } catch (const std::exception& e) {
+        // A shortage of memory says nothing about the file.
+        unread_ = unread_ || dynamic_cast<const std::bad_alloc*>(&e) != nullptr;
+        QEL_LOG(kError, "Error loading '%s' (threw exception, r/w, renamed to *.bad): %s",
+                rwFilename_.c_str(), e.what());
+    }
+    if (unread_ || lock.missed()) {
+        // Set aside, it would leave an unread copy alone, which nobody looks for then, or be whole
+        // itself; and what looks damaged may be half of what somebody else is writing.
+        letFileStand(unread_ ? "unread" : "damaged");
+    } else {
+        setAsideReadWriteFile();
+    }
+    return true;
+}
+
+void SettingStorageFileBase::setAsideReadWriteFile() {
+    const std::string setAside = rwFilename_ + ".bad";
+    if (!files::setAsideFile(rwFilename_, setAside)) {
+        const int error = errno;
+        QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
+        if (error != ENOENT) {
+            letFileStand("damaged");
+        }
+    }
+}
+
+void SettingStorageFileBase::letFileStand(const char* state) {
+    standing_ = {state, false, false};
+    QEL_LOG(kWarning, "'%s' stays where it is; a save would copy it first.", rwFilename_.c_str());
+}
+
+// The copy comes first: it may be the only whole text, and only a file beside it makes a load look
+// for it. What is kept is not kept again when the rest fails: the saver tries for ever, and each
+// try would take another name.
+bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const std::string& copy,
+                                               const files::DirectoryLock& directory) {
+    Standing& standing = standing_;
+    if (standing.state == nullptr || path != rwFilename_) {
+        return true;
+    }
+    standing.copyIsKept = standing.copyIsKept || keep(copy, directory);
+    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path, directory));
+    if (standing.copyIsKept && standing.fileIsKept && directory.syncDirectory()) {
+        standing = {};
+        return true;
+    }
+    const std::string reason = std::generic_category().message(errno);
+    QEL_LOG(kError, "'%s' is not saved, a later save tries again: the %s file there %s: %s",
+            (standing.copyIsKept ? path : copy).c_str(), standing.state,
+            standing.fileIsKept && standing.copyIsKept ? "is kept, but not safe on the disk"
+                                                       : "can neither be set aside nor copied",
+            reason.c_str());
+    return false;
+}
+
+bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
+    std::string kept;
+    if (!files::keepDamagedFile(path, directory, kept)) {
+        return false;
+    }
+    if (!kept.empty()) {
+        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
+                kept.c_str());
+    }
+    return true;
+}
+
+}  // namespace Settings
+}  // namespace Qel
