@@ -313,6 +313,17 @@ TEST_F(T8settingsSetOdd, SettingOfALongerStorageNameKeepsItsOwn) {
     EXPECT_EQ("a/b/a/k\tint\t1\na/b/k\tint\t3\na/k\tint\t1\n", run({"list", "a/"}).out);
 }
 
+TEST_F(T8settingsSetOdd, OldNameThatBeginsTheNewOneIsNoSectionOfIt) {
+    put("qel-default-settings/odd.ini", "#name = a\nk = int,1\n");
+    put("settings/odd.ini", "#name = a/b\nz = int,5\n[s]\nq = int,1\n#crc32 = false\n");
+    expectUnchanged(
+        run({"set", "a/b/s/q", "3"}),
+        "a/b/z comes back as nothing in place of \"int,5\": it is read as a/b/s/z, as it "
+        "has no section and sorts after one that has; give it a section, in the "
+        "defaults file too",
+        "a/b");
+}
+
 TEST_F(T8settingsSet, DefaultsAreReadUnderTheNameOfTheirOwnFile) {
     put("qel-default-settings/sound.ini", "[a]\nb = int,1\nc = int,2\n");
     put("settings/sound.ini", "#name = tone\n[a]\nb = int,5\n#crc32 = false\n");
