@@ -29,7 +29,10 @@ NameHash::NameHash(const Secret& secret) : factors_() {
 NameHash::Secret NameHash::secretOfProcess() {
     Secret secret = {};
     // Asking for random numbers instead could wait, early in a television's start.
-    if (const auto* const bytes = reinterpret_cast<const void*>(::getauxval(AT_RANDOM))) {
+    const unsigned long address = ::getauxval(AT_RANDOM);
+    if (address != 0) {
+        const void* bytes;
+        std::memcpy(&bytes, &address, sizeof bytes);
         std::memcpy(secret.data(), bytes, sizeof secret);
     }
     return secret;

@@ -54,7 +54,9 @@ StoredStorage notListed(const std::string& base, const std::string& path) {
     for (const std::string& directory : {base, Qel::Settings::files::directoryOf(path)}) {
         const std::string reason = whyUnreadable(directory);
         if (!reason.empty() && storage.problem.empty()) {
-            storage.problem = path + ": " + directory + " cannot be read: " + reason;
+            storage.problem = path;
+            storage.problem.append(": ").append(directory).append(" cannot be read: ");
+            storage.problem += reason;
         }
     }
     return storage;

@@ -152,8 +152,8 @@ public:
             complainOfNoFiles(location_.base);
         }
         lookForMarker();
-        complain("watching " + counted(watched, "setting") + " below " + inQuotes(location_.base) +
-                 " (Ctrl-C ends)");
+        complain("watching " + counted(static_cast<std::size_t>(watched), "setting") + " below " +
+                 inQuotes(location_.base) + " (Ctrl-C ends)");
         while (!isOver_) {
             wait();
         }
