@@ -72,7 +72,8 @@ TEST(NameHash, SecretIsTheOneThatTheKernelGivesTheProcess) {
 
 TEST(NameHash, EachByteOfANameOfAnyLengthCounts) {
     const NameHash hash(kSecret);
-    for (const std::size_t length : {1, 2, 3, 4, 5, 7, 8, 9, 127, 128, 129, 132, 133, 300, 1000}) {
+    constexpr std::size_t kLengths[] = {1, 2, 3, 4, 5, 7, 8, 9, 127, 128, 129, 132, 133, 300, 1000};
+    for (const std::size_t length : kLengths) {
         const std::string name(length, 'a');
         for (std::size_t i = 0; i < length; ++i) {
             std::string changed = name;
