@@ -9,6 +9,7 @@
 #include "Files.h"
 #include "HeapUse.h"
 #include "IniStorageFixture.h"
+#include "Sanitized.h"
 
 namespace {
 
@@ -69,7 +70,8 @@ protected:
 TEST_F(HeapCost, ALoadedSettingKeepsTwoHundredBytesAndLessThanThreeBlocks) {
     load(kSettings);
     EXPECT_LT(use_.keptBytes / kSettings, 220);
-    EXPECT_LT(use_.keptBlocks / kSettings, 2.6);
+    // Under AddressSanitizer each setting has a block of its own, as if it were not made by a file.
+    EXPECT_LT(use_.keptBlocks / kSettings, testsupport::kTimesLess == 1 ? 2.6 : 3.6);
 }
 
 TEST_F(HeapCost, LoadingTakesLittleFromTheHeapThatItGivesBack) {
