@@ -1,17 +1,17 @@
 #include "types/RecordText.h"
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
 
 namespace Qel {
 namespace Settings {
 namespace record {
 
 void readFlags(const std::string& text, Flags& flags) {
-    std::istringstream in(text);
-    in.imbue(std::locale::classic());
-    in >> flags;
+    const std::size_t begin = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
+    const std::size_t end = std::min(text.find_first_not_of("01", begin), text.size());
+    if (begin < end) {
+        flags = Flags(text, begin, std::min(end - begin, flags.size()));
+    }
 }
 
 TypeDescription describeFlags() {

@@ -13,6 +13,9 @@ namespace testsupport {
 /// before it takes a mutex. So what happens between two locks can be made to happen.
 inline thread_local const WatchedThread* givesWayTo = nullptr;
 
+/// How often this thread has asked for a mutex.
+inline thread_local int mutexesTaken = 0;
+
 // In place of the C library's, which std::mutex and boost::mutex call. To be included by one source
 // of a program.
 int watchedLock(pthread_mutex_t* mutex) __asm__("pthread_mutex_lock");
@@ -22,6 +25,7 @@ int watchedLock(pthread_mutex_t* mutex) {
     if (real == nullptr) {
         ::_exit(127);
     }
+    ++mutexesTaken;
     if (givesWayTo != nullptr) {
         givesWayTo->untilHeldUpOrDone();
     }

@@ -264,6 +264,9 @@ TEST(TypesRecord, SevenFlagsAreReadAsFarAsTheyGo) {
     EXPECT_EQ(flags("101"), "0000101");
     EXPECT_EQ(flags("111111100"), "1111111");
     EXPECT_EQ(flags("  11"), "0000011");
+    EXPECT_EQ(flags(" \t\n\v\f\r1010101"), "1010101");
+    EXPECT_EQ(flags("1 1"), "0000001");
+    EXPECT_EQ(flags("  "), "0000000");
     EXPECT_EQ(flags("10x1"), "0000010");
     EXPECT_EQ(flags(""), "0000000");
     EXPECT_EQ(flags("x"), "0000000");
