@@ -3,6 +3,7 @@
 // that the allocator gives, with its own word for each block.
 
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <iostream>
 #include <malloc.h>
@@ -55,6 +56,12 @@ void* memalign(std::size_t alignment, std::size_t size) {
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
     return taken(__libc_memalign(alignment, size));
+}
+int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
+    void* const found = taken(__libc_memalign(alignment, size));
+    if (found == nullptr) return ENOMEM;
+    *block = found;
+    return 0;
 }
 void free(void* block) {
     given(block);

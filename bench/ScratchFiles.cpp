@@ -42,12 +42,6 @@ std::string ScratchFiles::copyOf(const Peer& peer, const Settings& settings) {
     return copy;
 }
 
-void ScratchFiles::remove(const std::string& path) {
-    for (const char* suffix : {"", "-lock", "-journal", ".lock", ".tmp"}) {
-        fs::remove(path + suffix);
-    }
-}
-
 // Each in a directory of its own, as settings files are few to a directory.
 std::string ScratchFiles::freshPath() {
     const std::string directory = directory_ + "/" + std::to_string(names_++ % 64);

@@ -29,9 +29,6 @@ public:
     /// A copy of the file, to be written to.
     std::string copyOf(const Peer& peer, const Settings& settings);
 
-    /// Removes an alias or a copy, and what a library has left beside it.
-    void remove(const std::string& path);
-
 private:
     std::string freshPath();
 

@@ -51,22 +51,26 @@ private:
 class Opened {
 public:
     Opened(const Subject& subject, ScratchFiles& files)
-        : files_(files),
-          path_(files.copyOf(subject.peer, subject.settings)),
+        : path_(files.copyOf(subject.peer, subject.settings)),
           store_(makePrepared(subject.peer, subject.settings)) {
         store_->open(path_);
     }
     ~Opened() {
         store_.reset();
-        files_.remove(path_);
+        removeFile(path_);
     }
     Opened(const Opened&) = delete;
     Opened& operator=(const Opened&) = delete;
 
     Store* operator->() const { return store_.get(); }
 
+    /// Ends the use of the store and checks what it has left in the file.
+    void close(const Subject& subject, const Settings& expected) {
+        store_.reset();
+        checkFile(subject.peer, expected, path_);
+    }
+
 private:
-    ScratchFiles& files_;
     std::string path_;
     std::unique_ptr<Store> store_;
 };
@@ -125,9 +129,10 @@ struct Changes {
 
 void load(State& state, const Subject& subject, bool readAll) {
     ScratchFiles& files = subject.places.tmpfs;
+    checkFile(subject.peer, subject.settings, files.file(subject.peer, subject.settings));
     while (state.KeepRunning()) {
         const std::string path = files.aliasOf(subject.peer, subject.settings);
-        const auto store = makePrepared(subject.peer, subject.settings);
+        auto store = makePrepared(subject.peer, subject.settings);
         {
             const Timer timer(state);
             store->open(path);
@@ -135,7 +140,8 @@ void load(State& state, const Subject& subject, bool readAll) {
                 benchmark::DoNotOptimize(store->get(i));
             }
         }
-        files.remove(path);
+        store.reset();
+        removeFile(path);
     }
 }
 
@@ -153,12 +159,18 @@ void get(State& state, const Subject& subject) {
     for (auto _ : state) benchmark::DoNotOptimize(store->get(next()));
 }
 
+std::unique_ptr<Meanwhile> readingMeanwhile(const Subject& subject, const Store& store) {
+    return std::make_unique<Meanwhile>(
+        [&store, next = Walk(subject.order, subject.order.size() / 2)]() mutable {
+            benchmark::DoNotOptimize(store.get(next()));
+        });
+}
+
 void getBesideReader(State& state, const Subject& subject) {
     const Opened store(subject, subject.places.tmpfs);
     const auto other = store->forAnotherThread();
     Walk next(subject.order);
-    Walk nextOfOther(subject.order, subject.order.size() / 2);
-    const Meanwhile reading([&] { benchmark::DoNotOptimize(other->get(nextOfOther())); });
+    const auto reading = readingMeanwhile(subject, *other);
     for (auto _ : state) benchmark::DoNotOptimize(store->get(next()));
 }
 
@@ -172,6 +184,23 @@ void getBesideSaver(State& state, const Subject& subject) {
         other->set(0, changes.values[turn++ % 2][0]);
         other->save(Durability::kDurable);
     });
+    for (auto _ : state) benchmark::DoNotOptimize(store->get(next()));
+}
+
+void getPinned(State& state, const Subject& subject) {
+    const Opened store(subject, subject.places.tmpfs);
+    store->pinSnapshot();
+    Walk next(subject.order);
+    for (auto _ : state) benchmark::DoNotOptimize(store->get(next()));
+}
+
+void getPinnedBesideReader(State& state, const Subject& subject) {
+    const Opened store(subject, subject.places.tmpfs);
+    const auto other = store->forAnotherThread();
+    store->pinSnapshot();
+    other->pinSnapshot();
+    Walk next(subject.order);
+    const auto reading = readingMeanwhile(subject, *other);
     for (auto _ : state) benchmark::DoNotOptimize(store->get(next()));
 }
 
@@ -202,16 +231,20 @@ void setKept(State& state, const Subject& subject) {
     set(state, subject, &Store::setKept);
 }
 
+enum class Reader { kNone, kOther };
+
 /// Saves after `count` values have changed.
 void save(State& state, const Subject& subject, ScratchFiles& files, std::size_t count,
-          bool settingCounts) {
-    const Opened store(subject, files);
+          bool settingCounts, Reader reader = Reader::kNone) {
+    Opened store(subject, files);
     const Changes changes(subject.settings);
     std::size_t turn = 0;
     const auto change = [&] {
         for (std::size_t i = 0; i < count; ++i) store->set(i, changes.values[turn % 2][i]);
         ++turn;
     };
+    auto other = reader == Reader::kOther ? store->forAnotherThread() : nullptr;
+    auto reading = other ? readingMeanwhile(subject, *other) : nullptr;
     change();
     store->save(Durability::kDurable);
     while (state.KeepRunning()) {
@@ -220,10 +253,19 @@ void save(State& state, const Subject& subject, ScratchFiles& files, std::size_t
         if (settingCounts) change();
         store->save(Durability::kDurable);
     }
+    reading.reset();
+    other.reset();
+    Settings expected = subject.settings;
+    for (std::size_t i = 0; i < count; ++i) expected[i].value = changes.values[(turn + 1) % 2][i];
+    store.close(subject, expected);
 }
 
 void saveOnTmpfs(State& state, const Subject& subject) {
     save(state, subject, subject.places.tmpfs, subject.settings.size(), false);
+}
+
+void saveBesideReader(State& state, const Subject& subject) {
+    save(state, subject, subject.places.tmpfs, subject.settings.size(), false, Reader::kOther);
 }
 
 void saveOnDisk(State& state, const Subject& subject) {
@@ -251,9 +293,16 @@ bool toWholeFiles(const Peer& peer, Store&) {
 bool toKeptHandles(const Peer&, Store& store) {
     return store.keepsHandles();
 }
+bool toSnapshots(const Peer&, Store& store) {
+    return store.pinsSnapshots();
+}
 bool toThreadSafe(const Peer& peer, Store&) {
     const std::string name = peer.name;
     return name == "T8SettingsManager" || name == "QSettings" || name == "SQLite" || name == "LMDB";
+}
+
+bool toThreadSafeWholeFiles(const Peer& peer, Store& store) {
+    return peer.wholeFile && toThreadSafe(peer, store);
 }
 
 constexpr std::size_t kCounts[] = {100, 1000, 10000, 100000};
@@ -267,10 +316,13 @@ constexpr Row kRows[] = {
     {"GET", &get, false, &toAll, kAny},
     {"GET-2-THREADS", &getBesideReader, false, &toThreadSafe, kAny},
     {"GET-WHILE-SAVING", &getBesideSaver, false, &toThreadSafe, kShortSaves},
+    {"GET-PINNED", &getPinned, false, &toSnapshots, kAny},
+    {"GET-PINNED-2-THREADS", &getPinnedBesideReader, false, &toSnapshots, kAny},
     {"GET-KEPT", &getKept, false, &toKeptHandles, kAny},
     {"SET", &setByName, false, &toAll, kAny},
     {"SET-KEPT", &setKept, false, &toKeptHandles, kAny},
     {"SAVE-TMPFS", &saveOnTmpfs, true, &toWholeFiles, kAny},
+    {"SAVE-WHILE-READING", &saveBesideReader, true, &toThreadSafeWholeFiles, kShortSaves},
     {"SAVE-DISK", &saveOnDisk, true, &toWholeFiles, kAny},
     {"SET+SAVE-DISK", &setAndSave, true, &toAll, kAny},
 };

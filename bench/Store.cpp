@@ -1,5 +1,7 @@
 #include "Store.h"
 
+#include <filesystem>
+
 #include "peers/Peers.h"
 
 namespace bench {
@@ -15,6 +17,14 @@ const std::vector<Peer>& peers() {
                                           {"SQLite", &makeSqlite, false},
                                           {"LMDB", &makeLmdb, false}};
     return all;
+}
+
+void Store::prepareNames() {
+    kinds_.reserve(settings_.size());
+    for (const Setting& setting : settings_) {
+        kinds_.push_back(setting.value.index());
+        prepareName(setting);
+    }
 }
 
 const Peer* peerOf(const std::string& name) {
@@ -40,6 +50,25 @@ std::unique_ptr<Store> makePrepared(const Peer& peer, const Settings& settings,
     return store;
 }
 
+void removeFile(const std::string& path) {
+    for (const char* suffix : {"", "-lock", "-journal", "-wal", "-shm", ".lock", ".tmp"}) {
+        std::filesystem::remove(path + suffix);
+    }
+}
+
+void checkFile(const Peer& peer, const Settings& settings, const std::string& path,
+               const std::string& name) {
+    static std::size_t names = 0;
+    const std::string alias = path + ".check" + std::to_string(names++);
+    std::filesystem::create_hard_link(path, alias);
+    {
+        const auto store = makePrepared(peer, settings, name);
+        store->open(alias);
+        checkValues(peer, settings, *store);
+    }
+    removeFile(alias);
+}
+
 void createFile(const Peer& peer, const Settings& settings, const std::string& path,
                 const std::string& name) {
     {
@@ -50,9 +79,7 @@ void createFile(const Peer& peer, const Settings& settings, const std::string& p
         }
         store->save(Durability::kNone);
     }
-    const auto store = makePrepared(peer, settings, name);
-    store->open(path);
-    checkValues(peer, settings, *store);
+    checkFile(peer, settings, path, name);
 }
 
 }  // namespace bench

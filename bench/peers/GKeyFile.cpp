@@ -40,8 +40,7 @@ struct Setter {
 
 class GKeyFileStore : public Store {
 public:
-    explicit GKeyFileStore(const Settings& settings)
-        : settings_(settings), file_(g_key_file_new()) {}
+    explicit GKeyFileStore(const Settings& settings) : Store(settings), file_(g_key_file_new()) {}
     ~GKeyFileStore() override { g_key_file_free(file_); }
     GKeyFileStore(const GKeyFileStore&) = delete;
     GKeyFileStore& operator=(const GKeyFileStore&) = delete;
@@ -52,10 +51,9 @@ public:
     }
 
     Value get(std::size_t position) const override {
-        const Setting& setting = settings_[position];
-        const char* const group = setting.section.c_str();
-        const char* const key = setting.key.c_str();
-        switch (setting.value.index()) {
+        const char* const group = names_[position].section.c_str();
+        const char* const key = names_[position].key.c_str();
+        switch (kindOf(position)) {
             case 0:
                 return g_key_file_get_integer(file_, group, key, nullptr);
             case 1:
@@ -70,8 +68,8 @@ public:
     }
 
     void set(std::size_t position, const Value& value) override {
-        const Setting& setting = settings_[position];
-        std::visit(Setter{file_, setting.section.c_str(), setting.key.c_str()}, value);
+        const TwoNames& name = names_[position];
+        std::visit(Setter{file_, name.section.c_str(), name.key.c_str()}, value);
     }
 
     void save(Durability durability) override {
@@ -87,8 +85,13 @@ public:
         if (done == 0) throw std::runtime_error("GKeyFile cannot save");
     }
 
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.push_back({setting.section, setting.key});
+    }
+
 private:
-    const Settings& settings_;
+    std::vector<TwoNames> names_;
     GKeyFile* file_;
     std::string path_;
 };

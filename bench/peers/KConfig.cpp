@@ -30,22 +30,17 @@ std::vector<int> arrayOf(const KConfigGroup& group, const char* key) {
 
 class KConfigStore : public Store {
 public:
-    explicit KConfigStore(const Settings& settings) : settings_(settings) {}
-
-    void prepareNames() override {
-        for (const Setting& setting : settings_) {
-            sections_.push_back(QString::fromStdString(setting.section));
-        }
-    }
+    using Store::Store;
 
     void open(const std::string& path) override {
         file_ = std::make_unique<KConfig>(QString::fromStdString(path), KConfig::SimpleConfig);
     }
 
     Value get(std::size_t position) const override {
-        const KConfigGroup group = static_cast<const KConfig&>(*file_).group(sections_[position]);
-        const char* const key = settings_[position].key.c_str();
-        switch (settings_[position].value.index()) {
+        const KConfigGroup group =
+            static_cast<const KConfig&>(*file_).group(names_[position].section);
+        const char* const key = names_[position].key.c_str();
+        switch (kindOf(position)) {
             case 0:
                 return group.readEntry(key, 0);
             case 1:
@@ -60,7 +55,8 @@ public:
     }
 
     void set(std::size_t position, const Value& value) override {
-        Setter setter{file_->group(sections_[position]), settings_[position].key.c_str()};
+        const Name& name = names_[position];
+        Setter setter{file_->group(name.section), name.key.c_str()};
         std::visit(setter, value);
     }
 
@@ -69,9 +65,18 @@ public:
         if (!file_->sync()) throw std::runtime_error("KConfig cannot save");
     }
 
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.push_back({QString::fromStdString(setting.section), setting.key});
+    }
+
 private:
-    const Settings& settings_;
-    std::vector<QString> sections_;
+    struct Name {
+        QString section;
+        std::string key;
+    };
+
+    std::vector<Name> names_;
     std::unique_ptr<KConfig> file_;
 };
 

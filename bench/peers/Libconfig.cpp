@@ -9,24 +9,21 @@ namespace {
 
 using libconfig::Setting;
 
-struct Setter {
-    Setting& group;
-    const std::string& key;
+// By the position of the type in `Value`.
+constexpr Setting::Type kTypes[] = {Setting::TypeInt, Setting::TypeBoolean, Setting::TypeFloat,
+                                    Setting::TypeString, Setting::TypeArray};
 
-    Setting& fresh(Setting::Type type) const {
-        if (group.exists(key)) group.remove(key);
-        return group.add(key, type);
+struct Setter {
+    Setting& setting;
+
+    template <class T>
+    void operator()(const T& scalar) const {
+        setting = scalar;
     }
-    Setting& scalar(Setting::Type type) const {
-        return group.exists(key) ? group[key.c_str()] : group.add(key, type);
-    }
-    void operator()(int number) const { scalar(Setting::TypeInt) = number; }
-    void operator()(bool flag) const { scalar(Setting::TypeBoolean) = flag; }
-    void operator()(double number) const { scalar(Setting::TypeFloat) = number; }
-    void operator()(const std::string& text) const { scalar(Setting::TypeString) = text; }
     void operator()(const std::vector<int>& numbers) const {
-        Setting& array = fresh(Setting::TypeArray);
-        for (const int number : numbers) array.add(Setting::TypeInt) = number;
+        const int size = static_cast<int>(numbers.size());
+        while (setting.getLength() < size) setting.add(Setting::TypeInt);
+        for (int i = 0; i < size; ++i) setting[i] = numbers[static_cast<std::size_t>(i)];
     }
 };
 
@@ -38,13 +35,7 @@ std::vector<int> arrayOf(const Setting& array) {
 
 class LibconfigStore : public Store {
 public:
-    explicit LibconfigStore(const Settings& settings) : settings_(settings) {}
-
-    void prepareNames() override {
-        for (const bench::Setting& setting : settings_) {
-            names_.push_back(setting.section + "." + setting.key);
-        }
-    }
+    using Store::Store;
 
     void open(const std::string& path) override {
         path_ = path;
@@ -53,7 +44,7 @@ public:
 
     Value get(std::size_t position) const override {
         const Setting& setting = config_.lookup(names_[position]);
-        switch (settings_[position].value.index()) {
+        switch (kindOf(position)) {
             case 0:
                 return static_cast<int>(setting);
             case 1:
@@ -68,12 +59,7 @@ public:
     }
 
     void set(std::size_t position, const Value& value) override {
-        const bench::Setting& setting = settings_[position];
-        Setting& root = config_.getRoot();
-        Setting& group = root.exists(setting.section)
-                             ? root[setting.section.c_str()]
-                             : root.add(setting.section, Setting::TypeGroup);
-        std::visit(Setter{group, setting.key}, value);
+        std::visit(Setter{found(position)}, value);
     }
 
     // Overwrites the file in place: no protection from a crash that a program could switch on.
@@ -82,8 +68,26 @@ public:
         if (durability == Durability::kDurable) syncFile(path_);
     }
 
+protected:
+    void prepareName(const bench::Setting& setting) override {
+        names_.push_back(setting.section + "." + setting.key);
+    }
+
 private:
-    const Settings& settings_;
+    // A setting is there but for its first time.
+    Setting& found(std::size_t position) {
+        try {
+            return config_.lookup(names_[position]);
+        } catch (const libconfig::SettingNotFoundException&) {
+            const bench::Setting& setting = settings()[position];
+            Setting& root = config_.getRoot();
+            Setting& group = root.exists(setting.section)
+                                 ? root[setting.section.c_str()]
+                                 : root.add(setting.section, Setting::TypeGroup);
+            return group.add(setting.key, kTypes[kindOf(position)]);
+        }
+    }
+
     std::vector<std::string> names_;
     libconfig::Config config_;
     std::string path_;

@@ -83,7 +83,7 @@ private:
 /// since a program that keeps one open never sees a change again.
 class LmdbStore : public Store {
 public:
-    explicit LmdbStore(const Settings& settings) : settings_(settings) {}
+    using Store::Store;
     ~LmdbStore() override {
         mdb_txn_abort(writing_);
         mdb_txn_abort(reading_);
@@ -94,12 +94,12 @@ public:
     void open(const std::string& path) override { use(std::make_shared<Environment>(path)); }
 
     Value get(std::size_t position) const override {
-        demand(mdb_txn_renew(reading_));
+        if (!pinned_) demand(mdb_txn_renew(reading_));
         MDB_val name = nameOf(position);
         MDB_val bytes;
         demand(mdb_get(reading_, environment_->database(), &name, &bytes));
-        Value value = valueOf(bytes, settings_[position].value.index());
-        mdb_txn_reset(reading_);
+        Value value = valueOf(bytes, kindOf(position));
+        if (!pinned_) mdb_txn_reset(reading_);
         return value;
     }
 
@@ -117,10 +117,21 @@ public:
     }
 
     std::unique_ptr<Store> forAnotherThread() override {
-        auto other = std::make_unique<LmdbStore>(settings_);
+        auto other = std::make_unique<LmdbStore>(settings());
+        other->prepareNames();
         other->use(environment_);
         return other;
     }
+
+    bool pinsSnapshots() const override { return true; }
+
+    void pinSnapshot() override {
+        demand(mdb_txn_renew(reading_));
+        pinned_ = true;
+    }
+
+protected:
+    void prepareName(const Setting& setting) override { names_.push_back(setting.fullName); }
 
 private:
     void use(std::shared_ptr<Environment> environment) {
@@ -129,14 +140,15 @@ private:
         mdb_txn_reset(reading_);
     }
     MDB_val nameOf(std::size_t position) const {
-        const std::string& name = settings_[position].fullName;
+        const std::string& name = names_[position];
         return {name.size(), ToBytes::bytes(name.data())};
     }
 
-    const Settings& settings_;
+    std::vector<std::string> names_;
     std::shared_ptr<Environment> environment_;
     MDB_txn* reading_ = nullptr;
     MDB_txn* writing_ = nullptr;
+    bool pinned_ = false;
 };
 
 }  // namespace

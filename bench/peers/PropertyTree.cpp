@@ -25,11 +25,7 @@ struct Setter {
 
 class PropertyTreeStore : public Store {
 public:
-    explicit PropertyTreeStore(const Settings& settings) : settings_(settings) {}
-
-    void prepareNames() override {
-        for (const Setting& setting : settings_) names_.emplace_back(setting.fullName, '/');
-    }
+    using Store::Store;
 
     void open(const std::string& path) override {
         path_ = path;
@@ -38,7 +34,7 @@ public:
 
     Value get(std::size_t position) const override {
         const ptree::path_type& name = names_[position];
-        switch (settings_[position].value.index()) {
+        switch (kindOf(position)) {
             case 0:
                 return tree_.get<int>(name);
             case 1:
@@ -62,8 +58,12 @@ public:
         replaceFile(path_, text.str(), durability);
     }
 
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.emplace_back(setting.fullName, '/');
+    }
+
 private:
-    const Settings& settings_;
     std::vector<ptree::path_type> names_;
     ptree tree_;
     std::string path_;

@@ -28,13 +28,7 @@ std::vector<int> arrayOf(const QVariant& value) {
 
 class QSettingsStore : public Store {
 public:
-    explicit QSettingsStore(const Settings& settings) : settings_(settings) {}
-
-    void prepareNames() override {
-        for (const Setting& setting : settings_) {
-            names_.push_back(QString::fromStdString(setting.fullName));
-        }
-    }
+    using Store::Store;
 
     void open(const std::string& path) override {
         path_ = path;
@@ -45,7 +39,7 @@ public:
 
     Value get(std::size_t position) const override {
         const QVariant value = file_->value(names_[position]);
-        switch (settings_[position].value.index()) {
+        switch (kindOf(position)) {
             case 0:
                 return value.toInt();
             case 1:
@@ -73,14 +67,18 @@ public:
 
     // One object for each thread, all over the same values in memory.
     std::unique_ptr<Store> forAnotherThread() override {
-        auto other = std::make_unique<QSettingsStore>(settings_);
+        auto other = std::make_unique<QSettingsStore>(settings());
         other->prepareNames();
         other->open(path_);
         return other;
     }
 
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.push_back(QString::fromStdString(setting.fullName));
+    }
+
 private:
-    const Settings& settings_;
     std::vector<QString> names_;
     std::string path_;
     std::unique_ptr<QSettings> file_;

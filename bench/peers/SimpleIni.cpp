@@ -26,7 +26,7 @@ struct Setter {
 
 class SimpleIniStore : public Store {
 public:
-    explicit SimpleIniStore(const Settings& settings) : settings_(settings) {}
+    using Store::Store;
 
     void open(const std::string& path) override {
         path_ = path;
@@ -34,10 +34,9 @@ public:
     }
 
     Value get(std::size_t position) const override {
-        const Setting& setting = settings_[position];
-        const char* const section = setting.section.c_str();
-        const char* const key = setting.key.c_str();
-        switch (setting.value.index()) {
+        const char* const section = names_[position].section.c_str();
+        const char* const key = names_[position].key.c_str();
+        switch (kindOf(position)) {
             case 0:
                 return static_cast<int>(file_.GetLongValue(section, key));
             case 1:
@@ -52,8 +51,8 @@ public:
     }
 
     void set(std::size_t position, const Value& value) override {
-        const Setting& setting = settings_[position];
-        std::visit(Setter{file_, setting.section.c_str(), setting.key.c_str()}, value);
+        const TwoNames& name = names_[position];
+        std::visit(Setter{file_, name.section.c_str(), name.key.c_str()}, value);
     }
 
     void save(Durability durability) override {
@@ -62,8 +61,13 @@ public:
         replaceFile(path_, text, durability);
     }
 
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.push_back({setting.section, setting.key});
+    }
+
 private:
-    const Settings& settings_;
+    std::vector<TwoNames> names_;
     CSimpleIniCaseA file_{true};
     std::string path_;
 };

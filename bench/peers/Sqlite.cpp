@@ -51,10 +51,12 @@ Value columnAs(sqlite3_stmt* statement, std::size_t kind) {
     }
 }
 
-/// A table of names and values. What was set since the last save is one open transaction.
+/// A table of names and values, with a write-ahead log, as SQLite's manual has it for readers
+/// beside a writer, synced at each commit. What was set since the last save is one open
+/// transaction.
 class SqliteStore : public Store {
 public:
-    explicit SqliteStore(const Settings& settings) : settings_(settings) {}
+    using Store::Store;
     ~SqliteStore() override {
         sqlite3_finalize(select_);
         sqlite3_finalize(replace_);
@@ -70,6 +72,8 @@ public:
                                nullptr),
                "open");
         sqlite3_busy_timeout(database_, kPatience);
+        run("PRAGMA journal_mode = WAL");
+        run("PRAGMA synchronous = FULL");
         run("CREATE TABLE IF NOT EXISTS settings(name TEXT PRIMARY KEY, value) WITHOUT ROWID");
         prepare("SELECT value FROM settings WHERE name = ?1", select_);
         prepare("INSERT OR REPLACE INTO settings VALUES(?1, ?2)", replace_);
@@ -78,7 +82,7 @@ public:
     Value get(std::size_t position) const override {
         bindName(select_, position);
         demand(sqlite3_step(select_), "select");
-        Value value = columnAs(select_, settings_[position].value.index());
+        Value value = columnAs(select_, kindOf(position));
         sqlite3_reset(select_);
         return value;
     }
@@ -92,25 +96,26 @@ public:
         sqlite3_reset(replace_);
     }
 
-    void save(Durability durability) override {
-        if (!changing_) return;
-        const bool durable = durability == Durability::kDurable;
-        if (durable == durable_) {
-            run("COMMIT");
-        } else {
-            // May not change within a transaction; so this one, the file's first, is synced anyway.
-            run("COMMIT");
-            run(durable ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = OFF");
-            durable_ = durable;
-        }
+    // Syncs, durable or not: that could not be changed within the transaction.
+    void save(Durability) override {
+        if (changing_) run("COMMIT");
         changing_ = false;
     }
 
     std::unique_ptr<Store> forAnotherThread() override {
-        auto other = std::make_unique<SqliteStore>(settings_);
+        auto other = std::make_unique<SqliteStore>(settings());
+        other->prepareNames();
         other->open(path_);
         return other;
     }
+
+    bool pinsSnapshots() const override { return true; }
+
+    // The snapshot is that of the first read.
+    void pinSnapshot() override { run("BEGIN"); }
+
+protected:
+    void prepareName(const Setting& setting) override { names_.push_back(setting.fullName); }
 
 private:
     void run(const char* command) {
@@ -122,17 +127,16 @@ private:
                command);
     }
     void bindName(sqlite3_stmt* statement, std::size_t position) const {
-        const std::string& name = settings_[position].fullName;
+        const std::string& name = names_[position];
         sqlite3_bind_text(statement, 1, name.data(), static_cast<int>(name.size()), SQLITE_STATIC);
     }
 
-    const Settings& settings_;
+    std::vector<std::string> names_;
     std::string path_;
     sqlite3* database_ = nullptr;
     sqlite3_stmt* select_ = nullptr;
     sqlite3_stmt* replace_ = nullptr;
     bool changing_ = false;
-    bool durable_ = true;
 };
 
 }  // namespace

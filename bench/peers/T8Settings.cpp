@@ -45,14 +45,7 @@ std::shared_ptr<SettingsManager> managerOfProcess() {
 class T8Settings : public Store {
 public:
     T8Settings(const Settings& settings, const std::string& storageName)
-        : settings_(settings), storageName_(storageName) {}
-
-    void prepareNames() override {
-        for (const Setting& setting : settings_) {
-            names_.push_back(storageName_ + "/" + setting.fullName);
-            kinds_.push_back(setting.value.index());
-        }
-    }
+        : Store(settings), storageName_(storageName) {}
 
     void open(const std::string& path) override {
         manager_ = managerOfProcess();
@@ -62,7 +55,7 @@ public:
     }
 
     Value get(std::size_t position) const override {
-        return kGet[kinds_[position]](*manager_->setting(names_[position]));
+        return kGet[kindOf(position)](*manager_->setting(names_[position]));
     }
 
     void set(std::size_t position, const Value& value) override {
@@ -86,11 +79,16 @@ public:
     bool keepsHandles() const override { return true; }
 
     Value getKept(std::size_t position) const override {
-        return kGet[kinds_[position]](*kept(position));
+        return kGet[kindOf(position)](*kept(position));
     }
 
     void setKept(std::size_t position, const Value& value) override {
         kept(position)->setValue(anyOf(value));
+    }
+
+protected:
+    void prepareName(const Setting& setting) override {
+        names_.push_back(storageName_ + "/" + setting.fullName);
     }
 
 private:
@@ -101,10 +99,8 @@ private:
         return kept_[position];
     }
 
-    const Settings& settings_;
     std::string storageName_;
     std::vector<std::string> names_;
-    std::vector<std::size_t> kinds_;
     mutable std::vector<HolderPtr> kept_;
     std::shared_ptr<SettingsManager> manager_;
     boost::shared_ptr<SettingStorageInifile> storage_;
