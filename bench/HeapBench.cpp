@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <iostream>
 #include <malloc.h>
-#include <map>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "ScratchFiles.h"
 
@@ -33,7 +34,8 @@ void given(void* block) {
 
 }  // namespace
 
-// In place of the C library's own, which does the work.
+// In place of the C library's own, which does the work, for all libraries.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -68,13 +70,33 @@ void free(void* block) {
     __libc_free(block);
 }
 }
+#pragma GCC visibility pop
 
 namespace bench {
 
 namespace {
 
-void count(const Peer& peer, const Settings& settings, ScratchFiles& files) {
-    const std::string path = files.aliasOf(peer, settings);
+/// Does `work` in a process of its own, where no library has blocks left over from other work.
+template <class Work>
+void inChild(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        try {
+            work();
+            std::cout.flush();
+            ::_exit(0);
+        } catch (const std::exception& error) {
+            std::cerr << "HeapBench: " << error.what() << '\n';
+            ::_exit(1);
+        }
+    }
+    int status = 0;
+    if (::waitpid(child, &status, 0) != child || status != 0) {
+        throw std::runtime_error("a child failed");
+    }
+}
+
+void count(const Peer& peer, const Settings& settings, const std::string& path) {
     const auto store = makePrepared(peer, settings);
     const long long bytes = bytesInUse;
     const long long blocks = blocksInUse;
@@ -93,7 +115,11 @@ int main() {
         bench::ScratchFiles files("/dev/shm");
         for (const std::size_t size : {100, 1000, 10000, 100000}) {
             const bench::Settings settings = bench::makeSettings(size);
-            for (const bench::Peer& peer : bench::peers()) bench::count(peer, settings, files);
+            for (const bench::Peer& peer : bench::peers()) {
+                const std::string path = files.freshPath();
+                bench::inChild([&] { bench::createFile(peer, settings, path); });
+                bench::inChild([&] { bench::count(peer, settings, path); });
+            }
         }
         return 0;
     } catch (const std::exception& error) {

@@ -29,9 +29,10 @@ public:
     /// A copy of the file, to be written to.
     std::string copyOf(const Peer& peer, const Settings& settings);
 
-private:
+    /// Where nothing is yet.
     std::string freshPath();
 
+private:
     std::string directory_;
     std::map<std::pair<std::string, std::size_t>, std::string> files_;
     std::size_t names_ = 0;
