@@ -98,12 +98,14 @@ void inChild(Work work) {
 
 void count(const Peer& peer, const Settings& settings, const std::string& path) {
     const auto store = makePrepared(peer, settings);
-    const long long bytes = bytesInUse;
-    const long long blocks = blocksInUse;
+    const long long bytesBefore = bytesInUse;
+    const long long blocksBefore = blocksInUse;
     store->open(path);
     checkValues(peer, settings, *store);
-    std::cout << peer.name << ' ' << settings.size() << ' ' << bytesInUse - bytes << ' '
-              << blocksInUse - blocks << '\n';
+    // Before the output takes its buffer.
+    const long long bytes = bytesInUse - bytesBefore;
+    const long long blocks = blocksInUse - blocksBefore;
+    std::cout << peer.name << ' ' << settings.size() << ' ' << bytes << ' ' << blocks << '\n';
 }
 
 }  // namespace
