@@ -10,7 +10,8 @@ namespace Settings {
 
 namespace {
 
-constexpr std::size_t kFirstSize = 64;
+// Small, since it is kept when the first file brings more.
+constexpr std::size_t kFirstSize = 16;
 
 // A third of the slots stays free, so that a search ends after two or three of them.
 constexpr std::size_t slotsFor(std::size_t count) {
