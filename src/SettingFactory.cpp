@@ -183,7 +183,10 @@ void SettingFactory::Writer::append(std::string& out, const SettingHolder& holde
     if (written) return;
     // The type's own function may do anything, so not under the value's lock.
     const auto value = boost::make_shared<SettingHolder>(holder.name(), holder.value());
-    out.append(factory_.typeAsString(value)).append(",").append(factory_.valueAsString(value));
+    out.append(lead_)
+        .append(factory_.typeAsString(value))
+        .append(",")
+        .append(factory_.valueAsString(value));
 }
 
 /// A storage has values of a few types again and again.
@@ -193,8 +196,8 @@ const SettingFactory::Writer::KnownType& SettingFactory::Writer::known(const std
     if (place.type != &type) {
         const Form form = factory_.formOf(type);
         const bool builtIn = form.save() != nullptr && form.functions->append != nullptr;
-        place = {&type, builtIn ? *form.typeName + "," : std::string(),
-                 builtIn ? form.functions->append : nullptr};
+        std::string start = builtIn ? std::string(lead_) + *form.typeName + "," : std::string();
+        place = {&type, std::move(start), builtIn ? form.functions->append : nullptr};
     }
     return place;
 }

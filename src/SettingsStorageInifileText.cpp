@@ -214,7 +214,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     bool inSection = false;
     text::SectionsInOrder sections(sections_);
     NamesReadBack names(name().size());
-    SettingFactory::Writer writer(*types);
+    SettingFactory::Writer writer(*types, " = ");
     const auto holders = snapshot();
     for (const boost::shared_ptr<SettingHolder>& holder : holders) {
         const std::string_view settingName = holder->name();
@@ -235,7 +235,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
         }
         names.addKey(key.size());
         data += '\n';
-        data.append(key).append(" = ");
+        data.append(key);
         writer.append(data, *holder);
     }
     return true;

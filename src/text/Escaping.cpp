@@ -33,6 +33,20 @@ constexpr ByteTable tableOf(char Escape::*from, char Escape::*to) {
 constexpr ByteTable kLetterOfByte = tableOf(&Escape::byte, &Escape::letter);
 constexpr ByteTable kByteOfLetter = tableOf(&Escape::letter, &Escape::byte);
 
+constexpr unsigned char kIsEscaped = 1;
+constexpr unsigned char kAsksForQuotes = 2;
+
+/// What a byte means for the text that it stands in.
+constexpr std::array<unsigned char, 256> kMarks = [] {
+    std::array<unsigned char, 256> marks{};
+    for (const Escape& escape : kEscapes) {
+        marks[static_cast<unsigned char>(escape.byte)] = kIsEscaped;
+    }
+    marks[','] = kAsksForQuotes;
+    marks[';'] = kAsksForQuotes;
+    return marks;
+}();
+
 int lookUp(const ByteTable& table, char c) {
     return table[static_cast<unsigned char>(c)];
 }
@@ -53,14 +67,11 @@ void appendWithEscapes(std::string& out, std::string_view value) {
 }  // namespace
 
 void appendEscaped(std::string& out, std::string_view value) {
-    bool quoted = false;
-    bool escaped = false;
-    for (const char c : value) {
-        quoted = quoted || c == ',' || c == ';';
-        escaped = escaped || lookUp(kLetterOfByte, c) != kNone;
-    }
+    unsigned int marks = 0;
+    for (const char c : value) marks |= kMarks[static_cast<unsigned char>(c)];
+    const bool quoted = (marks & kAsksForQuotes) != 0;
     if (quoted) out += '"';
-    if (escaped) {
+    if ((marks & kIsEscaped) != 0) {
         appendWithEscapes(out, value);
     } else {
         out.append(value);

@@ -56,7 +56,7 @@ private:
 /// "/".
 inline std::string_view prefixOf(std::string_view settingName, std::string_view section,
                                  std::string_view root) {
-    if (startsWith(settingName, root) && root.size() > section.size()) {
+    if (root.size() > section.size() && startsWith(settingName, root)) {
         return settingName.substr(0, root.size());
     }
     // Not one of this storage's own names (a default storage takes any): the path as a section

@@ -147,22 +147,24 @@ private:
 /// Writes the values of many settings. For one thread, while the factory lives and is not filled.
 class SettingFactory::Writer {
 public:
-    explicit Writer(const SettingFactory& factory) : factory_(factory) {}
+    /// `lead` stands before each type's name. It is to outlive the writer.
+    Writer(const SettingFactory& factory, std::string_view lead) : factory_(factory), lead_(lead) {}
 
-    /// Appends the name of the setting's type, a comma and the text of its value, both of one and
-    /// the same value whoever changes it meanwhile.
+    /// Appends the lead, the name of the setting's type, a comma and the text of its value, both of
+    /// one and the same value whoever changes it meanwhile.
     void append(std::string& out, const SettingHolder& holder);
 
 private:
     struct KnownType {
         const std::type_info* type = nullptr;
-        std::string start;  ///< the type's name and the comma
+        std::string start;  ///< the lead, the type's name and the comma
         AppendFn append = nullptr;
     };
 
     const KnownType& known(const std::type_info& type);
 
     const SettingFactory& factory_;
+    std::string_view lead_;
     std::array<KnownType, 16> knownTypes_;
 };
 
