@@ -52,4 +52,25 @@ TEST_F(MemoryShortage, ASetThatNeedsAMapIsStillTheSameSet) {
                       "b = int,2\nc = int,3"));
 }
 
+// So many that the manager's index has to grow more than once.
+TEST_F(MemoryShortage, ASettingThatCouldNotBeRegisteredCanBeRegisteredLater) {
+    build("#name = settings\n[]\na = int,1");
+    create();
+    ASSERT_TRUE(manager_.registerStorage(storage_));
+    int shortages = 0;
+    for (int i = 0; i < 200; ++i) {
+        const std::string name = "settings/b" + std::to_string(i);
+        const auto holder = boost::make_shared<SettingHolder>(name, i);
+        withEverMoreMemory([&] { manager_.registerSetting(holder); },
+                           [&] {
+                               ++shortages;
+                               EXPECT_EQ(holder->callback(), nullptr) << name;
+                               EXPECT_EQ(manager_.setting(name), nullptr);
+                           });
+        EXPECT_EQ(manager_.setting(name), holder);
+        EXPECT_EQ(storage_->querySetting(name), holder);
+    }
+    EXPECT_GE(shortages, 200);
+}
+
 }  // namespace
