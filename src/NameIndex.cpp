@@ -46,19 +46,27 @@ NameIndex::HolderPtr NameIndex::find(std::string_view name) const {
 void NameIndex::put(HolderPtr holder) {
     reserve(1);
     Slot& slot = slotOf(*current_.load(std::memory_order_relaxed), holder->name());
-    holders_.push_back(std::move(holder));
+    HolderPtr& place = holders_[filled_++];
+    place = std::move(holder);
     if (slot.load(std::memory_order_relaxed) == nullptr) {
         ++count_;
     }
-    slot.store(&holders_.back(), std::memory_order_release);
+    slot.store(&place, std::memory_order_release);
 }
 
 void NameIndex::reserve(std::size_t more) {
+    growFor(count_ + more);
+    if (holders_.size() < filled_ + more) {
+        holders_.resize(filled_ + more);
+    }
+}
+
+void NameIndex::growFor(std::size_t count) {
     std::size_t size = current_.load(std::memory_order_relaxed)->slots.size();
-    if (slotsFor(count_ + more) <= size) {
+    if (slotsFor(count) <= size) {
         return;
     }
-    while (size < slotsFor(count_ + more)) {
+    while (size < slotsFor(count)) {
         size *= 2;
     }
     // Storages come one after another, and every table that became too small is kept.

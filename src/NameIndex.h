@@ -37,10 +37,11 @@ public:
     /// The setting of exactly this name; empty when there is none.
     HolderPtr find(std::string_view name) const;
 
-    /// Files a setting under its name, in place of one of the same name.
+    /// Files a setting under its name, in place of one of the same name. Does not throw when room
+    /// was reserved for it.
     void put(HolderPtr holder);
 
-    /// Makes room for `more` settings at once.
+    /// Makes room for `more` settings at once, replacing ones too.
     void reserve(std::size_t more);
 
     /// All settings, in order of their names.
@@ -55,10 +56,12 @@ private:
     };
 
     Slot& slotOf(Table& table, std::string_view name) const;
+    void growFor(std::size_t count);
     void growTo(std::size_t slots);
 
     const NameHash hash_;
-    std::deque<HolderPtr> holders_;  ///< whose elements stay in place; replaced ones too
+    std::deque<HolderPtr> holders_;  ///< whose elements stay in place; replaced ones too, then room
+    std::size_t filled_ = 0;         ///< of the holders
     std::vector<std::unique_ptr<Table>> tables_;
     std::atomic<Table*> current_;
     std::size_t count_ = 0;

@@ -64,9 +64,12 @@ std::vector<SettingsByName::HolderPtr> SettingsByName::all() const {
 
 const SettingsSet& SettingsByName::asMap() {
     if (!isMap_) {
+        // Memory may run out on the way; then the row is still all there is.
+        SettingsSet map;
         for (const HolderPtr& holder : row_) {
-            map_.emplace_hint(map_.end(), holder->name(), holder);
+            map.emplace_hint(map.end(), holder->name(), holder);
         }
+        map_.swap(map);
         isMap_ = true;
         Row().swap(row_);
     }

@@ -219,6 +219,8 @@ void SettingsManager::fileSetting(const boost::shared_ptr<SettingHolder>& holder
     if (storage->readonly()) {
         throw std::runtime_error("Setting storage is readonly.");
     }
+    // Memory may run out here, but not once the storage has the setting, which is for life.
+    settings_->reserve(1);
     if (!storage->registerSetting(holder)) {
         throw std::runtime_error("Failed to register setting.");
     }

@@ -89,6 +89,11 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     }
     const files::WriteResult result = files::writeThroughCopy(
         {file, copy, data, mayBeWholeText(copy), syncingWrites.load()}, directory);
+    if (result != files::WriteResult::kCopyFailed && file == crcFile_) {
+        // What is on the disk is no longer what was read or saved last, so no later text may pass
+        // for unchanged.
+        crc32_ = 0;
+    }
     if (result == files::WriteResult::kDone) {
         return true;
     }
@@ -98,9 +103,6 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
                 "SettingStorageInifile::writeIniFile( '%s' ): could not write temporary file '%s'",
                 file.c_str(), copy.c_str());
     } else {
-        // What is on the disk is no longer what was read or written last, so no later text may pass
-        // for unchanged.
-        crc32_ = 0;
         QEL_LOG(kError, "SettingStorageInifile::writeIniFile( '%s' ): could not write file",
                 file.c_str());
     }
@@ -192,6 +194,7 @@ bool SettingStorageInifile::acceptCrc(const std::string& file, const std::string
                 candidate.c_str());
         return false;
     }
+    crcFile_ = file;
     crc32_ = check.computed;
     data.resize(check.textSize);
     QEL_LOG(kInformation,
@@ -242,8 +245,9 @@ bool SettingStorageInifile::saveTo(const std::string& file) {
     }
     lastTextSize_ = data.size();
     const std::uint32_t crc = text::crc32(data);
-    // 0 says that the text on the disk is not known, so it never says "unchanged".
-    if (crc == crc32_ && crc32_ != 0) {
+    // 0 says that the text on the disk is not known, so it never says "unchanged"; and an export or
+    // a backup that has been looked at says nothing about any other file.
+    if (crc == crc32_ && crc32_ != 0 && file == crcFile_) {
         QEL_LOG(kInformation,
                 "SettingStorageInifile::saveFile( '%s' ): unchanged CRC; not writing to disk",
                 file.c_str());
@@ -253,6 +257,7 @@ bool SettingStorageInifile::saveTo(const std::string& file) {
     if (!writeIniFile(file, data)) {
         return false;
     }
+    crcFile_ = file;
     crc32_ = crc;
     QEL_LOG(kInformation, "SettingStorageInifile::saveFile( '%s' ): done, crc32=%lu (0x%X)",
             file.c_str(), static_cast<unsigned long>(crc), static_cast<unsigned int>(crc));

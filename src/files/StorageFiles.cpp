@@ -53,23 +53,28 @@ int sayUnreadable(const char* path, int error) {
 class Matches {
 public:
     explicit Matches(const std::string& pattern)
-        : found_(::glob(pattern.c_str(), 0, sayUnreadable, &paths_) == 0) {}
+        : result_(::glob(pattern.c_str(), 0, sayUnreadable, &paths_)) {}
     ~Matches() { ::globfree(&paths_); }
     Matches(const Matches&) = delete;
     Matches& operator=(const Matches&) = delete;
 
-    std::size_t count() const { return found_ ? paths_.gl_pathc : 0; }
+    /// A directory that cannot be read does not end the look, so this is a want of memory.
+    bool areIncomplete() const { return result_ != 0 && result_ != GLOB_NOMATCH; }
+    std::size_t count() const { return result_ == 0 ? paths_.gl_pathc : 0; }
     const char* operator[](std::size_t index) const { return paths_.gl_pathv[index]; }
 
 private:
     glob_t paths_ = {};
-    bool found_;
+    int result_;
 };
 
 /// Calls `found` with name and path of every settings file in the directory.
 template <class Found>
 void listDirectory(const std::string& directory, Found found) {
     const Matches paths(globEscaped(directory) + "/*");
+    if (paths.areIncomplete()) {
+        sayUnreadable(directory.c_str(), ENOMEM);
+    }
     for (std::size_t i = 0; i < paths.count(); ++i) {
         const std::string path = paths[i];
         const std::string name = path.substr(path.rfind('/') + 1);

@@ -15,13 +15,38 @@ namespace testsupport {
 /// The header takes the place of `new` and `delete` in the whole program: include it in one source.
 inline thread_local Gate* atNextAllocation = nullptr;
 
+/// How many blocks the thread that has set it still gets, from then on none; negative for any
+/// number.
+inline thread_local int allocationsLeft = -1;
+
+/// Does `action` with no memory, with one block, with two and so on, until these are enough;
+/// `afterShortage` runs after each try before.
+template <class Action, class AfterShortage>
+void withEverMoreMemory(Action action, AfterShortage afterShortage) {
+    for (int blocks = 0;; ++blocks) {
+        allocationsLeft = blocks;
+        try {
+            action();
+            allocationsLeft = -1;
+            return;
+        } catch (const std::bad_alloc&) {
+            allocationsLeft = -1;
+            afterShortage();
+        }
+    }
+}
+
 }  // namespace testsupport
 
 void* operator new(std::size_t size) {
     if (testsupport::Gate* const gate = std::exchange(testsupport::atNextAllocation, nullptr)) {
         gate->pass();
     }
-    void* const block = std::malloc(size == 0 ? 1 : size);
+    const bool isShort = testsupport::allocationsLeft == 0;
+    if (testsupport::allocationsLeft > 0) {
+        --testsupport::allocationsLeft;
+    }
+    void* const block = isShort ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }

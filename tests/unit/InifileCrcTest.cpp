@@ -1,4 +1,5 @@
 #include <boost/make_shared.hpp>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -269,6 +270,63 @@ TEST_F(InifileCrc, ALoadThatThrowsLeavesNoCrcBehind) {
     ASSERT_TRUE(reopen());
     EXPECT_EQ(storage_->crc32(), 0U);
     EXPECT_TRUE(exists(bad_));
+}
+
+// The very text of the change has just gone elsewhere, which must not pass for its being saved.
+TEST_F(InifileCrc, AnExportDoesNotStandForASave) {
+    build(kDefaults);
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    const std::string other = dir_.file("export.ini");
+    EXPECT_TRUE(storage_->saveFile(other));
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), readFile(other));
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,2"});
+}
+
+TEST_F(InifileCrc, ASaveDoesNotStandForAnExport) {
+    build(kDefaults);
+    ASSERT_TRUE(reopen());
+    for (const char* const name : {"export.ini", "second.ini"}) {
+        EXPECT_TRUE(storage_->saveFile(dir_.file(name)));
+        EXPECT_EQ(readFile(dir_.file(name)), withCrc(kDefaults)) << name;
+    }
+}
+
+TEST_F(InifileCrc, AnImportOrALookAtABackupDoesNotStandForASave) {
+    const std::string backup = dir_.file("backup.ini");
+    writeFile(backup, withCrc(kDefaults));
+    build("#name = settings\n#savepolicy = ondemand\n[]\na = int,2");
+    ASSERT_TRUE(reopen());
+    EXPECT_TRUE(storage_->loadFile(backup));
+    EXPECT_TRUE(storage_->saveFile(rw_));
+    EXPECT_EQ(readFile(rw_), withCrc(kDefaults));
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    setting("settings/a")->setValue(1);
+    std::string data;
+    EXPECT_TRUE(storage_->loadInifileData(backup, data));
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), withCrc(kDefaults));
+}
+
+TEST_F(InifileCrc, ATextOfTheClientsOwnIsNotTheOneThatWasSaved) {
+    build(kDefaults);
+    ASSERT_TRUE(reopen());
+    EXPECT_TRUE(storage_->writeIniFile(rw_, withCrc("#name = settings\n[]\na = int,7")));
+    setting("settings/a")->setValue(1);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), withCrc(kDefaults));
+}
+
+TEST_F(InifileCrc, AnExportThatFailsLeavesTheSavedTextKnown) {
+    build(kDefaults);
+    ASSERT_TRUE(reopen());
+    const std::uint32_t known = storage_->crc32();
+    std::filesystem::create_directory(dir_.file("directory.ini"));
+    EXPECT_FALSE(storage_->saveFile(dir_.file("directory.ini")));
+    EXPECT_EQ(storage_->crc32(), known);
 }
 
 }  // namespace

@@ -331,4 +331,24 @@ TEST_F(InifileSave, WriteIniFileWritesTheTextAsItIs) {
     EXPECT_EQ(storage_->crc32(), 0U);
 }
 
+// The earlier one's link to the storage is for life: it is asked and told, and has no place in the
+// file any more.
+TEST_F(InifileSave, AReplacedSettingTakesChangesThatTheFileDoesNotFollow) {
+    build("#name = settings\n#savepolicy = ondemand\n[]\na = int,1");
+    create();
+    ASSERT_TRUE(manager_.registerStorage(storage_));
+    const auto earlier = setting("settings/a");
+    ASSERT_TRUE(storage_->loadFile(rw_));
+    EXPECT_NE(setting("settings/a"), earlier);
+    EXPECT_EQ(manager_.setting("settings/a"), earlier);
+    EXPECT_TRUE(earlier->setValue(2));
+    EXPECT_TRUE(storage_->dirty());
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), withCrc("#name = settings\n#savepolicy = ondemand\n[]\na = int,1"));
+    const auto registered = boost::make_shared<SettingHolder>("settings/a", 3);
+    manager_.registerSetting(registered);
+    EXPECT_EQ(manager_.setting("settings/a"), registered);
+    EXPECT_EQ(setting("settings/a"), registered);
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <functional>
+#include <glob.h>
 #include <gtest/gtest.h>
 #include <new>
 #include <stdexcept>
@@ -43,6 +44,7 @@ namespace {
 /// memory as soon as it has made one.
 std::atomic<int> listsOfFiles{0};
 std::atomic<bool> memoryEndsWithAList{false};
+std::atomic<bool> noMemoryForAList{false};
 std::atomic<bool> nextAllocationFails{false};
 
 template <class Function>
@@ -55,8 +57,11 @@ using Complaint = int(const char*, int);
 int countedGlob(const char* function, const char* pattern, int flags, Complaint* complaint,
                 void* list) {
     using Glob = int(const char*, int, Complaint*, void*);
-    const int result = ofTheCLibrary<Glob>(function)(pattern, flags, complaint, list);
     ++listsOfFiles;
+    if (noMemoryForAList.exchange(false)) {
+        return GLOB_NOSPACE;
+    }
+    const int result = ofTheCLibrary<Glob>(function)(pattern, flags, complaint, list);
     if (memoryEndsWithAList && result == 0) {
         nextAllocationFails = true;
     }
@@ -137,6 +142,22 @@ TEST_F(ProductSetupFailure, ListOfFilesIsGivenBackWhenMemoryRunsOut) {
     memoryEndsWithAList = false;
     EXPECT_EQ(0, listsOfFiles);
     EXPECT_EQ(0U, bringUp());
+    EXPECT_EQ(0, listsOfFiles);
+}
+
+// Coming up as if there were no files would be a store full of defaults, and nobody would know why.
+TEST_F(ProductSetupFailure, DirectoryThatThereIsNoMemoryToListIsAnErrorInTheLog) {
+    putIni(defaults_, "sound.ini", 1);
+    putIni(settings_, "sound.ini", 2);
+    noMemoryForAList = true;
+    EXPECT_EQ(0U, bringUp());
+    EXPECT_EQ(
+        1U, log_.count(5, "Qel::Settings", "src/files/StorageFiles",
+                       "Directory '" + defaults_ + "' cannot be read, its settings are left out: " +
+                           "Cannot allocate memory"))
+        << log_.dump();
+    EXPECT_EQ("", *storage("sound")->filename());
+    EXPECT_EQ(2, manager_->setting("sound/value")->getValue<int>());
     EXPECT_EQ(0, listsOfFiles);
 }
 

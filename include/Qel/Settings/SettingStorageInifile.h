@@ -87,6 +87,7 @@ private:
 
     std::set<std::string, std::less<>> sections_;
     std::uint32_t crc32_;
+    std::string crcFile_;  // whose text that is of, the copy counting as its file
     std::string acceptedFile_;
     bool copyIsUnread_ = false;  // the copy beside the file that was loaded last may win later
     std::size_t lastTextSize_ = 0;
