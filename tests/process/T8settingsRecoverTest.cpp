@@ -207,6 +207,8 @@ TEST_F(T8settingsRecover, DamagedCopyIsKeptSinceNotAllOfItComesBack) {
 }
 
 TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthersListed) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nname = string,\ntreble = int8,0\nbalance = int8,0\n");
     putBad(
         "#name = settings\n[sound]\nbass = int8,1\nba\x01\xFF\ntreble = int8,999\nname = string,y\n"
         "balance = int8,1");
@@ -214,8 +216,8 @@ TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthers
     const ToolRun recovered = recover({"--from", "bad", "--yes"});
     EXPECT_EQ(
         bad +
-            ":4: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a comment # "
-            "TEXT\n" +
+            ":4: no \"=\" after the key; if it was a section, the settings below it are read into "
+            "section \"sound\"; a setting is written KEY = TYPE,VALUE, a comment # TEXT\n" +
             bad +
             ":5: settings/sound/treble: int8 would not keep \"999\", it would make \"-25\" of "
             "it; int8 takes whole numbers from -128 to 127\n" +
@@ -244,6 +246,66 @@ TEST_F(T8settingsRecover, SettingsBelowASectionThatCannotBeReadStayBehind) {
     EXPECT_EQ(
         "#name = settings\n[sound]\nbass = int8,1\n[tuner]\nscan = int8,3\n#crc32 = 2018853368\n",
         bytes());
+}
+
+TEST_F(T8settingsRecover, SettingsBelowASectionWithoutItsOpeningBracketStayBehind) {
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,0\ntreble = int8,0\n");
+    const std::string bad = file_ + ".bad";
+    for (const char* const damaged : {"Xtuner]", "tuner]",
+                                      "\xDB"
+                                      "tuner]",
+                                      "#tuner]", "=tuner]"}) {
+        putBad(std::string("#name = settings\n[sound]\nbass = int8,1\n") + damaged +
+               "\nbass = int8,2\ntreble = int8,3\n[zoom]\nx = int8,4\n");
+        EXPECT_EQ(bad +
+                      ":4: looks like a section and opens none, so the settings below it are read "
+                      "into section \"sound\"; write [NAME], on a line of its own\n" +
+                      bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
+                      ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
+                      ": 2 settings from " + bad + ", CRC 4170448465\n",
+                  recover({"--from", "bad", "--yes"}).out)
+            << damaged;
+        EXPECT_EQ(
+            "#name = settings\n[sound]\nbass = int8,1\n[zoom]\nx = int8,4\n#crc32 = 4170448465\n",
+            bytes());
+    }
+}
+
+TEST_F(T8settingsRecover, WhatCannotBeSavedDoesNotComeOfADamagedFirstSection) {
+    for (const char* const damaged : {"cable]", "#savepolicy = eachchange?[cable]", "(cable)"}) {
+        putBad(std::string("#name = settings\n") + damaged +
+               "\nmode = int8,1\n[first]\nx = int8,4\n");
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        EXPECT_THAT(recovered.out, HasSubstr(":3: mode: its section is not known, as line 2"));
+        EXPECT_EQ(5, recovered.exitCode);
+        EXPECT_THAT(bytes(), StartsWith("#name = settings\n[first]\nx = int8,4\n#crc32 = "));
+        EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+    }
+    putBad("#name = settings\n[first]\nx = int8,4\n[]\nmode = int8,1\n");
+    recover({"--from", "bad", "--yes"});
+    putBad("#name = settings\n#comment\nmode = int8,1\n[first]\nx = int8,4\n");
+    EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
+                HasSubstr(":3: settings/mode has no section and sorts after settings/first/: "));
+    EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nbass = int8,0\ntreble = int8,0\nvolume = int8,0\n");
+    putBad(
+        "#name = settings\n[sound]\nbass = int8,1\n???\ntreble = int8,2\nx = int8,3\n"
+        "bass = int8,4\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out, HasSubstr(":6: x: its section is not known, as line 4 opens none"));
+    EXPECT_THAT(recovered.out,
+                HasSubstr(":7: bass: its section is not known, as line 4 opens none"));
+    EXPECT_THAT(bytes(),
+                StartsWith("#name = settings\n[sound]\nbass = int8,1\ntreble = int8,2\n#crc32 = "));
+    // What lacks its "=" or "," alone was a setting, and the settings below it are where they were.
+    putBad("#name = settings\n[sound]\nbass int8,1\nx = int8,3\ny = char[]\nz = int8,4\n");
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(),
+                StartsWith("#name = settings\n[sound]\nx = int8,3\nz = int8,4\n#crc32 = "));
 }
 
 TEST_F(T8settingsRecover, SettingsBelowItStayBehindAlsoOfAFileThatALoadTakes) {

@@ -250,13 +250,15 @@ TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
 }
 
 TEST_F(T8settingsVerify, LinesThatNoLoadTakesAreNamedWithTheReason) {
-    EXPECT_EQ((Said{"2 lost: no \"=\" after the key", "3 lost: no \",\" after the type",
-                    "4 lost: x/c: no such type: \"\"",
-                    "5 lost: x/d: no such type: \"strng\"; did you mean string?",
-                    "6 lost: x/e: no such type: \"Role\", it is one of fields only",
-                    "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
-              saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
-                     "f = YesNo,maybe\ng = int,1"));
+    EXPECT_EQ(
+        (Said{"2 lost: no \"=\" after the key; if it was a section, the settings below it have "
+              "no section",
+              "3 lost: no \",\" after the type", "4 lost: x/c: no such type: \"\"",
+              "5 lost: x/d: no such type: \"strng\"; did you mean string?",
+              "6 lost: x/e: no such type: \"Role\", it is one of fields only",
+              "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
+        saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
+               "f = YesNo,maybe\ng = int,1"));
 }
 
 TEST_F(T8settingsVerify, ValuesThatAreReadAsSomethingElseAreNamedWithTheOutcome) {
@@ -298,6 +300,19 @@ TEST_F(T8settingsVerify, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow
                      "# a comment\nd = int,4"));
     EXPECT_EQ((Said{"1 changed: section is not closed, so the settings below it have no section"}),
               saidOf("[picture\na = int,1\n[]\nb = int,2"));
+}
+
+TEST_F(T8settingsVerify, LineThatWasASectionIsToldWithWhatItCosts) {
+    for (const char* const line : {"Ssound]", "#sound]", "#savepolicy = async?[sound]"}) {
+        EXPECT_EQ((Said{"3 changed: looks like a section and opens none, so the settings below it "
+                        "are read into section \"a\""}),
+                  saidOf(std::string("[a]\nb = int,1\n") + line + "\nc = int,2"));
+    }
+    EXPECT_EQ((Said{"3 lost: no \"=\" after the key; if it was a section, the settings below it "
+                    "are read into section \"a\"",
+                    "5 lost: no \"=\" after the key"}),
+              saidOf("[a]\nb = int,1\n(sound)\nc = int,2\n(sound)\n[d]\ne = int,3"));
+    EXPECT_EQ(Said(), saidOf("# see [sound]\n#[sound]\n# a]\nc = int,2"));
 }
 
 TEST_F(T8settingsVerify, NameThatIsNotFirstCostsTheFile) {

@@ -73,6 +73,10 @@ IniFile::Role roleOf(const std::string& path);
 /// Whether its directory's name is one whose files survive a reset; nothing for any other name.
 std::optional<bool> survivesReset(const std::string& path);
 
+/// The defaults file of the storage that a file in one of its directories, or one that lies beside
+/// it, belongs to, whether it is there or not; empty for a file in any other directory.
+std::string defaultsBeside(const std::string& path);
+
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);

@@ -2,13 +2,13 @@
 #define T8SETTINGS_LINECHECK_H
 
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "IniFile.h"
 #include "Store.h"
+#include "Strays.h"
 
 namespace t8settings {
 
@@ -34,12 +34,8 @@ struct Finding {
     std::string remedy;  ///< what to do about it
 };
 
-/// Settings that are read under another name than they say, since a line above them, "[]" or a
-/// bracket that is not closed, left the section as it was: the numbers of both lines.
-std::map<std::size_t, std::size_t> strayLines(const IniFile& file);
-
-/// The same as findings, one for each of these settings.
-std::vector<Finding> findingsInStrays(const IniFile& file);
+/// These settings, whose names are not known, as findings.
+std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file);
 
 /// The "#name" that makes a load fail.
 std::optional<Finding> misplacedNameIn(const IniFile& file);

@@ -4,6 +4,8 @@
 #include <set>
 #include <string_view>
 
+#include "KnownDefaults.h"
+
 namespace t8settings {
 
 namespace {
@@ -14,19 +16,29 @@ using Numbers = std::set<std::size_t>;
 
 bool isUseful(const FileFinding& finding, bool whole) {
     const Harm harm = finding.finding.harm;
-    return harm == Harm::kIgnored || harm == Harm::kMoved || (whole && harm == Harm::kChanged);
+    return harm == Harm::kIgnored || (whole && (harm == Harm::kMoved || harm == Harm::kChanged));
+}
+
+/// Of a file whose bytes may be anything, a line that is no setting may have been a section: what
+/// is below it comes back only where the defaults know the name that it is read under.
+StrayLines straysOf(const IniFile& file, bool whole) {
+    if (whole) {
+        return strayLines(file);
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    return strayLinesIfDamaged(file, [&](const std::string& name) { return defaults.has(name); });
 }
 
 /// Nobody knows what a setting is called whose section cannot be read: that stands for all other
 /// findings of its line. Adds these lines and those of the sections to `numbers`.
-void findStrays(const IniFile& file, std::vector<FileFinding>& findings, Numbers& numbers) {
-    const std::map<std::size_t, std::size_t> strays = strayLines(file);
+void addStrays(const IniFile& file, const StrayLines& strays, std::vector<FileFinding>& findings,
+               Numbers& numbers) {
     findings.erase(std::remove_if(findings.begin(), findings.end(),
                                   [&strays](const FileFinding& finding) {
                                       return strays.count(finding.finding.line) != 0;
                                   }),
                    findings.end());
-    for (const Finding& finding : findingsInStrays(file)) {
+    for (const Finding& finding : findingsIn(strays, file)) {
         numbers.insert({finding.line, strays.at(finding.line)});
         findings.push_back({file.path(), finding});
     }
@@ -39,7 +51,7 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
-    findStrays(file, leftOut, misread);
+    addStrays(file, straysOf(file, whole), leftOut, misread);
     leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(),
                                  [&](const FileFinding& finding) {
                                      return misread.count(finding.finding.line) == 0 &&

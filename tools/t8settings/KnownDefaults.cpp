@@ -1,0 +1,26 @@
+#include "KnownDefaults.h"
+
+#include "Files.h"
+
+namespace t8settings {
+
+KnownDefaults knownDefaultsFor(const IniFile& file) {
+    KnownDefaults known;
+    const std::string path = defaultsBeside(file.path());
+    if (file.role() == IniFile::Role::kDefaults || path.empty()) {
+        return known;
+    }
+    const IniFile defaults = iniFileAt(path);
+    if (!defaults.accepted()) {
+        return known;
+    }
+    known.path = path;
+    for (const IniFile::Line& line : defaults.lines()) {
+        if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
+            known.types[line.name] = line.type;
+        }
+    }
+    return known;
+}
+
+}  // namespace t8settings
