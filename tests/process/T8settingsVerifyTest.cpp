@@ -432,9 +432,16 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
 TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ(base_ + ": is a directory; did you mean --base " + base_ + "?\n0 files, 1 finding\n",
               run({"verify", base_}).out);
-    std::filesystem::create_directory(path("a b"));
-    EXPECT_THAT(run({"verify", path("a b")}).out,
-                HasSubstr("did you mean --base '" + path("a b") + "'?\n"));
+    const std::string odd = path("my tv's \"x\"");
+    std::filesystem::create_directories(odd + "/settings");
+    EXPECT_THAT(run({"verify", odd}).out,
+                HasSubstr("; did you mean --base '" + path("my tv'\\''s \"x\"") + "'?\n"));
+    for (const char* const inside :
+         {"settings", "settings/", "qel-default-settings", "calibration_data"}) {
+        EXPECT_THAT(run({"verify", path(inside)}).out,
+                    HasSubstr("; did you mean --base " + base_ + "?\n"));
+    }
+    EXPECT_THAT(run({"verify", dir_.path()}).out, StartsWith(dir_.path() + ": is a directory\n"));
     EXPECT_EQ("/dev/null: is no plain file\n0 files, 1 finding\n",
               run({"verify", "/dev/null"}).out);
     const ToolRun recover = run({"recover", base_});

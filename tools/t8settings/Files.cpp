@@ -238,6 +238,17 @@ std::string defaultsBeside(const std::string& path) {
     return kind ? kind->defaults + "/" + lastPart(fileBeside(path).value_or(path)) : "";
 }
 
+std::string baseMeantBy(const std::string& directory) {
+    for (const files::StorageDirectory& known : files::storageDirectories(directory + "/")) {
+        if (isDirectory(known.defaults) || isDirectory(known.readWrite)) {
+            return directory;
+        }
+    }
+    const std::size_t end = directory.find_last_not_of('/');
+    const auto kind = directoryKindOf(directory.substr(0, end + 1) + "/" + std::string(kIni));
+    return kind ? files::directoryOf(kind->defaults) : "";
+}
+
 IniFile iniFileAt(const std::string& path) {
     return {path, storageNameOf(path), roleOf(path)};
 }

@@ -77,6 +77,10 @@ std::optional<bool> survivesReset(const std::string& path);
 /// it, belongs to, whether it is there or not; empty for a file in any other directory.
 std::string defaultsBeside(const std::string& path);
 
+/// The base directory that somebody means who names this directory: itself, or the one around it
+/// when it is one of the directories of a store; empty when it is neither.
+std::string baseMeantBy(const std::string& directory);
+
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.
 IniFile iniFileAt(const std::string& path);

@@ -76,8 +76,9 @@ void Verification::verifyFile(const std::string& path) {
     }
     const std::string unusual = whyNoPlainFile(path);
     if (!unusual.empty()) {
+        const std::string base = isDirectory(path) ? baseMeantBy(path) : "";
         add(path, Harm::kUnreadable, unusual,
-            isDirectory(path) ? "did you mean --base " + shellPath(path) + "?" : "");
+            base.empty() ? "" : "did you mean --base " + shellPath(base) + "?");
         return;
     }
     if (!isPlainFile(path) && errno == ENOENT) {
