@@ -308,6 +308,19 @@ TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatCo
                 StartsWith("#name = settings\n[sound]\nx = int8,3\nz = int8,4\n#crc32 = "));
 }
 
+TEST_F(T8settingsRecover, OfADamagedFileNamesThatAreLikeThoseOfTheDefaultsStayBehind) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nbass = int8,0\ntreble = int8,0\n[tuner]\nbass = int8,0\n");
+    const std::string text =
+        "#name = settings\n[soXnd]\nbass = int8,1\n[tuner]\nbaXs = int8,1\nown = int8,3\n";
+    putBad(text);
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[soXnd]\n[tuner]\nown = int8,3\n#crc32 = "));
+    putBad(text + "#crc32 = false\n");
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+}
+
 TEST_F(T8settingsRecover, SettingsBelowItStayBehindAlsoOfAFileThatALoadTakes) {
     putBad("#name = settings\n[sound]\nbass = int8,1\n[picture\ntone = int8,7\n#crc32 = false\n");
     const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});

@@ -302,6 +302,44 @@ TEST_F(T8settingsVerify, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow
               saidOf("[picture\na = int,1\n[]\nb = int,2"));
 }
 
+TEST_F(T8settingsVerify, SettingsThatAreHardlyMeantSoAreNamed) {
+    put("qel-default-settings/x.ini",
+        "[sound]\nbass = int8,0\nvolume = int8,1\na = int32,3\nmode = YesNo,YES\n");
+    const std::string defaults = path("qel-default-settings/x.ini");
+    EXPECT_EQ((Said{"2 doubtful: x/sound/; bass is a setting",
+                    "3 doubtful: x/sound/vulome is not in " + defaults,
+                    "5 doubtful: x/sound/mode is bool here and YesNo in " + defaults}),
+              saidOf("[sound]\n; bass = int8,1\nvulome = int8,1\na = int,3\nmode = bool,true"));
+    EXPECT_THAT(run({"verify", path("settings/x.ini")}).out,
+                AllOf(HasSubstr("; a comment is written # TEXT\n"),
+                      HasSubstr("; did you mean x/sound/volume?\n"),
+                      HasSubstr("; write YesNo, unless it is meant so\n")));
+    // What the file has under its right name as well is no slip, and no short name is like another.
+    EXPECT_EQ(Said(), saidOf("[sound]\nbass = int8,0\nbasss = int8,1\nvolume = int8,1\n"
+                             "b = int,1\nmode = YesNo,NO\nother = int,1"));
+    EXPECT_EQ((Said{"1 doubtful: x/// a is a setting"}), saidOf("// a = int,1"));
+    put("settings/odd.ini", "[sound]\nbasss = int8,1\n#crc32 = 1052494315\n");
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("settings/odd.ini")}).out);
+}
+
+TEST_F(T8settingsVerify, DefaultsAreFoundFromWhereverTheFileIsNamed) {
+    put("settings/settings.ini", "#name = settings\n[sound]\nbasss = int8,1\n#crc32 = false\n");
+    const auto in = [](const std::string& directory) {
+        return [directory] {
+            if (chdir(directory.c_str()) != 0) _exit(126);
+        };
+    };
+    for (const auto& [directory, file] :
+         std::map<std::string, std::string>{{"/", path("settings/settings.ini")},
+                                            {base_, "settings/settings.ini"},
+                                            {path("settings"), "settings.ini"},
+                                            {path("settings"), "../settings/settings.ini"}}) {
+        EXPECT_THAT(run({"verify", file}, {}, in(directory)).out,
+                    HasSubstr("; did you mean settings/sound/bass?\n"))
+            << file;
+    }
+}
+
 TEST_F(T8settingsVerify, LineThatWasASectionIsToldWithWhatItCosts) {
     for (const char* const line : {"Ssound]", "#sound]", "#savepolicy = async?[sound]"}) {
         EXPECT_EQ((Said{"3 changed: looks like a section and opens none, so the settings below it "

@@ -17,7 +17,7 @@ KnownDefaults knownDefaultsFor(const IniFile& file) {
     known.path = path;
     for (const IniFile::Line& line : defaults.lines()) {
         if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
-            known.types[line.name] = line.type;
+            known.settings.insert_or_assign(line.name, line);
         }
     }
     return known;

@@ -11,9 +11,9 @@ namespace t8settings {
 /// What the defaults file of a storage leads one to expect of its other files.
 struct KnownDefaults {
     std::string path;  ///< empty when there is no such file, or it cannot be read
-    std::map<std::string, std::string> types;  ///< of the settings, by their names
+    std::map<std::string, IniFile::Line> settings;  ///< by their names
 
-    bool has(const std::string& name) const { return types.count(name) != 0; }
+    bool has(const std::string& name) const { return settings.count(name) != 0; }
 };
 
 /// Those for a settings file, or for one that lies beside it; none for a defaults file.

@@ -19,12 +19,13 @@ enum class Harm {
     kLost,        ///< no load takes it, and the next save drops it
     kChanged,     ///< is read as something else than it says, or comes back so after a save
     kMoved,       ///< comes back under another name after a save
+    kDoubtful,    ///< is read as it stands, but hardly meant so
     kIgnored,     ///< has no effect
 };
 
 /// Whether somebody would miss something, if not at once.
 inline bool isGrave(Harm harm) {
-    return harm != Harm::kIgnored;
+    return harm < Harm::kDoubtful;
 }
 
 struct Finding {

@@ -16,7 +16,7 @@ using Numbers = std::set<std::size_t>;
 
 bool isUseful(const FileFinding& finding, bool whole) {
     const Harm harm = finding.finding.harm;
-    return harm == Harm::kIgnored || (whole && (harm == Harm::kMoved || harm == Harm::kChanged));
+    return harm == Harm::kIgnored || (whole && harm >= Harm::kChanged);
 }
 
 /// Of a file whose bytes may be anything, a line that is no setting may have been a section: what
