@@ -132,6 +132,39 @@ TEST_F(T8settingsRecover, WhatALoadWouldDoIsSaid) {
                                      HasSubstr("\nA load takes none of them.\n")));
 }
 
+TEST_F(T8settingsRecover, FileThatIsDamagedAndAloneComesWithWhatToDo) {
+    putFile("#name = settings\n[sound]\nbass = int8,1\n");
+    EXPECT_THAT(recover().out,
+                HasSubstr("\nNothing lies beside it.\nWhen its lines are as they should be: "
+                          "t8settings seal " +
+                          file_ + "\nOtherwise, to put back what can be read of it: mv " + file_ +
+                          " " + file_ + ".bad; t8settings recover " + file_ + " --from bad\n"));
+    std::filesystem::rename(file_, file_ + ".bad");
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, WhatMayNotBeReadIsToldInOneLine) {
+    using std::filesystem::perms;
+    putFile(kOld);
+    std::filesystem::permissions(file_, perms::none);
+    const ToolRun unread = run({"recover", file_}, {}, ordinaryUser);
+    EXPECT_EQ(file_ + ": cannot be read: Permission denied\nYou may not read " + file_ +
+                  "; what a load by a user who may makes of it is not known.\n"
+                  "Nothing lies beside it.\n",
+              unread.out);
+    EXPECT_EQ(5, unread.exitCode);
+    for (const perms mode : {perms::none, perms::owner_read}) {
+        std::filesystem::permissions(path("settings"), mode);
+        const ToolRun hidden = run({"recover", file_}, {}, ordinaryUser);
+        const ToolRun back = run({"recover", file_, "--from", "bad", "--yes"}, {}, ordinaryUser);
+        std::filesystem::permissions(path("settings"), perms::owner_all);
+        EXPECT_EQ("", hidden.out);
+        EXPECT_EQ("t8settings: " + file_ + " cannot be looked at: Permission denied\n", hidden.err);
+        EXPECT_EQ(1, hidden.exitCode);
+        EXPECT_EQ(hidden.err, back.err);
+    }
+}
+
 TEST_F(T8settingsRecover, SetAsideFileIsPutBackWholeWithItsPermissions) {
     putBad(kOld);
     ASSERT_EQ(0, chmod((file_ + ".bad").c_str(), 0660));

@@ -3,6 +3,8 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "Sanitized.h"
@@ -487,12 +489,41 @@ TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ(1, recover.exitCode);
     std::filesystem::create_symlink("nothing", path("link.ini"));
     const ToolRun link = run({"verify", path("link.ini")});
-    EXPECT_EQ(path("link.ini") + ": not there\n0 files, 1 finding\n", link.out);
+    EXPECT_EQ(
+        path("link.ini") +
+            ": is a link that leads nowhere; mend the link, or remove it\n0 files, 1 finding\n",
+        link.out);
     EXPECT_EQ(1, link.exitCode);
     const std::string copy = path("settings/settings.ini.tmp");
     std::filesystem::create_directory(copy);
     expectFindings(run({"verify"}),
                    {copy + ": is a directory; remove it; nothing can be saved until then"});
+}
+
+TEST_F(T8settingsVerify, WhatHasTheNameOfAFileAndIsNoneIsToBeMovedAway) {
+    std::filesystem::create_directory(path("settings/dir.ini"));
+    std::filesystem::create_directory(path("settings/old.ini.bad"));
+    std::filesystem::create_symlink("nothing", path("settings/link.ini"));
+    ASSERT_EQ(0, mkfifo(path("settings/pipe.ini").c_str(), 0600));
+    const auto unread = [this](const std::string& name, const std::string& reason) {
+        return path(name) + ": cannot be read: " + reason +
+               "; the next program to load it sets it aside as " + path(name) +
+               ".bad; move it away\n";
+    };
+    const ToolRun verify = run({"verify"});
+    EXPECT_EQ(unread("settings/dir.ini", "Is a directory") + path("settings/link.ini") +
+                  ": is a link that leads nowhere; mend the link, or remove it\n" +
+                  unread("settings/pipe.ini", "no plain file") + path("settings/old.ini.bad") +
+                  ": set aside by a load, or kept by a save, that could not use it, and never "
+                  "read; move it away\n5 files, 4 findings\n",
+              verify.out);
+    EXPECT_EQ(1, verify.exitCode);
+    EXPECT_EQ(path("settings/pipe.ini") + ": is no plain file; move it away\n0 files, 1 finding\n",
+              run({"verify", path("settings/pipe.ini")}).out);
+    EXPECT_EQ("t8settings: " + path("settings/dir.ini") + " is a directory; move it away\n",
+              run({"recover", path("settings/dir.ini")}).err);
+    EXPECT_EQ("t8settings: " + path("settings/pipe.ini") + ": cannot be read: no plain file\n",
+              run({"seal", path("settings/pipe.ini")}).err);
 }
 
 TEST_F(T8settingsVerify, MissingLineFeedAfterTheCrcLineIsToldAsSuch) {

@@ -104,6 +104,9 @@ std::string remedyFor(const FileGroup& group) {
     if (mayNotBeRead(path)) {
         return "";
     }
+    if (!whyNoPlainFile(path).empty()) {
+        return kMoveAway;
+    }
     const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
     const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
     if (!isMissing(group.setAside)) {
@@ -290,10 +293,12 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
                              "the next save that needs the name replaces it; or delete it"}});
     }
     const auto addLeftBehind = [&](const IniFile& file, const char* reason) {
-        findings.push_back(
-            {file.path(),
-             {0, Harm::kLost, reason,
-              commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
+        const bool isFile = whyNoPlainFile(file.path()).empty();
+        findings.push_back({file.path(),
+                            {0, Harm::kLost, reason,
+                             isFile ? commandOn("recover", group.file.path()) +
+                                          " shows what it holds; or delete it"
+                                    : kMoveAway}});
     };
     if (!isMissing(group.setAside)) {
         addLeftBehind(

@@ -199,6 +199,11 @@ std::string whyNoPlainFile(const std::string& path) {
     return status->isDirectory ? "is a directory" : "is no plain file";
 }
 
+std::string whyUnread(int error) {
+    // The system has no word of its own for a pipe or device.
+    return error == EINVAL ? "no plain file" : std::strerror(error);
+}
+
 std::string whyUnreadable(const std::string& path) {
     DIR* const directory = ::opendir(path.c_str());
     if (directory != nullptr) {

@@ -60,6 +60,9 @@ bool isPlainFile(const std::string& path);
 /// "is a directory", or "is no plain file" for a pipe or device; empty for all else.
 std::string whyNoPlainFile(const std::string& path);
 
+/// Why a file could not be read, for an errno.
+std::string whyUnread(int error);
+
 /// Why the directory cannot be read, in the system's words; empty when it can be or is not there.
 std::string whyUnreadable(const std::string& directory);
 
