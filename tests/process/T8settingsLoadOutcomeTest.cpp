@@ -216,6 +216,9 @@ TEST_F(T8settingsLoadOutcome, FileOfAnotherUserThatCannotBeSetAsideHindersNoLoad
         EXPECT_EQ(5, get.exitCode);
         EXPECT_EQ(5, list.exitCode);
         EXPECT_EQ(5, info.exitCode);
+        EXPECT_THAT(list.err, HasSubstr("' cannot be used and is to become '" + path(name) +
+                                        ".bad'\nt8settings: error: it cannot become '" +
+                                        path(name) + ".bad': Permission denied\n"));
         EXPECT_TRUE(testsupport::exists(path(name)));
     }
 }
