@@ -305,7 +305,8 @@ TEST_F(T8settingsRecover, SettingsBelowASectionWithoutItsOpeningBracketStayBehin
 }
 
 TEST_F(T8settingsRecover, WhatCannotBeSavedDoesNotComeOfADamagedFirstSection) {
-    for (const char* const damaged : {"cable]", "#savepolicy = eachchange?[cable]", "(cable)"}) {
+    for (const char* const damaged :
+         {"cable]", "#savepolicy = eachchange?[cable]", "(cable)", "=cable,", "(cable,"}) {
         putBad(std::string("#name = settings\n") + damaged +
                "\nmode = int8,1\n[first]\nx = int8,4\n");
         const ToolRun recovered = recover({"--from", "bad", "--yes"});
@@ -320,6 +321,24 @@ TEST_F(T8settingsRecover, WhatCannotBeSavedDoesNotComeOfADamagedFirstSection) {
     EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
                 HasSubstr(":3: settings/mode has no section and sorts after settings/first/: "));
     EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, OfADamagedFileTheStorageHasTheNameOfItsDefaults) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    for (const char* const name : {"settinXs", "settings?#savepolicy = async", "set\ntings"}) {
+        for (const char* const end : {"", "#crc32 = 1\n"}) {
+            putBad(std::string("\n#name = ") + name + "\n[sound]\nbass = int8,1\n" + end);
+            const ToolRun recovered = recover({"--from", "bad", "--yes"});
+            EXPECT_THAT(recovered.out,
+                        AllOf(HasSubstr(".bad:2: its storage is called \"set"),
+                              HasSubstr(" here and \"settings\" in its defaults file, which "
+                                        "counts\n")));
+            EXPECT_EQ(5, recovered.exitCode);
+            EXPECT_THAT(bytes(),
+                        StartsWith("\n#name = settings\n[sound]\nbass = int8,1\n#crc32 = "));
+            EXPECT_EQ(0, run({"set", "settings/sound/bass", "7"}).exitCode);
+        }
+    }
 }
 
 TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {

@@ -15,6 +15,7 @@ KnownDefaults knownDefaultsFor(const IniFile& file) {
         return known;
     }
     known.path = path;
+    known.storageName = defaults.storageName();
     for (const IniFile::Line& line : defaults.lines()) {
         if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
             known.settings.insert_or_assign(line.name, line);

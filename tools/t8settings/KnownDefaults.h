@@ -11,6 +11,7 @@ namespace t8settings {
 /// What the defaults file of a storage leads one to expect of its other files.
 struct KnownDefaults {
     std::string path;  ///< empty when there is no such file, or it cannot be read
+    std::string storageName;
     std::map<std::string, IniFile::Line> settings;  ///< by their names
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "KnownDefaults.h"
+#include "Terminal.h"
 
 namespace t8settings {
 
@@ -62,6 +63,30 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
         leftOut.push_back(*cut);
     }
     return leftOut;
+}
+
+/// A file whose bytes may be anything, with the storage's name of its defaults file; nothing when
+/// it says no other one. Under another name its settings would come back beside those of the
+/// defaults.
+std::optional<IniFile> withNameOfDefaults(const IniFile& file) {
+    const bool saysName = !file.lines().empty() && file.lines().front().kind == Kind::Header &&
+                          file.lines().front().key == "name";
+    if (!saysName || file.state() >= FileState::kUnchecked) {
+        return std::nullopt;
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (defaults.path.empty() || defaults.storageName == file.storageName()) {
+        return std::nullopt;
+    }
+    const std::string& text = file.text();
+    std::size_t start = 0;
+    for (std::size_t line = 1; line < file.lines().front().number; ++line) {
+        start = text.find('\n', start) + 1;
+    }
+    const std::string crcLine = file.crcLine() == 0 ? "" : "\n#crc32 = 0\n";
+    return IniFile(file.path(), defaults.storageName, file.role(),
+                   text.substr(0, start) + "#name = " + defaults.storageName +
+                       text.substr(std::min(text.find('\n', start), text.size())) + crcLine);
 }
 
 std::string withoutLines(std::string_view text, const Numbers& numbers) {
@@ -134,7 +159,9 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
     return differences;
 }
 
-Salvage salvageOf(const IniFile& file) {
+Salvage salvageOf(const IniFile& damaged) {
+    const std::optional<IniFile> renamed = withNameOfDefaults(damaged);
+    const IniFile& file = renamed ? *renamed : damaged;
     Salvage salvage = {"", 0, leftOutOf(file)};
     Numbers numbers;
     for (const FileFinding& finding : salvage.leftOut) {
@@ -148,6 +175,15 @@ Salvage salvageOf(const IniFile& file) {
         }
     }
     salvage.settings = names.size();
+    if (renamed) {
+        salvage.leftOut.insert(
+            salvage.leftOut.begin(),
+            {file.path(),
+             {damaged.lines().front().number, Harm::kChanged,
+              "its storage is called " + inQuotes(damaged.storageName()) + " here and " +
+                  inQuotes(file.storageName()) + " in its defaults file, which counts",
+              ""}});
+    }
     return salvage;
 }
 

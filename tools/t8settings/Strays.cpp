@@ -89,7 +89,13 @@ bool isBrokenSection(const IniFile::Line& line) {
 }
 
 bool mayHaveBeenSection(const IniFile::Line& line) {
-    return line.kind == Kind::Malformed && line.whole.find_first_of("=,") == std::string::npos;
+    if (line.kind == Kind::Setting) {
+        return line.key.empty() && line.value.empty();
+    }
+    std::string_view inside = line.whole;
+    inside.remove_prefix(inside.front() == '=' ? 1 : 0);
+    inside.remove_suffix(!inside.empty() && inside.back() == ',' ? 1 : 0);
+    return line.kind == Kind::Malformed && inside.find_first_of("=,") == std::string_view::npos;
 }
 
 StrayLines strayLines(const IniFile& file) {

@@ -15,7 +15,7 @@ namespace t8settings {
 bool isBrokenSection(const IniFile::Line& line);
 
 /// Whether nothing about the line tells that it was no section: it has neither the "=" nor the ","
-/// of a setting.
+/// of a setting, but where a section has its brackets.
 bool mayHaveBeenSection(const IniFile::Line& line);
 
 /// Numbers of lines with settings whose names are not known, each with that of the line above that
