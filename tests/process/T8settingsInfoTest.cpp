@@ -89,7 +89,7 @@ TEST_F(T8settingsInfo, RejectedLinesAreShownWithTheirStorage) {
     put("qel-default-settings/a.ini", "#name = a\ngood = int,1\nno comma = int\nw = wat,1\n");
     const ToolRun info = run({"info"});
     EXPECT_THAT(info.out, HasSubstr("\n  error: no comma = int\n  error: w = wat,1\n"));
-    EXPECT_THAT(info.err, HasSubstr("t8settings: error: SettingStorageInifile: failed to load "
+    EXPECT_THAT(info.err, HasSubstr("t8settings: error: failed to load "
                                     "'no comma = int'\n"));
     EXPECT_EQ(0, info.exitCode);
     const Json storage = infoAsJson().at("storages").at(0);
@@ -138,8 +138,9 @@ TEST_F(T8settingsInfo, DirectoryThatIsNamedLikeAFileIsSetAside) {
     put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,-2\n");
     const ToolRun list = run({"list"});
     EXPECT_EQ("settings/bass\tint8\t-2\n", list.out);
-    EXPECT_THAT(list.err, HasSubstr("t8settings: error: Error loading '" + path("settings/x.ini") +
-                                    "' (returned false, r/w, renamed to *.bad).\n"));
+    EXPECT_THAT(list.err, HasSubstr("t8settings: error: '" + path("settings/x.ini") +
+                                    "' cannot be used and is to become '" + path("settings/x.ini") +
+                                    ".bad'\n"));
     EXPECT_EQ(0, list.exitCode);
     EXPECT_TRUE(std::filesystem::is_directory(path("settings/x.ini.bad")));
 }

@@ -191,6 +191,16 @@ TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {
     EXPECT_EQ("20\n", run({"get", "s/a/moved"}, {}, ordinaryUser).out);
 }
 
+TEST_F(T8settingsLoadOutcome, DirectoryThatMayNotBeLookedIntoShowsInTheExitCode) {
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"list"}, {"info"}}) {
+        std::filesystem::permissions(path("calibration_data"), std::filesystem::perms::none);
+        const ToolRun shown = run(words, {}, ordinaryUser);
+        std::filesystem::permissions(path("calibration_data"), std::filesystem::perms::owner_all);
+        EXPECT_EQ(5, shown.exitCode) << words.front();
+        EXPECT_EQ(0, run(words).exitCode) << words.front();
+    }
+}
+
 TEST_F(T8settingsLoadOutcome, FileOfAnotherUserThatCannotBeSetAsideHindersNoLoad) {
     using std::filesystem::perms;
     for (const std::string name : {"settings/s.ini", "settings/x.xml"}) {
@@ -205,7 +215,10 @@ TEST_F(T8settingsLoadOutcome, FileOfAnotherUserThatCannotBeSetAsideHindersNoLoad
         EXPECT_EQ(name == "settings/x.xml" ? "20\n" : "2\n", get.out) << get.err;
         EXPECT_EQ(5, get.exitCode);
         EXPECT_EQ(5, list.exitCode);
-        EXPECT_EQ(0, info.exitCode);
+        EXPECT_EQ(5, info.exitCode);
+        EXPECT_THAT(list.err, HasSubstr("' cannot be used and is to become '" + path(name) +
+                                        ".bad'\nt8settings: error: it cannot become '" +
+                                        path(name) + ".bad': Permission denied\n"));
         EXPECT_TRUE(testsupport::exists(path(name)));
     }
 }

@@ -196,9 +196,12 @@ TEST_F(T8settingsRead, DamagedFileIsSetAsideAndToldAndTheDefaultsAreShown) {
     put("settings/settings.ini", "#name = settings\n[sound]\nbass = int8,9\n#crc32 = 1\n");
     const ToolRun get = run({"get", "settings/sound/bass"});
     EXPECT_EQ("-2\n", get.out);
-    EXPECT_THAT(get.err, testing::HasSubstr("t8settings: error: Error loading '" +
-                                            path("settings/settings.ini") +
-                                            "' (returned false, r/w, renamed to *.bad).\n"));
+    const std::string file = path("settings/settings.ini");
+    EXPECT_EQ(
+        "t8settings: error: '" + file +
+            "': wrong CRC: the text has 3099192683, its CRC line says 1\nt8settings: error: '" +
+            file + "' cannot be used and is to become '" + file + ".bad'\n",
+        get.err);
     EXPECT_EQ(0, get.exitCode);
     EXPECT_TRUE(testsupport::exists(path("settings/settings.ini.bad")));
 }

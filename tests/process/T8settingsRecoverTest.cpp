@@ -132,6 +132,39 @@ TEST_F(T8settingsRecover, WhatALoadWouldDoIsSaid) {
                                      HasSubstr("\nA load takes none of them.\n")));
 }
 
+TEST_F(T8settingsRecover, FileThatIsDamagedAndAloneComesWithWhatToDo) {
+    putFile("#name = settings\n[sound]\nbass = int8,1\n");
+    EXPECT_THAT(recover().out,
+                HasSubstr("\nNothing lies beside it.\nWhen its lines are as they should be: "
+                          "t8settings seal " +
+                          file_ + "\nOtherwise, to put back what can be read of it: mv " + file_ +
+                          " " + file_ + ".bad; t8settings recover " + file_ + " --from bad\n"));
+    std::filesystem::rename(file_, file_ + ".bad");
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, WhatMayNotBeReadIsToldInOneLine) {
+    using std::filesystem::perms;
+    putFile(kOld);
+    std::filesystem::permissions(file_, perms::none);
+    const ToolRun unread = run({"recover", file_}, {}, ordinaryUser);
+    EXPECT_EQ(file_ + ": cannot be read: Permission denied\nYou may not read " + file_ +
+                  "; what a load by a user who may makes of it is not known.\n"
+                  "Nothing lies beside it.\n",
+              unread.out);
+    EXPECT_EQ(5, unread.exitCode);
+    for (const perms mode : {perms::none, perms::owner_read}) {
+        std::filesystem::permissions(path("settings"), mode);
+        const ToolRun hidden = run({"recover", file_}, {}, ordinaryUser);
+        const ToolRun back = run({"recover", file_, "--from", "bad", "--yes"}, {}, ordinaryUser);
+        std::filesystem::permissions(path("settings"), perms::owner_all);
+        EXPECT_EQ("", hidden.out);
+        EXPECT_EQ("t8settings: " + file_ + " cannot be looked at: Permission denied\n", hidden.err);
+        EXPECT_EQ(1, hidden.exitCode);
+        EXPECT_EQ(hidden.err, back.err);
+    }
+}
+
 TEST_F(T8settingsRecover, SetAsideFileIsPutBackWholeWithItsPermissions) {
     putBad(kOld);
     ASSERT_EQ(0, chmod((file_ + ".bad").c_str(), 0660));
@@ -207,6 +240,8 @@ TEST_F(T8settingsRecover, DamagedCopyIsKeptSinceNotAllOfItComesBack) {
 }
 
 TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthersListed) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nname = string,\ntreble = int8,0\nbalance = int8,0\n");
     putBad(
         "#name = settings\n[sound]\nbass = int8,1\nba\x01\xFF\ntreble = int8,999\nname = string,y\n"
         "balance = int8,1");
@@ -214,8 +249,8 @@ TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthers
     const ToolRun recovered = recover({"--from", "bad", "--yes"});
     EXPECT_EQ(
         bad +
-            ":4: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a comment # "
-            "TEXT\n" +
+            ":4: no \"=\" after the key; if it was a section, the settings below it are read into "
+            "section \"sound\"; a setting is written KEY = TYPE,VALUE, a comment # TEXT\n" +
             bad +
             ":5: settings/sound/treble: int8 would not keep \"999\", it would make \"-25\" of "
             "it; int8 takes whole numbers from -128 to 127\n" +
@@ -244,6 +279,98 @@ TEST_F(T8settingsRecover, SettingsBelowASectionThatCannotBeReadStayBehind) {
     EXPECT_EQ(
         "#name = settings\n[sound]\nbass = int8,1\n[tuner]\nscan = int8,3\n#crc32 = 2018853368\n",
         bytes());
+}
+
+TEST_F(T8settingsRecover, SettingsBelowASectionWithoutItsOpeningBracketStayBehind) {
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,0\ntreble = int8,0\n");
+    const std::string bad = file_ + ".bad";
+    for (const char* const damaged : {"Xtuner]", "tuner]",
+                                      "\xDB"
+                                      "tuner]",
+                                      "#tuner]", "=tuner]"}) {
+        putBad(std::string("#name = settings\n[sound]\nbass = int8,1\n") + damaged +
+               "\nbass = int8,2\ntreble = int8,3\n[zoom]\nx = int8,4\n");
+        EXPECT_EQ(bad +
+                      ":4: looks like a section and opens none, so the settings below it are read "
+                      "into section \"sound\"; write [NAME], on a line of its own\n" +
+                      bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
+                      ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
+                      ": 2 settings from " + bad + ", CRC 4170448465\n",
+                  recover({"--from", "bad", "--yes"}).out)
+            << damaged;
+        EXPECT_EQ(
+            "#name = settings\n[sound]\nbass = int8,1\n[zoom]\nx = int8,4\n#crc32 = 4170448465\n",
+            bytes());
+    }
+}
+
+TEST_F(T8settingsRecover, WhatCannotBeSavedDoesNotComeOfADamagedFirstSection) {
+    for (const char* const damaged :
+         {"cable]", "#savepolicy = eachchange?[cable]", "(cable)", "=cable,", "(cable,"}) {
+        putBad(std::string("#name = settings\n") + damaged +
+               "\nmode = int8,1\n[first]\nx = int8,4\n");
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        EXPECT_THAT(recovered.out, HasSubstr(":3: mode: its section is not known, as line 2"));
+        EXPECT_EQ(5, recovered.exitCode);
+        EXPECT_THAT(bytes(), StartsWith("#name = settings\n[first]\nx = int8,4\n#crc32 = "));
+        EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+    }
+    putBad("#name = settings\n[first]\nx = int8,4\n[]\nmode = int8,1\n");
+    recover({"--from", "bad", "--yes"});
+    putBad("#name = settings\n#comment\nmode = int8,1\n[first]\nx = int8,4\n");
+    EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
+                HasSubstr(":3: settings/mode has no section and sorts after settings/first/: "));
+    EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, OfADamagedFileTheStorageHasTheNameOfItsDefaults) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    for (const char* const name : {"settinXs", "settings?#savepolicy = async", "set\ntings"}) {
+        for (const char* const end : {"", "#crc32 = 1\n"}) {
+            putBad(std::string("\n#name = ") + name + "\n[sound]\nbass = int8,1\n" + end);
+            const ToolRun recovered = recover({"--from", "bad", "--yes"});
+            EXPECT_THAT(recovered.out,
+                        AllOf(HasSubstr(".bad:2: its storage is called \"set"),
+                              HasSubstr(" here and \"settings\" in its defaults file, which "
+                                        "counts\n")));
+            EXPECT_EQ(5, recovered.exitCode);
+            EXPECT_THAT(bytes(),
+                        StartsWith("\n#name = settings\n[sound]\nbass = int8,1\n#crc32 = "));
+            EXPECT_EQ(0, run({"set", "settings/sound/bass", "7"}).exitCode);
+        }
+    }
+}
+
+TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nbass = int8,0\ntreble = int8,0\nvolume = int8,0\n");
+    putBad(
+        "#name = settings\n[sound]\nbass = int8,1\n???\ntreble = int8,2\nx = int8,3\n"
+        "bass = int8,4\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out, HasSubstr(":6: x: its section is not known, as line 4 opens none"));
+    EXPECT_THAT(recovered.out,
+                HasSubstr(":7: bass: its section is not known, as line 4 opens none"));
+    EXPECT_THAT(bytes(),
+                StartsWith("#name = settings\n[sound]\nbass = int8,1\ntreble = int8,2\n#crc32 = "));
+    // What lacks its "=" or "," alone was a setting, and the settings below it are where they were.
+    putBad("#name = settings\n[sound]\nbass int8,1\nx = int8,3\ny = char[]\nz = int8,4\n");
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(),
+                StartsWith("#name = settings\n[sound]\nx = int8,3\nz = int8,4\n#crc32 = "));
+}
+
+TEST_F(T8settingsRecover, OfADamagedFileNamesThatAreLikeThoseOfTheDefaultsStayBehind) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nbass = int8,0\ntreble = int8,0\n[tuner]\nbass = int8,0\n");
+    const std::string text =
+        "#name = settings\n[soXnd]\nbass = int8,1\n[tuner]\nbaXs = int8,1\nown = int8,3\n";
+    putBad(text);
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[soXnd]\n[tuner]\nown = int8,3\n#crc32 = "));
+    putBad(text + "#crc32 = false\n");
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
 }
 
 TEST_F(T8settingsRecover, SettingsBelowItStayBehindAlsoOfAFileThatALoadTakes) {

@@ -52,6 +52,17 @@ TEST_F(T8settingsSeal, CrcLineIsAddedAndAllBytesBeforeItStay) {
     EXPECT_FALSE(testsupport::exists(file_ + ".bad"));
 }
 
+TEST_F(T8settingsSeal, SettingsThatAreHardlyMeantSoAreToldAndSealed) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = string,\n");
+    const ToolRun sealed = seal();
+    EXPECT_EQ(file_ + ": sealed, 1 setting, CRC 465045114\n", sealed.out);
+    EXPECT_EQ(
+        "t8settings: warning: " + file_ + ":6: settings/sound/bass is int8 here and string in " +
+            path("qel-default-settings/settings.ini") + "; write string, unless it is meant so\n",
+        sealed.err);
+    EXPECT_EQ(0, sealed.exitCode);
+}
+
 TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
     const std::string text = kText + "[picture\ntone = int8,1\n";
     put("settings/settings.ini", text);

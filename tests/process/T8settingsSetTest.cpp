@@ -142,8 +142,7 @@ TEST_F(T8settingsSet, ModeIsAskedBeforeTheTextIsJudged) {
 TEST_F(T8settingsSet, FailureToWriteIsToldWithTheLibrarysReason) {
     std::filesystem::create_directory(path("settings/settings.ini.tmp"));
     const std::string file = path("settings/settings.ini");
-    const std::string reason = "SettingStorageInifile::writeIniFile( '" + file +
-                               "' ): could not write temporary file '" + file + ".tmp'";
+    const std::string reason = "'" + file + ".tmp' could not be written";
     expectNotSaved(run({"set", kBass, "5"}), reason);
     // Silencing the log silences no reason.
     expectNotSaved(run({"set", kBass, "5"}, {{"QLOG", "9"}}), reason);
@@ -157,9 +156,7 @@ TEST_F(T8settingsSet, FailureToWriteInTheBackgroundIsNotLeftToTheBackground) {
     std::filesystem::create_directory(path("settings/settings.ini.tmp"));
     const std::string before = bytesOf("settings/settings.ini");
     const std::string file = path("settings/settings.ini");
-    expectNotSaved(run({"set", kBass, "5"}), "SettingStorageInifile::writeIniFile( '" + file +
-                                                 "' ): could not write temporary file '" + file +
-                                                 ".tmp'");
+    expectNotSaved(run({"set", kBass, "5"}), "'" + file + ".tmp' could not be written");
     EXPECT_EQ(before, bytesOf("settings/settings.ini"));
 }
 
@@ -180,10 +177,11 @@ TEST_F(T8settingsSet, ReadOnlyDirectoryIsReadAndNothingElse) {
     std::filesystem::permissions(path("settings"), perms::owner_read | perms::owner_exec);
     for (const auto& words :
          {std::vector<std::string>{"set", kBass, "6"}, {"load", path("dump")}, {"reset", kBass}}) {
-        expectNotSaved(run(words, {}, ordinaryUser), "SettingStorageInifile::writeIniFile( '" +
+        expectNotSaved(run(words, {}, ordinaryUser), "'" + path("settings/settings.ini.tmp") +
+                                                         "' could not be written\n"
+                                                         "t8settings: '" +
                                                          path("settings/settings.ini") +
-                                                         "' ): could not write temporary file '" +
-                                                         path("settings/settings.ini.tmp") + "'");
+                                                         "' is not saved: Permission denied");
     }
     const ToolRun list = run({"list"}, {}, ordinaryUser);
     std::filesystem::permissions(path("settings"), perms::owner_all);

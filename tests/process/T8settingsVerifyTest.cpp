@@ -3,6 +3,8 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "Sanitized.h"
@@ -250,13 +252,15 @@ TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
 }
 
 TEST_F(T8settingsVerify, LinesThatNoLoadTakesAreNamedWithTheReason) {
-    EXPECT_EQ((Said{"2 lost: no \"=\" after the key", "3 lost: no \",\" after the type",
-                    "4 lost: x/c: no such type: \"\"",
-                    "5 lost: x/d: no such type: \"strng\"; did you mean string?",
-                    "6 lost: x/e: no such type: \"Role\", it is one of fields only",
-                    "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
-              saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
-                     "f = YesNo,maybe\ng = int,1"));
+    EXPECT_EQ(
+        (Said{"2 lost: no \"=\" after the key; if it was a section, the settings below it have "
+              "no section",
+              "3 lost: no \",\" after the type", "4 lost: x/c: no such type: \"\"",
+              "5 lost: x/d: no such type: \"strng\"; did you mean string?",
+              "6 lost: x/e: no such type: \"Role\", it is one of fields only",
+              "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
+        saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
+               "f = YesNo,maybe\ng = int,1"));
 }
 
 TEST_F(T8settingsVerify, ValuesThatAreReadAsSomethingElseAreNamedWithTheOutcome) {
@@ -298,6 +302,57 @@ TEST_F(T8settingsVerify, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow
                      "# a comment\nd = int,4"));
     EXPECT_EQ((Said{"1 changed: section is not closed, so the settings below it have no section"}),
               saidOf("[picture\na = int,1\n[]\nb = int,2"));
+}
+
+TEST_F(T8settingsVerify, SettingsThatAreHardlyMeantSoAreNamed) {
+    put("qel-default-settings/x.ini",
+        "[sound]\nbass = int8,0\nvolume = int8,1\na = int32,3\nmode = YesNo,YES\n");
+    const std::string defaults = path("qel-default-settings/x.ini");
+    EXPECT_EQ((Said{"2 doubtful: x/sound/; bass is a setting",
+                    "3 doubtful: x/sound/vulome is not in " + defaults,
+                    "5 doubtful: x/sound/mode is bool here and YesNo in " + defaults}),
+              saidOf("[sound]\n; bass = int8,1\nvulome = int8,1\na = int,3\nmode = bool,true"));
+    EXPECT_THAT(run({"verify", path("settings/x.ini")}).out,
+                AllOf(HasSubstr("; a comment is written # TEXT\n"),
+                      HasSubstr("; did you mean x/sound/volume?\n"),
+                      HasSubstr("; write YesNo, unless it is meant so\n")));
+    // What the file has under its right name as well is no slip, and no short name is like another.
+    EXPECT_EQ(Said(), saidOf("[sound]\nbass = int8,0\nbasss = int8,1\nvolume = int8,1\n"
+                             "b = int,1\nmode = YesNo,NO\nother = int,1"));
+    EXPECT_EQ((Said{"1 doubtful: x/// a is a setting"}), saidOf("// a = int,1"));
+    put("settings/odd.ini", "[sound]\nbasss = int8,1\n#crc32 = 1052494315\n");
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("settings/odd.ini")}).out);
+}
+
+TEST_F(T8settingsVerify, DefaultsAreFoundFromWhereverTheFileIsNamed) {
+    put("settings/settings.ini", "#name = settings\n[sound]\nbasss = int8,1\n#crc32 = false\n");
+    const auto in = [](const std::string& directory) {
+        return [directory] {
+            if (chdir(directory.c_str()) != 0) _exit(126);
+        };
+    };
+    for (const auto& [directory, file] :
+         std::map<std::string, std::string>{{"/", path("settings/settings.ini")},
+                                            {base_, "settings/settings.ini"},
+                                            {path("settings"), "settings.ini"},
+                                            {path("settings"), "../settings/settings.ini"}}) {
+        EXPECT_THAT(run({"verify", file}, {}, in(directory)).out,
+                    HasSubstr("; did you mean settings/sound/bass?\n"))
+            << file;
+    }
+}
+
+TEST_F(T8settingsVerify, LineThatWasASectionIsToldWithWhatItCosts) {
+    for (const char* const line : {"Ssound]", "#sound]", "#savepolicy = async?[sound]"}) {
+        EXPECT_EQ((Said{"3 changed: looks like a section and opens none, so the settings below it "
+                        "are read into section \"a\""}),
+                  saidOf(std::string("[a]\nb = int,1\n") + line + "\nc = int,2"));
+    }
+    EXPECT_EQ((Said{"3 lost: no \"=\" after the key; if it was a section, the settings below it "
+                    "are read into section \"a\"",
+                    "5 lost: no \"=\" after the key"}),
+              saidOf("[a]\nb = int,1\n(sound)\nc = int,2\n(sound)\n[d]\ne = int,3"));
+    EXPECT_EQ(Said(), saidOf("# see [sound]\n#[sound]\n# a]\nc = int,2"));
 }
 
 TEST_F(T8settingsVerify, NameThatIsNotFirstCostsTheFile) {
@@ -417,9 +472,16 @@ TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {
 TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ(base_ + ": is a directory; did you mean --base " + base_ + "?\n0 files, 1 finding\n",
               run({"verify", base_}).out);
-    std::filesystem::create_directory(path("a b"));
-    EXPECT_THAT(run({"verify", path("a b")}).out,
-                HasSubstr("did you mean --base '" + path("a b") + "'?\n"));
+    const std::string odd = path("my tv's \"x\"");
+    std::filesystem::create_directories(odd + "/settings");
+    EXPECT_THAT(run({"verify", odd}).out,
+                HasSubstr("; did you mean --base '" + path("my tv'\\''s \"x\"") + "'?\n"));
+    for (const char* const inside :
+         {"settings", "settings/", "qel-default-settings", "calibration_data"}) {
+        EXPECT_THAT(run({"verify", path(inside)}).out,
+                    HasSubstr("; did you mean --base " + base_ + "?\n"));
+    }
+    EXPECT_THAT(run({"verify", dir_.path()}).out, StartsWith(dir_.path() + ": is a directory\n"));
     EXPECT_EQ("/dev/null: is no plain file\n0 files, 1 finding\n",
               run({"verify", "/dev/null"}).out);
     const ToolRun recover = run({"recover", base_});
@@ -427,12 +489,41 @@ TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ(1, recover.exitCode);
     std::filesystem::create_symlink("nothing", path("link.ini"));
     const ToolRun link = run({"verify", path("link.ini")});
-    EXPECT_EQ(path("link.ini") + ": not there\n0 files, 1 finding\n", link.out);
+    EXPECT_EQ(
+        path("link.ini") +
+            ": is a link that leads nowhere; mend the link, or remove it\n0 files, 1 finding\n",
+        link.out);
     EXPECT_EQ(1, link.exitCode);
     const std::string copy = path("settings/settings.ini.tmp");
     std::filesystem::create_directory(copy);
     expectFindings(run({"verify"}),
                    {copy + ": is a directory; remove it; nothing can be saved until then"});
+}
+
+TEST_F(T8settingsVerify, WhatHasTheNameOfAFileAndIsNoneIsToBeMovedAway) {
+    std::filesystem::create_directory(path("settings/dir.ini"));
+    std::filesystem::create_directory(path("settings/old.ini.bad"));
+    std::filesystem::create_symlink("nothing", path("settings/link.ini"));
+    ASSERT_EQ(0, mkfifo(path("settings/pipe.ini").c_str(), 0600));
+    const auto unread = [this](const std::string& name, const std::string& reason) {
+        return path(name) + ": cannot be read: " + reason +
+               "; the next program to load it sets it aside as " + path(name) +
+               ".bad; move it away\n";
+    };
+    const ToolRun verify = run({"verify"});
+    EXPECT_EQ(unread("settings/dir.ini", "Is a directory") + path("settings/link.ini") +
+                  ": is a link that leads nowhere; mend the link, or remove it\n" +
+                  unread("settings/pipe.ini", "no plain file") + path("settings/old.ini.bad") +
+                  ": set aside by a load, or kept by a save, that could not use it, and never "
+                  "read; move it away\n5 files, 4 findings\n",
+              verify.out);
+    EXPECT_EQ(1, verify.exitCode);
+    EXPECT_EQ(path("settings/pipe.ini") + ": is no plain file; move it away\n0 files, 1 finding\n",
+              run({"verify", path("settings/pipe.ini")}).out);
+    EXPECT_EQ("t8settings: " + path("settings/dir.ini") + " is a directory; move it away\n",
+              run({"recover", path("settings/dir.ini")}).err);
+    EXPECT_EQ("t8settings: " + path("settings/pipe.ini") + ": cannot be read: no plain file\n",
+              run({"seal", path("settings/pipe.ini")}).err);
 }
 
 TEST_F(T8settingsVerify, MissingLineFeedAfterTheCrcLineIsToldAsSuch) {

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Doubts.h"
 #include "Exit.h"
 #include "LoadOutcome.h"
 #include "SetUp.h"
@@ -35,8 +36,8 @@ const StateText& textOf(FileState state) {
 }
 
 const char* wordOf(Harm harm) {
-    static constexpr std::array<const char*, 6> kWords = {"unreadable", "unusable", "lost",
-                                                          "changed",    "moved",    "ignored"};
+    static constexpr std::array<const char*, 7> kWords = {
+        "unreadable", "unusable", "lost", "changed", "moved", "doubtful", "ignored"};
     return kWords.at(static_cast<std::size_t>(harm));
 }
 
@@ -102,6 +103,9 @@ std::string remedyFor(const FileGroup& group) {
     const std::string& path = group.file.path();
     if (mayNotBeRead(path)) {
         return "";
+    }
+    if (!whyNoPlainFile(path).empty()) {
+        return kMoveAway;
     }
     const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
     const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
@@ -244,7 +248,14 @@ std::string textToSeal(const IniFile& file) {
 }
 
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
-    return ofFile(file, findingsInLines(file, setUpWithoutFiles().types));
+    const auto& factory = setUpWithoutFiles().types;
+    std::vector<Finding> findings = findingsInLines(file, factory);
+    for (Finding& doubt : doubtsIn(file, factory)) {
+        findings.push_back(std::move(doubt));
+    }
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return ofFile(file, findings);
 }
 
 std::optional<FileFinding> cutLineIn(const IniFile& file) {
@@ -282,10 +293,12 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
                              "the next save that needs the name replaces it; or delete it"}});
     }
     const auto addLeftBehind = [&](const IniFile& file, const char* reason) {
-        findings.push_back(
-            {file.path(),
-             {0, Harm::kLost, reason,
-              commandOn("recover", group.file.path()) + " shows what it holds; or delete it"}});
+        const bool isFile = whyNoPlainFile(file.path()).empty();
+        findings.push_back({file.path(),
+                            {0, Harm::kLost, reason,
+                             isFile ? commandOn("recover", group.file.path()) +
+                                          " shows what it holds; or delete it"
+                                    : kMoveAway}});
     };
     if (!isMissing(group.setAside)) {
         addLeftBehind(

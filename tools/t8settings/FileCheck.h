@@ -11,6 +11,9 @@
 
 namespace t8settings {
 
+/// What to do with what is no plain file.
+constexpr const char* kMoveAway = "move it away";
+
 /// Something that is wrong with a file or with one of its lines.
 struct FileFinding {
     std::string path;

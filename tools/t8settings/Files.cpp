@@ -71,19 +71,22 @@ std::string storageNameOf(const std::string& path) {
 struct DirectoryKind {
     bool isDefaults;
     bool survivesReset;
+    std::string defaults;  ///< path of the directory with the defaults
 };
 
 /// What kind of settings directory the path lies in; nothing for any other directory. The name that
 /// was said counts, as a link of that name may lead to a directory of any name; the directory's own
 /// where none was said, as in ".".
-std::optional<DirectoryKind> directoryKindOf(const std::string& path) {
-    const std::string directory = files::directoryOf(path);
+std::optional<DirectoryKind> directoryKindOf(const std::string& file) {
+    const std::string directory = files::directoryOf(file);
     std::error_code notThere;
     const std::string own = std::filesystem::canonical(directory, notThere);
-    for (const std::string& name : {lastPart(directory), lastPart(own)}) {
+    for (const std::string& path : {directory, own}) {
+        const std::string name = lastPart(path);
         for (const files::StorageDirectory& known : files::storageDirectories("")) {
             if (name == known.defaults || name == known.readWrite) {
-                return DirectoryKind{name == known.defaults, known.survivesReset};
+                return DirectoryKind{name == known.defaults, known.survivesReset,
+                                     path.substr(0, path.size() - name.size()) + known.defaults};
             }
         }
     }
@@ -196,6 +199,11 @@ std::string whyNoPlainFile(const std::string& path) {
     return status->isDirectory ? "is a directory" : "is no plain file";
 }
 
+std::string whyUnread(int error) {
+    // The system has no word of its own for a pipe or device.
+    return error == EINVAL ? "no plain file" : std::strerror(error);
+}
+
 std::string whyUnreadable(const std::string& path) {
     DIR* const directory = ::opendir(path.c_str());
     if (directory != nullptr) {
@@ -228,6 +236,22 @@ IniFile::Role roleOf(const std::string& path) {
 std::optional<bool> survivesReset(const std::string& path) {
     const auto kind = directoryKindOf(path);
     return kind ? std::optional(kind->survivesReset) : std::nullopt;
+}
+
+std::string defaultsBeside(const std::string& path) {
+    const auto kind = directoryKindOf(path);
+    return kind ? kind->defaults + "/" + lastPart(fileBeside(path).value_or(path)) : "";
+}
+
+std::string baseMeantBy(const std::string& directory) {
+    for (const files::StorageDirectory& known : files::storageDirectories(directory + "/")) {
+        if (isDirectory(known.defaults) || isDirectory(known.readWrite)) {
+            return directory;
+        }
+    }
+    const std::size_t end = directory.find_last_not_of('/');
+    const auto kind = directoryKindOf(directory.substr(0, end + 1) + "/" + std::string(kIni));
+    return kind ? files::directoryOf(kind->defaults) : "";
 }
 
 IniFile iniFileAt(const std::string& path) {

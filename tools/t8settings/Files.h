@@ -60,6 +60,9 @@ bool isPlainFile(const std::string& path);
 /// "is a directory", or "is no plain file" for a pipe or device; empty for all else.
 std::string whyNoPlainFile(const std::string& path);
 
+/// Why a file could not be read, for an errno.
+std::string whyUnread(int error);
+
 /// Why the directory cannot be read, in the system's words; empty when it can be or is not there.
 std::string whyUnreadable(const std::string& directory);
 
@@ -72,6 +75,14 @@ IniFile::Role roleOf(const std::string& path);
 
 /// Whether its directory's name is one whose files survive a reset; nothing for any other name.
 std::optional<bool> survivesReset(const std::string& path);
+
+/// The defaults file of the storage that a file in one of its directories, or one that lies beside
+/// it, belongs to, whether it is there or not; empty for a file in any other directory.
+std::string defaultsBeside(const std::string& path);
+
+/// The base directory that somebody means who names this directory: itself, or the one around it
+/// when it is one of the directories of a store; empty when it is neither.
+std::string baseMeantBy(const std::string& directory);
 
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
 /// read/write file; its storage is called as the file is.

@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "Json.h"
+#include "LoadOutcome.h"
 #include "SavePolicies.h"
 #include "Terminal.h"
 
@@ -95,7 +96,8 @@ Command addInfoCommand(CLI::App& app) {
         app.add_subcommand("info", "Show the storages, their files and what could not be loaded");
     command->footer("Example:\n  t8settings --base tv info");
     return {command, [](const Store& store, Format format) -> Result {
-                return {format == Format::kJson ? textOfJson(jsonOf(store)) : textOf(store)};
+                return {format == Format::kJson ? textOfJson(jsonOf(store)) : textOf(store),
+                        codeOfLookAt(SettingsManager::location())};
             }};
 }
 

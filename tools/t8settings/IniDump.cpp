@@ -72,7 +72,7 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
 /// What a load would not read, or read as something else than it says.
 Problems problemsIn(const IniFile& file) {
     Problems problems;
-    for (const Finding& finding : findingsInStrays(file)) {
+    for (const Finding& finding : findingsIn(strayLines(file), file)) {
         problems.emplace(finding.line, textOf(finding));
     }
     if (const auto cut = cutLineIn(file)) {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
+#include "Files.h"
 #include "files/WholeFile.h"
 #include "text/CrcCheck.h"
 
@@ -64,7 +64,7 @@ bool IniFile::read(std::string& data) {
     const int error = errno;
     if (error != ENOENT && error != ENOTDIR) {
         state_ = error == EFBIG ? FileState::kTooLarge : FileState::kUnreadable;
-        error_ = std::strerror(error);
+        error_ = whyUnread(error);
         mayBeReadLater_ = Qel::Settings::files::mayBeReadLater(error);
     }
     return false;

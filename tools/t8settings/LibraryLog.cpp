@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "LibraryWords.h"
 #include "Terminal.h"
 #include "qlog/QlogControl.h"
 
@@ -28,13 +29,6 @@ std::string_view withoutOuterSpace(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
     text.remove_suffix(text.size() - (text.find_last_not_of(kSpace) + 1));
     return text;
-}
-
-void show(const LibraryLog::Message& message) {
-    const char* const word = message.level >= LibraryLog::kError     ? "error: "
-                             : message.level >= LibraryLog::kWarning ? "warning: "
-                                                                     : "trace: ";
-    complain(word + message.text);
 }
 
 }  // namespace
@@ -67,6 +61,19 @@ void LibraryLog::receive(const qlog::Record& record) {
     }
 }
 
+void LibraryLog::show(const Message& message) {
+    const char* const word = message.level >= kError     ? "error: "
+                             : message.level >= kWarning ? "warning: "
+                                                         : "trace: ";
+    const bool isForPeople = message.level >= kWarning;
+    const std::string text = word + (isForPeople ? inPlainWords(message.text) : message.text);
+    // A load looks twice at a file that it is about to set aside, and says so each time.
+    if (!isForPeople || text != lastShown_) {
+        complain(text);
+        lastShown_ = text;
+    }
+}
+
 std::vector<LibraryLog::Message> LibraryLog::take() {
     const std::lock_guard<std::mutex> lock(mutex_);
     holding_ = false;
@@ -85,7 +92,9 @@ bool LibraryLog::hold() {
 }
 
 void LibraryLog::release() {
-    for (const Message& message : take()) {
+    const std::vector<Message> messages = take();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const Message& message : messages) {
         if (message.wanted) {
             show(message);
         }
@@ -95,9 +104,10 @@ void LibraryLog::release() {
 std::string reasons(const std::vector<LibraryLog::Message>& messages) {
     std::vector<std::string> texts;
     for (const LibraryLog::Message& message : messages) {
+        const std::string text = inPlainWords(message.text);
         if (message.level >= LibraryLog::kError &&
-            std::find(texts.begin(), texts.end(), message.text) == texts.end()) {
-            texts.push_back(message.text);
+            std::find(texts.begin(), texts.end(), text) == texts.end()) {
+            texts.push_back(text);
         }
     }
     std::string lines;

@@ -57,10 +57,13 @@ private:
     ~LibraryLog() = default;
 
     void receive(const qlog::Record& record);
+    /// Under the lock.
+    void show(const Message& message);
 
     std::mutex mutex_;
     std::map<std::string, int> shownFrom_;
     std::vector<Message> messages_;
+    std::string lastShown_;
     bool holding_ = false;
 };
 
@@ -81,7 +84,7 @@ private:
     bool wasHeld_;
 };
 
-/// The texts of the errors among `messages`, each once, one below the other.
+/// The errors among `messages` in plain words, each once, one below the other.
 std::string reasons(const std::vector<LibraryLog::Message>& messages);
 
 }  // namespace t8settings

@@ -38,6 +38,10 @@ Finding misplacedName(const IniFile::Line& line) {
             "move it to the top: as it is, no program can load the file"};
 }
 
+bool isMisplacedName(const IniFile::Line& line) {
+    return line.kind == Kind::Header && line.key == "name" && !line.isFirst;
+}
+
 bool isClosed(const IniFile::Line& section) {
     return section.whole.back() == ']';
 }
@@ -54,9 +58,16 @@ public:
         for (const auto& stray : strayLines(file)) {
             misleading_.insert(stray.second);
         }
+        findLinesAboveSettings(file);
     }
 
     MaybeFinding check(const IniFile::Line& line) {
+        const bool isMisleading = misleading_.count(line.number) != 0;
+        if (isMisleading && line.kind != Kind::SkippedSection && !isMisplacedName(line)) {
+            return Finding{line.number, Harm::kChanged,
+                           "looks like a section and opens none, so " + whereSettingsGo(),
+                           "write [NAME], on a line of its own"};
+        }
         using Check = MaybeFinding (LineChecker::*)(const IniFile::Line&);
         static const std::map<Kind, Check> kChecks = {
             {Kind::Header, &LineChecker::checkHeader},
@@ -68,8 +79,19 @@ public:
     }
 
 private:
+    void findLinesAboveSettings(const IniFile& file) {
+        bool settingFollows = false;
+        for (auto line = file.lines().rbegin(); line != file.lines().rend(); ++line) {
+            settingFollows =
+                line->kind == Kind::Setting || (settingFollows && line->kind != Kind::Section);
+            if (settingFollows && mayHaveBeenSection(*line)) {
+                aboveSettings_.insert(line->number);
+            }
+        }
+    }
+
     MaybeFinding checkHeader(const IniFile::Line& line) {
-        if (line.key == "name" && !line.isFirst) {
+        if (isMisplacedName(line)) {
             return misplacedName(line);
         }
         if (line.key == "readonly" && !line.value.empty()) {
@@ -87,15 +109,20 @@ private:
         return std::nullopt;
     }
 
+    /// What becomes of the settings below a line that opens no section.
+    std::string whereSettingsGo() const {
+        return section_.empty()
+                   ? "the settings below it have no section"
+                   : "the settings below it are read into section " + inQuotes(section_);
+    }
+
     MaybeFinding checkSection(const IniFile::Line& line) {
         section_ = line.key;
         return std::nullopt;
     }
 
     MaybeFinding checkSkippedSection(const IniFile::Line& line) {
-        const std::string stays =
-            section_.empty() ? "the settings below it have no section"
-                             : "the settings below it are read into section " + inQuotes(section_);
+        const std::string stays = whereSettingsGo();
         const Harm harm = misleading_.count(line.number) != 0 ? Harm::kChanged : Harm::kIgnored;
         if (!isClosed(line)) {
             return Finding{line.number, harm, "section is not closed, so " + stays,
@@ -109,8 +136,11 @@ private:
     }
 
     MaybeFinding checkMalformed(const IniFile::Line& line) {
-        return Finding{line.number, Harm::kLost, Qel::Settings::text::whyMalformed(line.whole),
-                       kForm};
+        std::string reason = Qel::Settings::text::whyMalformed(line.whole);
+        if (mayHaveBeenSection(line) && aboveSettings_.count(line.number) != 0) {
+            reason += "; if it was a section, " + whereSettingsGo();
+        }
+        return Finding{line.number, Harm::kLost, reason, kForm};
     }
 
     MaybeFinding checkSetting(const IniFile::Line& line) {
@@ -152,7 +182,8 @@ private:
 
     const FactoryPtr& factory_;
     std::map<std::string, std::size_t> lastLineOf_;
-    std::set<std::size_t> misleading_;  ///< lines that open no section, with settings below
+    std::set<std::size_t> misleading_;     ///< lines that open no section, with settings below
+    std::set<std::size_t> aboveSettings_;  ///< lines that may have opened their section
     std::string section_;
 };
 
@@ -201,25 +232,7 @@ std::vector<Finding> findingsInOrder(const IniFile& file) {
 
 }  // namespace
 
-std::map<std::size_t, std::size_t> strayLines(const IniFile& file) {
-    std::map<std::size_t, std::size_t> strays;
-    std::size_t misleading = 0;
-    bool hasSection = false;
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Section) {
-            hasSection = true;
-            misleading = 0;
-        } else if (line.kind == Kind::SkippedSection) {
-            misleading = isClosed(line) && !hasSection ? 0 : line.number;
-        } else if (line.kind == Kind::Setting && misleading != 0) {
-            strays[line.number] = misleading;
-        }
-    }
-    return strays;
-}
-
-std::vector<Finding> findingsInStrays(const IniFile& file) {
-    const std::map<std::size_t, std::size_t> strays = strayLines(file);
+std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file) {
     std::vector<Finding> findings;
     for (const IniFile::Line& line : file.lines()) {
         const auto stray = strays.find(line.number);

@@ -2,13 +2,13 @@
 #define T8SETTINGS_LINECHECK_H
 
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "IniFile.h"
 #include "Store.h"
+#include "Strays.h"
 
 namespace t8settings {
 
@@ -19,12 +19,13 @@ enum class Harm {
     kLost,        ///< no load takes it, and the next save drops it
     kChanged,     ///< is read as something else than it says, or comes back so after a save
     kMoved,       ///< comes back under another name after a save
+    kDoubtful,    ///< is read as it stands, but hardly meant so
     kIgnored,     ///< has no effect
 };
 
 /// Whether somebody would miss something, if not at once.
 inline bool isGrave(Harm harm) {
-    return harm != Harm::kIgnored;
+    return harm < Harm::kDoubtful;
 }
 
 struct Finding {
@@ -34,12 +35,8 @@ struct Finding {
     std::string remedy;  ///< what to do about it
 };
 
-/// Settings that are read under another name than they say, since a line above them, "[]" or a
-/// bracket that is not closed, left the section as it was: the numbers of both lines.
-std::map<std::size_t, std::size_t> strayLines(const IniFile& file);
-
-/// The same as findings, one for each of these settings.
-std::vector<Finding> findingsInStrays(const IniFile& file);
+/// These settings, whose names are not known, as findings.
+std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file);
 
 /// The "#name" that makes a load fail.
 std::optional<Finding> misplacedNameIn(const IniFile& file);

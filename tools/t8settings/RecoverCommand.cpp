@@ -1,9 +1,12 @@
+#include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include "Command.h"
 #include "LoadOutcome.h"
 #include "Recovery.h"
 #include "Restoring.h"
+#include "Shell.h"
 #include "Table.h"
 #include "Terminal.h"
 
@@ -34,6 +37,10 @@ std::string whatALoadTakes(const FileGroup& group) {
     if (taken != nullptr) {
         return "A load takes " + visible(taken->path()) + ".\n";
     }
+    if (mayNotBeRead(group.file.path())) {
+        return "You may not read " + visible(group.file.path()) +
+               "; what a load by a user who may makes of it is not known.\n";
+    }
     const std::string none = "A load takes none of them";
     switch (loadOutcomeOf(group)) {
         case LoadOutcome::kSetAside:
@@ -63,6 +70,22 @@ std::string tableOf(const std::vector<Member>& members,
     return linesOf(rows);
 }
 
+/// What to do about a file that no load takes when it is all that there is.
+std::string adviceOn(const IniFile& file) {
+    const std::string& path = file.path();
+    if (file.accepted() || mayNotBeRead(path)) {
+        return "";
+    }
+    if (file.state() < FileState::kWithoutCrc) {
+        return "Without it a load goes by the defaults: move it away.\n";
+    }
+    return "When its lines are as they should be: " + visible(commandOn("seal", path)) +
+           "\nOtherwise, to put back what can be read of it: mv " +
+           visible(shellPath(path) + " " + shellPath(setAsideOf(path)) + "; " +
+                   commandOn("recover", path)) +
+           " --from bad\n";
+}
+
 std::string textOf(const FileGroup& group) {
     const std::vector<Member> members = membersOf(group);
     std::string text;
@@ -71,7 +94,7 @@ std::string textOf(const FileGroup& group) {
     }
     text += whatALoadTakes(group);
     if (members.size() == 1) {
-        return text + "Nothing lies beside it.\n";
+        return text + "Nothing lies beside it.\n" + adviceOn(group.file);
     }
     const std::vector<Difference> differences = differencesOf(members);
     return text + (differences.empty() ? "No setting differs.\n" : tableOf(members, differences));
@@ -124,7 +147,8 @@ Json jsonOf(const FileGroup& group) {
 std::string isSource(std::string& word) {
     const bool isOne = word.find('/') == std::string::npos && fileBeside("." + word) == "";
     return isOne ? ""
-                 : "it takes tmp, tmp.new, bad, tmp.bad, or a number after these two, as bad.1: " +
+                 : "it takes tmp, tmp.new, bad, tmp.bad, or these two with a number from 1 to 99, "
+                   "as bad.1: " +
                        inQuotes(word);
 }
 
@@ -139,15 +163,25 @@ Result show(const FileGroup& group, Format format) {
     return {format == Format::kJson ? textOfJson(jsonOf(group)) : textOf(group), codeOf(group)};
 }
 
+/// Of what may not be looked at, what lies beside it may not be either.
+void demandInSight(const std::string& path) {
+    if (isHidden(path)) {
+        throw Failure(ExitCode::kFailed, path + " cannot be looked at: " + std::strerror(errno));
+    }
+}
+
 Result recover(const RestoreOptions& options, const std::string& marker, Format format) {
     demandIniFile(options.path);
+    demandInSight(options.path);
     if (!options.from.empty()) {
         return restore(options, marker, format);
     }
     const FileGroup group = groupAt(options.path);
     const std::string unusual = whyNoPlainFile(options.path);
     if (!unusual.empty() && membersOf(group).size() == 1) {
-        throw Failure(ExitCode::kFailed, options.path + " " + unusual);
+        throw Failure(ExitCode::kFailed,
+                      options.path + " " + unusual +
+                          (isIni(options.path) ? std::string("; ") + kMoveAway : ""));
     }
     if (group.file.state() == FileState::kMissing && membersOf(group).size() == 1) {
         throw Failure(ExitCode::kFailed, options.path + ": not there, and nothing lies beside it");

@@ -4,6 +4,9 @@
 #include <set>
 #include <string_view>
 
+#include "KnownDefaults.h"
+#include "Terminal.h"
+
 namespace t8settings {
 
 namespace {
@@ -14,19 +17,29 @@ using Numbers = std::set<std::size_t>;
 
 bool isUseful(const FileFinding& finding, bool whole) {
     const Harm harm = finding.finding.harm;
-    return harm == Harm::kIgnored || harm == Harm::kMoved || (whole && harm == Harm::kChanged);
+    return harm == Harm::kIgnored || (whole && harm >= Harm::kChanged);
+}
+
+/// Of a file whose bytes may be anything, a line that is no setting may have been a section: what
+/// is below it comes back only where the defaults know the name that it is read under.
+StrayLines straysOf(const IniFile& file, bool whole) {
+    if (whole) {
+        return strayLines(file);
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    return strayLinesIfDamaged(file, [&](const std::string& name) { return defaults.has(name); });
 }
 
 /// Nobody knows what a setting is called whose section cannot be read: that stands for all other
 /// findings of its line. Adds these lines and those of the sections to `numbers`.
-void findStrays(const IniFile& file, std::vector<FileFinding>& findings, Numbers& numbers) {
-    const std::map<std::size_t, std::size_t> strays = strayLines(file);
+void addStrays(const IniFile& file, const StrayLines& strays, std::vector<FileFinding>& findings,
+               Numbers& numbers) {
     findings.erase(std::remove_if(findings.begin(), findings.end(),
                                   [&strays](const FileFinding& finding) {
                                       return strays.count(finding.finding.line) != 0;
                                   }),
                    findings.end());
-    for (const Finding& finding : findingsInStrays(file)) {
+    for (const Finding& finding : findingsIn(strays, file)) {
         numbers.insert({finding.line, strays.at(finding.line)});
         findings.push_back({file.path(), finding});
     }
@@ -39,7 +52,7 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
-    findStrays(file, leftOut, misread);
+    addStrays(file, straysOf(file, whole), leftOut, misread);
     leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(),
                                  [&](const FileFinding& finding) {
                                      return misread.count(finding.finding.line) == 0 &&
@@ -50,6 +63,30 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
         leftOut.push_back(*cut);
     }
     return leftOut;
+}
+
+/// A file whose bytes may be anything, with the storage's name of its defaults file; nothing when
+/// it says no other one. Under another name its settings would come back beside those of the
+/// defaults.
+std::optional<IniFile> withNameOfDefaults(const IniFile& file) {
+    const bool saysName = !file.lines().empty() && file.lines().front().kind == Kind::Header &&
+                          file.lines().front().key == "name";
+    if (!saysName || file.state() >= FileState::kUnchecked) {
+        return std::nullopt;
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (defaults.path.empty() || defaults.storageName == file.storageName()) {
+        return std::nullopt;
+    }
+    const std::string& text = file.text();
+    std::size_t start = 0;
+    for (std::size_t line = 1; line < file.lines().front().number; ++line) {
+        start = text.find('\n', start) + 1;
+    }
+    const std::string crcLine = file.crcLine() == 0 ? "" : "\n#crc32 = 0\n";
+    return IniFile(file.path(), defaults.storageName, file.role(),
+                   text.substr(0, start) + "#name = " + defaults.storageName +
+                       text.substr(std::min(text.find('\n', start), text.size())) + crcLine);
 }
 
 std::string withoutLines(std::string_view text, const Numbers& numbers) {
@@ -122,7 +159,9 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
     return differences;
 }
 
-Salvage salvageOf(const IniFile& file) {
+Salvage salvageOf(const IniFile& damaged) {
+    const std::optional<IniFile> renamed = withNameOfDefaults(damaged);
+    const IniFile& file = renamed ? *renamed : damaged;
     Salvage salvage = {"", 0, leftOutOf(file)};
     Numbers numbers;
     for (const FileFinding& finding : salvage.leftOut) {
@@ -136,6 +175,15 @@ Salvage salvageOf(const IniFile& file) {
         }
     }
     salvage.settings = names.size();
+    if (renamed) {
+        salvage.leftOut.insert(
+            salvage.leftOut.begin(),
+            {file.path(),
+             {damaged.lines().front().number, Harm::kChanged,
+              "its storage is called " + inQuotes(damaged.storageName()) + " here and " +
+                  inQuotes(file.storageName()) + " in its defaults file, which counts",
+              ""}});
+    }
     return salvage;
 }
 

@@ -76,12 +76,18 @@ void Verification::verifyFile(const std::string& path) {
     }
     const std::string unusual = whyNoPlainFile(path);
     if (!unusual.empty()) {
+        const std::string base = isDirectory(path) ? baseMeantBy(path) : "";
+        const bool isInTheWay = isIni(path) && survivesReset(path).has_value();
         add(path, Harm::kUnreadable, unusual,
-            isDirectory(path) ? "did you mean --base " + shellPath(path) + "?" : "");
+            !base.empty() ? "did you mean --base " + shellPath(base) + "?"
+            : isInTheWay  ? kMoveAway
+                          : "");
         return;
     }
     if (!isPlainFile(path) && errno == ENOENT) {
-        add(path, Harm::kUnreadable, "not there", "");
+        if (!addIfDangling(path)) {
+            add(path, Harm::kUnreadable, "not there", "");
+        }
     }
     if (holdsXml(path)) {
         verifyXml(path, path);
@@ -119,6 +125,7 @@ void Verification::verifyIni(const StorageFiles& storage) {
         if (!canRead(Qel::Settings::files::directoryOf(file))) {
             continue;
         }
+        addIfDangling(file);
         const FileGroup group = groupAt(file);
         verifyGroup(group);
         const IniFile* const taken = takenByLoad(group);
@@ -203,7 +210,7 @@ void Verification::verifyDirectory(const std::string& path) {
 
 void Verification::verifyEntry(const std::string& path) {
     const std::string file = fileBeside(path).value_or(path);
-    if (known_.count(file) != 0 || isDirectory(path)) {
+    if (known_.count(file) != 0 || (file == path && isDirectory(path))) {
         return;
     }
     // Files beside one that is not there; the first of them speaks for all.
@@ -221,6 +228,14 @@ void Verification::verifyEntry(const std::string& path) {
                                        : "ignored, as its name ends in neither .ini nor .xml",
             "");
     }
+}
+
+bool Verification::addIfDangling(const std::string& path) {
+    const bool isDangling = isThere(path) && !mayBeThere(path);
+    if (isDangling) {
+        add(path, Harm::kUnreadable, "is a link that leads nowhere", "mend the link, or remove it");
+    }
+    return isDangling;
 }
 
 void Verification::noteNames(const std::string& storage, const std::string& path,

@@ -41,6 +41,8 @@ private:
     bool canRead(const std::string& directory);
     void verifyDirectory(const std::string& path);
     void verifyEntry(const std::string& path);
+    /// Whether it is a link without a file, which is a finding then.
+    bool addIfDangling(const std::string& path);
     /// Settings that came with `path`, of the storage whose read/write file is `storage`.
     void noteNames(const std::string& storage, const std::string& path,
                    const std::set<std::string>& names);

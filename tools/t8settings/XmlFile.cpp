@@ -2,9 +2,9 @@
 
 #include <Qel/Settings/SettingStorageXml.h>
 #include <cerrno>
-#include <cstring>
 #include <exception>
 
+#include "Files.h"
 #include "LibraryLog.h"
 #include "SetUp.h"
 #include "Terminal.h"
@@ -22,7 +22,7 @@ public:
 
 std::string whyUnreadableFile(const std::string& path) {
     std::string data;
-    return Qel::Settings::files::readWholeFile(path, data) ? "" : std::strerror(errno);
+    return Qel::Settings::files::readWholeFile(path, data) ? "" : whyUnread(errno);
 }
 
 std::string errorOf(Document& document, const std::string& path) {

@@ -1,0 +1,140 @@
+#include "Doubts.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "KnownDefaults.h"
+#include "Pattern.h"
+#include "Shell.h"
+#include "Terminal.h"
+#include "text/IniPlaces.h"
+
+namespace t8settings {
+
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+
+/// Each byte that differs must stand for several that do not.
+constexpr std::size_t kBytesForASlip = 2;
+constexpr std::size_t kMostSlips = 2;
+/// A file that shares next to nothing with its defaults has come of no slip, and would take hours.
+constexpr std::size_t kMostComparisons = 100000;
+
+using Names = std::vector<std::string_view>;
+
+std::string_view lastPart(std::string_view name) {
+    return name.substr(name.rfind('/') + 1);
+}
+
+class Doubter {
+public:
+    Doubter(const IniFile& file, const FactoryPtr& factory)
+        : factory_(factory), defaults_(knownDefaultsFor(file)) {
+        for (const IniFile::Line& line : file.lines()) {
+            if (line.kind == Kind::Setting) {
+                lines_[line.name] = &line;
+            }
+        }
+        const auto isUnknown = [this](const auto& one) { return !defaults_.has(one.first); };
+        const auto unknown =
+            static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), isUnknown));
+        for (const auto& known : defaults_.settings) {
+            if (lines_.count(known.first) == 0) {
+                missing_.push_back(known.first);
+            }
+        }
+        if (missing_.size() * unknown > kMostComparisons) {
+            missing_.clear();
+        }
+    }
+
+    std::vector<Finding> doubts() const {
+        std::vector<Finding> doubts;
+        for (const auto& [name, line] : lines_) {
+            for (const auto doubt :
+                 {&Doubter::doubtOfKey, &Doubter::doubtOfType, &Doubter::doubtOfName}) {
+                if (const auto found = (this->*doubt)(*line)) {
+                    doubts.push_back(*found);
+                    break;
+                }
+            }
+        }
+        return doubts;
+    }
+
+private:
+    using MaybeFinding = std::optional<Finding>;
+
+    static Finding doubt(const IniFile::Line& line, const std::string& reason,
+                         const std::string& remedy) {
+        return {line.number, Harm::kDoubtful, visible(line.name) + reason, remedy};
+    }
+
+    MaybeFinding doubtOfKey(const IniFile::Line& line) const {
+        using Qel::Settings::text::startsWith;
+        const bool isLikeAComment = startsWith(line.key, ";") || startsWith(line.key, "//");
+        return isLikeAComment
+                   ? MaybeFinding(doubt(line, " is a setting", "a comment is written # TEXT"))
+                   : std::nullopt;
+    }
+
+    /// A type may have several names. Empty when the text is none of its texts.
+    std::string writtenTypeOf(const IniFile::Line& line) const {
+        return factory_->typeAsString(factory_->create(line.type, line.name, line.value));
+    }
+
+    MaybeFinding doubtOfType(const IniFile::Line& line) const {
+        const auto known = defaults_.settings.find(line.name);
+        if (known == defaults_.settings.end() || known->second.type == line.type) {
+            return std::nullopt;
+        }
+        const std::string& type = known->second.type;
+        const std::string here = writtenTypeOf(line);
+        const std::string there = writtenTypeOf(known->second);
+        return here.empty() || there.empty() || here == there
+                   ? std::nullopt
+                   : MaybeFinding(doubt(
+                         line, " is " + line.type + " here and " + type + " in " + defaults_.path,
+                         "write " + type + ", unless it is meant so"));
+    }
+
+    MaybeFinding doubtOfName(const IniFile::Line& line) const {
+        if (defaults_.has(line.name) || missing_.empty()) {
+            return std::nullopt;
+        }
+        const std::size_t length = lastPart(line.name).size();
+        const Pattern wanted = Pattern::exactly(line.name);
+        std::size_t fewest = std::min(kMostSlips, length / kBytesForASlip) + 1;
+        std::string_view nearest;
+        for (const std::string_view name : missing_) {
+            const bool isLike = name.size() <= line.name.size() + kMostSlips &&
+                                line.name.size() <= name.size() + kMostSlips;
+            const std::size_t slips = isLike ? wanted.slips(name) : fewest;
+            if (slips < fewest) {
+                fewest = slips;
+                nearest = name;
+            }
+        }
+        return nearest.empty()
+                   ? std::nullopt
+                   : MaybeFinding(doubt(line, " is not in " + defaults_.path,
+                                        "did you mean " + shellWord(std::string(nearest)) + "?"));
+    }
+
+    const FactoryPtr& factory_;
+    const KnownDefaults defaults_;
+    std::map<std::string, const IniFile::Line*> lines_;  ///< those that count, by name
+    Names missing_;  ///< names of the defaults that the file does not have
+};
+
+}  // namespace
+
+std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
+    return Doubter(file, factory).doubts();
+}
+
+}  // namespace t8settings

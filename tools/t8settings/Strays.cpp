@@ -1,0 +1,110 @@
+#include "Strays.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <string_view>
+
+namespace t8settings {
+
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+
+bool isClosed(const IniFile::Line& line) {
+    return line.whole.back() == ']';
+}
+
+/// "#sound]" was "[sound]"; a comment for people has blanks or both brackets. A header that the
+/// library knows never ends so: it has run into the section on the next line.
+bool isBrokenSectionInHeader(const IniFile::Line& line) {
+    static constexpr std::array<std::string_view, 3> kKnown = {"name", "readonly", "savepolicy"};
+    const bool isKnown = std::find(kKnown.begin(), kKnown.end(), line.key) != kKnown.end();
+    return isClosed(line) && (isKnown || line.whole.find_first_of("[ \t") == std::string::npos);
+}
+
+/// "pin = char[]" is a setting that was cut short, and no section.
+bool isBrokenSectionInMalformed(const IniFile::Line& line) {
+    const bool isList = line.whole.size() > 1 && line.whole[line.whole.size() - 2] == '[';
+    return isClosed(line) && !isList;
+}
+
+/// Goes through the lines with what is known from the lines before.
+class StrayFinder {
+public:
+    using IsExpected = std::function<bool(const std::string& name)>;
+
+    /// `isExpected` may be null for a file whose bytes are what they were meant to be.
+    explicit StrayFinder(const IsExpected* isExpected) : isExpected_(isExpected) {}
+
+    void add(const IniFile::Line& line) {
+        if (line.kind == Kind::Section) {
+            hasSection_ = true;
+            broken_ = doubtful_ = 0;
+        } else if (isBrokenSection(line)) {
+            const bool isNeedless =
+                line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
+            broken_ = isNeedless ? 0 : line.number;
+        } else if (mayHaveBeenSection(line) && isExpected_ != nullptr) {
+            doubtful_ = doubtful_ == 0 ? line.number : doubtful_;
+        } else if (line.kind == Kind::Setting) {
+            addSetting(line);
+        }
+    }
+
+    const StrayLines& strays() const { return strays_; }
+
+private:
+    void addSetting(const IniFile::Line& line) {
+        const bool isNew = names_.insert(line.name).second;
+        if (broken_ != 0) {
+            strays_[line.number] = broken_;
+        } else if (doubtful_ != 0 && !(isNew && (*isExpected_)(line.name))) {
+            strays_[line.number] = doubtful_;
+        }
+    }
+
+    const IsExpected* isExpected_;
+    bool hasSection_ = false;
+    std::size_t broken_ = 0;
+    std::size_t doubtful_ = 0;
+    std::set<std::string> names_;
+    StrayLines strays_;
+};
+
+StrayLines straysIn(const IniFile& file, const StrayFinder::IsExpected* isExpected) {
+    StrayFinder finder(isExpected);
+    for (const IniFile::Line& line : file.lines()) {
+        finder.add(line);
+    }
+    return finder.strays();
+}
+
+}  // namespace
+
+bool isBrokenSection(const IniFile::Line& line) {
+    return line.kind == Kind::SkippedSection ||
+           (line.kind == Kind::Header && isBrokenSectionInHeader(line)) ||
+           (line.kind == Kind::Malformed && isBrokenSectionInMalformed(line));
+}
+
+bool mayHaveBeenSection(const IniFile::Line& line) {
+    if (line.kind == Kind::Setting) {
+        return line.key.empty() && line.value.empty();
+    }
+    std::string_view inside = line.whole;
+    inside.remove_prefix(inside.front() == '=' ? 1 : 0);
+    inside.remove_suffix(!inside.empty() && inside.back() == ',' ? 1 : 0);
+    return line.kind == Kind::Malformed && inside.find_first_of("=,") == std::string_view::npos;
+}
+
+StrayLines strayLines(const IniFile& file) {
+    return straysIn(file, nullptr);
+}
+
+StrayLines strayLinesIfDamaged(const IniFile& file,
+                               const std::function<bool(const std::string& name)>& isExpected) {
+    return straysIn(file, &isExpected);
+}
+
+}  // namespace t8settings
