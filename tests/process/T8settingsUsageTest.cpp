@@ -196,9 +196,27 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
 TEST_F(T8settingsUsage, OptionOfACommandComesAfterIt) {
     expectBadUsage(run({"--origin", "get", "settings/sound/bass"}), "--origin comes after get\n");
     expectBadUsage(run({"--yes", "reset", "--all"}), "--yes comes after reset\n");
-    expectBadUsage(run({"watch", "--count", "x"}),
-                   "--count: takes a number from 1 to " +
-                       std::to_string(std::numeric_limits<unsigned long>::max()) + "\n");
+}
+
+TEST_F(T8settingsUsage, NumberIsWrittenInDigitsAlone) {
+    const std::string most = std::to_string(std::numeric_limits<unsigned long>::max());
+    for (const std::string number :
+         {"x", "0", "-1", "+1", " 1", "1 ", "1.5", "1e2", "010", "0x2", "1_0", "1'0",
+          "-18446744073709551614", "18446744073709551616", "99999999999999999999"}) {
+        for (const auto& words : {std::vector<std::string>{"watch", "--count", number},
+                                  {"watch", "--count=" + number}}) {
+            expectBadUsage(run(words), "--count: takes a number from 1 to " + most +
+                                           ", in digits alone: \"" + number + "\"\n");
+        }
+    }
+    for (const std::string number : {"", "x", "-1", "00", "2147483648", "99999999999999999999"}) {
+        expectBadUsage(run({"list"}, {{"T8SETTINGS_PROGRESS", number}}),
+                       "T8SETTINGS_PROGRESS: takes a number from 0 to 2147483647, in digits "
+                       "alone: \"" +
+                           number + "\"\n");
+    }
+    EXPECT_EQ(0, run({"list"}, {{"T8SETTINGS_PROGRESS", "2147483647"}}).exitCode);
+    EXPECT_EQ(0, run({"types"}, {{"T8SETTINGS_PROGRESS", "x"}}).exitCode);
 }
 
 TEST_F(T8settingsUsage, BeginningOfNamesIsNoNameButAPattern) {

@@ -7,6 +7,7 @@
 
 #include "Json.h"
 #include "LineSoFar.h"
+#include "Progress.h"
 #include "Shell.h"
 #include "UsageHints.h"
 
@@ -143,6 +144,7 @@ Result resultOf(const Command& command, const Globals& globals) {
     if (command.runWithoutStore) {
         return command.runWithoutStore(format);
     }
+    demandMilliseconds();
     if (command.runOnFiles) {
         return command.runOnFiles([&globals] { return locationOf(globals); }, format);
     }
