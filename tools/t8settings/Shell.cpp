@@ -50,9 +50,12 @@ std::string commandOn(const std::string& command, const std::string& path) {
     return "t8settings " + saidOptions().marker + command + " " + shellPath(path);
 }
 
+std::string commandOnStore(const std::string& command) {
+    return "t8settings " + saidOptions().location + saidOptions().marker + command;
+}
+
 std::string commandOnName(const std::string& command, const std::string& name) {
-    return "t8settings " + saidOptions().location + saidOptions().marker + command +
-           (isLikeAnOption(name) ? " -- " : " ") + shellWord(name);
+    return commandOnStore(command) + (isLikeAnOption(name) ? " -- " : " ") + shellWord(name);
 }
 
 }  // namespace t8settings

@@ -27,7 +27,10 @@ void rememberOptions(const SaidOptions& options);
 /// What is to be typed to run a command that changes a file, on this one.
 std::string commandOn(const std::string& command, const std::string& path);
 
-/// The same for a command on this store that takes a name.
+/// The same for a command on this store.
+std::string commandOnStore(const std::string& command);
+
+/// The same for one that takes a name.
 std::string commandOnName(const std::string& command, const std::string& name);
 
 }  // namespace t8settings
