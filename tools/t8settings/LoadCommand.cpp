@@ -162,6 +162,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     const std::size_t same = entries.size() - changes.size();
     Result result;
     result.changed = !changes.empty();
+    result.deed = result.changed ? "what the dump changes is saved" : "";
     result.output =
         format == Format::kJson
             ? textOfJson({{"changed", changes.size()}, {"same", same}})

@@ -121,6 +121,7 @@ Result report(const Store& store, Format format) {
                  " is there:\nrestart or remove it, when what kept the files from being written is "
                  "mended");
     }
+    result.deed = anyReset ? "the store is reset and " + store.marker() + " is there" : "";
     result.output += markerStays(store);
     if (format == Format::kJson) {
         Json json = {{"storages", storages}};

@@ -110,6 +110,7 @@ Result resetNamed(const Store& store, Format format, const std::vector<std::stri
     Result result;
     result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
     result.changed = !changes.empty();
+    result.deed = result.changed ? "what differed from its default is saved" : "";
     return result;
 }
 

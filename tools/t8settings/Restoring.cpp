@@ -91,6 +91,7 @@ void demandSame(const FileGroup& seen, const FileGroup& now) {
 Result report(const FileGroup& group, const IniFile& source, const Plan& plan, std::uint32_t crc,
               Format format) {
     Result result;
+    result.deed = group.file.path() + " has what was in " + source.path();
     result.code = plan.salvage.leftOut.empty() ? ExitCode::kDone : ExitCode::kFindings;
     if (format == Format::kText) {
         result.output = linesOf(plan.salvage.leftOut);
