@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -207,10 +205,6 @@ bool readAll(int descriptor, std::size_t most, std::string& bytes) {
     }
 }
 
-bool canAsk() {
-    return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
-}
-
 bool showsToTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
 }
@@ -218,15 +212,6 @@ bool showsToTerminal() {
 bool showsColours() {
     const std::string_view noColour = environmentWord("NO_COLOR");
     return showsToTerminal() && noColour.empty() && takesCodes();
-}
-
-bool confirm(const std::string& question) {
-    writeAll(STDERR_FILENO, visible(question) + " [y/N] ");
-    std::string answer;
-    std::getline(std::cin, answer);
-    std::transform(answer.begin(), answer.end(), answer.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return answer == "y" || answer == "yes";
 }
 
 }  // namespace t8settings

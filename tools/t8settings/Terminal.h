@@ -39,13 +39,6 @@ bool writeAll(int descriptor, std::string_view text);
 /// when there is more than `most`: a device may have no end.
 bool readAll(int descriptor, std::size_t most, std::string& bytes);
 
-/// Asks a question that is answered by a line on standard input; true for "y" and "yes" in any
-/// letter case.
-bool confirm(const std::string& question);
-
-/// Whether somebody is there to be asked.
-bool canAsk();
-
 /// Whether standard output is read by a person and not by a program.
 bool showsToTerminal();
 
