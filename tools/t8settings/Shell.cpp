@@ -38,6 +38,10 @@ std::string shellWord(const std::string& text) {
     return word + "'";
 }
 
+std::string shellArgument(const std::string& text) {
+    return (isLikeAnOption(text) ? "-- " : "") + shellWord(text);
+}
+
 std::string shellPath(const std::string& path) {
     return (isLikeAnOption(path) ? "./" : "") + shellWord(path);
 }
@@ -55,7 +59,7 @@ std::string commandOnStore(const std::string& command) {
 }
 
 std::string commandOnName(const std::string& command, const std::string& name) {
-    return commandOnStore(command) + (isLikeAnOption(name) ? " -- " : " ") + shellWord(name);
+    return commandOnStore(command) + " " + shellArgument(name);
 }
 
 }  // namespace t8settings

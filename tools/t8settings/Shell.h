@@ -11,7 +11,10 @@ bool isPlainInShell(char c);
 /// What is to be typed into a shell for the word `text`.
 std::string shellWord(const std::string& text);
 
-/// The same for a path, which is no option either.
+/// The same for an argument of a command, which is no option either.
+std::string shellArgument(const std::string& text);
+
+/// The same for a path, which needs no "--" in front.
 std::string shellPath(const std::string& path);
 
 /// What was said on this command line that a command on the same store, or one that looks at the
