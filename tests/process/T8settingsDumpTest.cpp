@@ -402,7 +402,7 @@ TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
     const ToolRun failed =
         load("a/s/bass = int8,5\na/s/top = int64,5\nb/t\xC3\xBCr \xFF = string,y\n");
     EXPECT_EQ("", failed.out);
-    EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \xFF could not be saved:\n"));
+    EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \\xFF could not be saved:\n"));
     EXPECT_THAT(failed.err,
                 testing::EndsWith("\nt8settings: a has its old values again, in " +
                                   path("settings/a.ini") + ", which was not there before\n"));

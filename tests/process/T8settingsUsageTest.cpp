@@ -189,6 +189,14 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
     EXPECT_THAT(run({"get", "--", "-y/z/q"}).err,
                 HasSubstr("\nt8settings: did you mean -- -y/z/k?\n"));
     EXPECT_THAT(run({"list", "--", "-y/q*"}).err, Not(HasSubstr("mean -y")));
+    put("qel-default-settings/torn.ini", "#name = torn\n[\xC3]\nit's \\ = int,1\n");
+    const std::string torn = run({"get", "torn/\xC3"}).err;
+    EXPECT_EQ(
+        "t8settings: no such setting: \"torn/\\xC3\"\n"
+        "t8settings: there are names that begin so: t8settings list $'torn/\\xC3/'\n",
+        torn);
+    EXPECT_THAT(run({"get", "it's \\"}).err,
+                HasSubstr("did you mean $'torn/\\xC3/it\\'s \\\\'?\n"));
     put("qel-default-settings/glob.ini", "[a[1]*?]\nk = int,1\n");
     EXPECT_THAT(run({"get", "glob/a[1]*?"}).err,
                 HasSubstr("begin so: t8settings list 'glob/a[[]1][*][?]/*'\n"));

@@ -11,7 +11,14 @@ namespace t8settings {
 /// are. For the eye only, since a backslash in `text` stays single.
 std::string visible(std::string_view text);
 
-/// `visible` in double quotes, or in single ones when the text itself has double ones; backslashes
+/// The same for a message, with bytes that are not UTF-8 as "\xC3" too: results have those as they
+/// are, but what was torn off a character is nothing to be read.
+std::string legible(std::string_view text);
+
+/// Whether it is `legible` as it is.
+bool isLegible(std::string_view text);
+
+/// `legible` in double quotes, or in single ones when the text itself has double ones; backslashes
 /// stay single. For the eye: what is to be typed is a `shellWord`.
 std::string inQuotes(std::string_view text);
 
