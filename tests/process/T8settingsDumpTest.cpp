@@ -513,6 +513,7 @@ TEST_F(T8settingsDump, HundredThousandSettingsAreLoaded) {
     put("qel-default-settings/many.ini", file);
     expectChanged(load(dump), (kEnd - 100000) / 2, (kEnd - 100000) / 2);
     EXPECT_EQ(dump, run({"dump", "many/"}).out);
+    expectChanged(load(run({"dump", "--json", "many/"}).out), 0, kEnd - 100000);
 }
 
 }  // namespace

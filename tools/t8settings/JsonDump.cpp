@@ -83,70 +83,93 @@ private:
     Entries problems_;
 };
 
-/// Of several members that are called the same a parser keeps one, and does not say which.
-class Repetitions {
+/// Counts the lines that are read.
+class LineCounting {
 public:
-    Repetitions(std::string path, const std::string& bytes)
-        : path_(std::move(path)), bytes_(bytes) {}
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
 
-    /// Throws what the parser throws.
-    Json parse() {
-        return Json::parse(Place(bytes_.begin(), line_), Place(bytes_.end(), line_),
-                           [this](int depth, Json::parse_event_t event, Json& parsed) {
-                               hear(depth, event, parsed);
-                               return true;
-                           });
+    LineCounting(std::string::const_iterator at, std::size_t& line) : at_(at), line_(&line) {}
+    reference operator*() const { return *at_; }
+    LineCounting& operator++() {
+        *line_ += *at_ == '\n' ? 1 : 0;
+        ++at_;
+        return *this;
     }
-
-    const Entries& found() const { return found_; }
+    bool operator==(const LineCounting& other) const { return at_ == other.at_; }
+    bool operator!=(const LineCounting& other) const { return at_ != other.at_; }
 
 private:
-    /// Counts the lines that were read.
-    class Place {
-    public:
-        using iterator_category = std::input_iterator_tag;
-        using value_type = char;
-        using difference_type = std::ptrdiff_t;
-        using pointer = const char*;
-        using reference = const char&;
+    std::string::const_iterator at_;
+    std::size_t* line_;
+};
 
-        Place(std::string::const_iterator at, std::size_t& line) : at_(at), line_(&line) {}
-        reference operator*() const { return *at_; }
-        Place& operator++() {
-            *line_ += *at_ == '\n' ? 1 : 0;
-            ++at_;
-            return *this;
-        }
-        bool operator==(const Place& other) const { return at_ == other.at_; }
-        bool operator!=(const Place& other) const { return at_ != other.at_; }
+/// Finds the members that an object of the array has twice: of these the parser keeps one, and does
+/// not say which. A parser that is asked to tell while it reads takes a time that grows with the
+/// square of the array's length, so this is a second look.
+class Repetitions : public nlohmann::json_sax<Json> {
+public:
+    explicit Repetitions(std::string path) : path_(std::move(path)) {}
 
-    private:
-        std::string::const_iterator at_;
-        std::size_t* line_;
-    };
+    /// In text that is well-formed.
+    Entries in(const std::string& bytes) {
+        Json::sax_parse(LineCounting(bytes.begin(), line_), LineCounting(bytes.end(), line_), this);
+        return found_;
+    }
 
-    void hear(int depth, Json::parse_event_t event, const Json& parsed) {
-        using Event = Json::parse_event_t;
-        constexpr int kOfSetting = 1;
-        if (depth == kOfSetting && (event == Event::object_start || event == Event::value ||
-                                    event == Event::array_start)) {
-            ++settings_;
-            keys_.clear();
-        }
-        if (depth != kOfSetting + 1 || event != Event::key) {
-            return;
-        }
-        const auto& key = parsed.get_ref<const std::string&>();
-        if (!keys_.insert(key).second) {
+    bool null() override { return value(); }
+    bool boolean(bool) override { return value(); }
+    bool number_integer(number_integer_t) override { return value(); }
+    bool number_unsigned(number_unsigned_t) override { return value(); }
+    bool number_float(number_float_t, const string_t&) override { return value(); }
+    bool string(string_t&) override { return value(); }
+    bool binary(binary_t&) override { return value(); }
+    bool start_object(std::size_t) override { return begin(); }
+    bool start_array(std::size_t) override { return begin(); }
+    bool end_object() override { return end(); }
+    bool end_array() override { return end(); }
+    bool parse_error(std::size_t, const std::string&, const Json::exception&) override {
+        return false;
+    }
+
+    bool key(string_t& key) override {
+        if (depth_ == kInSetting && !keys_.insert(key).second) {
             found_.push_back({path_ + ":" + std::to_string(line_) + ": [" +
                                   std::to_string(settings_ - 1) + "]." + visible(key),
                               "is there a second time"});
         }
+        return true;
+    }
+
+private:
+    static constexpr std::size_t kInArray = 1;
+    static constexpr std::size_t kInSetting = 2;
+
+    bool value() {
+        if (depth_ == kInArray) {
+            ++settings_;
+            keys_.clear();
+        }
+        return true;
+    }
+
+    bool begin() {
+        value();
+        ++depth_;
+        return true;
+    }
+
+    bool end() {
+        --depth_;
+        return true;
     }
 
     std::string path_;
-    const std::string& bytes_;
     std::size_t line_ = 1;
+    std::size_t depth_ = 0;
     std::size_t settings_ = 0;
     std::set<std::string> keys_;
     Entries found_;
@@ -187,12 +210,11 @@ std::size_t endOfNumberOutOfRange(const std::string& bytes) {
 Entries entriesOfJson(const std::string& path, const std::string& bytes) {
     Entries entries;
     try {
-        Repetitions repetitions(path, bytes);
-        const Json json = repetitions.parse();
+        const Json json = Json::parse(bytes);
         if (!json.is_array()) {
             return {{path, "is no array of settings"}};
         }
-        entries = repetitions.found();
+        entries = Repetitions(path).in(bytes);
         for (std::size_t i = 0; i < json.size(); ++i) {
             JsonSetting(path + ": [" + std::to_string(i) + "]", json[i]).addTo(entries);
         }
