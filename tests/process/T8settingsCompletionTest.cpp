@@ -271,6 +271,8 @@ protected:
         ASSERT_THAT(shell.type("t8settings get odd/a\\ b/host:\t", "77\r"), HasSubstr("77\r"));
         ASSERT_THAT(shell.type("t8settings type\tCinemaS\t", "PQ_CINEMASCOPE_ENABLED"),
                     HasSubstr("PQ_CINEMASCOPE_ENABLED"));
+        ASSERT_THAT(shell.type("t8settings help ver\t", "Usage: t8settings verify"),
+                    HasSubstr("Usage: t8settings verify"));
         ASSERT_THAT(shell.type("t8settings set settings/sound/loud f\t", "false\r"),
                     HasSubstr("false\r"));
     }

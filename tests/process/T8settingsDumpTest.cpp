@@ -82,8 +82,19 @@ TEST_F(T8settingsDump, IniTextHasALineForEachSetting) {
     EXPECT_EQ(dump.out, run({"dump", "--ini"}).out);
     EXPECT_EQ("a/s/title = string,\"x, y\"\na/s/top = long long,1\n", run({"dump", "a/s/t"}).out);
     EXPECT_EQ("a/s/bass = int8,-2\n", run({"dump", "*ass"}).out);
-    EXPECT_EQ(3, run({"dump", "*x*x*"}).exitCode);
     EXPECT_EQ(2, run({"dump", "--ini", "--json"}).exitCode);
+}
+
+TEST_F(T8settingsDump, PatternThatMatchesNothingIsAFailure) {
+    for (const std::string pattern : {"a/s/basss", "a/s/b?sss"}) {
+        const ToolRun dump = run({"dump", pattern});
+        EXPECT_EQ("", dump.out);
+        EXPECT_THAT(dump.err, StartsWith("t8settings: no setting"));
+        EXPECT_THAT(dump.err, HasSubstr("did you mean a/s/bass?\n"));
+        EXPECT_EQ(3, dump.exitCode);
+        EXPECT_EQ(3, run({"dump", "--json", pattern}).exitCode);
+    }
+    EXPECT_EQ(run({"dump"}).out, run({"dump", ""}).out);
 }
 
 TEST_F(T8settingsDump, JsonIsWhatListShows) {
@@ -263,8 +274,7 @@ TEST_F(T8settingsDump, EverythingIsCheckedBeforeAnythingIsChanged) {
             ":8: a/s/title has a value already, at " +
             path("dump") +
             ":2\n"
-            ":9: no such type: \"wat\"\n"
-            "did you mean int?\n");
+            ":9: no such type: \"wat\"\n");
 }
 
 TEST_F(T8settingsDump, ProblemsOfJsonAreToldWithTheMembersPath) {
@@ -286,18 +296,61 @@ TEST_F(T8settingsDump, ProblemsOfJsonAreToldWithTheMembersPath) {
             ": [6]: a/s/top is unchanged: long long would not keep \"2.0\", it would make \"2\" of "
             "it\n"
             "long long takes whole numbers from -9223372036854775808 to 9223372036854775807\n");
-    expectRefused("{\"name\": \"a\"}", ": is no array of settings\n");
     expectRefused("[{\"name\":\n \"a\",}]",
                   ":2: syntax error while parsing object key - unexpected '}'; expected string "
                   "literal\n");
     expectChanged(load(" [ ] \n"), 0, 0);
-    expectRefused("", ":1: is empty; a dump of no settings is []\n");
-    expectRefused("\n \n", ":1: is empty; a dump of no settings is []\n");
     expectRefused("[1,2]", ": [0]: is no object\n: [1]: is no object\n");
     expectRefused("[\"x\"]\n", ": [0]: is no object\n");
     expectRefused("[{\"type\": \"int\"},\n {\"name\": 1e999}]",
                   ":2: number overflow parsing '1e999'\n");
     expectChanged(load("[a]\ns/bass = int8,-2\n"), 0, 1);
+}
+
+TEST_F(T8settingsDump, MembersThatJsonHasTwiceOrThatNobodyKnowsAreRefused) {
+    expectRefused(
+        "[{\"name\":\"a/s/bass\",\"type\":\"int8\",\"text\":\"5\",\n"
+        "  \"name\":\"a/s/title\"},\n"
+        " {\"name\":\"a/s/bass\",\"type\":\"int8\",\"storage\":{\"x\":1,\"x\":2},\n"
+        "  \"text\":\"5\", \"texts\": \"6\", \"extra\": 1, \"a\\nb\": 2},\n"
+        " [{\"k\":1,\"k\":2}],7,\n"
+        " {\"name\":\"a/s/top\",\"na\\u006De\":\"a/s/top\",\"type\":\"long long\",\"text\":\"1\"}]",
+        ":2: [0].name: is there a second time\n"
+        ":6: [4].name: is there a second time\n"
+        ": [0]: a/s/title is unchanged: its type is string and not int8\n"
+        ": [1].texts: is no member of a setting\n"
+        "did you mean text?\n"
+        ": [1].extra: is no member of a setting\n"
+        ": [1].a\\nb: is no member of a setting\n"
+        ": [2]: is no object\n"
+        ": [3]: is no object\n");
+}
+
+TEST_F(T8settingsDump, WhatIsNoDumpIsCalledWhatItIs) {
+    const std::string empty =
+        ":1: is empty, as it is when a dump fails; a dump that is to change nothing is []\n";
+    expectRefused("", empty);
+    expectRefused("\n \n", empty);
+    for (const char* const json :
+         {"null", "\"x\"", "\"x\"\n", " -1.5\n", "true", "{\"name\": \"a\"}"}) {
+        expectRefused(json, ": is no array of settings\n");
+    }
+    expectRefused("\xEF\xBB\xBF[]",
+                  ":1: begins with a byte order mark (BOM); save it as UTF-8 without one\n");
+    expectRefused(
+        "\xEF\xBB\xBF"
+        "a/s/bass = int8,5\n",
+        ":1: begins with a byte order mark (BOM); save it as UTF-8 without one\n");
+    expectRefused("<?xml version=\"1.0\"?>\n<x/>\n", ":1: is XML, which load does not take\n");
+    EXPECT_EQ("t8settings: " + path("qel-default-settings/product.xml") +
+                  ":1: is XML; what load takes is written by: t8settings --file " +
+                  path("qel-default-settings/product.xml") +
+                  " dump\nt8settings: nothing was changed\n",
+              run({"load", path("qel-default-settings/product.xml")}).err);
+    put("qel-default-settings/<.ini", "x = string,y\n");
+    put("qel-default-settings/\".ini", "x = string,y\n");
+    expectChanged(load("</x = string,\"z,z\"\n"), 1, 0);
+    expectChanged(load("\"/x = string,z\"\n"), 1, 0);
 }
 
 TEST_F(T8settingsDump, WhileAResetIsInProgressNothingIsLoaded) {
@@ -349,7 +402,7 @@ TEST_F(T8settingsDump, StorageThatCannotBeSavedTakesTheOthersBack) {
     const ToolRun failed =
         load("a/s/bass = int8,5\na/s/top = int64,5\nb/t\xC3\xBCr \xFF = string,y\n");
     EXPECT_EQ("", failed.out);
-    EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \xFF could not be saved:\n"));
+    EXPECT_THAT(failed.err, StartsWith("t8settings: b/t\xC3\xBCr \\xFF could not be saved:\n"));
     EXPECT_THAT(failed.err,
                 testing::EndsWith("\nt8settings: a has its old values again, in " +
                                   path("settings/a.ini") + ", which was not there before\n"));
@@ -460,6 +513,7 @@ TEST_F(T8settingsDump, HundredThousandSettingsAreLoaded) {
     put("qel-default-settings/many.ini", file);
     expectChanged(load(dump), (kEnd - 100000) / 2, (kEnd - 100000) / 2);
     EXPECT_EQ(dump, run({"dump", "many/"}).out);
+    expectChanged(load(run({"dump", "--json", "many/"}).out), 0, kEnd - 100000);
 }
 
 }  // namespace

@@ -176,7 +176,7 @@ TEST_F(T8settingsLoadOutcome, FileOfAnotherUserIsNotSetAside) {
             EXPECT_EQ("t8settings: " + path(name) +
                           " cannot be read: Permission denied\nt8settings: nothing was loaded, as "
                           "that would set it aside as damaged; be a user who may read it, or see "
-                          "what list --origin can read\n",
+                          "what else is there: t8settings list --origin\n",
                       refused.err);
             EXPECT_EQ(1, refused.exitCode) << words.front();
             EXPECT_FALSE(testsupport::exists(path(name + ".bad"))) << words.front();
@@ -199,6 +199,25 @@ TEST_F(T8settingsLoadOutcome, DirectoryThatMayNotBeLookedIntoShowsInTheExitCode)
         EXPECT_EQ(5, shown.exitCode) << words.front();
         EXPECT_EQ(0, run(words).exitCode) << words.front();
     }
+}
+
+TEST_F(T8settingsLoadOutcome, WhatElseIsThereIsShownByWhatIsAdvised) {
+    put("settings/other.ini", "b = int,3\n#crc32 = false\n");
+    const std::string base = dir_.file("it's \"tv\"");
+    std::filesystem::create_directory_symlink(base_, base);
+    std::filesystem::permissions(path("settings/s.ini"), std::filesystem::perms::none);
+    const ToolRun refused =
+        runBare({"info", "--marker", marker_, "--base", base}, {}, ordinaryUser);
+    const std::string before = "what else is there: t8settings ";
+    const std::size_t advised = refused.err.find(before);
+    ASSERT_NE(std::string::npos, advised) << refused.err;
+    const std::string words = refused.err.substr(advised + before.size());
+    const ToolRun listed = runBare({}, {}, [&] {
+        ordinaryUser();
+        execl("/bin/sh", "sh", "-c", ("'" T8_TOOL "' " + words).c_str(), nullptr);
+    });
+    EXPECT_THAT(listed.out, HasSubstr("other/b\tint\t3\treadWriteFile\n"));
+    EXPECT_EQ(5, listed.exitCode);
 }
 
 TEST_F(T8settingsLoadOutcome, FileOfAnotherUserThatCannotBeSetAsideHindersNoLoad) {

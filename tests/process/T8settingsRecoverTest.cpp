@@ -411,6 +411,10 @@ TEST_F(T8settingsRecover, PersonIsAskedAndMayRefuse) {
                       HasSubstr("t8settings: nothing was changed\r\n")));
     EXPECT_EQ(1, refused.exitCode);
     EXPECT_EQ(kOld, bytes());
+    const ToolRun ended = runOnTerminal({"recover", file_, "--from", "bad"}, "\x03");
+    EXPECT_THAT(ended.out, HasSubstr("\r\nt8settings: nothing was changed\r\n"));
+    EXPECT_EQ(-SIGINT, ended.exitCode);
+    EXPECT_EQ(kOld, bytes());
     EXPECT_EQ(0, runOnTerminal({"recover", file_, "--from", "bad"}, "y\n").exitCode);
     EXPECT_EQ(kNew, bytes());
 }

@@ -8,6 +8,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testsupport::ToolRun;
@@ -146,6 +147,19 @@ TEST_F(T8settingsReset, AnythingElseOnATerminalDoesNot) {
         EXPECT_EQ(1, reset.exitCode);
         expectReset(false);
     }
+}
+
+TEST_F(T8settingsReset, EndAtTheQuestionIsToldToHaveChangedNothing) {
+    const auto endOf = [this](const std::string& keys) {
+        const ToolRun reset = runOnTerminal({"reset", "--all"}, keys);
+        EXPECT_THAT(reset.out, EndsWith("\r\nt8settings: nothing was reset\r\n"));
+        expectReset(false);
+        return reset.exitCode;
+    };
+    EXPECT_EQ(-SIGINT, endOf("\x03"));
+    EXPECT_EQ(-SIGINT, endOf("y\x03"));
+    EXPECT_EQ(1, endOf("\x04"));
+    EXPECT_EQ(1, endOf("y\x04\x04"));
 }
 
 TEST_F(T8settingsReset, NobodyIsAskedWithYes) {

@@ -367,20 +367,45 @@ TEST_F(T8settingsSet, NoFileGetsTheNumberOfAClosedDescriptor) {
         const auto words = *command == 'l' ? std::vector<std::string>{"list"}
                                            : std::vector<std::string>{"set", kBass, "6"};
         const ToolRun closed = run(words, {}, [] { close(STDOUT_FILENO); });
-        EXPECT_EQ("t8settings: cannot write to standard output: Bad file descriptor\n", closed.err);
+        EXPECT_THAT(closed.err, StartsWith("t8settings: cannot write to standard output: Bad file "
+                                           "descriptor\n"));
         EXPECT_EQ(1, closed.exitCode);
     }
     const ToolRun load = run({"load", "-"}, {}, [] { close(STDIN_FILENO); });
-    EXPECT_EQ("t8settings: \"-\" cannot be read: Bad file descriptor\n", load.err);
+    EXPECT_EQ("t8settings: standard input cannot be read: Bad file descriptor\n", load.err);
     EXPECT_EQ(1, load.exitCode);
 }
 
-TEST_F(T8settingsSet, UnwritableOutputIsAFailureAlthoughTheValueIsSaved) {
-    const ToolRun set =
-        run({"set", kBass, "5"}, {}, [] { redirect("/dev/full", O_WRONLY, STDOUT_FILENO); });
-    EXPECT_EQ("t8settings: cannot write to standard output: No space left on device\n", set.err);
-    EXPECT_EQ(1, set.exitCode);
+TEST_F(T8settingsSet, UnwritableOutputIsAFailureThatTellsWhatIsDoneAllTheSame) {
+    ASSERT_NO_FATAL_FAILURE(demandOwnMarker());
+    const std::string file = path("settings/settings.ini");
+    put("dump", "settings/sound/bass = int8,6\n");
+    const auto expectTold = [this](const std::vector<std::string>& words, const std::string& done) {
+        const ToolRun told = run(words, {}, [] { redirect("/dev/full", O_WRONLY, STDOUT_FILENO); });
+        EXPECT_EQ("t8settings: cannot write to standard output: No space left on device\n" +
+                      (done.empty() ? "" : "t8settings: " + done + " all the same\n"),
+                  told.err);
+        EXPECT_EQ(1, told.exitCode);
+    };
+    expectTold({"set", kBass, "5"}, "settings/sound/bass is saved");
     EXPECT_EQ("5\n", run({"get", kBass}).out);
+    expectTold({"load", path("dump")}, "what the dump changes is saved");
+    EXPECT_EQ("6\n", run({"get", kBass}).out);
+    expectTold({"load", path("dump")}, "");
+    testsupport::writeFile(file + ".bad", testsupport::readFile(file));
+    expectTold({"reset", kBass}, "what differed from its default is saved");
+    EXPECT_EQ("-2\n", run({"get", kBass}).out);
+    expectTold({"reset", kBass}, "");
+    expectTold({"recover", file}, "");
+    expectTold({"recover", file, "--from", "bad", "--yes"},
+               file + " has what was in " + file + ".bad");
+    EXPECT_EQ("6\n", run({"get", kBass}).out);
+    expectTold({"seal", file}, "");
+    testsupport::writeFile(file, "#name = settings\n[sound]\nbass = int8,7\n");
+    expectTold({"seal", file}, file + " is sealed");
+    EXPECT_EQ("7\n", run({"get", kBass}).out);
+    expectTold({"reset", "--all", "--yes"}, "the store is reset and " + marker_ + " is there");
+    EXPECT_EQ("-2\n", run({"get", kBass}).out);
 }
 
 // The caches are flushed at the end of a process that has changed something.
@@ -403,7 +428,10 @@ TEST_F(T8settingsSet, ChangeIsFlushedAlsoWhenNobodyReadsOrItIsTakenBack) {
         close(ends[0]);
         close(ends[1]);
     });
-    EXPECT_EQ("t8settings: cannot write to standard output: Broken pipe\n", unread.err);
+    EXPECT_EQ(
+        "t8settings: cannot write to standard output: Broken pipe\n"
+        "t8settings: p/v is saved all the same\n",
+        unread.err);
     EXPECT_EQ(1, unread.exitCode);
     EXPECT_EQ("flushcache\n", testsupport::readFile(flushed));
 

@@ -131,7 +131,7 @@ TEST_F(T8settingsText, CharacterIsOneByteThatALineCanEndWith) {
            {"\xE9", "\xE9"},
            {"", std::string(1, '\0')},
            refused("ab", "a"),
-           refused("\xC3\xA9", "\xC3"),
+           refused("\xC3\xA9", "\\xC3"),
            refused(" ", std::string(1, '\0')),
            refused("\n", std::string(1, '\0')),
            refused("\t", std::string(1, '\0'))});

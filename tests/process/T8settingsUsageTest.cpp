@@ -10,6 +10,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using testsupport::ToolRun;
 
@@ -124,8 +125,7 @@ TEST_F(T8settingsUsage, OptionWithNothingBehindItsEqualsSignTakesNoOtherWord) {
     expectBadUsage(run({"watch", "--count=", "1"}), "--count is empty\n");
     EXPECT_EQ(3, run({"get", "--", "--base="}).exitCode);
     EXPECT_EQ(0, run({"complete", "zsh", "list", "--base="}).exitCode);
-    expectBadUsage(run({"list", "--frobnicate="}),
-                   "The following argument was not expected: --frobnicate");
+    expectBadUsage(run({"list", "--frobnicate="}), "no such option of list: \"--frobnicate\"\n");
 }
 
 TEST_F(T8settingsUsage, EmptyWordIsNoName) {
@@ -170,6 +170,9 @@ TEST_F(T8settingsUsage, HelpIsACommandToo) {
     for (const char* const command : {"help", "complete"}) {
         EXPECT_EQ(runBare({command, "--help"}).out, runBare({"help", command}).out) << command;
     }
+    EXPECT_EQ(runBare({"--help"}).out, runBare({"help", "--json"}).out);
+    EXPECT_EQ(runBare({"set", "--help"}).out,
+              runBare({"--base", "x", "help", "--json", "set"}).out);
     expectBadUsage(runBare({"help", "lst"}),
                    "no such command: \"lst\"\nt8settings: did you mean list?\n");
 }
@@ -183,6 +186,17 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
                 HasSubstr("begin so: t8settings --base " + base_ + " --marker " + marker_ +
                           " list 'odd/a b/'\n"));
     EXPECT_THAT(run({"get", "--", "-y/z"}).err, HasSubstr("begin so: t8settings list -- -y/z/\n"));
+    EXPECT_THAT(run({"get", "--", "-y/z/q"}).err,
+                HasSubstr("\nt8settings: did you mean -- -y/z/k?\n"));
+    EXPECT_THAT(run({"list", "--", "-y/q*"}).err, Not(HasSubstr("mean -y")));
+    put("qel-default-settings/torn.ini", "#name = torn\n[\xC3]\nit's \\ = int,1\n");
+    const std::string torn = run({"get", "torn/\xC3"}).err;
+    EXPECT_EQ(
+        "t8settings: no such setting: \"torn/\\xC3\"\n"
+        "t8settings: there are names that begin so: t8settings list $'torn/\\xC3/'\n",
+        torn);
+    EXPECT_THAT(run({"get", "it's \\"}).err,
+                HasSubstr("did you mean $'torn/\\xC3/it\\'s \\\\'?\n"));
     put("qel-default-settings/glob.ini", "[a[1]*?]\nk = int,1\n");
     EXPECT_THAT(run({"get", "glob/a[1]*?"}).err,
                 HasSubstr("begin so: t8settings list 'glob/a[[]1][*][?]/*'\n"));
@@ -196,9 +210,27 @@ TEST_F(T8settingsUsage, AdviceCanBePasted) {
 TEST_F(T8settingsUsage, OptionOfACommandComesAfterIt) {
     expectBadUsage(run({"--origin", "get", "settings/sound/bass"}), "--origin comes after get\n");
     expectBadUsage(run({"--yes", "reset", "--all"}), "--yes comes after reset\n");
-    expectBadUsage(run({"watch", "--count", "x"}),
-                   "--count: takes a number from 1 to " +
-                       std::to_string(std::numeric_limits<unsigned long>::max()) + "\n");
+}
+
+TEST_F(T8settingsUsage, NumberIsWrittenInDigitsAlone) {
+    const std::string most = std::to_string(std::numeric_limits<unsigned long>::max());
+    for (const std::string number :
+         {"x", "0", "-1", "+1", " 1", "1 ", "1.5", "1e2", "010", "0x2", "1_0", "1'0",
+          "-18446744073709551614", "18446744073709551616", "99999999999999999999"}) {
+        for (const auto& words : {std::vector<std::string>{"watch", "--count", number},
+                                  {"watch", "--count=" + number}}) {
+            expectBadUsage(run(words), "--count: takes a number from 1 to " + most +
+                                           ", in digits alone: \"" + number + "\"\n");
+        }
+    }
+    for (const std::string number : {"", "x", "-1", "00", "2147483648", "99999999999999999999"}) {
+        expectBadUsage(run({"list"}, {{"T8SETTINGS_PROGRESS", number}}),
+                       "T8SETTINGS_PROGRESS: takes a number from 0 to 2147483647, in digits "
+                       "alone: \"" +
+                           number + "\"\n");
+    }
+    EXPECT_EQ(0, run({"list"}, {{"T8SETTINGS_PROGRESS", "2147483647"}}).exitCode);
+    EXPECT_EQ(0, run({"types"}, {{"T8SETTINGS_PROGRESS", "x"}}).exitCode);
 }
 
 TEST_F(T8settingsUsage, BeginningOfNamesIsNoNameButAPattern) {
@@ -258,14 +290,49 @@ TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     expectBadUsage(run({"set", "settings/sound/bass"}),
                    "TEXT is required\nt8settings: see t8settings set --help\n");
     expectBadUsage(run({"set", "settings/sound/bass", "1", "2"}), "");
-    for (const auto& words : {std::vector<std::string>{"reset"},
-                              {"reset", "--all", "settings/sound/bass"},
-                              {"reset", "--yes"}}) {
+    for (const auto& words :
+         {std::vector<std::string>{"reset"}, {"reset", "--all", "settings/sound/bass"}}) {
         expectBadUsage(run(words),
                        "say either NAME or --all\n"
                        "t8settings: see t8settings reset --help\n");
     }
     expectBadUsage(run({"get", "settings/sound/bass", "list"}), "");
+}
+
+TEST_F(T8settingsUsage, WordsThatNothingTakesAreNamed) {
+    const std::string all = "t8settings: the commands are ";
+    expectBadUsage(run({""}), "no such command: \"\"\n" + all);
+    expectBadUsage(run({"--Base", "tv", "list"}),
+                   "no such option of list: \"--Base\"\nt8settings: did you mean --base?\n");
+    expectBadUsage(run({"--Base"}),
+                   "no such option: \"--Base\"\nt8settings: did you mean --base?\n");
+    expectBadUsage(run({"tv", "list", "a"}), "no such command: \"tv\"\n" + all);
+    expectBadUsage(run({"info", ""}),
+                   "info takes no argument: \"\" is too many\n"
+                   "t8settings: see t8settings info --help\n");
+    expectBadUsage(run({"list", "a", "b", "c"}),
+                   "list takes no more than 1 argument: \"b\" is too many\n");
+    expectBadUsage(run({"set", "a", "b", "c"}),
+                   "set takes no more than 2 arguments: \"c\" is too many\n");
+    expectBadUsage(run({"--base", "a", "list", "--base=b"}), "--base is there more than once\n");
+    expectBadUsage(run({"watch", "--count", "1", "--count", "2"}),
+                   "--count is there more than once\n");
+    EXPECT_EQ(0, run({"--json", "list", "--json"}).exitCode);
+}
+
+TEST_F(T8settingsUsage, YesIsAnAnswerToAQuestionThatIsAsked) {
+    expectBadUsage(run({"reset", "--yes", "settings/sound/bass"}), "--yes requires --all\n");
+    expectBadUsage(run({"reset", "--yes"}), "--yes requires --all\n");
+    expectBadUsage(run({"recover", "--yes", path("settings/settings.ini")}),
+                   "--yes requires --from\n");
+}
+
+TEST_F(T8settingsUsage, BeginningsComeBeforeWordsOfTheSameLength) {
+    expectBadUsage(run({"he"}), "no such command: \"he\"\nt8settings: did you mean help?\n");
+    expectBadUsage(run({"ver"}), "no such command: \"ver\"\nt8settings: did you mean verify?\n");
+    EXPECT_EQ("t8settings: no such type: \"foo\"\n", run({"types", "foo"}).err);
+    EXPECT_EQ("t8settings: no such type: \"bol\"\nt8settings: did you mean bool?\n",
+              run({"types", "bol"}).err);
 }
 
 TEST_F(T8settingsUsage, WordThatBeginsWithAHyphenIsToldWhereItGoes) {
@@ -283,14 +350,15 @@ TEST_F(T8settingsUsage, OptionOfAnotherCommandIsNone) {
     EXPECT_THAT(set.err,
                 HasSubstr("\nt8settings: an argument that begins with \"-\" comes after "));
     expectBadUsage(run({"set", "settings/sound/bass", "--count="}), "TEXT is required\n");
-    expectBadUsage(run({"list", "--count"}), "The following argument was not expected: --count\n");
+    expectBadUsage(run({"list", "--count"}), "no such option of list: \"--count\"\n");
 }
 
 TEST_F(T8settingsUsage, MisspeltOptionIsToldTheLikeliest) {
     for (const std::string option : {"--bas", "--bas=tv", "--BASE"}) {
         const ToolRun list = run({"list", option});
-        expectBadUsage(list, "The following argument was not expected: " + option + "\n");
-        EXPECT_THAT(list.err, HasSubstr("t8settings: did you mean --base?\n"));
+        expectBadUsage(list, "no such option of list: \"" + option.substr(0, option.find('=')) +
+                                 "\"\nt8settings: did you mean --base?\n"
+                                 "t8settings: see t8settings list --help\n");
     }
     EXPECT_THAT(run({"get", "x", "--typ"}).err, HasSubstr("did you mean --type?\n"));
 }

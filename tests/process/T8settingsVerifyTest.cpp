@@ -568,7 +568,7 @@ TEST_F(T8settingsVerify, NamesOfAnyBytesAreShownOnOneLineAndInJsonExactly) {
                 HasSubstr(path("settings/a b\\n\xC3\xA9\xFF.ini") + ":2: \xFFx/k\\ty\\x01: "
                                                                     "int8 would not keep \"300\""));
     EXPECT_THAT(verify.out,
-                HasSubstr("; t8settings seal '" + path("settings/a b\\n\xC3\xA9\xFF.ini") +
+                HasSubstr("; t8settings seal $'" + path("settings/a b\\n\xC3\xA9\\xFF.ini") +
                           "' switches it on\n"));
     const Json finding =
         Json::parse(run({"verify", path("settings/" + name), "--json"}).out).at("findings").at(1);

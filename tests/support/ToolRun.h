@@ -123,7 +123,11 @@ protected:
         int terminal = -1;
         const winsize size = {0, columns, 0, 0};
         const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
-        if (child == 0) becomeTool(arguments, environment);
+        if (child == 0) {
+            // A shell that runs the tests in the background has it ignored.
+            signal(SIGINT, SIG_DFL);
+            becomeTool(arguments, environment);
+        }
         std::string shown;
         char byte = 0;
         bool answered = false;

@@ -2,8 +2,6 @@
 
 #include <Qel/Settings/SettingHolder.h>
 #include <Qel/Settings/SettingStorageInifile.h>
-#include <algorithm>
-#include <array>
 #include <boost/make_shared.hpp>
 #include <csignal>
 #include <exception>
@@ -11,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "EndDeferred.h"
 #include "Exit.h"
 #include "FileOnDisk.h"
 #include "Files.h"
@@ -184,42 +183,6 @@ Failure takenBack(const Store& store, const std::vector<Before>& befores, ExitCo
     }
     return {code, text};
 }
-
-/// Keeps what would end the process from doing so half-way; it ends of it afterwards.
-class EndDeferred {
-public:
-    EndDeferred() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        for (const int signal : kEnding) {
-            sigaddset(&signals, signal);
-        }
-        isBlocked_ = ::sigprocmask(SIG_BLOCK, &signals, &before_) == 0;
-    }
-    ~EndDeferred() {
-        if (isBlocked_) {
-            ::sigprocmask(SIG_SETMASK, &before_, nullptr);
-        }
-    }
-    EndDeferred(const EndDeferred&) = delete;
-    EndDeferred& operator=(const EndDeferred&) = delete;
-
-    /// Whether the process ends when this does.
-    bool isEnding() const {
-        sigset_t pending;
-        sigemptyset(&pending);
-        ::sigpending(&pending);
-        return std::any_of(kEnding.begin(), kEnding.end(), [&](int signal) {
-            return ::sigismember(&pending, signal) == 1 && ::sigismember(&before_, signal) == 0;
-        });
-    }
-
-private:
-    static constexpr std::array<int, 4> kEnding = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
-    sigset_t before_;
-    bool isBlocked_;
-};
 
 }  // namespace
 

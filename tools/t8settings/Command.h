@@ -20,6 +20,9 @@ struct Result {
     /// there is any, flushes the system's caches. A command that only reads must not set the flash
     /// memory to work.
     bool changed = false;
+    /// What has been written, such as "settings/a is saved", to be told when the output cannot be;
+    /// empty for nothing.
+    std::string deed = {};
 };
 
 enum class Format { kText, kJson };

@@ -7,6 +7,7 @@
 
 #include "Json.h"
 #include "LineSoFar.h"
+#include "Progress.h"
 #include "Shell.h"
 #include "UsageHints.h"
 
@@ -135,7 +136,7 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
             return command;
         }
     }
-    throw badUsage(app, "no command");
+    throw noCommand(app);
 }
 
 Result resultOf(const Command& command, const Globals& globals) {
@@ -143,6 +144,7 @@ Result resultOf(const Command& command, const Globals& globals) {
     if (command.runWithoutStore) {
         return command.runWithoutStore(format);
     }
+    demandMilliseconds();
     if (command.runOnFiles) {
         return command.runOnFiles([&globals] { return locationOf(globals); }, format);
     }
@@ -162,12 +164,13 @@ Result runCommandLine(int argc, const char* const* argv) {
     addGlobals(app, globals);
     const std::vector<Command> commands = addCommands(app);
     demandValues(app, argc, argv);
+    const std::vector<std::string> words(argv + 1, argv + argc);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
         return {app.help()};
     } catch (const CLI::ParseError& error) {
-        throw badUsage(app, error.what());
+        throw badCommandLine(app, error, words);
     }
     rememberOptions(saidOptionsOf(globals));
     if (globals.version) {
@@ -178,7 +181,7 @@ Result runCommandLine(int argc, const char* const* argv) {
         throw badUsage(app, chosen.parsed->get_name() + " takes no --file");
     }
     if (chosen.takeWords) {
-        chosen.takeWords(LineSoFar(app, {argv + 1, argv + argc}).arguments());
+        chosen.takeWords(LineSoFar(app, words).arguments());
     }
     return resultOf(chosen, globals);
 }

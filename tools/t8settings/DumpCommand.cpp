@@ -56,7 +56,9 @@ Result dump(const Location& location, Format format, const Wanted& wanted) {
     }
     Result result = format == Format::kJson ? asJson(records) : asIni(records);
     if (records.empty() && !wanted.pattern.empty()) {
-        result.code = remarkThatNothingMatches(pattern, namesOf(facts));
+        remarkThatNothingMatches(pattern, namesOf(facts));
+        // What is to be loaded somewhere cannot have been meant to be nothing.
+        result.code = ExitCode::kUnknownName;
     }
     result.code = graver(result.code, facts.code);
     return result;

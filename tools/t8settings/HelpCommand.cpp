@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "Command.h"
 #include "UsageHints.h"
 
@@ -10,14 +12,17 @@ Command addHelpCommand(CLI::App& app) {
     // The word that follows is a command's name, and no command.
     command->prefix_command();
     command->fallthrough(false);
-    return {command, {}, [command, &app](Format) -> Result {
-                const std::vector<std::string> words = command->remaining();
-                if (words.empty()) {
-                    return {app.get_formatter()->make_help(&app, app.get_name(),
-                                                           CLI::AppFormatMode::Normal)};
-                }
-                return {commandCalled(app, words.front()).help(app.get_name())};
-            }};
+    const auto words = std::make_shared<std::vector<std::string>>();
+    Command added = {command, {}};
+    added.takeWords = [words](const std::vector<std::string>& said) { *words = said; };
+    added.runWithoutStore = [words, &app](Format) -> Result {
+        if (words->empty()) {
+            return {
+                app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal)};
+        }
+        return {commandCalled(app, words->front()).help(app.get_name())};
+    };
+    return added;
 }
 
 }  // namespace t8settings

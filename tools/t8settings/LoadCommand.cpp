@@ -46,13 +46,12 @@ std::string bytesOf(const std::string& path) {
     if (!isInput && descriptor >= 0) {
         ::close(descriptor);
     }
-    if (!isRead && error == EFBIG) {
-        throw Failure(ExitCode::kFailed,
-                      inQuotes(path) + " is larger than 64 MiB, which is too large for a dump");
-    }
     if (!isRead) {
-        throw Failure(ExitCode::kFailed,
-                      inQuotes(path) + " cannot be read: " + std::strerror(error));
+        throw Failure(
+            ExitCode::kFailed,
+            (isInput ? "standard input" : inQuotes(path)) +
+                (error == EFBIG ? " is larger than 64 MiB, which is too large for a dump"
+                                : std::string(" cannot be read: ") + std::strerror(error)));
     }
     return bytes;
 }
@@ -163,6 +162,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     const std::size_t same = entries.size() - changes.size();
     Result result;
     result.changed = !changes.empty();
+    result.deed = result.changed ? "what the dump changes is saved" : "";
     result.output =
         format == Format::kJson
             ? textOfJson({{"changed", changes.size()}, {"same", same}})

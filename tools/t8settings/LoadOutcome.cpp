@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "LibraryLog.h"
+#include "Shell.h"
 #include "files/Descriptor.h"
 #include "files/FileStatus.h"
 
@@ -104,7 +105,8 @@ void demandReadableFiles(const std::string& base) {
             throw Failure(ExitCode::kFailed,
                           storage.readWrite + " cannot be read: " + std::strerror(EACCES) +
                               "\nnothing was loaded, as that would set it aside as damaged; be a "
-                              "user who may read it, or see what list --origin can read");
+                              "user who may read it, or see what else is there: " +
+                              commandOnStore("list --origin"));
         }
     }
 }

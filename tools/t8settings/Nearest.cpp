@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <utility>
 
-#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -28,10 +27,31 @@ std::vector<Candidate> endingIn(const Pattern& wanted, const std::vector<std::st
     return candidates;
 }
 
+std::string lowered(std::string text) {
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    }
+    return text;
+}
+
+std::vector<Candidate> beginningWith(const Pattern& wanted, const std::vector<std::string>& names) {
+    const std::string beginning = lowered(wanted.text());
+    std::vector<Candidate> candidates;
+    for (const std::string& name : names) {
+        if (lowered(name.substr(0, beginning.size())) == beginning) {
+            candidates.emplace_back(name.size(), name);
+        }
+    }
+    std::sort(candidates.begin(), candidates.end());
+    return candidates;
+}
+
 std::vector<Candidate> fewestSlips(const Pattern& wanted, const std::vector<std::string>& names) {
     const std::size_t length = wanted.shortest();
     // What a run takes is no slip, so next to nothing is left of a short pattern with one.
-    const std::size_t tolerance = std::max<std::size_t>(wanted.hasRun() ? 0 : 2, length / 4);
+    // Every word of three letters is like half of another one.
+    const std::size_t least = wanted.hasRun() ? 0 : std::min<std::size_t>(2, length / 2);
+    const std::size_t tolerance = std::max(least, length / 4);
     std::vector<Candidate> candidates;
     for (const std::string& name : names) {
         if (name.size() + tolerance < length ||
@@ -49,13 +69,6 @@ std::vector<Candidate> fewestSlips(const Pattern& wanted, const std::vector<std:
                      [&](const Candidate& one) { return one.first != candidates.front().first; });
     candidates.erase(farther, candidates.end());
     return candidates;
-}
-
-std::string lowered(std::string text) {
-    for (char& c : text) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-    }
-    return text;
 }
 
 std::vector<Candidate> holding(const Pattern& wanted, const std::vector<std::string>& names) {
@@ -99,7 +112,7 @@ std::string whatBeginsSo(const std::string& name, const std::vector<std::string>
 std::vector<std::string> nearestNames(const Pattern& wanted,
                                       const std::vector<std::string>& names) {
     std::vector<std::string> nearest;
-    for (const auto find : {endingIn, fewestSlips, holding}) {
+    for (const auto find : {endingIn, beginningWith, fewestSlips, holding}) {
         if (!nearest.empty() || wanted.text().empty()) {
             break;
         }
@@ -112,10 +125,11 @@ std::vector<std::string> nearestNames(const Pattern& wanted,
     return nearest;
 }
 
-std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names) {
+std::string didYouMean(const Pattern& wanted, const std::vector<std::string>& names,
+                       std::string (*toBeTyped)(const std::string& name)) {
     std::string text;
     for (const std::string& candidate : nearestNames(wanted, names)) {
-        text += (text.empty() ? "\ndid you mean " : " or ") + shellWord(candidate);
+        text += (text.empty() ? "\ndid you mean " : " or ") + toBeTyped(candidate);
     }
     return text.empty() ? text : text + "?";
 }

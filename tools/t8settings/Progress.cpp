@@ -2,8 +2,11 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
+#include "Exit.h"
+#include "NumberRange.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -12,10 +15,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* kVariable = "T8SETTINGS_PROGRESS";
+constexpr NumberRange kPauses = {0, std::numeric_limits<int>::max()};
+
 /// How long work goes on without a word, and how long the same word stays.
 std::chrono::milliseconds pause() {
-    static const char* const said = std::getenv("T8SETTINGS_PROGRESS");
-    return std::chrono::milliseconds(said == nullptr ? 500 : std::atol(said));
+    constexpr unsigned long kUsual = 500;
+    static const char* const said = std::getenv(kVariable);
+    return std::chrono::milliseconds(kPauses.read(said == nullptr ? "" : said).value_or(kUsual));
 }
 
 /// Of the outermost piece of work.
@@ -31,6 +38,14 @@ Work& work() {
 }
 
 }  // namespace
+
+void demandMilliseconds() {
+    const char* const said = std::getenv(kVariable);
+    if (said != nullptr && !kPauses.read(said)) {
+        throw Failure(ExitCode::kUsage,
+                      std::string(kVariable) + ": " + kPauses.demand() + ": " + inQuotes(said));
+    }
+}
 
 Progress::Progress(std::string doing, std::size_t all) : doing_(std::move(doing)), all_(all) {
     if (work().depth++ == 0) {

@@ -27,6 +27,10 @@ private:
     std::size_t begun_ = 0;
 };
 
+/// Throws `Failure` when the environment says something else than milliseconds of when `Progress`
+/// is to say so.
+void demandMilliseconds();
+
 }  // namespace t8settings
 
 #endif

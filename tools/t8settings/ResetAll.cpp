@@ -6,6 +6,7 @@
 #include "FileOnDisk.h"
 #include "Json.h"
 #include "LibraryLog.h"
+#include "Question.h"
 #include "Shell.h"
 #include "Terminal.h"
 #include "files/FileStatus.h"
@@ -65,11 +66,10 @@ void demandSomethingToReset(const Store& store) {
 }
 
 void demandConfirmation(const Store& store) {
-    if (!confirm("Reset " + counted(resettable(store), "storage") + " below " +
-                 Qel::Settings::SettingsManager::location() + " to the defaults? " +
-                 store.marker() + " then keeps every process from saving until the restart.")) {
-        throw Failure(ExitCode::kFailed, "nothing was reset");
-    }
+    demandYes("Reset " + counted(resettable(store), "storage") + " below " +
+                  Qel::Settings::SettingsManager::location() + " to the defaults? " +
+                  store.marker() + " then keeps every process from saving until the restart.",
+              "nothing was reset");
 }
 
 void resetStore(const Store& store) {
@@ -121,6 +121,7 @@ Result report(const Store& store, Format format) {
                  " is there:\nrestart or remove it, when what kept the files from being written is "
                  "mended");
     }
+    result.deed = anyReset ? "the store is reset and " + store.marker() + " is there" : "";
     result.output += markerStays(store);
     if (format == Format::kJson) {
         Json json = {{"storages", storages}};

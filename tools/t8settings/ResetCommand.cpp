@@ -110,6 +110,7 @@ Result resetNamed(const Store& store, Format format, const std::vector<std::stri
     Result result;
     result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
     result.changed = !changes.empty();
+    result.deed = result.changed ? "what differed from its default is saved" : "";
     return result;
 }
 
@@ -125,6 +126,9 @@ Command addResetCommand(CLI::App& app) {
     Command added = {command, {}};
     added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };
     added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
+        if (wanted->confirmed && !wanted->all) {
+            throw Failure(ExitCode::kUsage, "--yes requires --all\nsee t8settings reset --help");
+        }
         if (wanted->all == !wanted->names.empty()) {
             throw Failure(ExitCode::kUsage,
                           "say either NAME or --all\nsee t8settings reset --help");

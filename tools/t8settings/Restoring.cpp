@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "Question.h"
 #include "Recovery.h"
 #include "Replacement.h"
 #include "SetUp.h"
@@ -62,9 +63,7 @@ void demandConfirmation(const FileGroup& group, const IniFile& source, const Pla
         question += " " + kept.path + " is kept as " + kept.name + ".";
     }
     complain(linesOf(plan.salvage.leftOut));
-    if (!confirm(question)) {
-        throw Failure(ExitCode::kFailed, "nothing was changed");
-    }
+    demandYes(question, "nothing was changed");
 }
 
 bool isSame(const IniFile& one, const IniFile& other) {
@@ -91,6 +90,7 @@ void demandSame(const FileGroup& seen, const FileGroup& now) {
 Result report(const FileGroup& group, const IniFile& source, const Plan& plan, std::uint32_t crc,
               Format format) {
     Result result;
+    result.deed = group.file.path() + " has what was in " + source.path();
     result.code = plan.salvage.leftOut.empty() ? ExitCode::kDone : ExitCode::kFindings;
     if (format == Format::kText) {
         result.output = linesOf(plan.salvage.leftOut);

@@ -136,8 +136,11 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     demandNoReset(marker);
     demandIniFile(path);
     const Sealing sealing = seal(path, force, marker);
+    Result result;
+    result.deed = sealing.written ? path + " is sealed" : "";
     if (format == Format::kText) {
-        return {visible(path + ": " + sealing.outcome) + "\n" + linesOf(sealing.kept)};
+        result.output = visible(path + ": " + sealing.outcome) + "\n" + linesOf(sealing.kept);
+        return result;
     }
     Json json;
     addBytes(json, "file", path);
@@ -145,7 +148,8 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     json["settings"] = sealing.settings;
     json["crc"] = sealing.crc ? Json(*sealing.crc) : Json(nullptr);
     json["kept"] = jsonOf(sealing.kept);
-    return {textOfJson(json)};
+    result.output = textOfJson(json);
+    return result;
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ Result set(const Store& store, Format format, const std::string& name, const std
     result.output = format == Format::kJson ? textOfJson(jsonOf(record))
                                             : linesOf({rowOf(record)}, nameAndType());
     result.changed = true;
+    result.deed = name + " is saved";
     return result;
 }
 

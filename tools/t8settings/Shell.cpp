@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "Terminal.h"
+
 namespace t8settings {
 
 namespace {
@@ -14,6 +16,15 @@ SaidOptions& saidOptions() {
 
 bool isLikeAnOption(const std::string& text) {
     return !text.empty() && text.front() == '-';
+}
+
+/// For bytes that a message does not show as they are; the escapes are those of the messages.
+std::string inEscapes(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        escaped += c == '\'' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+    }
+    return "$'" + legible(escaped) + "'";
 }
 
 }  // namespace
@@ -28,6 +39,9 @@ bool isPlainInShell(char c) {
 }
 
 std::string shellWord(const std::string& text) {
+    if (!isLegible(text)) {
+        return inEscapes(text);
+    }
     if (!text.empty() && std::all_of(text.begin(), text.end(), isPlainInShell)) {
         return text;
     }
@@ -36,6 +50,10 @@ std::string shellWord(const std::string& text) {
         word += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return word + "'";
+}
+
+std::string shellArgument(const std::string& text) {
+    return (isLikeAnOption(text) ? "-- " : "") + shellWord(text);
 }
 
 std::string shellPath(const std::string& path) {
@@ -50,9 +68,12 @@ std::string commandOn(const std::string& command, const std::string& path) {
     return "t8settings " + saidOptions().marker + command + " " + shellPath(path);
 }
 
+std::string commandOnStore(const std::string& command) {
+    return "t8settings " + saidOptions().location + saidOptions().marker + command;
+}
+
 std::string commandOnName(const std::string& command, const std::string& name) {
-    return "t8settings " + saidOptions().location + saidOptions().marker + command +
-           (isLikeAnOption(name) ? " -- " : " ") + shellWord(name);
+    return commandOnStore(command) + " " + shellArgument(name);
 }
 
 }  // namespace t8settings

@@ -11,7 +11,10 @@ bool isPlainInShell(char c);
 /// What is to be typed into a shell for the word `text`.
 std::string shellWord(const std::string& text);
 
-/// The same for a path, which is no option either.
+/// The same for an argument of a command, which is no option either.
+std::string shellArgument(const std::string& text);
+
+/// The same for a path, which needs no "--" in front.
 std::string shellPath(const std::string& path);
 
 /// What was said on this command line that a command on the same store, or one that looks at the
@@ -27,7 +30,10 @@ void rememberOptions(const SaidOptions& options);
 /// What is to be typed to run a command that changes a file, on this one.
 std::string commandOn(const std::string& command, const std::string& path);
 
-/// The same for a command on this store that takes a name.
+/// The same for a command on this store.
+std::string commandOnStore(const std::string& command);
+
+/// The same for one that takes a name.
 std::string commandOnName(const std::string& command, const std::string& name);
 
 }  // namespace t8settings

@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -72,6 +70,11 @@ std::size_t lengthOfHighControl(std::string_view text) {
     return isHighControl(text.front()) ? 1 : 0;
 }
 
+/// Whether the first byte is no ASCII and no character begins with it.
+bool beginsTorn(std::string_view text) {
+    return static_cast<unsigned char>(text.front()) >= 0x80 && lengthOfCharacter(text) == 0;
+}
+
 /// Appends the first character, and takes it off the text.
 void appendNext(std::string& out, std::string_view& text) {
     const std::size_t control = lengthOfHighControl(text);
@@ -80,6 +83,15 @@ void appendNext(std::string& out, std::string_view& text) {
         control != 0 ? appendEscape(out, c) : appendVisible(out, c);
     }
     text.remove_prefix(length);
+}
+
+void appendNextLegible(std::string& out, std::string_view& text) {
+    if (!beginsTorn(text)) {
+        appendNext(out, text);
+        return;
+    }
+    appendEscape(out, text.front());
+    text.remove_prefix(1);
 }
 
 std::string_view environmentWord(const char* name) {
@@ -126,16 +138,28 @@ std::string visible(std::string_view text) {
     return out;
 }
 
+std::string legible(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        appendNextLegible(out, text);
+    }
+    return out;
+}
+
+bool isLegible(std::string_view text) {
+    return legible(text) == text;
+}
+
 std::string inQuotes(std::string_view text) {
     if (text.find('"') == std::string_view::npos) {
-        return '"' + visible(text) + '"';
+        return '"' + legible(text) + '"';
     }
     std::string out = "'";
     while (!text.empty()) {
         if (text.front() == '\'') {
             out += "'\\'";
         }
-        appendNext(out, text);
+        appendNextLegible(out, text);
     }
     return out + "'";
 }
@@ -157,7 +181,7 @@ std::vector<std::string> splitLines(std::string_view text) {
 void complain(std::string_view text) {
     std::string lines(endOfPassing());
     for (const std::string& line : splitLines(text)) {
-        lines.append(kPrefix).append(visible(line)) += '\n';
+        lines.append(kPrefix).append(legible(line)) += '\n';
     }
     writeAll(STDERR_FILENO, lines);
 }
@@ -166,7 +190,7 @@ void showInPassing(std::string_view text) {
     // A row that is full to its end may go over into the next one.
     const std::size_t room = columnsOfErrors() - 1;
     std::string row(endOfPassing());
-    row += firstCharacters(visible(text), room);
+    row += firstCharacters(legible(text), room);
     isPassing() = true;
     writeAll(STDERR_FILENO, row);
 }
@@ -207,10 +231,6 @@ bool readAll(int descriptor, std::size_t most, std::string& bytes) {
     }
 }
 
-bool canAsk() {
-    return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
-}
-
 bool showsToTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
 }
@@ -218,15 +238,6 @@ bool showsToTerminal() {
 bool showsColours() {
     const std::string_view noColour = environmentWord("NO_COLOR");
     return showsToTerminal() && noColour.empty() && takesCodes();
-}
-
-bool confirm(const std::string& question) {
-    writeAll(STDERR_FILENO, visible(question) + " [y/N] ");
-    std::string answer;
-    std::getline(std::cin, answer);
-    std::transform(answer.begin(), answer.end(), answer.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return answer == "y" || answer == "yes";
 }
 
 }  // namespace t8settings

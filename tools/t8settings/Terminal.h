@@ -11,7 +11,14 @@ namespace t8settings {
 /// are. For the eye only, since a backslash in `text` stays single.
 std::string visible(std::string_view text);
 
-/// `visible` in double quotes, or in single ones when the text itself has double ones; backslashes
+/// The same for a message, with bytes that are not UTF-8 as "\xC3" too: results have those as they
+/// are, but what was torn off a character is nothing to be read.
+std::string legible(std::string_view text);
+
+/// Whether it is `legible` as it is.
+bool isLegible(std::string_view text);
+
+/// `legible` in double quotes, or in single ones when the text itself has double ones; backslashes
 /// stay single. For the eye: what is to be typed is a `shellWord`.
 std::string inQuotes(std::string_view text);
 
@@ -38,13 +45,6 @@ bool writeAll(int descriptor, std::string_view text);
 /// Appends all that there is to be read; false, with `errno` set, when that fails, and with EFBIG
 /// when there is more than `most`: a device may have no end.
 bool readAll(int descriptor, std::size_t most, std::string& bytes);
-
-/// Asks a question that is answered by a line on standard input; true for "y" and "yes" in any
-/// letter case.
-bool confirm(const std::string& question);
-
-/// Whether somebody is there to be asked.
-bool canAsk();
 
 /// Whether standard output is read by a person and not by a program.
 bool showsToTerminal();

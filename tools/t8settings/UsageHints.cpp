@@ -1,6 +1,7 @@
 #include "UsageHints.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,14 +22,14 @@ std::vector<const CLI::App*> chain(const CLI::App& app) {
     return parsed;
 }
 
-/// The first word that the parser had no use for; empty when it had one for all.
-std::string strayWord(const CLI::App& app) {
+/// The first word that the parser had no use for, if any.
+std::optional<std::string> strayWord(const CLI::App& app) {
     for (const CLI::App* const parsed : chain(app)) {
         for (const std::string& word : parsed->remaining()) {
             return word;
         }
     }
-    return "";
+    return std::nullopt;
 }
 
 std::vector<std::string> commandNames(const CLI::App& app) {
@@ -61,7 +62,10 @@ std::string allCommands(const std::vector<std::string>& names) {
 
 std::string noSuchCommand(const CLI::App& app, const std::string& word) {
     const std::vector<std::string> names = commandNames(app);
-    const std::string meant = didYouMean(Pattern::exactly(word), names);
+    // Which no list of the commands has, and yet it may be meant.
+    std::vector<std::string> all = names;
+    all.emplace_back("help");
+    const std::string meant = didYouMean(Pattern::exactly(word), all);
     return "no such command: " + inQuotes(word) + (meant.empty() ? allCommands(names) : meant);
 }
 
@@ -78,13 +82,48 @@ std::string argumentsOf(const CLI::App& command) {
 
 std::string hintOnOption(const CLI::App& app, const std::string& word) {
     std::string meant =
-        didYouMean(Pattern::exactly(word.substr(0, word.find('='))), optionNames(app));
+        didYouMean(Pattern::exactly(word.substr(0, word.find('='))), optionNames(app), shellWord);
     const std::string arguments = argumentsOf(*chain(app).back());
     if (!meant.empty() || arguments.empty()) {
         return meant;
     }
     return "\nan argument that begins with \"-\" comes after \"--\", as in: t8settings " +
            chain(app).back()->get_name() + " -- " + arguments;
+}
+
+/// The option that was said more often than once and takes one value; empty for none.
+std::string repeatedOption(const CLI::App& app) {
+    for (const CLI::App* const parsed : chain(app)) {
+        for (const CLI::Option* const option : parsed->get_options()) {
+            if (!option->get_positional() && takesValue(*option) && option->count() > 1) {
+                return option->get_name();
+            }
+        }
+    }
+    return "";
+}
+
+std::string tooManyArguments(const CLI::App& command, const std::string& word) {
+    std::size_t most = 0;
+    for (const CLI::Option* const option : command.get_options()) {
+        most += option->get_positional() ? 1 : 0;
+    }
+    return command.get_name() + " takes no " +
+           (most == 0 ? "argument" : "more than " + counted(most, "argument")) + ": " +
+           inQuotes(word) + " is too many";
+}
+
+std::string onOption(const CLI::App& app, const CLI::ParseError& error, const std::string& word) {
+    const CLI::App& last = *chain(app).back();
+    const std::string name = word.substr(0, word.find('='));
+    if (&last != &app && last.get_option_no_throw(name) != nullptr) {
+        return word + " comes after " + last.get_name();
+    }
+    const bool isAll = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    return (isAll ? "no such option" + (&last == &app ? "" : " of " + last.get_name()) + ": " +
+                        inQuotes(name)
+                  : error.what()) +
+           hintOnOption(app, word);
 }
 
 std::vector<const CLI::App*> commandsCalled(const CLI::App& app, const std::string& name) {
@@ -152,24 +191,30 @@ const CLI::App& commandCalled(const CLI::App& app, const std::string& name) {
     return *called.front();
 }
 
-Failure badUsage(const CLI::App& app, const std::string& error) {
-    const bool hasCommand = !app.get_subcommands().empty();
-    const std::string stray = strayWord(app);
-    const bool isOption = !stray.empty() && stray.front() == '-';
-    std::string text = error;
-    if (isOption && hasCommand &&
-        chain(app).back()->get_option_no_throw(stray.substr(0, stray.find('='))) != nullptr) {
-        text = stray + " comes after " + chain(app).back()->get_name();
-    } else if (isOption) {
-        text += hintOnOption(app, stray);
-    } else if (!hasCommand && !stray.empty()) {
-        text = noSuchCommand(app, stray);
-    } else if (!hasCommand) {
-        text += allCommands(commandNames(app));
+Failure badUsage(const CLI::App& app, const std::string& text) {
+    const CLI::App& last = *chain(app).back();
+    return {ExitCode::kUsage,
+            text + "\nsee t8settings " + (&last == &app ? "" : last.get_name() + " ") + "--help"};
+}
+
+Failure noCommand(const CLI::App& app) {
+    return badUsage(app, "no command" + allCommands(commandNames(app)));
+}
+
+Failure badCommandLine(const CLI::App& app, const CLI::ParseError& error,
+                       const std::vector<std::string>& words) {
+    const std::optional<std::string> stray = strayWord(app);
+    if (stray && stray->substr(0, 1) == "-") {
+        return badUsage(app, onOption(app, error, *stray));
     }
-    return {ExitCode::kUsage, text + "\nsee t8settings " +
-                                  (hasCommand ? chain(app).back()->get_name() + " " : "") +
-                                  "--help"};
+    if (stray && LineSoFar(app, words).isWrong()) {
+        return badUsage(app, noSuchCommand(app, *stray));
+    }
+    if (stray) {
+        return badUsage(app, tooManyArguments(*chain(app).back(), *stray));
+    }
+    const std::string repeated = repeatedOption(app);
+    return badUsage(app, repeated.empty() ? error.what() : repeated + " is there more than once");
 }
 
 }  // namespace t8settings

@@ -3,14 +3,21 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "Exit.h"
 
 namespace t8settings {
 
-/// What is wrong on the command line, what may have been meant, and the help that tells more.
-/// `app` has parsed it as far as it goes.
-Failure badUsage(const CLI::App& app, const std::string& error);
+/// The text, and the help that tells more. `app` has parsed the command line as far as it goes.
+Failure badUsage(const CLI::App& app, const std::string& text);
+
+/// That there is none on the command line, and which there are.
+Failure noCommand(const CLI::App& app);
+
+/// What the parser did not take of the words, and what may have been meant.
+Failure badCommandLine(const CLI::App& app, const CLI::ParseError& error,
+                       const std::vector<std::string>& words);
 
 /// The command of this name. Throws `Failure`, with names that may have been meant, when there is
 /// none.

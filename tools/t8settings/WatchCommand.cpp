@@ -16,6 +16,7 @@
 #include "Command.h"
 #include "DirectoryWatch.h"
 #include "Json.h"
+#include "NumberRange.h"
 #include "Pattern.h"
 #include "SetUp.h"
 #include "StoreWatch.h"
@@ -59,6 +60,8 @@ void waitFor(pollfd* sources, std::size_t count, int milliseconds) {
         }
     }
 }
+
+constexpr NumberRange kCounts = {1, std::numeric_limits<unsigned long>::max()};
 
 struct Wanted {
     std::string pattern;
@@ -272,11 +275,7 @@ Command addWatchCommand(CLI::App& app) {
     command->add_option("--count", wanted->count, "End after so many changes")
         ->type_name("N")
         ->check([](const std::string& text) -> std::string {
-            unsigned long count = 0;
-            const bool isNumber = CLI::detail::lexical_cast(text, count) && count > 0;
-            return isNumber ? ""
-                            : "takes a number from 1 to " +
-                                  std::to_string(std::numeric_limits<unsigned long>::max());
+            return kCounts.read(text) ? "" : kCounts.demand() + ": " + inQuotes(text);
         });
     command->footer(kHelp);
     Command added = {command, {}};

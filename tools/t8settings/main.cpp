@@ -46,13 +46,14 @@ int main(int argc, const char* const* argv) {
     occupyStandardDescriptors();
     t8settings::LibraryLog::instance().install();
     Result result = resultOf(argc, argv);
-    if (result.changed) {
+    if (result.changed || !result.deed.empty()) {
         // The process is to end in order, also when nobody reads what it says.
         std::signal(SIGPIPE, SIG_IGN);
     }
     if (!t8settings::writeAll(STDOUT_FILENO, result.output)) {
         t8settings::complain(std::string("cannot write to standard output: ") +
-                             std::strerror(errno));
+                             std::strerror(errno) +
+                             (result.deed.empty() ? "" : "\n" + result.deed + " all the same"));
         result.code = ExitCode::kFailed;
     }
     if (!result.changed) {
