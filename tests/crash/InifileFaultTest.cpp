@@ -191,7 +191,7 @@ protected:
     bool stays(const Fault& fault) const {
         const bool lay = GetParam() == Start::kDamagedCopyLeft;
         return fault.forGood && GetParam() != Start::kGoodCopyLeft &&
-               GetParam() != Start::kUnreadCopy &&
+               GetParam() != Start::kUnreadCopy && GetParam() != Start::kUnreadCopyOfAGoodFile &&
                (lay ? fault.verb == "fdatasync" : fault.verb == "fsync" || fault.verb == "open");
     }
 
@@ -233,8 +233,10 @@ bool InifileFault::strike(const Fault& fault, int next) {
     Promise promise = promiseAt(GetParam());
     promise.insert(valueOf(2));
     if (stands(GetParam())) {
-        // A copy that cannot be read lies under another name then, and its file is damaged.
-        promise.merge(alike("0, set aside"));
+        // A copy that cannot be read lies under another name then, and its file is damaged or
+        // older.
+        promise.merge(GetParam() == Start::kUnreadCopyOfAGoodFile ? Promise{valueOf(1)}
+                                                                  : alike("0, set aside"));
     }
     Recorder recorder(live_.path(), promise);
     if (fault.halfFirst) {
