@@ -28,6 +28,11 @@ inline bool isSecondName(const std::string& bytes) {
     return bytes.compare(0, kSecondName.size(), kSecondName) == 0;
 }
 
+inline const std::string& bytesIn(const Files& files, const std::string& name) {
+    const std::string& bytes = files.at(name);
+    return isSecondName(bytes) ? files.at(bytes.substr(kSecondName.size())) : bytes;
+}
+
 /// One directory on a disk that promises as little as it may, as a sequence of file calls leaves
 /// it.
 ///

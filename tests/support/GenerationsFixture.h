@@ -166,11 +166,15 @@ protected:
         }
         for (const auto& state : cuts_.states()) {
             for (const auto& file : kept) {
-                EXPECT_TRUE(
-                    isSecondName(file.second) ||
-                    std::any_of(state.first.begin(), state.first.end(),
-                                [&](const auto& found) { return found.second == file.second; }))
-                    << file.second << " is lost in " << testing::PrintToString(state.first);
+                const std::string& bytes = bytesIn(kept, file.first);
+                EXPECT_TRUE(std::any_of(state.first.begin(), state.first.end(),
+                                        [&](const auto& found) { return found.second == bytes; }))
+                    << bytes << " is lost in " << testing::PrintToString(state.first);
+                EXPECT_TRUE(!isSecondName(file.second) ||
+                            state.first.count("rw.ini" + file.first) == 0 ||
+                            bytesIn(state.first, "rw.ini" + file.first) == bytes)
+                    << "was written through another name in "
+                    << testing::PrintToString(state.first);
             }
         }
     }
