@@ -195,16 +195,21 @@ TEST_F(XmlEncoding, IsNotChosenByAnythingBesidesTheDeclaration) {
 }
 
 TEST_F(XmlEncoding, SettingsBeforeBytesThatItDoesNotHaveAreKept) {
-    const std::string before = "<tv><a value='1'/><b value='2'/>";
-    for (const std::string& bytes : {std::string("\x1B$B\xFF\xFF"), std::string("\xFF")}) {
-        EXPECT_FALSE(load(declaring("ISO-2022-JP") + before + bytes + "<c/></tv>"));
+    const std::string before = "<tv><a value='1'/><b value='2'/>\n";
+    const std::string after = "<c/></tv>\n";
+    const std::string utf16 = converted("UTF-16BE", declaring("UTF-16") + before);
+    const std::string halfALetter("\xD8\0", 2);
+    EXPECT_FALSE(load(utf16 + halfALetter + converted("UTF-16BE", after)));
+    EXPECT_EQ((std::vector<std::string>{"tv/a", "tv/b"}), names());
+    // ICU's converter passes over such bytes.
+    if (Converter(xmlFindCharEncodingHandler("ISO-2022-JP"))->iconv_in != nullptr) {
+        EXPECT_FALSE(load(declaring("ISO-2022-JP") + before + "\xFF" + after));
         EXPECT_EQ((std::vector<std::string>{"tv/a", "tv/b"}), names());
+        EXPECT_EQ(XML_I18N_CONV_FAILED, parse(declaring("ISO-2022-JP") + "<tv/>\xFF"));
     }
-    EXPECT_EQ(XML_I18N_CONV_FAILED, parse(declaring("ISO-2022-JP") + "<tv/>\xFF"));
 }
 
-// A shift to another mode, three thousand times, with a character in the midst at every place where
-// a piece of the document may end.
+// Converted in pieces, some converters would begin each in the first mode again.
 TEST_F(XmlEncoding, ModesLastAsLongAsTheyShould) {
     std::string letters;
     std::string bytes = "\x1B$B";
