@@ -171,7 +171,8 @@ void checkContent(const Settings& settings, const std::string& bytes) {
 }
 
 /// An element takes at least "<a/>", and no value is made out of nothing: what an element holds is
-/// in the document, in an encoding that takes at least half as many bytes.
+/// in the document, in an encoding that makes no more than three characters of three bytes each of
+/// a byte.
 void checkSize(SettingStorageXml& storage, std::size_t size) {
     std::size_t texts = 0;
     for (const auto& entry : storage.settingsSet()) {
@@ -179,7 +180,7 @@ void checkSize(SettingStorageXml& storage, std::size_t size) {
             texts += entry.second->getValue<std::string>().size();
         }
     }
-    require(texts <= 2 * size, "values of " + std::to_string(texts) + " bytes");
+    require(texts <= 9 * size, "values of " + std::to_string(texts) + " bytes");
     require(storage.settingsSet().size() <= size / 4 + 1, "more settings than elements");
 }
 

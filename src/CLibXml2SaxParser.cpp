@@ -84,14 +84,7 @@ void CLibXml2SaxParser::onExternalSubset(const unsigned char*, const unsigned ch
 
 int CLibXml2SaxParser::parse(const char* buffer, int size) {
     const std::size_t length = buffer != nullptr && size > 0 ? static_cast<std::size_t>(size) : 0;
-    if (const int refusal = refusalOf({buffer, length}); refusal != 0) {
-        return refusal;
-    }
-    const SaxRun run(*this);
-    const int result =
-        xmlSAXUserParseMemory(const_cast<xmlSAXHandler*>(&sax1Handler()), this, buffer, size);
-    run.rethrow();
-    return result;
+    return parseInMemory(*this, {buffer, length});
 }
 
 int CLibXml2SaxParser::parseFile(const char* filename) {

@@ -1,14 +1,16 @@
 #include "Sax1Handler.h"
 
+#include <climits>
 #include <cstdarg>
+#include <libxml/parserInternals.h>
 #include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
 
 #include "Qel/Settings/CLibXml2SaxParser.h"
+#include "XmlDecoding.h"
 #include "text/Markup.h"
-#include "text/XmlEncoding.h"
 
 namespace Qel {
 namespace Settings {
@@ -137,6 +139,46 @@ struct FreeContext {
         xmlFreeParserCtxt(context);
     }
 };
+using Context = std::unique_ptr<xmlParserCtxt, FreeContext>;
+
+Context contextOfFile(CLibXml2SaxParser& parser, std::string_view& text) {
+    return Context(xmlCreateIOParserCtxt(const_cast<xmlSAXHandler*>(&kHandler), &parser, readNext,
+                                         nullptr, &text, XML_CHAR_ENCODING_NONE));
+}
+
+Context contextInMemory(CLibXml2SaxParser& parser, std::string_view& text) {
+    Context context(xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())));
+    if (context) {
+        *context->sax = kHandler;
+        context->userData = &parser;
+    }
+    return context;
+}
+
+int parse(CLibXml2SaxParser& parser, std::string_view document,
+          Context (*contextOf)(CLibXml2SaxParser&, std::string_view&)) {
+    const SaxRun run(parser);
+    const DecodedXml decoded(document);
+    std::string_view source = decoded.source();
+    if (source.empty() && decoded.error() != 0) {
+        return decoded.error();
+    }
+    if (source.size() > INT_MAX || text::hasOverlongTag(decoded.text())) {
+        return -1;
+    }
+    const Context context = contextOf(parser, source);
+    if (!context) {
+        throw std::bad_alloc();
+    }
+    // What has been looked at is what is to be read, whatever the declaration says.
+    context->options |= decoded.isDecoded() ? XML_PARSE_IGNORE_ENC : 0;
+    xmlParseDocument(context.get());
+    run.rethrow();
+    if (context->wellFormed != 0) {
+        return decoded.error();
+    }
+    return context->errNo != 0 ? context->errNo : -1;
+}
 
 }  // namespace
 
@@ -182,30 +224,12 @@ void SaxRun::rethrow() const {
     }
 }
 
-int refusalOf(std::string_view document) {
-    if (text::hasUnreadEncoding(document)) {
-        return XML_ERR_UNSUPPORTED_ENCODING;
-    }
-    return text::hasOverlongTag(document) ? -1 : 0;
+int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
+    return parse(parser, document, contextOfFile);
 }
 
-int parseDocument(CLibXml2SaxParser& parser, std::string_view document) {
-    if (const int refusal = refusalOf(document); refusal != 0) {
-        return refusal;
-    }
-    const SaxRun run(parser);
-    const std::unique_ptr<xmlParserCtxt, FreeContext> context(
-        xmlCreateIOParserCtxt(const_cast<xmlSAXHandler*>(&kHandler), &parser, readNext, nullptr,
-                              &document, XML_CHAR_ENCODING_NONE));
-    if (!context) {
-        throw std::bad_alloc();
-    }
-    xmlParseDocument(context.get());
-    run.rethrow();
-    if (context->wellFormed != 0) {
-        return 0;
-    }
-    return context->errNo != 0 ? context->errNo : -1;
+int parseInMemory(CLibXml2SaxParser& parser, std::string_view document) {
+    return document.empty() ? -1 : parse(parser, document, contextInMemory);
 }
 
 }  // namespace Settings

@@ -56,13 +56,12 @@ private:
     void* outerStructuredContext_ = nullptr;
 };
 
-/// What is known of a document's result before it is parsed: `XML_ERR_UNSUPPORTED_ENCODING` for an
-/// encoding that is not read, -1 for one whose tags libxml2 cannot cope with, otherwise 0.
-int refusalOf(std::string_view document);
-
 /// Has the parser read a document that was a file's, with the result of
 /// `CLibXml2SaxParser::parseFile`. Its texts come in the same pieces as if libxml2 read the file.
 int parseDocument(CLibXml2SaxParser& parser, std::string_view document);
+
+/// Has the parser read a document in memory, with the result of `CLibXml2SaxParser::parse`.
+int parseInMemory(CLibXml2SaxParser& parser, std::string_view document);
 
 }  // namespace Settings
 }  // namespace Qel

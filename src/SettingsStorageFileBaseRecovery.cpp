@@ -9,6 +9,7 @@
 #include "Log.h"
 #include "Qel/Settings/SettingStorageFileBase.h"
 #include "files/DamagedFile.h"
+#include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
 
@@ -16,6 +17,15 @@ QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
 
 namespace Qel {
 namespace Settings {
+
+namespace {
+
+/// It could not be used and not be set aside either.
+constexpr char kDamaged[] = "damaged";
+/// It may be whole: this process could not read it, or not be sure that nobody was writing it.
+constexpr char kUnread[] = "unread";
+
+}  // namespace
 
 bool SettingStorageFileBase::readWriteFileExists() {
     if (files::statusAt(rwFilename_)) {
@@ -25,7 +35,7 @@ bool SettingStorageFileBase::readWriteFileExists() {
         const std::string reason = std::generic_category().message(errno);
         QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
                 reason.c_str());
-        letFileStand("unread");
+        letFileStand(kUnread);
     }
     return false;
 }
@@ -49,7 +59,7 @@ bool SettingStorageFileBase::readWriteFileLoads() {
     }
     if (unread_) {
         // The copy may hold newer values, the last that a save has called durable.
-        standing_ = {"unread", false, true};
+        standing_ = {kUnread, false, true};
     }
     return true;
 }
@@ -76,7 +86,7 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
     if (unread_ || lock.missed()) {
         // Set aside, it would leave an unread copy alone, which nobody looks for then, or be whole
         // itself; and what looks damaged may be half of what somebody else is writing.
-        letFileStand(unread_ ? "unread" : "damaged");
+        letFileStand(kUnread);
     } else {
         setAsideReadWriteFile();
     }
@@ -89,7 +99,7 @@ void SettingStorageFileBase::setAsideReadWriteFile() {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
-            letFileStand("damaged");
+            letFileStand(kDamaged);
         }
     }
 }
@@ -110,29 +120,42 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     }
     standing.copyIsKept = standing.copyIsKept || keep(copy, directory);
     standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path, directory));
-    if (standing.copyIsKept && standing.fileIsKept && directory.syncDirectory()) {
-        standing = {};
-        return true;
-    }
-    const std::string reason = std::generic_category().message(errno);
-    QEL_LOG(kError, "'%s' is not saved, a later save tries again: the %s file there %s: %s",
-            (standing.copyIsKept ? path : copy).c_str(), standing.state,
-            standing.fileIsKept && standing.copyIsKept ? "is kept, but not safe on the disk"
-                                                       : "can neither be set aside nor copied",
-            reason.c_str());
-    return false;
-}
-
-bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
-    std::string kept;
-    if (!files::keepDamagedFile(path, directory, kept)) {
+    if (!standing.copyIsKept || !standing.fileIsKept) {
         return false;
     }
-    if (!kept.empty()) {
-        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
-                kept.c_str());
+    if (!directory.syncDirectory()) {
+        const std::string reason = std::generic_category().message(errno);
+        QEL_LOG(kError,
+                "'%s' is not saved, a later save tries again: the %s file there is kept, but not "
+                "safe on the disk: %s",
+                path.c_str(), standing.state, reason.c_str());
+        return false;
     }
+    standing = {};
     return true;
+}
+
+// An unread file may be whole and all that there is of the user's values, so none is overwritten
+// that is not kept. A damaged one is kept for a person to look at; its values are lost in any case,
+// and a storage that did not save for its sake would lose all that come after them too. What passes
+// by itself, a shortage of descriptors or memory, would fail the save as well: the next one keeps
+// it.
+bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
+    std::string kept;
+    if (files::keepDamagedFile(path, directory, kept)) {
+        if (!kept.empty()) {
+            QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
+                    kept.c_str());
+        }
+        return true;
+    }
+    const bool isLost = standing_.state == kDamaged && !files::passesByItself(errno);
+    const std::string reason = std::generic_category().message(errno);
+    QEL_LOG(kError, "'%s' is %s: the %s file there can neither be set aside nor copied: %s",
+            path.c_str(),
+            isLost ? "lost and written afresh" : "not saved, a later save tries again",
+            standing_.state, reason.c_str());
+    return isLost;
 }
 
 }  // namespace Settings

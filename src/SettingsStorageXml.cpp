@@ -71,7 +71,7 @@ bool SettingStorageXml::loadFile(const std::string& path) {
     }
     if (result != 0) {
         QEL_LOG(kError, "Error loading '%s': %s, result %d", path.c_str(),
-                result == XML_ERR_UNSUPPORTED_ENCODING ? "its encoding is none that is read"
+                result == XML_ERR_UNSUPPORTED_ENCODING ? "its encoding is not known"
                                                        : "no readable well-formed XML document",
                 result);
     }

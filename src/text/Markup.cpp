@@ -1,7 +1,5 @@
 #include "text/Markup.h"
 
-#include "text/XmlEncoding.h"
-
 namespace Qel {
 namespace Settings {
 namespace text {
@@ -37,7 +35,9 @@ std::size_t countParts(std::string_view tag) {
     return parts;
 }
 
-bool hasOverlongTagInBytes(std::string_view text) {
+}  // namespace
+
+bool hasOverlongTag(std::string_view text) {
     std::size_t open = text.find('<');
     while (open != std::string_view::npos) {
         // No tag has a "<" in it, not even in quotes.
@@ -47,12 +47,6 @@ bool hasOverlongTagInBytes(std::string_view text) {
         open = next;
     }
     return false;
-}
-
-}  // namespace
-
-bool hasOverlongTag(std::string_view document) {
-    return anyReading(document, hasOverlongTagInBytes);
 }
 
 }  // namespace text

@@ -12,15 +12,15 @@ namespace text {
 /// attribute may be declared to have.
 constexpr std::size_t kMostPartsOfATag = 1000;
 
-/// Whether some tag or declaration of an XML document goes beyond `kMostPartsOfATag`.
+/// Whether some tag or declaration of an XML document goes beyond `kMostPartsOfATag`. In the text
+/// no byte is a bracket, a quote or a bar other than as ASCII has it.
 ///
 /// libxml2 compares each attribute and each value with all that came before it, and gives the
 /// values back by a function that calls itself for each: a document of some hundred kilobytes could
 /// keep it busy for minutes, or overflow the stack.
 ///
-/// Nothing is known of a document that `hasUnreadEncoding`. What looks like a tag in a comment
-/// counts too.
-bool hasOverlongTag(std::string_view document);
+/// What looks like a tag in a comment counts too.
+bool hasOverlongTag(std::string_view text);
 
 }  // namespace text
 }  // namespace Settings

@@ -10,17 +10,18 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::string_view kEbcdic = "\x4C\x6F\xA7\x94";  // "<?xm"
-
 struct Beginning {
     std::string_view bytes;
-    std::size_t unit;
+    FirstBytes meaning;
 };
 
-/// What libxml2 looks at, in the order of all that it knows.
-constexpr Beginning kWideBeginnings[] = {
-    {"\0\0\0<"sv, 4}, {"<\0\0\0"sv, 4},  {"<\0?\0"sv, 2},
-    {"\0<\0?"sv, 2},  {"\xFE\xFF"sv, 2}, {"\xFF\xFE"sv, 2},
+/// The mark of UTF-32 begins with that of UTF-16.
+constexpr Beginning kBeginnings[] = {
+    {"\0\0\xFE\xFF"sv, {4, "UTF-32BE"}},   {"\xFF\xFE\0\0"sv, {4, "UTF-32LE"}},
+    {"\0\0\0<"sv, {4, "UTF-32BE"}},        {"<\0\0\0"sv, {4, "UTF-32LE"}},
+    {"\xFE\xFF"sv, {2, "UTF-16BE"}},       {"\xFF\xFE"sv, {2, "UTF-16LE"}},
+    {"\0<\0?"sv, {2, "UTF-16BE"}},         {"<\0?\0"sv, {2, "UTF-16LE"}},
+    {"\x4C\x6F\xA7\x94"sv, {1, "IBM037"}},  // "<?xm" in any EBCDIC
 };
 
 struct Encoding {
@@ -28,9 +29,9 @@ struct Encoding {
     std::string_view name;  // in capitals; "*" at the end stands for any rest
 };
 
-/// The encodings that may be declared, by the size of their units. UTF-8 and, of bytes, UTF-16 are
-/// what libxml2 passes over when it has found otherwise. In those of several bytes for a character
-/// none of them is an angle bracket or a quote, other than in ASCII.
+/// Of bytes, those in which all markup stands as in ASCII: in those of several bytes for a
+/// character none of them is an angle bracket or a quote. UTF-8 and, of bytes, UTF-16 are what
+/// libxml2 passes over, or refuses itself, when the first bytes say otherwise.
 constexpr Encoding kEncodings[] = {
     {1, "UTF-8"},      {1, "UTF8"},        {1, "UTF-16"},         {1, "UTF16"},
     {1, "US-ASCII"},   {1, "ASCII"},       {1, "ISO-8859-*"},     {1, "ISO8859-*"},
@@ -63,10 +64,17 @@ std::string inCapitals(std::string_view text) {
     return capitals;
 }
 
-/// The name of the encoding in the XML declaration of a text, in capitals; empty without one.
-///
-/// Not only of a well-formed declaration, as libxml2 takes the name from a damaged one too: nothing
-/// that it accepts before the name has a ">" or the word in it.
+}  // namespace
+
+FirstBytes firstBytesOf(std::string_view document) {
+    for (const Beginning& beginning : kBeginnings) {
+        if (startsWith(document, beginning.bytes)) {
+            return beginning.meaning;
+        }
+    }
+    return {1, {}};
+}
+
 std::string declaredEncoding(std::string_view text) {
     constexpr std::string_view kDeclaration = "<?xml";
     constexpr std::string_view kWord = "encoding";
@@ -83,42 +91,9 @@ std::string declaredEncoding(std::string_view text) {
     return inCapitals(text.substr(0, text.find_first_of(" \t\r\n='\"?")));
 }
 
-}  // namespace
-
-std::size_t unitSize(std::string_view document) {
-    for (const Beginning& beginning : kWideBeginnings) {
-        if (startsWith(document, beginning.bytes)) {
-            return beginning.unit;
-        }
-    }
-    return 1;
-}
-
-std::string narrowed(std::string_view document, std::size_t unit, std::size_t place) {
-    std::string bytes;
-    bytes.reserve(document.size() / unit);
-    for (; document.size() >= unit; document.remove_prefix(unit)) {
-        bool isByte = true;
-        for (std::size_t i = 0; i < unit; ++i) {
-            isByte = isByte && (i == place || document[i] == '\0');
-        }
-        bytes += isByte ? document[place] : '\xFF';
-    }
-    return bytes;
-}
-
-bool hasUnreadEncoding(std::string_view document) {
-    if (startsWith(document, kEbcdic)) {
-        return true;
-    }
-    const std::size_t unit = unitSize(document);
-    return anyReading(document, [unit](std::string_view text) {
-        const std::string name = declaredEncoding(text);
-        return !name.empty() && std::none_of(std::begin(kEncodings), std::end(kEncodings),
-                                             [&](const Encoding& encoding) {
-                                                 return encoding.unit == unit &&
-                                                        isNamed(encoding, name);
-                                             });
+bool isEncodingOf(std::string_view name, std::size_t unit) {
+    return std::any_of(std::begin(kEncodings), std::end(kEncodings), [&](const Encoding& encoding) {
+        return encoding.unit == unit && isNamed(encoding, name);
     });
 }
 

@@ -9,6 +9,7 @@ namespace {
 
 using testsupport::DiskModel;
 using testsupport::Files;
+using testsupport::secondNameOf;
 
 DiskModel diskAfter(const Files& files, const std::vector<std::string>& calls) {
     DiskModel disk(files);
@@ -56,8 +57,8 @@ TEST(DiskModel, NamesChangeEachForItselfUntilTheDirectoryIsSynced) {
     EXPECT_EQ(statesAfter({{"a", "1"}, {"b", "2"}, {"c", "3"}}, {"rename a b", "unlink c"}),
               (std::set<Files>{{{"a", "1"}, {"b", "2"}, {"c", "3"}},
                                {{"a", "1"}, {"b", "2"}},
-                               {{"a", "1"}, {"b", "1"}, {"c", "3"}},
-                               {{"a", "1"}, {"b", "1"}},
+                               {{"a", "1"}, {"b", secondNameOf("a")}, {"c", "3"}},
+                               {{"a", "1"}, {"b", secondNameOf("a")}},
                                {{"b", "2"}, {"c", "3"}},
                                {{"b", "2"}},
                                {{"b", "1"}, {"c", "3"}},
@@ -67,10 +68,19 @@ TEST(DiskModel, NamesChangeEachForItselfUntilTheDirectoryIsSynced) {
 }
 
 TEST(DiskModel, ASecondNameIsThereOrNotUntilTheDirectoryIsSynced) {
-    EXPECT_EQ(statesAfter({{"a", "1"}}, {"link a b", "unlink a"}),
-              (std::set<Files>{{}, {{"a", "1"}}, {{"b", "1"}}, {{"a", "1"}, {"b", "1"}}}));
+    EXPECT_EQ(
+        statesAfter({{"a", "1"}}, {"link a b", "unlink a"}),
+        (std::set<Files>{{}, {{"a", "1"}}, {{"b", "1"}}, {{"a", "1"}, {"b", secondNameOf("a")}}}));
     EXPECT_EQ(statesAfter({{"a", "1"}}, {"link a b", "fsync .", "unlink a"}),
-              (std::set<Files>{{{"b", "1"}}, {{"a", "1"}, {"b", "1"}}}));
+              (std::set<Files>{{{"b", "1"}}, {{"a", "1"}, {"b", secondNameOf("a")}}}));
+}
+
+TEST(DiskModel, WhatIsWrittenUnderOneNameIsThereUnderTheOther) {
+    EXPECT_EQ(
+        diskAfter({{"a", "1"}, {"b", secondNameOf("a")}}, {"create b", "write b: 2"}).current(),
+        (Files{{"a", "2"}, {"b", secondNameOf("a")}}));
+    EXPECT_EQ(statesAfter({{"a", "1"}, {"b", secondNameOf("a")}}, {"unlink a", "fsync ."}),
+              (std::set<Files>{{{"b", "1"}}}));
 }
 
 TEST(DiskModel, ADeletedFileMayComeBackAsItWasBesideANewOneOfItsName) {

@@ -69,8 +69,9 @@ std::string verbOf(const std::string& call) {
 }
 
 /// The same while what was not loaded is kept, which ends with the directory's sync. What cannot be
-/// read is moved, unless that may pass.
-Loss lossOfKeeping(const Calls& calls, std::size_t failed, int error) {
+/// read is moved, unless that may pass. A damaged file whose copy fails is lost, unless that may
+/// pass.
+Loss lossOfKeeping(const Calls& calls, std::size_t failed, int error, bool isDamaged) {
     static const std::set<std::string> kAlwaysNeeded = {"create", "write", "fdatasync", "fsync"};
     const std::string& call = calls.at(failed);
     const std::string verb = verbOf(call);
@@ -82,6 +83,9 @@ Loss lossOfKeeping(const Calls& calls, std::size_t failed, int error) {
     }
     const bool mayPass = error == EMFILE || error == EINTR;
     const bool isOfACopy = call.find(".bad") != std::string::npos;
+    if (isDamaged && !mayPass && verb != "fsync") {
+        return Loss::kNothing;
+    }
     return kAlwaysNeeded.count(verb) != 0 || (verb == "close" && isOfACopy) ||
                    ((verb == "open" || verb == "read") && mayPass)
                ? Loss::kKeeping
@@ -168,7 +172,8 @@ protected:
     Loss lossBy(const Fault& fault, const FileCalls& calls) const {
         for (const std::size_t struck : calls.struck()) {
             const Loss loss = isKeeping(calls.calls(), struck)
-                                  ? lossOfKeeping(calls.calls(), struck, fault.error)
+                                  ? lossOfKeeping(calls.calls(), struck, fault.error,
+                                                  GetParam() == Start::kDamagedFileStands)
                                   : lossOf(calls.calls(), struck);
             if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory()) {
                 return loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss;
@@ -186,7 +191,7 @@ protected:
     bool stays(const Fault& fault) const {
         const bool lay = GetParam() == Start::kDamagedCopyLeft;
         return fault.forGood && GetParam() != Start::kGoodCopyLeft &&
-               GetParam() != Start::kUnreadCopy &&
+               GetParam() != Start::kUnreadCopy && GetParam() != Start::kUnreadCopyOfAGoodFile &&
                (lay ? fault.verb == "fdatasync" : fault.verb == "fsync" || fault.verb == "open");
     }
 
@@ -228,8 +233,10 @@ bool InifileFault::strike(const Fault& fault, int next) {
     Promise promise = promiseAt(GetParam());
     promise.insert(valueOf(2));
     if (stands(GetParam())) {
-        // A copy that cannot be read lies under another name then, and its file is damaged.
-        promise.merge(alike("0, set aside"));
+        // A copy that cannot be read lies under another name then, and its file is damaged or
+        // older.
+        promise.merge(GetParam() == Start::kUnreadCopyOfAGoodFile ? Promise{valueOf(1)}
+                                                                  : alike("0, set aside"));
     }
     Recorder recorder(live_.path(), promise);
     if (fault.halfFirst) {
@@ -288,7 +295,9 @@ TEST_P(InifileFault, ALoadGivesOldOrNewValuesAndTheNextSaveSucceeds) {
     sweep("write", FileCalls::kShort, false);
     sweep("write", FileCalls::kShort, true);
     sweep("write", ENOSPC, true, true);
-    expectKeptSomewhere(GetParam());
+    if (GetParam() != Start::kDamagedFileStands) {
+        expectKeptSomewhere(GetParam());
+    }
     RecordProperty("faults", faults_);
     std::cout << "[   faults ] " << faults_ << " saves struck\n";
 }
@@ -299,7 +308,7 @@ TEST_P(InifileFault, AStorageThatForgetsItsChangesBeforeTheWriteIsCaught) {
     {
         const testing::ScopedFakeTestPartResultReporter reporter(
             testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &complaints);
-        EXPECT_TRUE(strike({"write", 0, ENOSPC, false}, 3));
+        EXPECT_TRUE(strike({"write", 0, ENOSPC, true}, 3));
     }
     ASSERT_EQ(complaints.size(), 1);
     EXPECT_NE(std::string(complaints.GetTestPartResult(0).summary()).find("storage_->dirty()"),

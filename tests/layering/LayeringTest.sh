@@ -49,6 +49,7 @@ SettingsStorageInifileText       storages
 SettingsStorageXml               storages
 CLibXml2SaxParser                storages
 Sax1Handler                      storages
+XmlDecoding                      storages
 SettingsStorageFileAsyncSaver    saver
 AsyncSaverState                  saver
 NamesInFull                      storages

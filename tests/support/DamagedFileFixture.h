@@ -40,10 +40,14 @@ protected:
     std::string keptAs(const std::string& path) const {
         return "The damaged file '" + rw_ + "' is kept as '" + path + "'.";
     }
-    std::string notSaved(const std::string& reason) const {
+    std::string notSaved(const std::string& state, const std::string& reason) const {
+        return "'" + rw_ + "' is not saved, a later save tries again: the " + state +
+               " file there can neither be set aside nor copied: " + reason;
+    }
+    std::string lost(const std::string& reason) const {
         return "'" + rw_ +
-               "' is not saved, a later save tries again: the damaged file there can neither be "
-               "set aside nor copied: " +
+               "' is lost and written afresh: the damaged file there can neither be set aside nor "
+               "copied: " +
                reason;
     }
 

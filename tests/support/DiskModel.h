@@ -14,8 +14,24 @@
 
 namespace testsupport {
 
-/// The files of one directory: name to bytes.
+/// The files of one directory: name to bytes, or to `secondNameOf` a name before it in the order of
+/// names, which is that of the same file.
 using Files = std::map<std::string, std::string>;
+
+inline const std::string kSecondName = "the same file as ";
+
+inline std::string secondNameOf(const std::string& name) {
+    return kSecondName + name;
+}
+
+inline bool isSecondName(const std::string& bytes) {
+    return bytes.compare(0, kSecondName.size(), kSecondName) == 0;
+}
+
+inline const std::string& bytesIn(const Files& files, const std::string& name) {
+    const std::string& bytes = files.at(name);
+    return isSecondName(bytes) ? files.at(bytes.substr(kSecondName.size())) : bytes;
+}
 
 /// One directory on a disk that promises as little as it may, as a sequence of file calls leaves
 /// it.
@@ -34,8 +50,12 @@ public:
     /// A disk on which these files are safe.
     explicit DiskModel(const Files& files, Cuts cuts = Cuts::kTelling) : cuts_(cuts) {
         for (const auto& file : files) {
-            entries_[file.first] = {contents_.size()};
-            contents_.push_back({file.second});
+            if (isSecondName(file.second)) {
+                entries_[file.first] = entries_.at(file.second.substr(kSecondName.size()));
+            } else {
+                entries_[file.first] = {contents_.size()};
+                contents_.push_back({file.second});
+            }
         }
     }
 
@@ -43,13 +63,15 @@ public:
 
     /// What processes see as long as there is power.
     Files current() const {
-        Files files;
+        Names names;
+        std::map<FileNumber, std::string> last;
         for (const auto& entry : entries_) {
             if (entry.second.back() != kNone) {
-                files[entry.first] = contents_[entry.second.back()].back();
+                names[entry.first] = entry.second.back();
+                last[entry.second.back()] = contents_[entry.second.back()].back();
             }
         }
-        return files;
+        return filesOf(names, last);
     }
 
     /// Everything that may be found after a power cut at this moment.
@@ -165,9 +187,19 @@ private:
         }
     }
 
+    static Files filesOf(const Names& names, const std::map<FileNumber, std::string>& contents) {
+        Files files;
+        std::map<FileNumber, std::string> firstNames;
+        for (const auto& name : names) {
+            const auto first = firstNames.emplace(name.second, name.first);
+            files[name.first] =
+                first.second ? contents.at(name.second) : secondNameOf(first.first->second);
+        }
+        return files;
+    }
+
     void chooseContents(const Names& names, std::map<FileNumber, std::string> chosen,
                         std::set<Files>& found) const {
-        Files files;
         for (const auto& name : names) {
             if (chosen.find(name.second) == chosen.end()) {
                 for (const std::string& bytes : possible(contents_[name.second])) {
@@ -176,9 +208,8 @@ private:
                 }
                 return;
             }
-            files[name.first] = chosen[name.second];
         }
-        found.insert(files);
+        found.insert(filesOf(names, chosen));
     }
 };
 

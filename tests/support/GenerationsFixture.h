@@ -12,15 +12,20 @@
 
 namespace testsupport {
 
-/// How the files lie when a save begins. From the last two nothing was loaded: a damaged file could
-/// not be set aside, and a good copy beside a damaged file not be read.
+/// How the files lie when a save begins. After kDamagedCopyLeft something stands that was not
+/// loaded: a damaged file that could not be set aside, a good copy beside a damaged file that could
+/// not be read, or beside a good file. The last two are those again after a move that was cut off:
+/// each has a second name.
 enum class Start {
     kNoFile,
     kOrdinaryFile,
     kGoodCopyLeft,
     kDamagedCopyLeft,
     kDamagedFileStands,
-    kUnreadCopy
+    kUnreadCopy,
+    kUnreadCopyOfAGoodFile,
+    kDamagedFileOfTwoNames,
+    kUnreadCopyOfTwoNames
 };
 
 inline std::string nameOfStart(const testing::TestParamInfo<Start>& start) {
@@ -29,7 +34,10 @@ inline std::string nameOfStart(const testing::TestParamInfo<Start>& start) {
                                          "AGoodCopyThatWasLeft",
                                          "ADamagedCopyThatWasLeft",
                                          "ADamagedFileThatStands",
-                                         "ACopyThatWasNotRead"};
+                                         "ACopyThatWasNotRead",
+                                         "ACopyThatWasNotReadBesideAGoodFile",
+                                         "ADamagedFileOfTwoNames",
+                                         "ACopyOfTwoNamesThatWasNotRead"};
     return kNames[static_cast<int>(start.param)];
 }
 
@@ -40,7 +48,12 @@ inline auto everyLoadedStart() {
 
 inline auto everyStart() {
     return testing::Values(Start::kNoFile, Start::kOrdinaryFile, Start::kGoodCopyLeft,
-                           Start::kDamagedCopyLeft, Start::kDamagedFileStands, Start::kUnreadCopy);
+                           Start::kDamagedCopyLeft, Start::kDamagedFileStands, Start::kUnreadCopy,
+                           Start::kUnreadCopyOfAGoodFile);
+}
+
+inline auto everyStartOfTwoNames() {
+    return testing::Values(Start::kDamagedFileOfTwoNames, Start::kUnreadCopyOfTwoNames);
 }
 
 /// Storages whose two settings always change together, from one generation to the next. They are 0
@@ -89,19 +102,26 @@ protected:
                 return {{file, damaged}};
             case Start::kUnreadCopy:
                 return {{file, damaged}, {file + ".tmp", fileOf(1, name)}};
+            case Start::kUnreadCopyOfAGoodFile:
+                return {{file, fileOf(1, name)}, {file + ".tmp", fileOf(6, name)}};
+            case Start::kDamagedFileOfTwoNames:
+                return {{file, damaged}, {file + ".bad", secondNameOf(file)}};
+            case Start::kUnreadCopyOfTwoNames:
+                return {{file, damaged},
+                        {file + ".tmp", fileOf(1, name)},
+                        {file + ".tmp.bad", secondNameOf(file + ".tmp")}};
             default:
                 return {{file, fileOf(1, name)}};
         }
     }
 
-    /// Whether the start is one from which nothing was loaded.
-    static bool stands(Start start) {
-        return start == Start::kDamagedFileStands || start == Start::kUnreadCopy;
-    }
+    /// Whether a save from there has to keep something before it writes.
+    static bool stands(Start start) { return start >= Start::kDamagedFileStands; }
 
     /// The generation that the storage holds at the start.
     static int generationAt(Start start) {
-        return start == Start::kNoFile || stands(start) ? 0 : 1;
+        const bool isLoaded = !stands(start) || start == Start::kUnreadCopyOfAGoodFile;
+        return isLoaded && start != Start::kNoFile ? 1 : 0;
     }
 
     /// What another process finds that comes to the same, with or without setting a file aside.
@@ -109,16 +129,29 @@ protected:
         return found == "0, set aside" ? Promise{"0", found} : Promise{found};
     }
 
-    /// What another process finds at the start.
+    /// What another process finds at the start, or in the midst of the first save.
     static Promise promiseAt(Start start) {
-        return start == Start::kDamagedFileStands ? alike("0, set aside")
-               : start == Start::kUnreadCopy      ? Promise{valueOf(1)}
-                                                  : Promise{valueOf(generationAt(start))};
+        switch (start) {
+            case Start::kDamagedFileStands:
+            case Start::kDamagedFileOfTwoNames:
+                return alike("0, set aside");
+            case Start::kUnreadCopy:
+                return {valueOf(1)};
+            case Start::kUnreadCopyOfTwoNames:
+                // Until the save is done, as the copy leaves its place to be kept.
+                return {valueOf(1), "0", "0, set aside"};
+            case Start::kUnreadCopyOfAGoodFile:
+                return {valueOf(6)};
+            default:
+                return {valueOf(generationAt(start))};
+        }
     }
 
     /// A process starts, and what it cannot do makes the start what it is.
     bool startUp(Storage& storage, Start start, FileCalls& calls) {
-        calls.fail(start == Start::kUnreadCopy ? "open rw.ini.tmp" : "rename rw.ini rw.ini.bad",
+        calls.fail(start == Start::kDamagedFileStands       ? "rename rw.ini rw.ini.bad"
+                   : start == Start::kDamagedFileOfTwoNames ? "unlink rw.ini"
+                                                            : "open rw.ini.tmp",
                    EIO, stands(start) ? FileCalls::kForGood : 0);
         const bool started = storage.init(&manager_, nullptr);
         calls.mend();
@@ -127,12 +160,21 @@ protected:
 
     /// Whatever stood at the start lies somewhere in each state that a power cut has left so far.
     void expectKeptSomewhere(Start start) const {
+        Files kept = stands(start) ? filesAt(start, "", "settings") : Files();
+        if (start == Start::kUnreadCopyOfAGoodFile) {
+            kept.erase("");
+        }
         for (const auto& state : cuts_.states()) {
-            for (const auto& file : stands(start) ? filesAt(start, "", "settings") : Files()) {
-                EXPECT_TRUE(
-                    std::any_of(state.first.begin(), state.first.end(),
-                                [&](const auto& found) { return found.second == file.second; }))
-                    << file.second << " is lost in " << testing::PrintToString(state.first);
+            for (const auto& file : kept) {
+                const std::string& bytes = bytesIn(kept, file.first);
+                EXPECT_TRUE(std::any_of(state.first.begin(), state.first.end(),
+                                        [&](const auto& found) { return found.second == bytes; }))
+                    << bytes << " is lost in " << testing::PrintToString(state.first);
+                EXPECT_TRUE(!isSecondName(file.second) ||
+                            state.first.count("rw.ini" + file.first) == 0 ||
+                            bytesIn(state.first, "rw.ini" + file.first) == bytes)
+                    << "was written through another name in "
+                    << testing::PrintToString(state.first);
             }
         }
     }
@@ -198,7 +240,7 @@ protected:
                   Start start = Start::kOrdinaryFile) {
         Recorder recorder(live_.path(), found);
         EXPECT_TRUE(startUp(create(), start, recorder.calls()));
-        const Promise held = stands(start) ? Promise{"0"} : found;
+        const Promise held = stands(start) ? Promise{valueOf(generationAt(start))} : found;
         EXPECT_EQ(held.count(heldBy(*storage_)), 1U) << heldBy(*storage_);
         for (const int generation : generations) {
             found.insert(valueOf(generation));

@@ -20,8 +20,21 @@ namespace testsupport {
 
 inline Files filesIn(const std::string& directory) {
     Files files;
+    std::set<std::string> ofSeveralNames;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         files[entry.path().filename()] = readFile(entry.path());
+        if (entry.hard_link_count() > 1) {
+            ofSeveralNames.insert(entry.path());
+        }
+    }
+    for (const std::string& path : ofSeveralNames) {
+        for (const std::string& first : ofSeveralNames) {
+            if (first < path && std::filesystem::equivalent(first, path)) {
+                files[std::filesystem::path(path).filename()] =
+                    secondNameOf(std::filesystem::path(first).filename());
+                break;
+            }
+        }
     }
     return files;
 }
@@ -32,7 +45,13 @@ inline void layOut(const std::string& directory, const Files& files) {
         std::filesystem::remove_all(entry.path());
     }
     for (const auto& file : files) {
-        writeFile(directory + "/" + file.first, file.second);
+        const std::string path = directory + "/" + file.first;
+        if (isSecondName(file.second)) {
+            std::filesystem::create_hard_link(
+                directory + "/" + file.second.substr(kSecondName.size()), path);
+        } else {
+            writeFile(path, file.second);
+        }
     }
 }
 

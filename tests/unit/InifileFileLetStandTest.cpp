@@ -248,7 +248,8 @@ TEST_F(InifileFileLetStand, IsNotSetAsideWhileSomebodyElseHasTheDirectory) {
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_EQ(readFile(bad_), kDamaged);
-    EXPECT_EQ(loggedByBase(4, keptAs(bad_)), 1U) << log_.dump();
+    EXPECT_EQ(loggedByBase(4, "The unread file '" + rw_ + "' is kept as '" + bad_ + "'."), 1U)
+        << log_.dump();
 }
 
 // The second one is not waited for any more, but that somebody is at work there is known.
@@ -341,6 +342,99 @@ TEST_F(InifileFileLetStand, IsNotSetAsideForAShortageThatHitsItAlone) {
         std::filesystem::remove(bad_);
         log_.clear();
     }
+}
+
+class InifileUnreadFile : public InifileFileLetStand {
+protected:
+    /// Starts up where the file, which is whole, cannot be opened, and changes a value.
+    void loadUnread() {
+        build("#name = settings\n[]\na = int,7");
+        healthy_ = readFile(rw_);
+        create();
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini", EMFILE, FileCalls::kForGood);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        setting("settings/a")->setValue(2);
+    }
+
+    std::string healthy_;
+};
+
+// Whatever fails while it is copied: the file is as it was, the storage dirty, nothing half-copied
+// lies about, and the next save succeeds.
+TEST_F(InifileUnreadFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
+    const struct {
+        const char* call;
+        int error;
+    } rows[] = {{"create rw.ini.bad", EIO},
+                {"write rw.ini.bad", ENOSPC},
+                {"fdatasync rw.ini.bad", EIO},
+                {"close rw.ini.bad", EIO}};
+    for (const auto& row : rows) {
+        loadUnread();
+        FileCalls calls(dir_.path());
+        calls.fail(row.call, row.error);
+        EXPECT_FALSE(storage_->save()) << row.call;
+        EXPECT_EQ(calls.struck().size(), 1U) << row.call;
+        EXPECT_EQ(readFile(rw_), healthy_) << row.call;
+        EXPECT_FALSE(exists(bad_)) << row.call;
+        EXPECT_FALSE(exists(copy_)) << row.call;
+        EXPECT_TRUE(storage_->dirty()) << row.call;
+        EXPECT_EQ(loggedByBase(5, notSaved("unread", std::generic_category().message(row.error))),
+                  1U)
+            << row.call << log_.dump();
+        EXPECT_TRUE(storage_->save()) << row.call;
+        EXPECT_EQ(readFile(rw_), kSaved) << row.call;
+        EXPECT_EQ(readFile(bad_), healthy_) << row.call;
+        std::filesystem::remove(bad_);
+        log_.clear();
+    }
+}
+
+TEST_F(InifileUnreadFile, StaysWhenEveryNameIsTaken) {
+    for (int number = 0; number < 100; ++number) {
+        writeFile(bad_ + (number == 0 ? "" : "." + std::to_string(number)), "kept before");
+    }
+    loadUnread();
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), healthy_);
+    EXPECT_EQ(loggedByBase(5, notSaved("unread", "File exists")), 1U) << log_.dump();
+}
+
+TEST_F(InifileUnreadFile, StaysUnderOneNameWhenItCannotBeMovedEither) {
+    for (const char* const call : {"fsync .", "unlink rw.ini"}) {
+        loadUnread();
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini", EIO);
+        calls.fail(call, EROFS);
+        EXPECT_FALSE(storage_->save()) << call;
+        EXPECT_EQ(readFile(rw_), healthy_) << call;
+        EXPECT_FALSE(exists(bad_)) << call;
+        EXPECT_EQ(loggedByBase(5, notSaved("unread", std::generic_category().message(EROFS))), 1U)
+            << call << log_.dump();
+        EXPECT_TRUE(storage_->save()) << call;
+        EXPECT_EQ(readFile(bad_), healthy_) << call;
+        std::filesystem::remove(bad_);
+        log_.clear();
+    }
+}
+
+TEST_F(InifileUnreadFile, TakesOneNameWhereNobodyMayDelete) {
+    loadUnread();
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
+    calls.fail("unlink", EPERM, FileCalls::kForGood);
+    for (int save = 0; save < 2; ++save) {
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(readFile(rw_), healthy_);
+        EXPECT_FALSE(exists(second_));
+    }
+    EXPECT_EQ(loggedByBase(5, notSaved("unread", "Operation not permitted")), 2U) << log_.dump();
+    calls.mend();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy_);
+    EXPECT_FALSE(exists(second_));
 }
 
 TEST_F(InifileFileLetStand, ThatCouldNotBeLookedAtIsKeptAlthoughItIsWhole) {

@@ -104,6 +104,10 @@ TEST_F(XmlBounds, ManyValuesInAnEncodingThatHidesThemAreRefused) {
                repeated(kManyValues, "+AHw-d%") + ")+AD4AXQA+ADw-a/+AD4-"));
 }
 
+TEST_F(XmlBounds, NameOfAnEncodingOfAMillionLettersIsRefused) {
+    EXPECT_FALSE(isRead("<?xml version='1.0' encoding='" + repeated(kAMillion, "x") + "'?><a/>"));
+}
+
 TEST_F(XmlBounds, AMillionDeclaredValuesAreFreedOnASmallStack) {
     xmlEnumeration* values = nullptr;
     for (std::size_t i = 0; i < kAMillion; ++i) {
@@ -194,6 +198,8 @@ const Shape kShapes[] = {
     {"Comments", "<a>", "<!--c-->", "", "</a>", 250000, 1, 2},
     {"LongComment", "<!--", "xxxxxxxx", "", "--><a/>", 500000, 1, 3},
     {"Declarations", "<!DOCTYPE a [", "<!ENTITY e 'v'>", "", "]><a/>", 100000, 1, 2},
+    {"SettingsInUtf7", "<?xml version='1.0' encoding='UTF-7'?><a>", "<e% value+AD0AJw-%'/+AD4-", "",
+     "</a>", 25000, kOneEach, 16},
     {"LongEntity", "<!DOCTYPE a [<!ENTITY e '", "x", "", "'>]><a/>", 1000000, 1, 8},
 };
 

@@ -129,8 +129,9 @@ protected:
 
     /// To be asked by a subclass before it overwrites `path`, under `directory`, the lock on the
     /// directory of both: a read/write file that stands without having been loaded is kept now
-    /// under another name, and before it `copy`, its temporary copy. When that fails this gives
-    /// false, and the subclass writes nothing and returns false: what they held would be lost.
+    /// under another name, and before it `copy`, its temporary copy. When that fails and one of
+    /// them may be whole, this gives false, and the subclass writes nothing and returns false: what
+    /// they held would be lost. What is known to be damaged is lost then, and the log says so.
     bool damagedFileIsKept(const std::string& path, const std::string& copy,
                            const files::DirectoryLock& directory);
 
