@@ -52,13 +52,16 @@ struct Original {
             exists = true;
             permissions = status->permissions;
             group = status->group;
+            mayExist = true;
         } else if (errno != ENOENT) {
-            // It may be there, and it may be private.
+            // It may be private.
             permissions = kPrivatePermissions;
+            mayExist = true;
         }
     }
 
     bool exists = false;
+    bool mayExist = false;
     mode_t permissions = kNewFilePermissions;
     gid_t group = static_cast<gid_t>(-1);
 };
@@ -108,7 +111,7 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
         return WriteResult::kCopyFailed;
     }
     const bool regular = isRegular(copy);
-    if (regular && original.exists) {
+    if (regular && original.mayExist) {
         // Whoever may read the original is to recover from the copy as well.
         giveAccess(copy, original.permissions, original.group);
     }

@@ -305,8 +305,16 @@ TEST_F(SafeWrite, PermissionsThatCannotBeSetAreNoFailureAndTheCopyIsPrivateWitho
 TEST_F(SafeWrite, TheCopyOfAFileThatCannotBeLookedAtIsPrivate) {
     const mode_t umaskBefore = ::umask(0);
     std::filesystem::create_symlink("x.ini", file_);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed) << "a link to itself";
-    EXPECT_EQ(permissionsOf(copy_), 0600U);
+    for (const bool lies : {false, true}) {
+        std::filesystem::remove(copy_);
+        if (lies) {
+            writeFile(copy_, "torn");
+            ASSERT_EQ(::chmod(copy_.c_str(), 0644), 0);
+        }
+        EXPECT_EQ(write("new"), WriteResult::kFileFailed) << "a link to itself";
+        EXPECT_EQ(readFile(copy_), "new");
+        EXPECT_EQ(permissionsOf(copy_), 0600U) << lies;
+    }
     ::umask(umaskBefore);
 }
 
