@@ -96,6 +96,19 @@ bool discardCopy(const std::string& path, bool existed, const DirectoryLock* syn
     return emptied.isOpen() && (syncedDirectory == nullptr || syncData(emptied));
 }
 
+/// Whether the leftover at `path`, of no use to anybody, has made room: its other name may be one
+/// under which it is kept, and would be written through.
+bool makesRoom(const std::string& path, const std::optional<FileStatus>& leftover) {
+    return leftover && leftover->names > 1 && ::unlink(path.c_str()) == 0;
+}
+
+/// The same for one that may not be written, being somebody else's: no save would ever succeed.
+bool makesRoomAfterRefusal(const std::string& path, const std::optional<FileStatus>& leftover) {
+    const ErrnoKept reason;
+    return (errno == EACCES || errno == EPERM) && leftover && leftover->isRegular &&
+           ::unlink(path.c_str()) == 0;
+}
+
 /// Writes the copy, or the text that is to replace it, with the permissions of its original: what
 /// is private in the file stays private in the copy. `syncedDirectory` is null when the entry of
 /// `path` need not last.
@@ -103,10 +116,12 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
                       const DirectoryLock* syncedDirectory) {
     const Original original(write.file);
     const std::optional<FileStatus> existing = statusOfEntryAt(path);
-    // Its other name may be one under which it is kept, and would be written through.
-    const bool isShared = existing && existing->names > 1;
-    const bool existed = existing && !(isShared && ::unlink(path.c_str()) == 0);
+    bool existed = existing && !makesRoom(path, existing);
     Descriptor copy = openTruncated(path, original.permissions);
+    if (!copy.isOpen() && existed && makesRoomAfterRefusal(path, existing)) {
+        existed = false;
+        copy = openTruncated(path, original.permissions);
+    }
     if (!copy.isOpen()) {
         return WriteResult::kCopyFailed;
     }

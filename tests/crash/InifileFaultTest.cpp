@@ -170,7 +170,8 @@ protected:
             const Loss loss = isKeeping(calls.calls(), struck)
                                   ? lossOfKeeping(calls.calls(), struck, fault.error)
                                   : lossOf(calls.calls(), struck);
-            if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory()) {
+            if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory() &&
+                !makesRoom(fault, calls.calls()[struck])) {
                 return loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss;
             }
         }
@@ -180,6 +181,12 @@ protected:
     static bool isKeeping(const Calls& calls, std::size_t number) {
         const auto end = calls.begin() + static_cast<std::ptrdiff_t>(number);
         return stands(GetParam()) && std::find(calls.begin(), end, "fsync .") == end;
+    }
+
+    /// Whether the library gets over it by deleting a leftover that it may not write.
+    static bool makesRoom(const Fault& fault, const std::string& call) {
+        return GetParam() == Start::kDamagedCopyLeft && call == "create rw.ini.tmp" &&
+               fault.error == EACCES && !fault.forGood;
     }
 
     /// Whether the very call that fails would be needed to take the copy back for good.

@@ -328,6 +328,55 @@ TEST_F(SafeWrite, ALinkInPlaceOfTheCopyIsWrittenThroughAndTakenAway) {
     EXPECT_FALSE(exists(copy_));
 }
 
+// Another user's process was killed while it wrote; the leftover would stop every save for ever.
+TEST_F(SafeWrite, ALeftoverThatMayBeReadButNotWrittenMakesRoom) {
+    for (const bool precious : {false, true}) {
+        const std::string& leftover = precious ? aside_ : copy_;
+        const std::string name = precious ? "x.ini.tmp.new" : "x.ini.tmp";
+        for (const int refusal : {EACCES, EPERM}) {
+            writeFile(file_, "old");
+            writeFile(copy_, "torn");
+            writeFile(leftover, "torn");
+            FileCalls calls(dir_.path());
+            calls.fail("create " + name, refusal);
+            EXPECT_EQ(write("new", precious), WriteResult::kDone);
+            EXPECT_EQ(calls.struck().size(), 1U);
+            EXPECT_EQ(readFile(file_), "new");
+            EXPECT_FALSE(exists(copy_));
+            EXPECT_FALSE(exists(aside_));
+        }
+        writeFile(leftover, "torn");
+        FileCalls calls(dir_.path());
+        calls.fail("create " + name, EACCES);
+        calls.fail("unlink " + name, EPERM);
+        EXPECT_EQ(write("newer", precious), WriteResult::kCopyFailed);
+        EXPECT_EQ(errno, EACCES);
+        EXPECT_EQ(readFile(leftover), "torn");
+        std::filesystem::remove(leftover);
+    }
+}
+
+TEST_F(SafeWrite, OnlyALeftoverMakesRoomAndOnlyForAnotherUsersPermissions) {
+    const struct {
+        bool isLink;
+        int error;
+    } rows[] = {{false, EIO}, {false, EROFS}, {true, EACCES}};
+    for (const auto& row : rows) {
+        writeFile(file_, "old");
+        writeFile(row.isLink ? dir_.file("elsewhere") : copy_, "torn");
+        if (row.isLink) {
+            std::filesystem::create_symlink("elsewhere", copy_);
+        }
+        FileCalls calls(dir_.path());
+        calls.fail("create x.ini.tmp", row.error);
+        EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+        EXPECT_EQ(errno, row.error);
+        EXPECT_EQ(calls.count("unlink x.ini.tmp"), 0U) << row.error;
+        EXPECT_EQ(readFile(copy_), "torn");
+        std::filesystem::remove(copy_);
+    }
+}
+
 TEST_F(SafeWrite, WhatIsNoFileInPlaceOfTheCopyStaysAfterAFailure) {
     writeFile(file_, "old");
     std::filesystem::create_symlink("/dev/full", copy_);
