@@ -88,7 +88,7 @@ Copied copyAside(const std::string& path, std::string& kept) {
     if (!takeFreeName(path, name, create)) {
         return Copied::kFailed;
     }
-    giveAccess(copy, status->permissions, status->group);
+    giveAccess(copy, {status->permissions, status->owner, status->group});
     Copied copied = copyContent(damaged, copy);
     if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
         copied = Copied::kFailed;

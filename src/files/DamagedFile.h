@@ -10,7 +10,7 @@ namespace files {
 class DirectoryLock;
 
 /// Keeps the content of a damaged or unread file that is about to be overwritten: copies it, with
-/// its permissions and group, to the first free one of "PATH.bad", "PATH.bad.1" up to
+/// its owner, group and permissions, to the first free one of "PATH.bad", "PATH.bad.1" up to
 /// "PATH.bad.99". What cannot be read or has other names is moved there instead. Replaces nothing,
 /// whoever else takes names at that moment.
 ///

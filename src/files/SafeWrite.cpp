@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
@@ -34,8 +35,8 @@ constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
 
 /// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
-Descriptor openTruncated(const std::string& path, mode_t permissions) {
-    return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, permissions);
+Descriptor openTruncated(const std::string& path, mode_t permissions, int more = 0) {
+    return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | more, permissions);
 }
 
 /// What the system says nothing of is taken for a plain file: it must not be more open than its
@@ -45,25 +46,23 @@ bool isRegular(const Descriptor& file) {
     return !status || status->isRegular;
 }
 
-/// Existence, permission bits and group of the file that the copy stands for.
+/// The file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
         if (const std::optional<FileStatus> status = statusAt(path)) {
             exists = true;
-            permissions = status->permissions;
-            group = status->group;
             mayExist = true;
+            access = {status->permissions, status->owner, status->group};
         } else if (errno != ENOENT) {
             // It may be private.
-            permissions = kPrivatePermissions;
+            access.permissions = kPrivatePermissions;
             mayExist = true;
         }
     }
 
     bool exists = false;
     bool mayExist = false;
-    mode_t permissions = kNewFilePermissions;
-    gid_t group = static_cast<gid_t>(-1);
+    Access access = {kNewFilePermissions};
 };
 
 /// Keeps the reason of a failure over the tidying up that follows it.
@@ -109,34 +108,54 @@ bool makesRoomAfterRefusal(const std::string& path, const std::optional<FileStat
            ::unlink(path.c_str()) == 0;
 }
 
-/// Writes the copy, or the text that is to replace it, with the permissions of its original: what
-/// is private in the file stays private in the copy. `syncedDirectory` is null when the entry of
+struct OpenCopy {
+    Descriptor file;
+    bool existed;    ///< it was truncated, not made
+    bool isRegular;  ///< what is none, a device, say, is not to be deleted
+};
+
+/// Opens what is to hold the new text, with the access of the original: what is private in the file
+/// stays private in the copy, and whoever may read the file is to recover from the copy as well.
+OpenCopy openCopy(const std::string& path, const Original& original) {
+    const std::optional<FileStatus> existing = statusOfEntryAt(path);
+    const bool mayBeLink = existing && !existing->isRegular;
+    const auto open = [&] {
+        return openTruncated(path, original.access.permissions, mayBeLink ? 0 : O_NOFOLLOW);
+    };
+    bool existed = existing && !makesRoom(path, existing);
+    Descriptor file = open();
+    if (!file.isOpen() && existed && makesRoomAfterRefusal(path, existing)) {
+        existed = false;
+        file = open();
+    }
+    const bool regular = file.isOpen() && isRegular(file);
+    if (regular && original.mayExist) {
+        Access access = original.access;
+        if (mayBeLink) {
+            // Where somebody's link leads is not to be given away.
+            access.owner = Access().owner;
+        }
+        giveAccess(file, access);
+    }
+    return {std::move(file), existed, regular};
+}
+
+/// Writes the copy, or the text that is to replace it. `syncedDirectory` is null when the entry of
 /// `path` need not last.
 WriteResult writeCopy(const std::string& path, const SafeWrite& write,
                       const DirectoryLock* syncedDirectory) {
-    const Original original(write.file);
-    const std::optional<FileStatus> existing = statusOfEntryAt(path);
-    bool existed = existing && !makesRoom(path, existing);
-    Descriptor copy = openTruncated(path, original.permissions);
-    if (!copy.isOpen() && existed && makesRoomAfterRefusal(path, existing)) {
-        existed = false;
-        copy = openTruncated(path, original.permissions);
-    }
-    if (!copy.isOpen()) {
+    OpenCopy copy = openCopy(path, Original(write.file));
+    if (!copy.file.isOpen()) {
         return WriteResult::kCopyFailed;
     }
-    const bool regular = isRegular(copy);
-    if (regular && original.mayExist) {
-        // Whoever may read the original is to recover from the copy as well.
-        giveAccess(copy, original.permissions, original.group);
-    }
-    const bool written = writeAll(copy, write.data);
-    if (written && finish(copy, write.durable) &&
+    const bool written = writeAll(copy.file, write.data);
+    if (written && finish(copy.file, write.durable) &&
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
         return WriteResult::kDone;
     }
     // A part of the text passes for nothing, and a full disk is not made to work for it.
-    const bool gone = !regular || discardCopy(path, existed, written ? syncedDirectory : nullptr);
+    const bool gone =
+        !copy.isRegular || discardCopy(path, copy.existed, written ? syncedDirectory : nullptr);
     return gone ? WriteResult::kCopyFailed : WriteResult::kFileFailed;
 }
 

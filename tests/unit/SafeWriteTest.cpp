@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "FileCalls.h"
@@ -131,34 +132,57 @@ TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
                                     "close x.ini.tmp", "unlock .", "close ."}));
 }
 
-// Members of the file's group who recover from the copy must be able to read it.
-TEST_F(SafeWrite, TheCopyHasTheGroupOfItsFile) {
+// The owner of the file and the members of its group who recover from the copy must be able to read
+// it, also when it was root's save that was cut off.
+TEST_F(SafeWrite, TheCopyBelongsToTheOwnerAndTheGroupOfItsFile) {
+    constexpr uid_t kOwner = 54321;
     constexpr gid_t kGroup = 12345;
     writeFile(file_, "old");
-    // Without that right there is no file of a group that is not the writer's own, and nothing to
-    // see.
-    if (::chown(file_.c_str(), static_cast<uid_t>(-1), kGroup) != 0) {
-        GTEST_SKIP() << "only a privileged process may give a file to any group";
+    // Without that right there is no file of somebody else's, and nothing to see.
+    if (::chown(file_.c_str(), kOwner, kGroup) != 0) {
+        GTEST_SKIP() << "only a privileged process may give files away";
     }
     ASSERT_EQ(::chmod(file_.c_str(), 0640), 0);
-    EXPECT_EQ(writeWhileFailing("write x.ini"), WriteResult::kFileFailed);
+    for (const bool precious : {false, true}) {
+        EXPECT_EQ(writeWhileFailing("write x.ini", precious), WriteResult::kFileFailed);
+        struct stat status;
+        ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, kOwner);
+        EXPECT_EQ(status.st_gid, kGroup);
+        EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    }
+}
+
+// The owner of the directory could have any file given to him.
+TEST_F(SafeWrite, WhereALinkInPlaceOfTheCopyLeadsKeepsItsOwner) {
+    writeFile(file_, "old");
+    writeFile(dir_.file("elsewhere"), "");
+    std::filesystem::create_symlink("elsewhere", copy_);
+    if (::chown(file_.c_str(), 54321, 12345) != 0) {
+        GTEST_SKIP() << "only a privileged process may give files away";
+    }
+    EXPECT_EQ(write("new"), WriteResult::kDone);
     struct stat status;
-    ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
-    EXPECT_EQ(status.st_gid, kGroup);
-    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    ASSERT_EQ(::stat(dir_.file("elsewhere").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, ::geteuid());
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), "new");
 }
 
 TEST_F(SafeWrite, TheCopyIsClosedToAGroupThatIsNotItsFiles) {
     writeFile(file_, "old");
     ASSERT_EQ(::chmod(file_.c_str(), 0664), 0);
-    FileCalls calls(dir_.path());
-    calls.fail("fchown x.ini.tmp", EPERM);
-    calls.fail("create x.ini", EIO);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
-    EXPECT_EQ(permissionsOf(copy_), 0604U);
-    calls.fail("create x.ini", EIO);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
-    EXPECT_EQ(permissionsOf(copy_), 0664U);
+    const struct {
+        int refusals;
+        mode_t permissions;
+    } rows[] = {{2, 0604U}, {1, 0664U}, {0, 0664U}};
+    for (const auto& row : rows) {
+        FileCalls calls(dir_.path());
+        calls.fail("fchown x.ini.tmp", EPERM, row.refusals);
+        calls.fail("create x.ini", EIO);
+        EXPECT_EQ(write("new"), WriteResult::kFileFailed);
+        EXPECT_EQ(permissionsOf(copy_), row.permissions) << row.refusals;
+        EXPECT_EQ(calls.count("fchown x.ini.tmp"), row.refusals == 0 ? 1U : 2U);
+    }
 }
 
 TEST_F(SafeWrite, AFullDiskIsNotMadeToSyncTheAbsenceOfACopy) {
