@@ -108,8 +108,8 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     if (standing.state == nullptr || path != rwFilename_) {
         return true;
     }
-    standing.copyIsKept = standing.copyIsKept || keep(copy, directory);
-    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path, directory));
+    standing.copyIsKept = standing.copyIsKept || keep(copy);
+    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path));
     if (standing.copyIsKept && standing.fileIsKept && directory.syncDirectory()) {
         standing = {};
         return true;
@@ -123,9 +123,9 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     return false;
 }
 
-bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
+bool SettingStorageFileBase::keep(const std::string& path) {
     std::string kept;
-    if (!files::keepDamagedFile(path, directory, kept)) {
+    if (!files::keepDamagedFile(path, kept)) {
         return false;
     }
     if (!kept.empty()) {

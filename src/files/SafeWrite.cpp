@@ -19,6 +19,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "files/DamagedFile.h"
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
@@ -49,10 +50,16 @@ bool isRegular(const Descriptor& file) {
 /// The file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
-        if (const std::optional<FileStatus> status = statusAt(path)) {
+        std::optional<FileStatus> status = statusOfEntryAt(path);
+        hasOtherNames = status && status->names > 1;
+        if (status && !status->isRegular) {
+            status = statusAt(path);
+        }
+        if (status) {
             exists = true;
             mayExist = true;
-            access = {status->permissions, status->owner, status->group};
+            // Nobody recovers from a copy that nobody can read.
+            access = {status->permissions | S_IRUSR, status->owner, status->group};
         } else if (errno != ENOENT) {
             // It may be private.
             access.permissions = kPrivatePermissions;
@@ -62,6 +69,7 @@ struct Original {
 
     bool exists = false;
     bool mayExist = false;
+    bool hasOtherNames = false;  ///< the link, if it is one
     Access access = {kNewFilePermissions};
 };
 
@@ -159,8 +167,12 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
     return gone ? WriteResult::kCopyFailed : WriteResult::kFileFailed;
 }
 
+std::string asideOf(const SafeWrite& write) {
+    return write.copy + ".new";
+}
+
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
-    const std::string aside = write.copy + ".new";
+    const std::string aside = asideOf(write);
     if (writeCopy(aside, write, nullptr) != WriteResult::kDone) {
         return WriteResult::kCopyFailed;
     }
@@ -179,13 +191,34 @@ WriteResult placeCopy(const SafeWrite& write, const DirectoryLock& directory) {
                : writeCopy(write.copy, write, write.durable ? &directory : nullptr);
 }
 
+/// Puts an empty file in the place of one that goes on under another name. There is always one: a
+/// load looks for a copy only beside a file.
+Descriptor openInPlace(const SafeWrite& write, Access access) {
+    const std::string aside = asideOf(write);
+    ::unlink(aside.c_str());
+    access.permissions |= kPrivatePermissions;
+    Descriptor file = openFile(aside, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, access.permissions);
+    if (!file.isOpen()) {
+        return file;
+    }
+    giveAccess(file, access);
+    if (std::rename(aside.c_str(), write.file.c_str()) != 0) {
+        discardCopy(aside, false, nullptr);
+        return Descriptor();
+    }
+    return file;
+}
+
 bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
     const Original original(write.file);
-    Descriptor file = openTruncated(write.file, kNewFilePermissions);
+    const bool goesOn = original.hasOtherNames && isKept(write.file);
+    Descriptor file = goesOn ? openInPlace(write, original.access)
+                             : openTruncated(write.file, kNewFilePermissions);
     if (!file.isOpen() || !writeAll(file, write.data) || !finish(file, write.durable)) {
         return false;
     }
-    return original.exists || !write.durable || directory.syncDirectory();
+    const bool isNew = goesOn || !original.exists;
+    return !isNew || !write.durable || directory.syncDirectory();
 }
 
 }  // namespace

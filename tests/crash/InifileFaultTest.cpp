@@ -234,10 +234,6 @@ bool InifileFault::strike(const Fault& fault, int next) {
     const std::string before = filesIn(live_.path())["rw.ini"];
     Promise promise = promiseAt(GetParam());
     promise.insert(valueOf(2));
-    if (stands(GetParam())) {
-        // A copy that cannot be read lies under another name then, and its file is damaged.
-        promise.merge(alike("0, set aside"));
-    }
     Recorder recorder(live_.path(), promise);
     if (fault.halfFirst) {
         recorder.calls().fail(fault.verb, FileCalls::kShort, 1, fault.number);

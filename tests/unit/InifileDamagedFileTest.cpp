@@ -198,7 +198,7 @@ TEST_F(InifileDamagedFile, IsCopiedInSpiteOfInterruptions) {
     EXPECT_EQ(calls.count("link rw.ini rw.ini.bad.1"), 0U);
 }
 
-TEST_F(InifileDamagedFile, IsMovedWhenItCannotBeRead) {
+TEST_F(InifileDamagedFile, GoesOnUnderAnotherNameWhenItCannotBeRead) {
     for (const char* const call : {"open rw.ini", "read rw.ini"}) {
         loadDamaged();
         FileCalls calls(dir_.path());
@@ -207,44 +207,69 @@ TEST_F(InifileDamagedFile, IsMovedWhenItCannotBeRead) {
         EXPECT_EQ(readFile(rw_), kSaved) << call;
         EXPECT_EQ(readFile(second_), kDamaged) << call;
         EXPECT_FALSE(exists(bad_ + ".2")) << call;
+        EXPECT_FALSE(exists(copy_ + ".new")) << call;
         EXPECT_EQ(loggedByBase(4, keptAs(second_)), 1U) << call << log_.dump();
+        const std::string replacement = "rename rw.ini.tmp.new rw.ini";
         EXPECT_LT(placeOf("link rw.ini rw.ini.bad.1", calls), placeOf("fsync .", calls)) << call;
-        EXPECT_LT(placeOf("fsync .", calls), placeOf("unlink rw.ini", calls)) << call;
-        EXPECT_LT(placeOf("unlink rw.ini", calls), placeOf("create rw.ini.tmp", calls)) << call;
+        EXPECT_LT(placeOf("fsync .", calls), placeOf("create rw.ini.tmp", calls)) << call;
+        EXPECT_LT(placeOf("close rw.ini.tmp", calls), placeOf(replacement, calls)) << call;
+        EXPECT_EQ(calls.count("create rw.ini") + calls.count("unlink rw.ini"), 0U) << call;
+        EXPECT_EQ(calls.count("fsync ."), 3U) << "the other name, the copy, the new file";
+        EXPECT_TRUE(calls.allClosedOnExec());
         std::filesystem::remove(second_);
         log_.clear();
     }
 }
 
-TEST_F(InifileDamagedFile, StaysUnderOneNameWhenItCannotBeMovedEither) {
-    for (const char* const call : {"fsync .", "unlink rw.ini"}) {
+TEST_F(InifileDamagedFile, LeavesItsAccessToTheFileThatTakesItsPlaceAndItsOwnerMayReadThat) {
+    constexpr uid_t kOwner = 54321;
+    const bool isPrivileged = ::geteuid() == 0;
+    for (const mode_t permissions : {0600U, 0640U, 0U}) {
         loadDamaged();
+        ASSERT_EQ(::chmod(rw_.c_str(), permissions), 0);
+        ASSERT_TRUE(!isPrivileged || ::chown(rw_.c_str(), kOwner, kOwner) == 0);
         FileCalls calls(dir_.path());
-        calls.fail("open rw.ini", EIO);
-        calls.fail(call, EROFS);
-        EXPECT_FALSE(storage_->save()) << call;
-        EXPECT_EQ(readFile(rw_), kDamaged) << call;
-        EXPECT_FALSE(exists(second_)) << call;
-        EXPECT_EQ(loggedByBase(5, notSaved(std::generic_category().message(EROFS))), 1U)
-            << call << log_.dump();
-        EXPECT_TRUE(storage_->save()) << call;
-        EXPECT_EQ(readFile(second_), kDamaged) << call;
+        calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
+        calls.fail("rename rw.ini.tmp.new rw.ini", EIO);
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(permissionsOf(copy_), permissions | 0400U);
+        EXPECT_TRUE(storage_->save());
+        struct stat status = {};
+        ASSERT_EQ(::stat(rw_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, permissions | 0600U);
+        EXPECT_TRUE(!isPrivileged || (status.st_uid == kOwner && status.st_gid == kOwner));
         std::filesystem::remove(second_);
-        log_.clear();
     }
 }
 
+TEST_F(InifileDamagedFile, StaysWhenItCanBeGivenNoOtherNameEither) {
+    loadDamaged();
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EIO);
+    calls.fail("link", EPERM);
+    calls.fail("rename", EROFS);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kDamaged);
+    EXPECT_FALSE(exists(second_));
+    EXPECT_EQ(loggedByBase(5, notSaved(std::generic_category().message(EROFS))), 1U) << log_.dump();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(second_), kDamaged);
+}
+
+// The other names of what is kept are not overwritten, nor are more of them used up.
 TEST_F(InifileDamagedFile, TakesOneNameWhereNobodyMayDelete) {
     loadDamaged();
     FileCalls calls(dir_.path());
     calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
     calls.fail("unlink", EPERM, FileCalls::kForGood);
+    calls.fail("rename", EPERM, FileCalls::kForGood);
     for (int save = 0; save < 2; ++save) {
         EXPECT_FALSE(storage_->save());
         EXPECT_EQ(readFile(rw_), kDamaged);
+        EXPECT_EQ(readFile(second_), kDamaged);
         EXPECT_FALSE(exists(bad_ + ".2"));
     }
-    EXPECT_EQ(loggedByBase(5, notSaved("Operation not permitted")), 2U) << log_.dump();
+    EXPECT_EQ(readFile(copy_), kSaved);
     calls.mend();
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
@@ -252,9 +277,9 @@ TEST_F(InifileDamagedFile, TakesOneNameWhereNobodyMayDelete) {
     EXPECT_FALSE(exists(bad_ + ".2"));
 }
 
-// The power went in the middle of a move. A save that wrote through both names would destroy what
-// the move was to keep.
-TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesLosesTheFirst) {
+// The power went before the save that has kept it could replace it. One that wrote through both
+// names would destroy what was to be kept.
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesLosesTheFirst) {
     std::filesystem::remove(bad_);
     writeFile(rw_, kDamaged);
     std::filesystem::create_hard_link(rw_, bad_);
@@ -266,13 +291,42 @@ TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesLosesTheFirst) {
     EXPECT_EQ(readFile(bad_), kDamaged);
 }
 
-TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesIsMovedByTheSave) {
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesTakesNoThird) {
     loadDamaged();
     std::filesystem::create_hard_link(rw_, second_);
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_EQ(readFile(second_), kDamaged);
     EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesBesideAGoodCopyIsNotOverwritten) {
+    for (const std::string& name : {second_, bad_ + ".99"}) {
+        writeFile(rw_, kDamaged);
+        std::filesystem::create_hard_link(rw_, name);
+        buildCopy("#name = settings\n[]\na = int,7");
+        ASSERT_TRUE(reopen());
+        check({"settings/a = int,7"});
+        setting("settings/a")->setValue(2);
+        EXPECT_TRUE(storage_->save());
+        EXPECT_EQ(readFile(rw_), kSaved);
+        EXPECT_EQ(readFile(name), kDamaged);
+    }
+}
+
+// What it leads to may be somebody else's: the link goes on under the other name.
+TEST_F(InifileDamagedFile, ThatIsALinkIsNotWrittenThrough) {
+    writeFile(dir_.file("elsewhere"), kDamaged);
+    std::filesystem::create_symlink("elsewhere", rw_);
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EIO, FileCalls::kForGood);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), kDamaged);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(std::filesystem::is_symlink(rw_));
 }
 
 TEST_F(InifileDamagedFile, ThatIsACopyUnderTwoNamesLosesTheFirst) {

@@ -161,7 +161,7 @@ private:
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile();
     void letFileStand(const char* state);
-    bool keep(const std::string& path, const files::DirectoryLock& directory);
+    bool keep(const std::string& path);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
