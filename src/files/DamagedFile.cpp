@@ -132,9 +132,10 @@ bool keepDamagedFile(const std::string& path, std::string& kept) {
     kept.clear();
     const Copied copied = copyAside(path, kept);
     // A shortage says nothing about the file, and the save that is to follow would suffer from it
-    // too.
-    return copied == Copied::kDone || (copied == Copied::kNotCopied && !passesByItself(errno) &&
-                                       keepUnderAnotherName(path, kept));
+    // too. Another name costs no room.
+    const bool staysUncopied =
+        copied == Copied::kNotCopied ? !passesByItself(errno) : errno == ENOSPC || errno == EDQUOT;
+    return copied == Copied::kDone || (staysUncopied && keepUnderAnotherName(path, kept));
 }
 
 bool isKept(const std::string& path) {

@@ -141,7 +141,7 @@ TEST_F(InifileDamagedFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         int times;
     } rows[] = {{"open rw.ini", EMFILE, 5},
                 {"create rw.ini.bad.1", EIO, 1},
-                {"write rw.ini.bad.1", ENOSPC, 1},
+                {"write rw.ini.bad.1", EIO, 1},
                 {"fdatasync rw.ini.bad.1", EIO, 1},
                 {"close rw.ini.bad.1", EIO, 1}};
     for (const auto& row : rows) {
@@ -218,6 +218,24 @@ TEST_F(InifileDamagedFile, GoesOnUnderAnotherNameWhenItCannotBeRead) {
         EXPECT_TRUE(calls.allClosedOnExec());
         std::filesystem::remove(second_);
         log_.clear();
+    }
+}
+
+// Another name takes no room.
+TEST_F(InifileDamagedFile, GoesOnUnderAnotherNameWhenThereIsNoRoomForACopy) {
+    for (const char* const call :
+         {"create rw.ini.bad.1", "write rw.ini.bad.1", "fdatasync rw.ini.bad.1"}) {
+        for (const int error : {ENOSPC, EDQUOT}) {
+            loadDamaged();
+            FileCalls calls(dir_.path());
+            calls.fail(call, error);
+            EXPECT_TRUE(storage_->save()) << call;
+            EXPECT_EQ(calls.struck().size(), 1U) << call;
+            EXPECT_EQ(readFile(rw_), kSaved) << call;
+            EXPECT_EQ(readFile(second_), kDamaged) << call;
+            EXPECT_EQ(calls.count("link rw.ini rw.ini.bad.1"), 1U) << call;
+            std::filesystem::remove(second_);
+        }
     }
 }
 
