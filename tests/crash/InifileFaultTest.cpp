@@ -64,6 +64,11 @@ struct Fault {
 /// load would find.
 enum class Loss { kNothing, kKeeping, kCopy, kFile };
 
+struct Lost {
+    Loss loss;
+    std::string call;  ///< the one whose failure has spoilt it
+};
+
 std::string verbOf(const std::string& call) {
     return call.substr(0, call.find(' '));
 }
@@ -168,17 +173,18 @@ protected:
         return verbs;
     }
 
-    Loss lossBy(const Fault& fault, const FileCalls& calls) const {
+    Lost lostBy(const Fault& fault, const FileCalls& calls) const {
         for (const std::size_t struck : calls.struck()) {
             const Loss loss = isKeeping(calls.calls(), struck)
                                   ? lossOfKeeping(calls.calls(), struck, fault.error)
                                   : lossOf(calls.calls(), struck);
             if (loss != Loss::kNothing && !fault.passes() && !fault.hidesTheDirectory() &&
                 !makesRoom(fault, calls.calls()[struck])) {
-                return loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss;
+                return {loss == Loss::kCopy && stays(fault) ? Loss::kFile : loss,
+                        calls.calls()[struck]};
             }
         }
-        return Loss::kNothing;
+        return {Loss::kNothing, ""};
     }
 
     static bool isKeeping(const Calls& calls, std::size_t number) {
@@ -200,21 +206,31 @@ protected:
                (lay ? fault.verb == "fdatasync" : fault.verb == "fsync" || fault.verb == "open");
     }
 
-    void expectLog(Loss loss, int error) {
-        Calls expected;
+    /// What the log says when something could not be kept. The directory is opened once more to be
+    /// synced.
+    std::string notKept(const std::string& call, const std::string& reason) const {
+        const bool syncs = verbOf(call) == "fsync" || call == "open .";
+        const bool isCopy = call.find("rw.ini.tmp") != std::string::npos;
+        return "5 '" + (isCopy ? copy_ : rw_) + "' is not saved, a later save tries again: the " +
+               (GetParam() == Start::kDamagedFileStands ? "damaged" : "unread") + " file there " +
+               (syncs ? "is kept, but not safe on the disk"
+                      : "can neither be set aside nor copied") +
+               ": " + reason;
+    }
+
+    void expectLog(const Lost& lost, int error) {
+        const Loss loss = lost.loss;
         const std::string reason = std::generic_category().message(error);
-        std::size_t notKept = 0;
-        for (const std::string& path : {rw_, copy_}) {
-            for (const std::string state : {"damaged", "unread"}) {
-                for (const std::string what :
-                     {"can neither be set aside nor copied", "is kept, but not safe on the disk"}) {
-                    notKept += loggedByBase(
-                        5, "'" + path + "' is not saved, a later save tries again: the " + state +
-                               " file there " + what + ": " + reason);
-                }
-            }
+        Calls expected;
+        if (loss == Loss::kKeeping) {
+            expected = {notKept(lost.call, reason)};
         }
-        EXPECT_EQ(notKept, loss == Loss::kKeeping ? 1U : 0U) << log_.dump();
+        Calls errors = messagesOf("src/SettingsStorageFileBase");
+        errors.erase(std::remove_if(errors.begin(), errors.end(),
+                                    [](const std::string& text) { return text.front() == '4'; }),
+                     errors.end());
+        EXPECT_EQ(errors, expected);
+        expected.clear();
         if (loss == Loss::kCopy || loss == Loss::kFile) {
             expected = {"5 SettingStorageInifile::writeIniFile( '" + rw_ + "' ): could not write " +
                             (loss == Loss::kFile ? "file" : "temporary file '" + copy_ + "'"),
@@ -248,10 +264,11 @@ bool InifileFault::strike(const Fault& fault, int next) {
     const bool saved = storage_->save();
     qlog::setDefaultThreshold(kNoMessage);
     EXPECT_EQ(openDescriptors(), descriptors);
-    const Loss loss = lossBy(fault, recorder.calls());
+    const Lost lost = lostBy(fault, recorder.calls());
+    const Loss loss = lost.loss;
     EXPECT_EQ(saved, loss == Loss::kNothing);
     EXPECT_EQ(storage_->dirty(), !saved);
-    expectLog(loss, fault.error);
+    expectLog(lost, fault.error);
     if (saved) {
         promise = {valueOf(2)};
     }
