@@ -78,14 +78,14 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         // itself; and what looks damaged may be half of what somebody else is writing.
         letFileStand(unread_ ? "unread" : "damaged");
     } else {
-        setAsideReadWriteFile();
+        setAsideReadWriteFile(lock);
     }
     return true;
 }
 
-void SettingStorageFileBase::setAsideReadWriteFile() {
+void SettingStorageFileBase::setAsideReadWriteFile(const files::DirectoryLock& directory) {
     const std::string setAside = rwFilename_ + ".bad";
-    if (!files::setAsideFile(rwFilename_, setAside)) {
+    if (!files::setAsideFile(rwFilename_, setAside, directory)) {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "files/Descriptor.h"
+#include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
 #include "files/Sync.h"
 
@@ -147,10 +148,14 @@ bool isKept(const std::string& path) {
     return false;
 }
 
-bool setAsideFile(const std::string& path, const std::string& name) {
-    // A rename from one name of a file to another does nothing and reports success.
-    return (areOneFile(path, name) ? ::unlink(path.c_str())
-                                   : std::rename(path.c_str(), name.c_str())) == 0;
+bool setAsideFile(const std::string& path, const std::string& name,
+                  const DirectoryLock& directory) {
+    if (areOneFile(path, name)) {
+        // A rename would do nothing and report success. Whoever gave the file the second name may
+        // have died before the disk had it.
+        return directory.syncDirectory() && ::unlink(path.c_str()) == 0;
+    }
+    return std::rename(path.c_str(), name.c_str()) == 0;
 }
 
 }  // namespace files

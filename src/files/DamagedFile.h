@@ -7,6 +7,8 @@ namespace Qel {
 namespace Settings {
 namespace files {
 
+class DirectoryLock;
+
 /// Keeps the content of a damaged or unread file that is about to be overwritten: copies it, with
 /// its owner, group and permissions, to the first free one of "PATH.bad", "PATH.bad.1" up to
 /// "PATH.bad.99". What cannot be read, has other names or finds no room for a copy is given that
@@ -22,9 +24,9 @@ bool keepDamagedFile(const std::string& path, std::string& kept);
 /// Whether one of those names is another one of what lies at `path`: it would be written through.
 bool isKept(const std::string& path);
 
-/// Renames the file at `path` to `name`, over what lies there. False when that fails; errno says
-/// why.
-bool setAsideFile(const std::string& path, const std::string& name);
+/// Renames the file at `path` to `name`, over what lies there. `directory` is the lock on the
+/// directory of both. False when that fails; errno says why.
+bool setAsideFile(const std::string& path, const std::string& name, const DirectoryLock& directory);
 
 }  // namespace files
 }  // namespace Settings

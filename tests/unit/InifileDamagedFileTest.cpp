@@ -309,6 +309,25 @@ TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesLosesTheFirst) {
     EXPECT_EQ(readFile(bad_), kDamaged);
 }
 
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesKeepsBothUntilTheyAreSafe) {
+    std::filesystem::remove(bad_);
+    writeFile(rw_, kDamaged);
+    std::filesystem::create_hard_link(rw_, bad_);
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("fsync .", EIO);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    EXPECT_EQ(readFile(rw_), kDamaged);
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), kDamaged);
+    EXPECT_FALSE(exists(second_));
+}
+
 TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesTakesNoThird) {
     loadDamaged();
     std::filesystem::create_hard_link(rw_, second_);

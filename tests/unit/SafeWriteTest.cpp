@@ -168,6 +168,20 @@ TEST_F(SafeWrite, WhereALinkInPlaceOfTheCopyLeadsKeepsItsOwner) {
     EXPECT_EQ(readFile(dir_.file("elsewhere")), "new");
 }
 
+TEST_F(SafeWrite, ALinkThatTakesThePlaceOfTheCopyMeanwhileIsNotFollowed) {
+    writeFile(file_, "old");
+    writeFile(dir_.file("elsewhere"), "untouched");
+    testsupport::StatHook& hook = testsupport::StatHook::instance();
+    hook.path = copy_;
+    hook.then = [this] { std::filesystem::create_symlink("elsewhere", copy_); };
+    EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(hook.calls, 1);
+    hook.reset();
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), "untouched");
+    EXPECT_EQ(readFile(file_), "old");
+}
+
 TEST_F(SafeWrite, TheCopyIsClosedToAGroupThatIsNotItsFiles) {
     writeFile(file_, "old");
     ASSERT_EQ(::chmod(file_.c_str(), 0664), 0);

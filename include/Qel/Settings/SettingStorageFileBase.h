@@ -159,7 +159,7 @@ private:
     bool loadReadWriteFile();
     bool readWriteFileLoads();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
-    void setAsideReadWriteFile();
+    void setAsideReadWriteFile(const files::DirectoryLock& directory);
     void letFileStand(const char* state);
     bool keep(const std::string& path);
     std::string currentErrInfo() const;
