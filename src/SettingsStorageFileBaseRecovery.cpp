@@ -88,14 +88,14 @@ bool SettingStorageFileBase::recoverReadWriteFile(const std::string& errInfoBefo
         // itself; and what looks damaged may be half of what somebody else is writing.
         letFileStand(kUnread);
     } else {
-        setAsideReadWriteFile();
+        setAsideReadWriteFile(lock);
     }
     return true;
 }
 
-void SettingStorageFileBase::setAsideReadWriteFile() {
+void SettingStorageFileBase::setAsideReadWriteFile(const files::DirectoryLock& directory) {
     const std::string setAside = rwFilename_ + ".bad";
-    if (!files::setAsideFile(rwFilename_, setAside)) {
+    if (!files::setAsideFile(rwFilename_, setAside, directory)) {
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
@@ -118,8 +118,8 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     if (standing.state == nullptr || path != rwFilename_) {
         return true;
     }
-    standing.copyIsKept = standing.copyIsKept || keep(copy, directory);
-    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path, directory));
+    standing.copyIsKept = standing.copyIsKept || keep(copy);
+    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path));
     if (!standing.copyIsKept || !standing.fileIsKept) {
         return false;
     }
@@ -140,9 +140,9 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
 // and a storage that did not save for its sake would lose all that come after them too. What passes
 // by itself, a shortage of descriptors or memory, would fail the save as well: the next one keeps
 // it.
-bool SettingStorageFileBase::keep(const std::string& path, const files::DirectoryLock& directory) {
+bool SettingStorageFileBase::keep(const std::string& path) {
     std::string kept;
-    if (files::keepDamagedFile(path, directory, kept)) {
+    if (files::keepDamagedFile(path, kept)) {
         if (!kept.empty()) {
             QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
                     kept.c_str());

@@ -22,12 +22,16 @@ constexpr mode_t kPrivatePermissions = 0600;
 
 enum class Copied { kDone, kNotCopied, kFailed };
 
+std::string nameToKeep(const std::string& path, int number) {
+    return path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
+}
+
 /// Tries the names in turn. `take` gives false with EEXIST for one that is not free: whatever lies
 /// there, a directory, a link, somebody else's file, is none of ours.
 template <class Take>
 bool takeFreeName(const std::string& path, std::string& name, Take take) {
     for (int number = 0; number < kMostNames; ++number) {
-        name = path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
+        name = nameToKeep(path, number);
         if (take()) {
             return true;
         }
@@ -75,7 +79,7 @@ Copied copyAside(const std::string& path, std::string& kept) {
         return Copied::kDone;
     }
     if (status->names > 1) {
-        // One of them may be that of a move that was cut off, and a save writes through them all.
+        // One of them may be the one under which it is kept.
         errno = EMLINK;
         return Copied::kNotCopied;
     }
@@ -88,7 +92,7 @@ Copied copyAside(const std::string& path, std::string& kept) {
     if (!takeFreeName(path, name, create)) {
         return Copied::kFailed;
     }
-    giveAccess(copy, status->permissions, status->group);
+    giveAccess(copy, {status->permissions, status->owner, status->group});
     Copied copied = copyContent(damaged, copy);
     if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
         copied = Copied::kFailed;
@@ -101,34 +105,22 @@ Copied copyAside(const std::string& path, std::string& kept) {
     return copied;
 }
 
-/// Gives the file a second name, unless a move that was cut off has done so.
-bool linkTo(const std::string& name, const std::string& path) {
+/// Gives the file a second name, unless it has been given that before. Where the file system has no
+/// such thing, or not for somebody else's file, it gets the other name in place of the first.
+bool giveName(const std::string& name, const std::string& path) {
     if (::link(path.c_str(), name.c_str()) == 0) {
         return true;
     }
     const int reason = errno;
-    const bool linkedBefore = reason == EEXIST && areOneFile(path, name);
+    const bool hasIt = reason == EEXIST && areOneFile(path, name);
     errno = reason;
-    return linkedBefore;
+    return hasIt || (reason != EEXIST && ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(),
+                                                     RENAME_NOREPLACE) == 0);
 }
 
-/// A second name, on the disk before the first one goes: at every moment one of them is safe. Where
-/// the file system has no such thing as a second name, in one step.
-bool moveTo(const std::string& name, const std::string& path, const DirectoryLock& directory) {
-    if (!linkTo(name, path)) {
-        return errno != EEXIST &&
-               ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0;
-    }
-    if (directory.syncDirectory() && ::unlink(path.c_str()) == 0) {
-        return true;
-    }
-    takeBack(name);
-    return false;
-}
-
-bool moveAside(const std::string& path, const DirectoryLock& directory, std::string& kept) {
+bool keepUnderAnotherName(const std::string& path, std::string& kept) {
     std::string name;
-    if (takeFreeName(path, name, [&] { return moveTo(name, path, directory); })) {
+    if (takeFreeName(path, name, [&] { return giveName(name, path); })) {
         kept = name;
         return true;
     }
@@ -137,19 +129,33 @@ bool moveAside(const std::string& path, const DirectoryLock& directory, std::str
 
 }  // namespace
 
-bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept) {
+bool keepDamagedFile(const std::string& path, std::string& kept) {
     kept.clear();
     const Copied copied = copyAside(path, kept);
     // A shortage says nothing about the file, and the save that is to follow would suffer from it
-    // too.
-    return copied == Copied::kDone || (copied == Copied::kNotCopied && !passesByItself(errno) &&
-                                       moveAside(path, directory, kept));
+    // too. Another name costs no room.
+    const bool staysUncopied =
+        copied == Copied::kNotCopied ? !passesByItself(errno) : errno == ENOSPC || errno == EDQUOT;
+    return copied == Copied::kDone || (staysUncopied && keepUnderAnotherName(path, kept));
 }
 
-bool setAsideFile(const std::string& path, const std::string& name) {
-    // A rename from one name of a file to another does nothing and reports success.
-    return (areOneFile(path, name) ? ::unlink(path.c_str())
-                                   : std::rename(path.c_str(), name.c_str())) == 0;
+bool isKept(const std::string& path) {
+    for (int number = 0; number < kMostNames; ++number) {
+        if (areOneFile(path, nameToKeep(path, number))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool setAsideFile(const std::string& path, const std::string& name,
+                  const DirectoryLock& directory) {
+    if (areOneFile(path, name)) {
+        // A rename would do nothing and report success. Whoever gave the file the second name may
+        // have died before the disk had it.
+        return directory.syncDirectory() && ::unlink(path.c_str()) == 0;
+    }
+    return std::rename(path.c_str(), name.c_str()) == 0;
 }
 
 }  // namespace files

@@ -10,20 +10,23 @@ namespace files {
 class DirectoryLock;
 
 /// Keeps the content of a damaged or unread file that is about to be overwritten: copies it, with
-/// its permissions and group, to the first free one of "PATH.bad", "PATH.bad.1" up to
-/// "PATH.bad.99". What cannot be read or has other names is moved there instead. Replaces nothing,
-/// whoever else takes names at that moment.
+/// its owner, group and permissions, to the first free one of "PATH.bad", "PATH.bad.1" up to
+/// "PATH.bad.99". What cannot be read, has other names or finds no room for a copy is given that
+/// name besides its own, or where that is impossible in place of it. Replaces nothing, whoever else
+/// takes names at that moment.
 ///
-/// `directory` is the lock on the directory of both. `kept` is the new path, "" when no plain file
-/// lies at `path`, which is no failure. The content is on the disk then, but not the entry that
-/// shows it: the caller syncs the directory before it overwrites anything. False when the content
-/// is not kept; errno says why, and the file is as it was. Nothing new lies there, but where nobody
-/// may delete, a second name of the file may, which the next call takes again.
-bool keepDamagedFile(const std::string& path, const DirectoryLock& directory, std::string& kept);
+/// `kept` is the new path, "" when no plain file lies at `path`, which is no failure. The content
+/// is on the disk then, but not the entry that shows it: the caller syncs the directory before it
+/// overwrites anything. False when the content is not kept; errno says why, and the file is as it
+/// was.
+bool keepDamagedFile(const std::string& path, std::string& kept);
 
-/// Renames the file at `path` to `name`, over what lies there. False when that fails; errno says
-/// why.
-bool setAsideFile(const std::string& path, const std::string& name);
+/// Whether one of those names is another one of what lies at `path`: it would be written through.
+bool isKept(const std::string& path);
+
+/// Renames the file at `path` to `name`, over what lies there. `directory` is the lock on the
+/// directory of both. False when that fails; errno says why.
+bool setAsideFile(const std::string& path, const std::string& name, const DirectoryLock& directory);
 
 }  // namespace files
 }  // namespace Settings

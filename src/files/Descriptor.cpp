@@ -63,9 +63,11 @@ Descriptor openFile(const std::string& path, int flags, mode_t permissions) {
     }
 }
 
-void giveAccess(const Descriptor& file, mode_t permissions, gid_t group) {
-    const bool grouped = ::fchown(file.number(), kSameOwner, group) == 0;
-    static_cast<void>(::fchmod(file.number(), grouped ? permissions : permissions & ~kGroupBits));
+void giveAccess(const Descriptor& file, const Access& access) {
+    const bool grouped = ::fchown(file.number(), access.owner, access.group) == 0 ||
+                         ::fchown(file.number(), kSameOwner, access.group) == 0;
+    const mode_t withoutGroup = access.permissions & ~kGroupBits;
+    static_cast<void>(::fchmod(file.number(), grouped ? access.permissions : withoutGroup));
 }
 
 bool writeAll(const Descriptor& file, std::string_view data) {

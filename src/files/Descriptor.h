@@ -40,10 +40,17 @@ bool passesByItself(int error);
 /// to pass: a healthy file that cannot be opened right now would otherwise count as a damaged one.
 Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
 
-/// Gives a new file the group and the permissions of the one that it stands for: whoever may read
-/// that by its group may read this one, and no other group may. Where the system refuses, the new
-/// file stays stricter than the other.
-void giveAccess(const Descriptor& file, mode_t permissions, gid_t group);
+/// Who may do what with a file.
+struct Access {
+    mode_t permissions;                    ///< the nine bits for owner, group and others
+    uid_t owner = static_cast<uid_t>(-1);  ///< -1 for whoever it is
+    gid_t group = static_cast<gid_t>(-1);  ///< likewise
+};
+
+/// Gives a new file the owner, the group and the permissions of the one that it stands for: whoever
+/// may read that may read this one, and no other group may. Only a privileged process can give
+/// files away; where the system refuses the group too, the new file stays stricter than the other.
+void giveAccess(const Descriptor& file, const Access& access);
 
 /// Writes all of `data`, in as many calls as it takes. After a failure errno says why.
 bool writeAll(const Descriptor& file, std::string_view data);

@@ -17,7 +17,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
+#include "files/DamagedFile.h"
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
@@ -34,8 +36,8 @@ constexpr mode_t kNewFilePermissions = 0666;  // less the umask
 constexpr mode_t kPrivatePermissions = 0600;
 
 /// A pipe without a reader would hold the open up; O_NONBLOCK makes it fail instead.
-Descriptor openTruncated(const std::string& path, mode_t permissions) {
-    return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, permissions);
+Descriptor openTruncated(const std::string& path, mode_t permissions, int more = 0) {
+    return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | more, permissions);
 }
 
 /// What the system says nothing of is taken for a plain file: it must not be more open than its
@@ -45,22 +47,30 @@ bool isRegular(const Descriptor& file) {
     return !status || status->isRegular;
 }
 
-/// Existence, permission bits and group of the file that the copy stands for.
+/// The file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
-        if (const std::optional<FileStatus> status = statusAt(path)) {
+        std::optional<FileStatus> status = statusOfEntryAt(path);
+        hasOtherNames = status && status->names > 1;
+        if (status && !status->isRegular) {
+            status = statusAt(path);
+        }
+        if (status) {
             exists = true;
-            permissions = status->permissions;
-            group = status->group;
+            mayExist = true;
+            // Nobody recovers from a copy that nobody can read.
+            access = {status->permissions | S_IRUSR, status->owner, status->group};
         } else if (errno != ENOENT) {
-            // It may be there, and it may be private.
-            permissions = kPrivatePermissions;
+            // It may be private.
+            access.permissions = kPrivatePermissions;
+            mayExist = true;
         }
     }
 
     bool exists = false;
-    mode_t permissions = kNewFilePermissions;
-    gid_t group = static_cast<gid_t>(-1);
+    bool mayExist = false;
+    bool hasOtherNames = false;  ///< the link, if it is one
+    Access access = {kNewFilePermissions};
 };
 
 /// Keeps the reason of a failure over the tidying up that follows it.
@@ -93,37 +103,76 @@ bool discardCopy(const std::string& path, bool existed, const DirectoryLock* syn
     return emptied.isOpen() && (syncedDirectory == nullptr || syncData(emptied));
 }
 
-/// Writes the copy, or the text that is to replace it, with the permissions of its original: what
-/// is private in the file stays private in the copy. `syncedDirectory` is null when the entry of
+/// Whether the leftover at `path`, of no use to anybody, has made room: its other name may be one
+/// under which it is kept, and would be written through.
+bool makesRoom(const std::string& path, const std::optional<FileStatus>& leftover) {
+    return leftover && leftover->names > 1 && ::unlink(path.c_str()) == 0;
+}
+
+/// The same for one that may not be written, being somebody else's: no save would ever succeed.
+bool makesRoomAfterRefusal(const std::string& path, const std::optional<FileStatus>& leftover) {
+    const ErrnoKept reason;
+    return (errno == EACCES || errno == EPERM) && leftover && leftover->isRegular &&
+           ::unlink(path.c_str()) == 0;
+}
+
+struct OpenCopy {
+    Descriptor file;
+    bool existed;    ///< it was truncated, not made
+    bool isRegular;  ///< what is none, a device, say, is not to be deleted
+};
+
+/// Opens what is to hold the new text, with the access of the original: what is private in the file
+/// stays private in the copy, and whoever may read the file is to recover from the copy as well.
+OpenCopy openCopy(const std::string& path, const Original& original) {
+    const std::optional<FileStatus> existing = statusOfEntryAt(path);
+    const bool mayBeLink = existing && !existing->isRegular;
+    const auto open = [&] {
+        return openTruncated(path, original.access.permissions, mayBeLink ? 0 : O_NOFOLLOW);
+    };
+    bool existed = existing && !makesRoom(path, existing);
+    Descriptor file = open();
+    if (!file.isOpen() && existed && makesRoomAfterRefusal(path, existing)) {
+        existed = false;
+        file = open();
+    }
+    const bool regular = file.isOpen() && isRegular(file);
+    if (regular && original.mayExist) {
+        Access access = original.access;
+        if (mayBeLink) {
+            // Where somebody's link leads is not to be given away.
+            access.owner = Access().owner;
+        }
+        giveAccess(file, access);
+    }
+    return {std::move(file), existed, regular};
+}
+
+/// Writes the copy, or the text that is to replace it. `syncedDirectory` is null when the entry of
 /// `path` need not last.
 WriteResult writeCopy(const std::string& path, const SafeWrite& write,
                       const DirectoryLock* syncedDirectory) {
-    const Original original(write.file);
-    const std::optional<FileStatus> existing = statusOfEntryAt(path);
-    // Its other name may be one under which it is kept, and would be written through.
-    const bool isShared = existing && existing->names > 1;
-    const bool existed = existing && !(isShared && ::unlink(path.c_str()) == 0);
-    Descriptor copy = openTruncated(path, original.permissions);
-    if (!copy.isOpen()) {
+    OpenCopy copy = openCopy(path, Original(write.file));
+    if (!copy.file.isOpen()) {
         return WriteResult::kCopyFailed;
     }
-    const bool regular = isRegular(copy);
-    if (regular && original.exists) {
-        // Whoever may read the original is to recover from the copy as well.
-        giveAccess(copy, original.permissions, original.group);
-    }
-    const bool written = writeAll(copy, write.data);
-    if (written && finish(copy, write.durable) &&
+    const bool written = writeAll(copy.file, write.data);
+    if (written && finish(copy.file, write.durable) &&
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
         return WriteResult::kDone;
     }
     // A part of the text passes for nothing, and a full disk is not made to work for it.
-    const bool gone = !regular || discardCopy(path, existed, written ? syncedDirectory : nullptr);
+    const bool gone =
+        !copy.isRegular || discardCopy(path, copy.existed, written ? syncedDirectory : nullptr);
     return gone ? WriteResult::kCopyFailed : WriteResult::kFileFailed;
 }
 
+std::string asideOf(const SafeWrite& write) {
+    return write.copy + ".new";
+}
+
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
-    const std::string aside = write.copy + ".new";
+    const std::string aside = asideOf(write);
     if (writeCopy(aside, write, nullptr) != WriteResult::kDone) {
         return WriteResult::kCopyFailed;
     }
@@ -142,13 +191,34 @@ WriteResult placeCopy(const SafeWrite& write, const DirectoryLock& directory) {
                : writeCopy(write.copy, write, write.durable ? &directory : nullptr);
 }
 
+/// Puts an empty file in the place of one that goes on under another name. There is always one: a
+/// load looks for a copy only beside a file.
+Descriptor openInPlace(const SafeWrite& write, Access access) {
+    const std::string aside = asideOf(write);
+    ::unlink(aside.c_str());
+    access.permissions |= kPrivatePermissions;
+    Descriptor file = openFile(aside, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, access.permissions);
+    if (!file.isOpen()) {
+        return file;
+    }
+    giveAccess(file, access);
+    if (std::rename(aside.c_str(), write.file.c_str()) != 0) {
+        discardCopy(aside, false, nullptr);
+        return Descriptor();
+    }
+    return file;
+}
+
 bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
     const Original original(write.file);
-    Descriptor file = openTruncated(write.file, kNewFilePermissions);
+    const bool goesOn = original.hasOtherNames && isKept(write.file);
+    Descriptor file = goesOn ? openInPlace(write, original.access)
+                             : openTruncated(write.file, kNewFilePermissions);
     if (!file.isOpen() || !writeAll(file, write.data) || !finish(file, write.durable)) {
         return false;
     }
-    return original.exists || !write.durable || directory.syncDirectory();
+    const bool isNew = goesOn || !original.exists;
+    return !isNew || !write.durable || directory.syncDirectory();
 }
 
 }  // namespace

@@ -28,9 +28,9 @@ struct SafeWrite {
 };
 
 /// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two
-/// is whole on the disk. Data that could not be read back, being too large, is not written.
-/// `directory` is the lock on the directory of both. After a failure errno
-/// says why.
+/// is whole on the disk. A file that is kept under another name is replaced, any other is written
+/// to in its place. Data that could not be read back, being too large, is not written. `directory`
+/// is the lock on the directory of both. After a failure errno says why.
 WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& directory);
 
 /// Makes a copy that an interrupted write has left as safe as a finished one: its data, and the

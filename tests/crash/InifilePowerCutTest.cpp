@@ -2,6 +2,8 @@
 // is taken to do. The writers that do a step wrong are here too: each of them must be caught.
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -103,6 +105,30 @@ TEST_F(InifilePowerCut, ADamagedFileIsSetAsideAndTheNextSaveIsAsSafeAsAFirstOne)
                     (bad->second == "set aside before" || bad->second == damaged ||
                      bad->second == testsupport::secondNameOf("rw.ini")));
     }
+}
+
+// The next start takes the first name away, and the second one may not be on the disk yet.
+TEST_F(InifilePowerCut, AFileThatADyingProcessHasGivenASecondNameIsLostUnderNeither) {
+    lie(Start::kDamagedFileStands);
+    Trace trace;
+    {
+        Recorder recorder(live_.path(), promiseAt(Start::kDamagedFileStands));
+        ASSERT_TRUE(startUp(create(), Start::kDamagedFileStands, recorder.calls()));
+        recorder.calls().fail("open rw.ini", EIO, testsupport::FileCalls::kForGood);
+        recorder.calls().fail("fsync .", EIO, testsupport::FileCalls::kForGood);
+        change(*storage_, 2);
+        EXPECT_FALSE(storage_->save());
+        trace = recorder.trace();
+    }
+    ASSERT_TRUE(std::filesystem::equivalent(rw_, bad_));
+    Recorder recorder(live_.path(), promiseAt(Start::kDamagedFileStands));
+    ASSERT_TRUE(reopen());
+    EXPECT_FALSE(testsupport::exists(rw_));
+    const Trace& successor = recorder.trace();
+    trace.events.insert(trace.events.end(), successor.events.begin(), successor.events.end());
+    expectKept(trace);
+    EXPECT_GE(cuts_.states().size(), 3U);
+    expectKeptSomewhere(Start::kDamagedFileStands);
 }
 
 /// A writer that does one step wrong, made from a trace of the real one: the calls after the wrong

@@ -160,7 +160,7 @@ TEST_F(InifileDamagedFile, IsLostWhenItCannotBeCopied) {
         const char* call;
         int error;
     } rows[] = {{"create rw.ini.bad.1", EIO},
-                {"write rw.ini.bad.1", ENOSPC},
+                {"write rw.ini.bad.1", EIO},
                 {"fdatasync rw.ini.bad.1", EIO},
                 {"close rw.ini.bad.1", EIO}};
     for (const auto& row : rows) {
@@ -227,7 +227,7 @@ TEST_F(InifileDamagedFile, IsCopiedInSpiteOfInterruptions) {
     EXPECT_EQ(calls.count("link rw.ini rw.ini.bad.1"), 0U);
 }
 
-TEST_F(InifileDamagedFile, IsMovedWhenItCannotBeRead) {
+TEST_F(InifileDamagedFile, GoesOnUnderAnotherNameWhenItCannotBeRead) {
     for (const char* const call : {"open rw.ini", "read rw.ini"}) {
         loadDamaged();
         FileCalls calls(dir_.path());
@@ -236,33 +236,96 @@ TEST_F(InifileDamagedFile, IsMovedWhenItCannotBeRead) {
         EXPECT_EQ(readFile(rw_), kSaved) << call;
         EXPECT_EQ(readFile(second_), kDamaged) << call;
         EXPECT_FALSE(exists(bad_ + ".2")) << call;
+        EXPECT_FALSE(exists(copy_ + ".new")) << call;
         EXPECT_EQ(loggedByBase(4, keptAs(second_)), 1U) << call << log_.dump();
+        const std::string replacement = "rename rw.ini.tmp.new rw.ini";
         EXPECT_LT(placeOf("link rw.ini rw.ini.bad.1", calls), placeOf("fsync .", calls)) << call;
-        EXPECT_LT(placeOf("fsync .", calls), placeOf("unlink rw.ini", calls)) << call;
-        EXPECT_LT(placeOf("unlink rw.ini", calls), placeOf("create rw.ini.tmp", calls)) << call;
+        EXPECT_LT(placeOf("fsync .", calls), placeOf("create rw.ini.tmp", calls)) << call;
+        EXPECT_LT(placeOf("close rw.ini.tmp", calls), placeOf(replacement, calls)) << call;
+        EXPECT_EQ(calls.count("create rw.ini") + calls.count("unlink rw.ini"), 0U) << call;
+        EXPECT_EQ(calls.count("fsync ."), 3U) << "the other name, the copy, the new file";
+        EXPECT_TRUE(calls.allClosedOnExec());
         std::filesystem::remove(second_);
         log_.clear();
     }
 }
 
-TEST_F(InifileDamagedFile, IsLostWhenItCanNeitherBeReadNorMoved) {
-    for (const char* const call : {"fsync .", "unlink rw.ini"}) {
-        loadDamaged();
-        FileCalls calls(dir_.path());
-        calls.fail("open rw.ini", EIO);
-        calls.fail(call, EROFS);
-        EXPECT_TRUE(storage_->save()) << call;
-        EXPECT_EQ(readFile(rw_), kSaved) << call;
-        EXPECT_FALSE(exists(second_)) << call;
-        EXPECT_EQ(loggedByBase(5, lost(std::generic_category().message(EROFS))), 1U)
-            << call << log_.dump();
-        log_.clear();
+// Another name takes no room.
+TEST_F(InifileDamagedFile, GoesOnUnderAnotherNameWhenThereIsNoRoomForACopy) {
+    for (const char* const call :
+         {"create rw.ini.bad.1", "write rw.ini.bad.1", "fdatasync rw.ini.bad.1"}) {
+        for (const int error : {ENOSPC, EDQUOT}) {
+            loadDamaged();
+            FileCalls calls(dir_.path());
+            calls.fail(call, error);
+            EXPECT_TRUE(storage_->save()) << call;
+            EXPECT_EQ(calls.struck().size(), 1U) << call;
+            EXPECT_EQ(readFile(rw_), kSaved) << call;
+            EXPECT_EQ(readFile(second_), kDamaged) << call;
+            EXPECT_EQ(calls.count("link rw.ini rw.ini.bad.1"), 1U) << call;
+            std::filesystem::remove(second_);
+        }
     }
 }
 
-// The power went in the middle of a move. A save that wrote through both names would destroy what
-// the move was to keep.
-TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesLosesTheFirst) {
+TEST_F(InifileDamagedFile, LeavesItsAccessToTheFileThatTakesItsPlaceAndItsOwnerMayReadThat) {
+    constexpr uid_t kOwner = 54321;
+    const bool isPrivileged = ::geteuid() == 0;
+    for (const mode_t permissions : {0600U, 0640U, 0U}) {
+        loadDamaged();
+        ASSERT_EQ(::chmod(rw_.c_str(), permissions), 0);
+        ASSERT_TRUE(!isPrivileged || ::chown(rw_.c_str(), kOwner, kOwner) == 0);
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
+        calls.fail("rename rw.ini.tmp.new rw.ini", EIO);
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(permissionsOf(copy_), permissions | 0400U);
+        EXPECT_TRUE(storage_->save());
+        struct stat status = {};
+        ASSERT_EQ(::stat(rw_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, permissions | 0600U);
+        EXPECT_TRUE(!isPrivileged || (status.st_uid == kOwner && status.st_gid == kOwner));
+        std::filesystem::remove(second_);
+    }
+}
+
+TEST_F(InifileDamagedFile, IsLostWhenItCanBeGivenNoOtherNameEither) {
+    loadDamaged();
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EIO);
+    calls.fail("link", EPERM);
+    calls.fail("rename", EROFS);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(calls.struck().size(), 3U);
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_FALSE(exists(second_));
+    EXPECT_EQ(loggedByBase(5, lost(std::generic_category().message(EROFS))), 1U) << log_.dump();
+}
+
+// The other names of what is kept are not overwritten, nor are more of them used up.
+TEST_F(InifileDamagedFile, TakesOneNameWhereNobodyMayDelete) {
+    loadDamaged();
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EACCES, FileCalls::kForGood);
+    calls.fail("unlink", EPERM, FileCalls::kForGood);
+    calls.fail("rename", EPERM, FileCalls::kForGood);
+    for (int save = 0; save < 2; ++save) {
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(readFile(rw_), kDamaged);
+        EXPECT_EQ(readFile(second_), kDamaged);
+        EXPECT_FALSE(exists(bad_ + ".2"));
+    }
+    EXPECT_EQ(readFile(copy_), kSaved);
+    calls.mend();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+// The power went before the save that has kept it could replace it. One that wrote through both
+// names would destroy what was to be kept.
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesLosesTheFirst) {
     std::filesystem::remove(bad_);
     writeFile(rw_, kDamaged);
     std::filesystem::create_hard_link(rw_, bad_);
@@ -274,13 +337,61 @@ TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesLosesTheFirst) {
     EXPECT_EQ(readFile(bad_), kDamaged);
 }
 
-TEST_F(InifileDamagedFile, ThatACutMoveHasLeftUnderTwoNamesIsMovedByTheSave) {
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesKeepsBothUntilTheyAreSafe) {
+    std::filesystem::remove(bad_);
+    writeFile(rw_, kDamaged);
+    std::filesystem::create_hard_link(rw_, bad_);
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("fsync .", EIO);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    EXPECT_EQ(readFile(rw_), kDamaged);
+    EXPECT_EQ(loggedByBase(4, stays()), 1U) << log_.dump();
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), kDamaged);
+    EXPECT_FALSE(exists(second_));
+}
+
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesTakesNoThird) {
     loadDamaged();
     std::filesystem::create_hard_link(rw_, second_);
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_EQ(readFile(second_), kDamaged);
     EXPECT_FALSE(exists(bad_ + ".2"));
+}
+
+TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesBesideAGoodCopyIsNotOverwritten) {
+    for (const std::string& name : {second_, bad_ + ".99"}) {
+        writeFile(rw_, kDamaged);
+        std::filesystem::create_hard_link(rw_, name);
+        buildCopy("#name = settings\n[]\na = int,7");
+        ASSERT_TRUE(reopen());
+        check({"settings/a = int,7"});
+        setting("settings/a")->setValue(2);
+        EXPECT_TRUE(storage_->save());
+        EXPECT_EQ(readFile(rw_), kSaved);
+        EXPECT_EQ(readFile(name), kDamaged);
+    }
+}
+
+// What it leads to may be somebody else's: the link goes on under the other name.
+TEST_F(InifileDamagedFile, ThatIsALinkIsNotWrittenThrough) {
+    writeFile(dir_.file("elsewhere"), kDamaged);
+    std::filesystem::create_symlink("elsewhere", rw_);
+    ASSERT_TRUE(reopen());
+    setting("settings/a")->setValue(2);
+    FileCalls calls(dir_.path());
+    calls.fail("open rw.ini", EIO, FileCalls::kForGood);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), kDamaged);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(std::filesystem::is_symlink(rw_));
 }
 
 TEST_F(InifileDamagedFile, ThatIsACopyUnderTwoNamesLosesTheFirst) {
@@ -319,7 +430,7 @@ TEST_F(InifileDamagedFile, IsKeptForNobodyElse) {
     loadDamaged();
     ASSERT_EQ(::chmod(rw_.c_str(), 0640), 0);
     FileCalls calls(dir_.path());
-    calls.fail("fchown rw.ini.bad.1", EPERM);
+    calls.fail("fchown rw.ini.bad.1", EPERM, 2);
     EXPECT_TRUE(storage_->save());
     EXPECT_EQ(permissionsOf(second_), 0600U) << "its group may be another one";
     EXPECT_LT(placeOf("fchmod rw.ini.bad.1", calls), placeOf("write rw.ini.bad.1", calls));

@@ -83,7 +83,7 @@ TEST_F(InifileUnreadCopy, IsKeptWithItsFileByTheSaveThatWouldOverwriteIt) {
 }
 
 // The storage would never save again.
-TEST_F(InifileUnreadCopy, IsMovedAndItsFileTooWhenNeitherCanBeReadEver) {
+TEST_F(InifileUnreadCopy, GoesOnUnderAnotherNameAndItsFileTooWhenNeitherCanBeReadEver) {
     loadUnread(EIO);
     setting("settings/a")->setValue(2);
     FileCalls calls(dir_.path());
@@ -132,7 +132,23 @@ TEST_F(InifileUnreadCopy, ThatTurnsOutToBeDamagedDoesNotMakeItsFileStay) {
     EXPECT_EQ(loggedByBase(4, stays()), 0U) << log_.dump();
 }
 
-TEST_F(InifileUnreadCopy, IsMovedWhenItCannotBeReadForTheSaveEither) {
+// Only a file beside the copy makes a load look for that.
+TEST_F(InifileUnreadCopy, IsFoundByTheNextStartWhenTheSaveThatHasKeptAnUnreadableFileFails) {
+    loadUnread(EMFILE);
+    setting("settings/a")->setValue(2);
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini", EIO, FileCalls::kForGood);
+        calls.fail("create rw.ini.tmp.new", ENOSPC);
+        EXPECT_FALSE(storage_->save());
+    }
+    EXPECT_EQ(readFile(copy_), good_);
+    EXPECT_EQ(readFile(bad_), "torn");
+    ASSERT_TRUE(reopen());
+    check({"settings/a = int,7"});
+}
+
+TEST_F(InifileUnreadCopy, GoesOnUnderAnotherNameWhenItCannotBeReadForTheSaveEither) {
     writeFile(copy_ + ".bad", "kept before");
     loadUnread(EIO);
     setting("settings/a")->setValue(2);

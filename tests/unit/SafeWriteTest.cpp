@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "FileCalls.h"
@@ -131,34 +132,71 @@ TEST_F(SafeWrite, AWholeCopyThatFailedIsTakenBackForGood) {
                                     "close x.ini.tmp", "unlock .", "close ."}));
 }
 
-// Members of the file's group who recover from the copy must be able to read it.
-TEST_F(SafeWrite, TheCopyHasTheGroupOfItsFile) {
+// The owner of the file and the members of its group who recover from the copy must be able to read
+// it, also when it was root's save that was cut off.
+TEST_F(SafeWrite, TheCopyBelongsToTheOwnerAndTheGroupOfItsFile) {
+    constexpr uid_t kOwner = 54321;
     constexpr gid_t kGroup = 12345;
     writeFile(file_, "old");
-    // Without that right there is no file of a group that is not the writer's own, and nothing to
-    // see.
-    if (::chown(file_.c_str(), static_cast<uid_t>(-1), kGroup) != 0) {
-        GTEST_SKIP() << "only a privileged process may give a file to any group";
+    // Without that right there is no file of somebody else's, and nothing to see.
+    if (::chown(file_.c_str(), kOwner, kGroup) != 0) {
+        GTEST_SKIP() << "only a privileged process may give files away";
     }
     ASSERT_EQ(::chmod(file_.c_str(), 0640), 0);
-    EXPECT_EQ(writeWhileFailing("write x.ini"), WriteResult::kFileFailed);
+    for (const bool precious : {false, true}) {
+        EXPECT_EQ(writeWhileFailing("write x.ini", precious), WriteResult::kFileFailed);
+        struct stat status;
+        ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, kOwner);
+        EXPECT_EQ(status.st_gid, kGroup);
+        EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    }
+}
+
+// The owner of the directory could have any file given to him.
+TEST_F(SafeWrite, WhereALinkInPlaceOfTheCopyLeadsKeepsItsOwner) {
+    writeFile(file_, "old");
+    writeFile(dir_.file("elsewhere"), "");
+    std::filesystem::create_symlink("elsewhere", copy_);
+    if (::chown(file_.c_str(), 54321, 12345) != 0) {
+        GTEST_SKIP() << "only a privileged process may give files away";
+    }
+    EXPECT_EQ(write("new"), WriteResult::kDone);
     struct stat status;
-    ASSERT_EQ(::stat(copy_.c_str(), &status), 0);
-    EXPECT_EQ(status.st_gid, kGroup);
-    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    ASSERT_EQ(::stat(dir_.file("elsewhere").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, ::geteuid());
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), "new");
+}
+
+TEST_F(SafeWrite, ALinkThatTakesThePlaceOfTheCopyMeanwhileIsNotFollowed) {
+    writeFile(file_, "old");
+    writeFile(dir_.file("elsewhere"), "untouched");
+    testsupport::StatHook& hook = testsupport::StatHook::instance();
+    hook.path = copy_;
+    hook.then = [this] { std::filesystem::create_symlink("elsewhere", copy_); };
+    EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(hook.calls, 1);
+    hook.reset();
+    EXPECT_EQ(readFile(dir_.file("elsewhere")), "untouched");
+    EXPECT_EQ(readFile(file_), "old");
 }
 
 TEST_F(SafeWrite, TheCopyIsClosedToAGroupThatIsNotItsFiles) {
     writeFile(file_, "old");
     ASSERT_EQ(::chmod(file_.c_str(), 0664), 0);
-    FileCalls calls(dir_.path());
-    calls.fail("fchown x.ini.tmp", EPERM);
-    calls.fail("create x.ini", EIO);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
-    EXPECT_EQ(permissionsOf(copy_), 0604U);
-    calls.fail("create x.ini", EIO);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed);
-    EXPECT_EQ(permissionsOf(copy_), 0664U);
+    const struct {
+        int refusals;
+        mode_t permissions;
+    } rows[] = {{2, 0604U}, {1, 0664U}, {0, 0664U}};
+    for (const auto& row : rows) {
+        FileCalls calls(dir_.path());
+        calls.fail("fchown x.ini.tmp", EPERM, row.refusals);
+        calls.fail("create x.ini", EIO);
+        EXPECT_EQ(write("new"), WriteResult::kFileFailed);
+        EXPECT_EQ(permissionsOf(copy_), row.permissions) << row.refusals;
+        EXPECT_EQ(calls.count("fchown x.ini.tmp"), row.refusals == 0 ? 1U : 2U);
+    }
 }
 
 TEST_F(SafeWrite, AFullDiskIsNotMadeToSyncTheAbsenceOfACopy) {
@@ -305,8 +343,16 @@ TEST_F(SafeWrite, PermissionsThatCannotBeSetAreNoFailureAndTheCopyIsPrivateWitho
 TEST_F(SafeWrite, TheCopyOfAFileThatCannotBeLookedAtIsPrivate) {
     const mode_t umaskBefore = ::umask(0);
     std::filesystem::create_symlink("x.ini", file_);
-    EXPECT_EQ(write("new"), WriteResult::kFileFailed) << "a link to itself";
-    EXPECT_EQ(permissionsOf(copy_), 0600U);
+    for (const bool lies : {false, true}) {
+        std::filesystem::remove(copy_);
+        if (lies) {
+            writeFile(copy_, "torn");
+            ASSERT_EQ(::chmod(copy_.c_str(), 0644), 0);
+        }
+        EXPECT_EQ(write("new"), WriteResult::kFileFailed) << "a link to itself";
+        EXPECT_EQ(readFile(copy_), "new");
+        EXPECT_EQ(permissionsOf(copy_), 0600U) << lies;
+    }
     ::umask(umaskBefore);
 }
 
@@ -318,6 +364,55 @@ TEST_F(SafeWrite, ALinkInPlaceOfTheCopyIsWrittenThroughAndTakenAway) {
     EXPECT_EQ(readFile(file_), "new");
     EXPECT_EQ(readFile(dir_.file("elsewhere")), "new");
     EXPECT_FALSE(exists(copy_));
+}
+
+// Another user's process was killed while it wrote; the leftover would stop every save for ever.
+TEST_F(SafeWrite, ALeftoverThatMayBeReadButNotWrittenMakesRoom) {
+    for (const bool precious : {false, true}) {
+        const std::string& leftover = precious ? aside_ : copy_;
+        const std::string name = precious ? "x.ini.tmp.new" : "x.ini.tmp";
+        for (const int refusal : {EACCES, EPERM}) {
+            writeFile(file_, "old");
+            writeFile(copy_, "torn");
+            writeFile(leftover, "torn");
+            FileCalls calls(dir_.path());
+            calls.fail("create " + name, refusal);
+            EXPECT_EQ(write("new", precious), WriteResult::kDone);
+            EXPECT_EQ(calls.struck().size(), 1U);
+            EXPECT_EQ(readFile(file_), "new");
+            EXPECT_FALSE(exists(copy_));
+            EXPECT_FALSE(exists(aside_));
+        }
+        writeFile(leftover, "torn");
+        FileCalls calls(dir_.path());
+        calls.fail("create " + name, EACCES);
+        calls.fail("unlink " + name, EPERM);
+        EXPECT_EQ(write("newer", precious), WriteResult::kCopyFailed);
+        EXPECT_EQ(errno, EACCES);
+        EXPECT_EQ(readFile(leftover), "torn");
+        std::filesystem::remove(leftover);
+    }
+}
+
+TEST_F(SafeWrite, OnlyALeftoverMakesRoomAndOnlyForAnotherUsersPermissions) {
+    const struct {
+        bool isLink;
+        int error;
+    } rows[] = {{false, EIO}, {false, EROFS}, {true, EACCES}};
+    for (const auto& row : rows) {
+        writeFile(file_, "old");
+        writeFile(row.isLink ? dir_.file("elsewhere") : copy_, "torn");
+        if (row.isLink) {
+            std::filesystem::create_symlink("elsewhere", copy_);
+        }
+        FileCalls calls(dir_.path());
+        calls.fail("create x.ini.tmp", row.error);
+        EXPECT_EQ(write("new"), WriteResult::kCopyFailed);
+        EXPECT_EQ(errno, row.error);
+        EXPECT_EQ(calls.count("unlink x.ini.tmp"), 0U) << row.error;
+        EXPECT_EQ(readFile(copy_), "torn");
+        std::filesystem::remove(copy_);
+    }
 }
 
 TEST_F(SafeWrite, WhatIsNoFileInPlaceOfTheCopyStaysAfterAFailure) {

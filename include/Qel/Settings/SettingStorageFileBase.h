@@ -160,9 +160,9 @@ private:
     bool loadReadWriteFile();
     bool readWriteFileLoads();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
-    void setAsideReadWriteFile();
+    void setAsideReadWriteFile(const files::DirectoryLock& directory);
     void letFileStand(const char* state);
-    bool keep(const std::string& path, const files::DirectoryLock& directory);
+    bool keep(const std::string& path);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
