@@ -66,7 +66,7 @@ private:
     std::vector<std::size_t> kinds_;
 };
 
-/// For libraries that take section and key apart: both in one cache line.
+/// For libraries that take section and key apart.
 struct TwoNames {
     std::string section;
     std::string key;
