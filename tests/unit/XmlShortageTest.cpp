@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
+#include <sys/resource.h>
 
 #include "FileCalls.h"
 #include "LogCapture.h"
@@ -148,6 +150,62 @@ TEST_F(XmlShortage, OfDescriptorsSetsNothingAside) {
         start(-1);
         EXPECT_EQ(3U, names().size());
     }
+}
+
+/// While it lives, the process can open no more files.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none = {0, before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+/// Another thread takes all descriptors whenever the file has been read.
+class StorageShortOfConverters : public LooseXmlStorage {
+public:
+    using LooseXmlStorage::LooseXmlStorage;
+
+    bool loadFile(const std::string& path) override {
+        std::optional<NoDescriptors> shortage;
+        FileCalls calls(path.substr(0, path.rfind('/')));
+        calls.observe([&](const testsupport::FileEffect& effect) {
+            if (effect.call == "close rw.xml") {
+                shortage.emplace();
+            }
+        });
+        const bool isLoaded = LooseXmlStorage::loadFile(path);
+        isShort_ = shortage.has_value();
+        return isLoaded;
+    }
+
+    bool isShort_ = false;
+};
+
+// Encodings that only the C library's files know: one whose markup stands as in ASCII and one that
+// is decoded before it is read.
+TEST_F(XmlShortage, OfDescriptorsForTheConverterSetsNothingAside) {
+    for (const std::string encoding : {"ISO-8859-16", "JOHAB"}) {
+        write("<?xml version='1.0' encoding='" + encoding + "'?><tv/>");
+        const auto storage = boost::make_shared<StorageShortOfConverters>("", "", readWrite_);
+        EXPECT_TRUE(storage->init(&manager_, factory_));
+        EXPECT_TRUE(storage->isShort_);
+        EXPECT_EQ(0U, storage->settingsSet().size());
+        EXPECT_TRUE(isUntouched()) << encoding;
+    }
+}
+
+TEST_F(XmlShortage, AnEncodingThatNobodyKnowsIsNone) {
+    write("<?xml version='1.0' encoding='what'?><tv/>");
+    start(-1);
+    EXPECT_EQ(document_, readFile(readWrite_ + ".bad"));
 }
 
 TEST_F(XmlShortage, AnUnreadableFileIsSetAside) {
