@@ -177,7 +177,7 @@ public:
         std::optional<NoDescriptors> shortage;
         FileCalls calls(path.substr(0, path.rfind('/')));
         calls.observe([&](const testsupport::FileEffect& effect) {
-            if (effect.call == "close rw.xml") {
+            if (effect.call == "close rw.xml" && isToBeShort_) {
                 shortage.emplace();
             }
         });
@@ -186,26 +186,24 @@ public:
         return isLoaded;
     }
 
+    bool isToBeShort_ = false;
     bool isShort_ = false;
 };
 
-// Encodings that only the C library's files know: one whose markup stands as in ASCII and one that
-// is decoded before it is read.
+// Two encodings that only the C library's files know: one whose markup stands as in ASCII and one that
+// is decoded before it is read. The first, which nobody knows, is for sanitizers, which open files
+// to look at objects of a class that they have not met.
 TEST_F(XmlShortage, OfDescriptorsForTheConverterSetsNothingAside) {
-    for (const std::string encoding : {"ISO-8859-16", "JOHAB"}) {
+    for (const std::string encoding : {"ISO-8859-77", "ISO-8859-16", "JOHAB"}) {
         write("<?xml version='1.0' encoding='" + encoding + "'?><tv/>");
         const auto storage = boost::make_shared<StorageShortOfConverters>("", "", readWrite_);
+        storage->isToBeShort_ = encoding != "ISO-8859-77";
         EXPECT_TRUE(storage->init(&manager_, factory_));
-        EXPECT_TRUE(storage->isShort_);
+        EXPECT_EQ(storage->isToBeShort_, storage->isShort_);
         EXPECT_EQ(0U, storage->settingsSet().size());
-        EXPECT_TRUE(isUntouched()) << encoding;
+        EXPECT_EQ(storage->isToBeShort_, isUntouched()) << encoding;
+        std::remove((readWrite_ + ".bad").c_str());
     }
-}
-
-TEST_F(XmlShortage, AnEncodingThatNobodyKnowsIsNone) {
-    write("<?xml version='1.0' encoding='what'?><tv/>");
-    start(-1);
-    EXPECT_EQ(document_, readFile(readWrite_ + ".bad"));
 }
 
 TEST_F(XmlShortage, AnUnreadableFileIsSetAside) {
