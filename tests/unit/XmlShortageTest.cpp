@@ -190,9 +190,9 @@ public:
     bool isShort_ = false;
 };
 
-// Two encodings that only the C library's files know: one whose markup stands as in ASCII and one that
-// is decoded before it is read. The first, which nobody knows, is for sanitizers, which open files
-// to look at objects of a class that they have not met.
+// Two encodings that only the C library's files know: one whose markup stands as in ASCII and one
+// that is decoded before it is read. The first, which nobody knows, is for sanitizers, which open
+// files to look at objects of a class that they have not met.
 TEST_F(XmlShortage, OfDescriptorsForTheConverterSetsNothingAside) {
     for (const std::string encoding : {"ISO-8859-77", "ISO-8859-16", "JOHAB"}) {
         write("<?xml version='1.0' encoding='" + encoding + "'?><tv/>");
