@@ -64,9 +64,15 @@ bool SettingStorageXml::loadFile(const std::string& path) {
     readonly(true);
     std::string document;
     int result = -1;
+    bool isShortage = false;
     if (files::readWholeFile(path, document)) {
         result = parseDocument(*this, document);
-    } else if (files::passesByItself(errno)) {
+        // Most converters lie in files of their own, and one that cannot be opened passes for none.
+        isShortage = result == XML_ERR_UNSUPPORTED_ENCODING && files::noFileCanBeOpened();
+    } else {
+        isShortage = files::passesByItself(errno);
+    }
+    if (isShortage) {
         noteUnread();
     }
     if (result != 0) {

@@ -20,6 +20,10 @@ constexpr std::string_view kMark = "\xEF\xBB\xBF";
 /// libxml2 counts the bytes of both texts in `int`, and makes room for twice as many.
 constexpr std::size_t kMostToDecode = INT_MAX / 4;
 
+/// libxml2's report of bytes that are no text shows four of them, and those that come behind the
+/// end where there are fewer.
+constexpr std::size_t kBytesShown = 4;
+
 struct CloseConverter {
     void operator()(xmlCharEncodingHandler* converter) const { xmlCharEncCloseFunc(converter); }
 };
@@ -81,7 +85,8 @@ DecodedXml::DecodedXml(std::string_view document) : text_(document) {
     const bool agrees = text::declaredEncoding(text_) == name &&
                         (first.unit == 1 || name.empty() || text::isEncodingOf(name, first.unit));
     if (!agrees) {
-        error_ = error_ != 0 ? error_ : XML_ERR_INVALID_ENCODING;
+        // What an encoding that is not the document's makes of its bytes tells no more than that.
+        error_ = error_ == XML_ERR_UNSUPPORTED_ENCODING ? error_ : XML_ERR_INVALID_ENCODING;
         text_ = {};
     }
     source_ = first.unit == 2 && error_ == 0 ? document : text_;
@@ -95,8 +100,10 @@ void DecodedXml::decode(std::string_view document, std::string_view encoding) {
         error_ = XML_ERR_UNSUPPORTED_ENCODING;
         return;
     }
-    const auto from = allocated<Buffer>(
-        xmlBufferCreateStatic(const_cast<char*>(document.data()), document.size()));
+    std::string padded;
+    padded.reserve(document.size() + kBytesShown);
+    padded.append(document).append(kBytesShown, '\0');
+    const auto from = allocated<Buffer>(xmlBufferCreateStatic(padded.data(), document.size()));
     buffer_ = allocated<Buffer>(xmlBufferCreate());
     if (xmlBufferAdd(buffer_.get(), BAD_CAST kMark.data(), static_cast<int>(kMark.size())) != 0) {
         throw std::bad_alloc();

@@ -40,6 +40,10 @@ bool passesByItself(int error);
 /// to pass: a healthy file that cannot be opened right now would otherwise count as a damaged one.
 Descriptor openFile(const std::string& path, int flags, mode_t permissions = 0);
 
+/// Whether a shortage that passes by itself keeps any file from being opened right now. To be asked
+/// when something has failed that opens files but does not say whether it could.
+bool noFileCanBeOpened();
+
 /// Who may do what with a file.
 struct Access {
     mode_t permissions;                    ///< the nine bits for owner, group and others

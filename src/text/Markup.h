@@ -13,7 +13,8 @@ namespace text {
 constexpr std::size_t kMostPartsOfATag = 1000;
 
 /// Whether some tag or declaration of an XML document goes beyond `kMostPartsOfATag`. In the text
-/// no byte is a bracket, a quote or a bar other than as ASCII has it.
+/// no byte is an angle bracket or a quote other than as ASCII has it. One that is a bar may be half
+/// of a letter; it counts as a bar, so that letters of a name count as parts at worst.
 ///
 /// libxml2 compares each attribute and each value with all that came before it, and gives the
 /// values back by a function that calls itself for each: a document of some hundred kilobytes could

@@ -30,8 +30,9 @@ struct Encoding {
 };
 
 /// Of bytes, those in which all markup stands as in ASCII: in those of several bytes for a
-/// character none of them is an angle bracket or a quote. UTF-8 and, of bytes, UTF-16 are what
-/// libxml2 passes over, or refuses itself, when the first bytes say otherwise.
+/// character none of them is an angle bracket or a quote (in some the second may be a bar). UTF-8
+/// and, of bytes, UTF-16 are what libxml2 passes over, or refuses itself, when the first bytes say
+/// otherwise.
 constexpr Encoding kEncodings[] = {
     {1, "UTF-8"},      {1, "UTF8"},        {1, "UTF-16"},         {1, "UTF16"},
     {1, "US-ASCII"},   {1, "ASCII"},       {1, "ISO-8859-*"},     {1, "ISO8859-*"},

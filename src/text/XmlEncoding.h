@@ -24,8 +24,8 @@ FirstBytes firstBytesOf(std::string_view document);
 std::string declaredEncoding(std::string_view text);
 
 /// Whether a document may declare the encoding of this name, in capitals, and be read as its first
-/// bytes tell: in units of 2 or 4 bytes these settle it; in bytes, where all markup stands as in
-/// ASCII. Of no other encoding of bytes is anything known before it is decoded.
+/// bytes tell: in units of 2 or 4 bytes these settle it; in bytes, where all angle brackets and
+/// quotes stand as in ASCII. Of no other encoding of bytes is anything known before it is decoded.
 bool isEncodingOf(std::string_view name, std::size_t unit);
 
 }  // namespace text

@@ -6,6 +6,8 @@
 #include <libxml/xmlerror.h>
 #include <memory>
 #include <string>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "XmlStorageFixture.h"
 #include "text/Markup.h"
@@ -172,7 +174,9 @@ TEST_F(XmlEncoding, ThatNobodyKnowsIsRefused) {
 
 TEST_F(XmlEncoding, OfBytesThatDeclareWiderUnitsIsRefused) {
     for (const char* name : {"UTF-16", "UTF-16LE", "UTF-16BE", "UTF-32", "UCS-4", "IBM037"}) {
-        EXPECT_NE(0, parse(declaring(name) + "<tv/>")) << name;
+        if (Converter(xmlFindCharEncodingHandler(name))) {
+            EXPECT_EQ(XML_ERR_INVALID_ENCODING, parse(declaring(name) + "<tv/>")) << name;
+        }
     }
 }
 
@@ -194,6 +198,12 @@ TEST_F(XmlEncoding, IsNotChosenByAnythingBesidesTheDeclaration) {
     }
 }
 
+/// ICU's converters pass over bytes that are no text.
+bool refusesBytes(const char* encoding) {
+    const Converter converter(xmlFindCharEncodingHandler(encoding));
+    return converter && converter->iconv_in != nullptr;
+}
+
 TEST_F(XmlEncoding, SettingsBeforeBytesThatItDoesNotHaveAreKept) {
     const std::string before = "<tv><a value='1'/><b value='2'/>\n";
     const std::string after = "<c/></tv>\n";
@@ -201,11 +211,50 @@ TEST_F(XmlEncoding, SettingsBeforeBytesThatItDoesNotHaveAreKept) {
     const std::string halfALetter("\xD8\0", 2);
     EXPECT_FALSE(load(utf16 + halfALetter + converted("UTF-16BE", after)));
     EXPECT_EQ((std::vector<std::string>{"tv/a", "tv/b"}), names());
-    // ICU's converter passes over such bytes.
-    if (Converter(xmlFindCharEncodingHandler("ISO-2022-JP"))->iconv_in != nullptr) {
+    if (refusesBytes("ISO-2022-JP")) {
         EXPECT_FALSE(load(declaring("ISO-2022-JP") + before + "\xFF" + after));
         EXPECT_EQ((std::vector<std::string>{"tv/a", "tv/b"}), names());
         EXPECT_EQ(XML_I18N_CONV_FAILED, parse(declaring("ISO-2022-JP") + "<tv/>\xFF"));
+    }
+}
+
+/// The last bytes before memory that cannot be read.
+class EndOfMemory {
+public:
+    EndOfMemory() : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+        void* const pages =
+            mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        EXPECT_NE(MAP_FAILED, pages);
+        start_ = static_cast<char*>(pages);
+        EXPECT_EQ(0, mprotect(start_ + page_, page_, PROT_NONE));
+    }
+    ~EndOfMemory() { munmap(start_, 2 * page_); }
+    EndOfMemory(const EndOfMemory&) = delete;
+    EndOfMemory& operator=(const EndOfMemory&) = delete;
+
+    /// What a parser makes of a document that is put there.
+    int parse(const std::string& document) const {
+        char* const place = start_ + page_ - document.size();
+        document.copy(place, document.size());
+        Qel::Settings::CLibXml2SaxParser parser;
+        return parser.parse(place, static_cast<int>(document.size()));
+    }
+
+private:
+    std::size_t page_;
+    char* start_ = nullptr;
+};
+
+// A document that is mapped from a file may end where its page ends.
+TEST_F(XmlEncoding, NothingIsReadBehindTheDocumentsEnd) {
+    const EndOfMemory memory;
+    for (const char* name : {"UTF-7", "ISO-2022-JP", "CP874"}) {
+        const std::string document = declaring(name) + "<tv/>";
+        EXPECT_EQ(0, refusesBytes(name) ? memory.parse(document) : 0) << name;
+        for (const char* end : {"\xFF", "\xFF\n", "\xFF\n\n", "\xFF\n\n\n"}) {
+            const int result = memory.parse(document + end);
+            EXPECT_EQ(refusesBytes(name) ? XML_I18N_CONV_FAILED : result, result) << name;
+        }
     }
 }
 

@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
+#include <sys/resource.h>
 
 #include "FileCalls.h"
 #include "LogCapture.h"
@@ -147,6 +149,60 @@ TEST_F(XmlShortage, OfDescriptorsSetsNothingAside) {
         calls.mend();
         start(-1);
         EXPECT_EQ(3U, names().size());
+    }
+}
+
+/// While it lives, the process can open no more files.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none = {0, before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+/// Another thread takes all descriptors whenever the file has been read.
+class StorageShortOfConverters : public LooseXmlStorage {
+public:
+    using LooseXmlStorage::LooseXmlStorage;
+
+    bool loadFile(const std::string& path) override {
+        std::optional<NoDescriptors> shortage;
+        FileCalls calls(path.substr(0, path.rfind('/')));
+        calls.observe([&](const testsupport::FileEffect& effect) {
+            if (effect.call == "close rw.xml" && isToBeShort_) {
+                shortage.emplace();
+            }
+        });
+        const bool isLoaded = LooseXmlStorage::loadFile(path);
+        isShort_ = shortage.has_value();
+        return isLoaded;
+    }
+
+    bool isToBeShort_ = false;
+    bool isShort_ = false;
+};
+
+// Two encodings that only the C library's files know: one whose markup stands as in ASCII and one
+// that is decoded before it is read. The first, which nobody knows, is for sanitizers, which open
+// files to look at objects of a class that they have not met.
+TEST_F(XmlShortage, OfDescriptorsForTheConverterSetsNothingAside) {
+    for (const std::string encoding : {"ISO-8859-77", "ISO-8859-16", "JOHAB"}) {
+        write("<?xml version='1.0' encoding='" + encoding + "'?><tv/>");
+        const auto storage = boost::make_shared<StorageShortOfConverters>("", "", readWrite_);
+        storage->isToBeShort_ = encoding != "ISO-8859-77";
+        EXPECT_TRUE(storage->init(&manager_, factory_));
+        EXPECT_EQ(storage->isToBeShort_, storage->isShort_);
+        EXPECT_EQ(0U, storage->settingsSet().size());
+        EXPECT_EQ(storage->isToBeShort_, isUntouched()) << encoding;
+        std::remove((readWrite_ + ".bad").c_str());
     }
 }
 
