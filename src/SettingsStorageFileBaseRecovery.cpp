@@ -12,6 +12,7 @@
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
+#include "files/WholeFile.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
 
@@ -20,10 +21,15 @@ namespace Settings {
 
 namespace {
 
-/// It could not be used and not be set aside either.
+/// It can be read but not be used, and could not be set aside either.
 constexpr char kDamaged[] = "damaged";
 /// It may be whole: this process could not read it, or not be sure that nobody was writing it.
 constexpr char kUnread[] = "unread";
+
+const char* stateOf(const std::string& path) {
+    std::string data;
+    return !files::readWholeFile(path, data) && files::mayBeReadLater(errno) ? kUnread : kDamaged;
+}
 
 }  // namespace
 
@@ -99,7 +105,7 @@ void SettingStorageFileBase::setAsideReadWriteFile(const files::DirectoryLock& d
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
-            letFileStand(kDamaged);
+            letFileStand(stateOf(rwFilename_));
         }
     }
 }

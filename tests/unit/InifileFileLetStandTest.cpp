@@ -407,6 +407,31 @@ TEST_F(InifileUnreadFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
     }
 }
 
+// What the disk could not read at the start it may be able to read later: nobody knows of damage.
+TEST_F(InifileUnreadFile, ThatCouldNotBeSetAsideEitherIsNotOverwrittenUnkept) {
+    for (const int error : {EIO, EACCES, ESTALE}) {
+        build("#name = settings\n[]\na = int,7");
+        healthy_ = readFile(rw_);
+        create();
+        {
+            FileCalls calls(dir_.path());
+            calls.fail("open rw.ini", error, FileCalls::kForGood);
+            calls.fail("rename rw.ini rw.ini.bad", EIO);
+            ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        }
+        setting("settings/a")->setValue(2);
+        FileCalls calls(dir_.path());
+        calls.fail("create rw.ini.bad", EIO);
+        calls.fail("link rw.ini rw.ini.bad", EPERM);
+        EXPECT_FALSE(storage_->save()) << error;
+        EXPECT_EQ(readFile(rw_), healthy_) << error;
+        EXPECT_TRUE(storage_->save()) << error;
+        EXPECT_EQ(readFile(rw_), kSaved) << error;
+        EXPECT_EQ(readFile(bad_), healthy_) << error;
+        std::filesystem::remove(bad_);
+    }
+}
+
 TEST_F(InifileUnreadFile, StaysWhenEveryNameIsTaken) {
     for (int number = 0; number < 100; ++number) {
         writeFile(bad_ + (number == 0 ? "" : "." + std::to_string(number)), "kept before");
