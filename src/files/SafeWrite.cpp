@@ -229,6 +229,9 @@ WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& direct
     if (copyPlaced != WriteResult::kDone) {
         return copyPlaced;
     }
+    if (write.beforeFile) {
+        write.beforeFile();
+    }
     if (!writeFile(write, directory)) {
         return WriteResult::kFileFailed;
     }

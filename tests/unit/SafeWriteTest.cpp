@@ -185,6 +185,22 @@ TEST_F(SafeWrite, WhatHasAnotherNameThanThatOfTheCopyKeepsItsOwner) {
     EXPECT_EQ(status.st_uid, ::geteuid());
 }
 
+TEST_F(SafeWrite, TheFileIsAnnouncedRightBeforeItIsOverwritten) {
+    writeFile(file_, "old");
+    std::string found;
+    const DirectoryLock directory(dir_.path(), DirectoryLock::Mode::kExclusive);
+    const auto look = [&] { found += readFile(file_) + ", " + readFile(copy_); };
+    EXPECT_EQ(writeThroughCopy({file_, copy_, "new", false, true, look}, directory),
+              WriteResult::kDone);
+    EXPECT_EQ(found, "old, new");
+    found = "nothing";
+    FileCalls calls(dir_.path());
+    calls.fail("create x.ini.tmp", EIO);
+    EXPECT_EQ(writeThroughCopy({file_, copy_, "newer", false, true, look}, directory),
+              WriteResult::kCopyFailed);
+    EXPECT_EQ(found, "nothing");
+}
+
 TEST_F(SafeWrite, ALinkThatTakesThePlaceOfTheCopyMeanwhileIsNotFollowed) {
     writeFile(file_, "old");
     writeFile(dir_.file("elsewhere"), "untouched");
