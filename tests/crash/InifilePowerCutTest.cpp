@@ -124,7 +124,7 @@ TEST_F(InifilePowerCut, AFileThatADyingProcessHasGivenASecondNameIsLostUnderNeit
         trace = recorder.trace();
     }
     ASSERT_TRUE(std::filesystem::equivalent(rw_, bad_));
-    Recorder recorder(live_.path(), promiseAt(Start::kDamagedFileStands));
+    Recorder recorder(live_.path(), whileItSaves);
     ASSERT_TRUE(reopen());
     EXPECT_FALSE(testsupport::exists(rw_));
     const Trace& successor = recorder.trace();
