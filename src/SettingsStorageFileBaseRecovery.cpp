@@ -12,6 +12,7 @@
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
+#include "files/WholeFile.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
 
@@ -20,10 +21,15 @@ namespace Settings {
 
 namespace {
 
-/// It could not be used and not be set aside either.
+/// It can be read but not be used, and could not be set aside either.
 constexpr char kDamaged[] = "damaged";
 /// It may be whole: this process could not read it, or not be sure that nobody was writing it.
 constexpr char kUnread[] = "unread";
+
+const char* stateOf(const std::string& path) {
+    std::string data;
+    return !files::readWholeFile(path, data) && files::mayBeReadLater(errno) ? kUnread : kDamaged;
+}
 
 }  // namespace
 
@@ -59,7 +65,7 @@ bool SettingStorageFileBase::readWriteFileLoads() {
     }
     if (unread_) {
         // The copy may hold newer values, the last that a save has called durable.
-        standing_ = {kUnread, false, true};
+        standing_ = {kUnread, -1, 0};
     }
     return true;
 }
@@ -99,13 +105,13 @@ void SettingStorageFileBase::setAsideReadWriteFile(const files::DirectoryLock& d
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
-            letFileStand(kDamaged);
+            letFileStand(stateOf(rwFilename_));
         }
     }
 }
 
 void SettingStorageFileBase::letFileStand(const char* state) {
-    standing_ = {state, false, false};
+    standing_ = {state, -1, -1};
     QEL_LOG(kWarning, "'%s' stays where it is; a save would copy it first.", rwFilename_.c_str());
 }
 
@@ -118,18 +124,22 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     if (standing.state == nullptr || path != rwFilename_) {
         return true;
     }
-    standing.copyIsKept = standing.copyIsKept || keep(copy);
-    standing.fileIsKept = standing.fileIsKept || (standing.copyIsKept && keep(path));
-    if (!standing.copyIsKept || !standing.fileIsKept) {
+    if (!keep(copy, standing.copyError) || !keep(path, standing.fileError)) {
         return false;
+    }
+    if (standing.copyError != 0 || standing.fileError != 0) {
+        // Lost only when it is overwritten: should this save fail before, the next may keep it.
+        return true;
     }
     if (!directory.syncDirectory()) {
         const std::string reason = std::generic_category().message(errno);
-        QEL_LOG(kError,
-                "'%s' is not saved, a later save tries again: the %s file there is kept, but not "
-                "safe on the disk: %s",
-                path.c_str(), standing.state, reason.c_str());
-        return false;
+        const bool mayBeWhole = standing.state == kUnread;
+        QEL_LOG(kError, "'%s'%s: the %s file there is kept, but not safe on the disk: %s",
+                path.c_str(), mayBeWhole ? " is not saved, a later save tries again" : "",
+                standing.state, reason.c_str());
+        if (mayBeWhole) {
+            return false;
+        }
     }
     standing = {};
     return true;
@@ -140,22 +150,44 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
 // and a storage that did not save for its sake would lose all that come after them too. What passes
 // by itself, a shortage of descriptors or memory, would fail the save as well: the next one keeps
 // it.
-bool SettingStorageFileBase::keep(const std::string& path) {
-    std::string kept;
-    if (files::keepDamagedFile(path, kept)) {
-        if (!kept.empty()) {
-            QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
-                    kept.c_str());
-        }
+bool SettingStorageFileBase::keep(const std::string& path, int& error) {
+    if (error == 0) {
         return true;
     }
-    const bool isLost = standing_.state == kDamaged && !files::passesByItself(errno);
-    const std::string reason = std::generic_category().message(errno);
-    QEL_LOG(kError, "'%s' is %s: the %s file there can neither be set aside nor copied: %s",
-            path.c_str(),
-            isLost ? "lost and written afresh" : "not saved, a later save tries again",
-            standing_.state, reason.c_str());
-    return isLost;
+    std::string kept;
+    error = files::keepDamagedFile(path, kept) ? 0 : errno;
+    if (!kept.empty()) {
+        QEL_LOG(kWarning, "The %s file '%s' is kept as '%s'.", standing_.state, path.c_str(),
+                kept.c_str());
+    }
+    if (error == 0 || (standing_.state == kDamaged && !files::passesByItself(error))) {
+        return true;
+    }
+    const std::string reason = std::generic_category().message(error);
+    QEL_LOG(kError,
+            "'%s' is not saved, a later save tries again: the %s file there can neither be set "
+            "aside nor copied: %s",
+            path.c_str(), standing_.state, reason.c_str());
+    return false;
+}
+
+void SettingStorageFileBase::damagedFileIsOverwritten(const std::string& path,
+                                                      const std::string& copy) {
+    if (path == rwFilename_ && standing_.state != nullptr) {
+        giveUp(copy, standing_.copyError);
+        giveUp(path, standing_.fileError);
+        standing_ = {};
+    }
+}
+
+void SettingStorageFileBase::giveUp(const std::string& path, int error) {
+    if (error != 0) {
+        const std::string reason = std::generic_category().message(error);
+        QEL_LOG(kError,
+                "'%s' is lost and written afresh: the %s file there can neither be set aside nor "
+                "copied: %s",
+                path.c_str(), standing_.state, reason.c_str());
+    }
 }
 
 }  // namespace Settings

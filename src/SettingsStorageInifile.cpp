@@ -87,8 +87,10 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     if (!mayStillWrite() || !damagedFileIsKept(file, copy, directory)) {
         return false;
     }
-    const files::WriteResult result = files::writeThroughCopy(
-        {file, copy, data, mayBeWholeText(copy), syncingWrites.load()}, directory);
+    const files::WriteResult result =
+        files::writeThroughCopy({file, copy, data, mayBeWholeText(copy), syncingWrites.load(),
+                                 [&] { damagedFileIsOverwritten(file, copy); }},
+                                directory);
     if (result != files::WriteResult::kCopyFailed && file == crcFile_) {
         // What is on the disk is no longer what was read or saved last, so no later text may pass
         // for unchanged.

@@ -20,7 +20,7 @@ namespace {
 constexpr int kMostNames = 100;
 constexpr mode_t kPrivatePermissions = 0600;
 
-enum class Copied { kDone, kNotCopied, kFailed };
+enum class Copied { kDone, kNotRead, kNotWritten };
 
 std::string nameToKeep(const std::string& path, int number) {
     return path + ".bad" + (number == 0 ? "" : "." + std::to_string(number));
@@ -61,10 +61,10 @@ Copied copyContent(const Descriptor& from, const Descriptor& to) {
             continue;
         }
         if (count < 0) {
-            return Copied::kNotCopied;
+            return Copied::kNotRead;
         }
         if (!writeAll(to, {piece.data(), static_cast<std::size_t>(count)})) {
-            return Copied::kFailed;
+            return Copied::kNotWritten;
         }
     }
 }
@@ -73,7 +73,7 @@ Copied copyAside(const std::string& path, std::string& kept) {
     const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     const auto status = damaged.isOpen() ? statusOf(damaged) : std::nullopt;
     if (!status) {
-        return errno == ENOENT ? Copied::kDone : Copied::kNotCopied;
+        return errno == ENOENT ? Copied::kDone : Copied::kNotRead;
     }
     if (!status->isRegular) {
         return Copied::kDone;
@@ -81,7 +81,7 @@ Copied copyAside(const std::string& path, std::string& kept) {
     if (status->names > 1) {
         // One of them may be the one under which it is kept.
         errno = EMLINK;
-        return Copied::kNotCopied;
+        return Copied::kNotRead;
     }
     std::string name;
     Descriptor copy;
@@ -90,12 +90,12 @@ Copied copyAside(const std::string& path, std::string& kept) {
         return copy.isOpen();
     };
     if (!takeFreeName(path, name, create)) {
-        return Copied::kFailed;
+        return Copied::kNotWritten;
     }
     giveAccess(copy, {status->permissions, status->owner, status->group});
     Copied copied = copyContent(damaged, copy);
     if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
-        copied = Copied::kFailed;
+        copied = Copied::kNotWritten;
     }
     if (copied == Copied::kDone) {
         kept = name;
@@ -106,21 +106,23 @@ Copied copyAside(const std::string& path, std::string& kept) {
 }
 
 /// Gives the file a second name, unless it has been given that before. Where the file system has no
-/// such thing, or not for somebody else's file, it gets the other name in place of the first.
-bool giveName(const std::string& name, const std::string& path) {
+/// such thing, or not for somebody else's file, one that may be moved gets the other name in place
+/// of the first.
+bool giveName(const std::string& name, const std::string& path, bool mayMove) {
     if (::link(path.c_str(), name.c_str()) == 0) {
         return true;
     }
     const int reason = errno;
     const bool hasIt = reason == EEXIST && areOneFile(path, name);
     errno = reason;
-    return hasIt || (reason != EEXIST && ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(),
-                                                     RENAME_NOREPLACE) == 0);
+    return hasIt ||
+           (mayMove && reason != EEXIST &&
+            ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0);
 }
 
-bool keepUnderAnotherName(const std::string& path, std::string& kept) {
+bool keepUnderAnotherName(const std::string& path, std::string& kept, bool mayMove) {
     std::string name;
-    if (takeFreeName(path, name, [&] { return giveName(name, path); })) {
+    if (takeFreeName(path, name, [&] { return giveName(name, path, mayMove); })) {
         kept = name;
         return true;
     }
@@ -132,11 +134,19 @@ bool keepUnderAnotherName(const std::string& path, std::string& kept) {
 bool keepDamagedFile(const std::string& path, std::string& kept) {
     kept.clear();
     const Copied copied = copyAside(path, kept);
+    if (copied == Copied::kDone) {
+        return true;
+    }
     // A shortage says nothing about the file, and the save that is to follow would suffer from it
-    // too. Another name costs no room.
-    const bool staysUncopied =
-        copied == Copied::kNotCopied ? !passesByItself(errno) : errno == ENOSPC || errno == EDQUOT;
-    return copied == Copied::kDone || (staysUncopied && keepUnderAnotherName(path, kept));
+    // too. Where a copy cannot be written, the disk full, say, most likely neither can what is to
+    // be saved: a file that was moved would be missing then, although it can be read.
+    const int reason = errno;
+    const bool isNotRead = copied == Copied::kNotRead;
+    if (!passesByItself(reason) && keepUnderAnotherName(path, kept, isNotRead)) {
+        return true;
+    }
+    errno = isNotRead ? errno : reason;
+    return false;
 }
 
 bool isKept(const std::string& path) {

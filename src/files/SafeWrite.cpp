@@ -40,13 +40,6 @@ Descriptor openTruncated(const std::string& path, mode_t permissions, int more =
     return openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | more, permissions);
 }
 
-/// What the system says nothing of is taken for a plain file: it must not be more open than its
-/// original, nor pass for a good copy.
-bool isRegular(const Descriptor& file) {
-    const std::optional<FileStatus> status = statusOf(file);
-    return !status || status->isRegular;
-}
-
 /// The file that the copy stands for.
 struct Original {
     explicit Original(const std::string& path) {
@@ -136,11 +129,15 @@ OpenCopy openCopy(const std::string& path, const Original& original) {
         existed = false;
         file = open();
     }
-    const bool regular = file.isOpen() && isRegular(file);
+    const std::optional<FileStatus> opened = file.isOpen() ? statusOf(file) : std::nullopt;
+    // What the system says nothing of is taken for a plain file: it must not be more open than its
+    // original, nor pass for a good copy.
+    const bool regular = file.isOpen() && (!opened || opened->isRegular);
     if (regular && original.mayExist) {
         Access access = original.access;
-        if (mayBeLink) {
-            // Where somebody's link leads is not to be given away.
+        if (mayBeLink || !opened || opened->names > 1) {
+            // Where somebody's link leads is not to be given away, nor what a hard link shows that
+            // has come meanwhile.
             access.owner = Access().owner;
         }
         giveAccess(file, access);
@@ -231,6 +228,9 @@ WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& direct
     const WriteResult copyPlaced = placeCopy(write, directory);
     if (copyPlaced != WriteResult::kDone) {
         return copyPlaced;
+    }
+    if (write.beforeFile) {
+        write.beforeFile();
     }
     if (!writeFile(write, directory)) {
         return WriteResult::kFileFailed;

@@ -1,6 +1,7 @@
 #ifndef QEL_SETTINGS_FILES_SAFEWRITE_H
 #define QEL_SETTINGS_FILES_SAFEWRITE_H
 
+#include <functional>
 #include <string>
 
 namespace Qel {
@@ -25,6 +26,8 @@ struct SafeWrite {
     /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
     /// the process only.
     bool durable;
+    /// Called when the new text is in the copy, right before the file is overwritten.
+    std::function<void()> beforeFile = {};
 };
 
 /// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two

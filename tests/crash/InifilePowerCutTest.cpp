@@ -16,6 +16,7 @@ namespace {
 using testsupport::DiskModel;
 using testsupport::Files;
 using testsupport::layOut;
+using testsupport::Promise;
 using testsupport::Recorder;
 using testsupport::Start;
 using testsupport::Trace;
@@ -111,8 +112,10 @@ TEST_F(InifilePowerCut, ADamagedFileIsSetAsideAndTheNextSaveIsAsSafeAsAFirstOne)
 TEST_F(InifilePowerCut, AFileThatADyingProcessHasGivenASecondNameIsLostUnderNeither) {
     lie(Start::kDamagedFileStands);
     Trace trace;
+    Promise whileItSaves = promiseAt(Start::kDamagedFileStands);
+    whileItSaves.insert(valueOf(2));
     {
-        Recorder recorder(live_.path(), promiseAt(Start::kDamagedFileStands));
+        Recorder recorder(live_.path(), whileItSaves);
         ASSERT_TRUE(startUp(create(), Start::kDamagedFileStands, recorder.calls()));
         recorder.calls().fail("open rw.ini", EIO, testsupport::FileCalls::kForGood);
         recorder.calls().fail("fsync .", EIO, testsupport::FileCalls::kForGood);
@@ -121,7 +124,7 @@ TEST_F(InifilePowerCut, AFileThatADyingProcessHasGivenASecondNameIsLostUnderNeit
         trace = recorder.trace();
     }
     ASSERT_TRUE(std::filesystem::equivalent(rw_, bad_));
-    Recorder recorder(live_.path(), promiseAt(Start::kDamagedFileStands));
+    Recorder recorder(live_.path(), whileItSaves);
     ASSERT_TRUE(reopen());
     EXPECT_FALSE(testsupport::exists(rw_));
     const Trace& successor = recorder.trace();

@@ -136,10 +136,8 @@ protected:
             case Start::kDamagedFileOfTwoNames:
                 return alike("0, set aside");
             case Start::kUnreadCopy:
-                return {valueOf(1)};
             case Start::kUnreadCopyOfTwoNames:
-                // Until the save is done, as the copy leaves its place to be kept.
-                return {valueOf(1), "0", "0, set aside"};
+                return {valueOf(1)};
             case Start::kUnreadCopyOfAGoodFile:
                 return {valueOf(6)};
             default:

@@ -102,6 +102,7 @@ TEST_F(InifileUnreadCopy, TakesNoNewNameWithEachSaveThatFails) {
     setting("settings/a")->setValue(2);
     FileCalls calls(dir_.path());
     calls.fail("create rw.ini.bad", EACCES, 3);
+    calls.fail("link rw.ini rw.ini.bad", EPERM, 3);
     for (int save = 0; save < 3; ++save) {
         EXPECT_FALSE(storage_->save());
     }
@@ -193,6 +194,7 @@ TEST_F(InifileUnreadCopy, BesideAWholeFileIsKeptByTheSaveThatWouldReplaceIt) {
     {
         FileCalls calls(dir_.path());
         calls.fail("create rw.ini.tmp.bad", EACCES);
+        calls.fail("link rw.ini.tmp rw.ini.tmp.bad", EPERM);
         EXPECT_FALSE(storage_->save());
     }
     EXPECT_EQ(readFile(copy_), good_);
@@ -390,8 +392,9 @@ TEST_F(InifileUnreadFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         loadUnread();
         FileCalls calls(dir_.path());
         calls.fail(row.call, row.error);
+        calls.fail("link rw.ini rw.ini.bad", EPERM);
         EXPECT_FALSE(storage_->save()) << row.call;
-        EXPECT_EQ(calls.struck().size(), 1U) << row.call;
+        EXPECT_EQ(calls.struck().size(), 2U) << row.call;
         EXPECT_EQ(readFile(rw_), healthy_) << row.call;
         EXPECT_FALSE(exists(bad_)) << row.call;
         EXPECT_FALSE(exists(copy_)) << row.call;
@@ -404,6 +407,73 @@ TEST_F(InifileUnreadFile, StaysWhenItCannotBeCopiedAndTheNextSaveTriesAgain) {
         EXPECT_EQ(readFile(bad_), healthy_) << row.call;
         std::filesystem::remove(bad_);
         log_.clear();
+    }
+}
+
+// The save would fail too, and the next start find nothing where the file was.
+TEST_F(InifileUnreadFile, IsNotMovedForWantOfRoom) {
+    for (const int error : {ENOSPC, EDQUOT}) {
+        loadUnread();
+        {
+            FileCalls calls(dir_.path());
+            calls.fail("write", error, FileCalls::kForGood);
+            calls.fail("link", EPERM, FileCalls::kForGood);
+            EXPECT_FALSE(storage_->save());
+        }
+        EXPECT_EQ(readFile(rw_), healthy_);
+        EXPECT_FALSE(exists(bad_));
+        EXPECT_EQ(loggedByBase(5, notSaved("unread", std::generic_category().message(error))), 1U)
+            << log_.dump();
+        ASSERT_TRUE(reopen());
+        check({"settings/a = int,7"});
+    }
+}
+
+// Each try of the background saver would take one of the hundred names.
+TEST_F(InifileUnreadFile, IsNotCopiedAgainWhenOnlyTheEntryOfTheCopyIsNotSafeYet) {
+    loadUnread();
+    FileCalls calls(dir_.path());
+    calls.fail("fsync .", EIO, 2);
+    for (int save = 0; save < 2; ++save) {
+        EXPECT_FALSE(storage_->save());
+        EXPECT_EQ(readFile(rw_), healthy_);
+        EXPECT_FALSE(exists(copy_));
+    }
+    EXPECT_EQ(loggedByBase(5, "'" + rw_ +
+                                  "' is not saved, a later save tries again: the unread file "
+                                  "there is kept, but not safe on the disk: Input/output error"),
+              2U)
+        << log_.dump();
+    calls.clear();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_LT(placeOf("fsync .", calls), placeOf("create rw.ini.tmp", calls));
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(bad_), healthy_);
+    EXPECT_FALSE(exists(second_));
+}
+
+// What the disk could not read at the start it may be able to read later: nobody knows of damage.
+TEST_F(InifileUnreadFile, ThatCouldNotBeSetAsideEitherIsNotOverwrittenUnkept) {
+    for (const int error : {EIO, EACCES, ESTALE}) {
+        build("#name = settings\n[]\na = int,7");
+        healthy_ = readFile(rw_);
+        create();
+        {
+            FileCalls calls(dir_.path());
+            calls.fail("open rw.ini", error, FileCalls::kForGood);
+            calls.fail("rename rw.ini rw.ini.bad", EIO);
+            ASSERT_TRUE(storage_->init(&manager_, nullptr));
+        }
+        setting("settings/a")->setValue(2);
+        FileCalls calls(dir_.path());
+        calls.fail("create rw.ini.bad", EIO);
+        calls.fail("link rw.ini rw.ini.bad", EPERM);
+        EXPECT_FALSE(storage_->save()) << error;
+        EXPECT_EQ(readFile(rw_), healthy_) << error;
+        EXPECT_TRUE(storage_->save()) << error;
+        EXPECT_EQ(readFile(rw_), kSaved) << error;
+        EXPECT_EQ(readFile(bad_), healthy_) << error;
+        std::filesystem::remove(bad_);
     }
 }
 

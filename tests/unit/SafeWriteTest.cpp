@@ -168,6 +168,39 @@ TEST_F(SafeWrite, WhereALinkInPlaceOfTheCopyLeadsKeepsItsOwner) {
     EXPECT_EQ(readFile(dir_.file("elsewhere")), "new");
 }
 
+TEST_F(SafeWrite, WhatHasAnotherNameThanThatOfTheCopyKeepsItsOwner) {
+    writeFile(file_, "old");
+    const std::string elsewhere = dir_.file("elsewhere");
+    writeFile(elsewhere, "");
+    std::filesystem::create_hard_link(elsewhere, copy_);
+    if (::chown(file_.c_str(), 54321, 12345) != 0) {
+        GTEST_SKIP() << "only a privileged process may give files away";
+    }
+    FileCalls calls(dir_.path());
+    calls.fail("unlink x.ini.tmp", EIO);
+    EXPECT_EQ(write("new"), WriteResult::kDone);
+    EXPECT_EQ(calls.struck().size(), 1U);
+    struct stat status = {};
+    ASSERT_EQ(::stat(elsewhere.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, ::geteuid());
+}
+
+TEST_F(SafeWrite, TheFileIsAnnouncedRightBeforeItIsOverwritten) {
+    writeFile(file_, "old");
+    std::string found;
+    const DirectoryLock directory(dir_.path(), DirectoryLock::Mode::kExclusive);
+    const auto look = [&] { found += readFile(file_) + ", " + readFile(copy_); };
+    EXPECT_EQ(writeThroughCopy({file_, copy_, "new", false, true, look}, directory),
+              WriteResult::kDone);
+    EXPECT_EQ(found, "old, new");
+    found = "nothing";
+    FileCalls calls(dir_.path());
+    calls.fail("create x.ini.tmp", EIO);
+    EXPECT_EQ(writeThroughCopy({file_, copy_, "newer", false, true, look}, directory),
+              WriteResult::kCopyFailed);
+    EXPECT_EQ(found, "nothing");
+}
+
 TEST_F(SafeWrite, ALinkThatTakesThePlaceOfTheCopyMeanwhileIsNotFollowed) {
     writeFile(file_, "old");
     writeFile(dir_.file("elsewhere"), "untouched");

@@ -131,9 +131,14 @@ protected:
     /// directory of both: a read/write file that stands without having been loaded is kept now
     /// under another name, and before it `copy`, its temporary copy. When that fails and one of
     /// them may be whole, this gives false, and the subclass writes nothing and returns false: what
-    /// they held would be lost. What is known to be damaged is lost then, and the log says so.
+    /// they held would be lost. What is known to be damaged holds no save up.
     bool damagedFileIsKept(const std::string& path, const std::string& copy,
                            const files::DirectoryLock& directory);
+
+    /// To be called by a subclass that has asked this, right before it overwrites `path`, `copy`
+    /// having been overwritten: what is damaged and could not be kept is lost now, and the log says
+    /// so. A save that fails before may be followed by one that can keep it.
+    void damagedFileIsOverwritten(const std::string& path, const std::string& copy);
 
     /// To be called by a subclass's load that found something which it could not read but which may
     /// hold the values: should the load fail, the read/write file is not set aside; and when it
@@ -151,8 +156,9 @@ private:
     /// kept.
     struct Standing {
         const char* state = nullptr;  // "damaged" or "unread", null when nothing stands so
-        bool copyIsKept = false;
-        bool fileIsKept = false;
+        // Why they could not be kept, an errno: 0 when they are, -1 when nobody has tried.
+        int copyError = -1;
+        int fileError = -1;
     };
 
     bool loadDefaults();
@@ -162,7 +168,8 @@ private:
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile(const files::DirectoryLock& directory);
     void letFileStand(const char* state);
-    bool keep(const std::string& path);
+    bool keep(const std::string& path, int& error);
+    void giveUp(const std::string& path, int error);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
