@@ -287,7 +287,7 @@ TEST_F(T8settingsRecover, SettingsBelowASectionWithoutItsOpeningBracketStayBehin
     for (const char* const damaged : {"Xtuner]", "tuner]",
                                       "\xDB"
                                       "tuner]",
-                                      "#tuner]", "=tuner]"}) {
+                                      "=tuner]"}) {
         putBad(std::string("#name = settings\n[sound]\nbass = int8,1\n") + damaged +
                "\nbass = int8,2\ntreble = int8,3\n[zoom]\nx = int8,4\n");
         EXPECT_EQ(bad +
@@ -358,6 +358,48 @@ TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatCo
     EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
     EXPECT_THAT(bytes(),
                 StartsWith("#name = settings\n[sound]\nx = int8,3\nz = int8,4\n#crc32 = "));
+}
+
+TEST_F(T8settingsRecover, BelowACommentThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
+    put("qel-default-settings/settings.ini",
+        "[parental]\npin = int8,0\nlevel = int8,0\n[sound]\nbass = int8,0\n");
+    for (const char* const comment : {"#sound]", "#[sound]", "# [sound]", "##[sound", "# sound]"}) {
+        const std::string text = std::string("#name = settings\n[parental]\npin = int8,1\n") +
+                                 comment + "\nlevel = int8,2\nbass = int8,3\n";
+        const std::string begun = "#name = settings\n[parental]\npin = int8,1\nlevel = int8,2\n";
+        putBad(text);
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        EXPECT_THAT(
+            recovered.out,
+            AllOf(HasSubstr(".bad:4: is a comment; if it was a section, the settings below "
+                            "it are read into section \"parental\"; write [NAME], unless it "
+                            "is meant so\n"),
+                  HasSubstr(".bad:6: bass: its section is not known, as line 4 opens none"),
+                  Not(HasSubstr("level:"))))
+            << comment;
+        EXPECT_EQ(5, recovered.exitCode);
+        EXPECT_THAT(bytes(), StartsWith(begun + "#crc32 = "));
+        putFile(text);
+        const ToolRun sealed = run({"seal", file_});
+        EXPECT_THAT(sealed.err, HasSubstr(".ini:4: is a comment; if it was a section, "));
+        EXPECT_EQ(0, sealed.exitCode);
+        EXPECT_THAT(run({"verify", file_}).out, Not(HasSubstr("comment")));
+        std::filesystem::rename(file_, file_ + ".bad");
+        EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+        EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+    }
+}
+
+TEST_F(T8settingsRecover, CommentCostsNothingWhenTheDefaultsKnowWhatIsBelow) {
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,0\n");
+    const std::string text = "#name = settings\n[sound]\n#todo]\nbass = int8,3\n";
+    putBad(text);
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+    putFile(text);
+    EXPECT_EQ("", run({"seal", file_}).err);
+    std::filesystem::remove(file_ + ".bad");
+    EXPECT_EQ("1 file, all sound\n", run({"verify", file_}).out);
 }
 
 TEST_F(T8settingsRecover, OfADamagedFileNamesThatAreLikeThoseOfTheDefaultsStayBehind) {

@@ -20,16 +20,6 @@ bool isUseful(const FileFinding& finding, bool whole) {
     return harm == Harm::kIgnored || (whole && harm >= Harm::kChanged);
 }
 
-/// Of a file whose bytes may be anything, a line that is no setting may have been a section: what
-/// is below it comes back only where the defaults know the name that it is read under.
-StrayLines straysOf(const IniFile& file, bool whole) {
-    if (whole) {
-        return strayLines(file);
-    }
-    const KnownDefaults defaults = knownDefaultsFor(file);
-    return strayLinesIfDamaged(file, [&](const std::string& name) { return defaults.has(name); });
-}
-
 /// Nobody knows what a setting is called whose section cannot be read: that stands for all other
 /// findings of its line. Adds these lines and those of the sections to `numbers`.
 void addStrays(const IniFile& file, const StrayLines& strays, std::vector<FileFinding>& findings,
@@ -52,7 +42,7 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
-    addStrays(file, straysOf(file, whole), leftOut, misread);
+    addStrays(file, strayLinesIfDamaged(file), leftOut, misread);
     leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(),
                                  [&](const FileFinding& finding) {
                                      return misread.count(finding.finding.line) == 0 &&
