@@ -380,6 +380,10 @@ TEST_F(T8settingsRecover, SettingsOfTheDefaultsThatADamagedFileDoesNotGiveAreTol
                 HasSubstr(".bad: settings/sound/pin does not come back and has its default\n"));
     EXPECT_THAT(recovered.out, Not(HasSubstr("sound/bass does not")));
     EXPECT_EQ(5, recovered.exitCode);
+    putBad("#name = settings\n[sound]\nbass = int8,1\npin = int8,2\nmode = string,DK?#crc32 = 1\n");
+    EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
+                HasSubstr(".bad:5: settings/sound/mode has run into the CRC line\n"));
+    EXPECT_THAT(bytes(), Not(HasSubstr("mode")));
     // Of a whole file nothing is lost: it never had it.
     putBad(kOld);
     EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
