@@ -140,7 +140,11 @@ TEST_F(T8settingsRecover, FileThatIsDamagedAndAloneComesWithWhatToDo) {
                           file_ + "\nOtherwise, to put back what can be read of it: mv " + file_ +
                           " " + file_ + ".bad; t8settings recover " + file_ + " --from bad\n"));
     std::filesystem::rename(file_, file_ + ".bad");
-    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_EQ(file_ +
+                  ".bad: its names cannot be checked, as there is no defaults file: storage "
+                  "\"settings\"; see that they are right\n" +
+                  file_ + ": 1 setting from " + file_ + ".bad, CRC 3059901785\n",
+              recover({"--from", "bad", "--yes"}).out);
 }
 
 TEST_F(T8settingsRecover, WhatMayNotBeReadIsToldInOneLine) {
@@ -254,7 +258,9 @@ TEST_F(T8settingsRecover, OfADamagedFileAllAcceptableLinesArePutBackAndTheOthers
             bad +
             ":5: settings/sound/treble: int8 would not keep \"999\", it would make \"-25\" of "
             "it; int8 takes whole numbers from -128 to 127\n" +
-            bad + ":7: the last line may be cut short, as no line feed ends it\n" + file_ +
+            bad + ":7: the last line may be cut short, as no line feed ends it\n" + bad +
+            ": settings/sound/balance does not come back and has its default\n" + bad +
+            ": settings/sound/treble does not come back and has its default\n" + file_ +
             ": 2 settings from " + bad + ", CRC 2797478617\n",
         recovered.out);
     EXPECT_EQ(5, recovered.exitCode);
@@ -272,8 +278,10 @@ TEST_F(T8settingsRecover, SettingsBelowASectionThatCannotBeReadStayBehind) {
                   ":4: section is not closed, so the settings below it are read into section "
                   "\"sound\"; write the \"]\"\n" +
                   bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
-                  ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
-                  ": 2 settings from " + bad + ", CRC 2018853368\n",
+                  ":6: treble: its section is not known, as line 4 opens none\n" + bad +
+                  ": its names cannot be checked, as there is no defaults file: storage "
+                  "\"settings\"; see that they are right\n" +
+                  file_ + ": 2 settings from " + bad + ", CRC 2018853368\n",
               recovered.out);
     EXPECT_EQ(5, recovered.exitCode);
     EXPECT_EQ(
@@ -287,14 +295,15 @@ TEST_F(T8settingsRecover, SettingsBelowASectionWithoutItsOpeningBracketStayBehin
     for (const char* const damaged : {"Xtuner]", "tuner]",
                                       "\xDB"
                                       "tuner]",
-                                      "#tuner]", "=tuner]"}) {
+                                      "=tuner]"}) {
         putBad(std::string("#name = settings\n[sound]\nbass = int8,1\n") + damaged +
                "\nbass = int8,2\ntreble = int8,3\n[zoom]\nx = int8,4\n");
         EXPECT_EQ(bad +
                       ":4: looks like a section and opens none, so the settings below it are read "
                       "into section \"sound\"; write [NAME], on a line of its own\n" +
                       bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
-                      ":6: treble: its section is not known, as line 4 opens none\n" + file_ +
+                      ":6: treble: its section is not known, as line 4 opens none\n" + bad +
+                      ": settings/sound/treble does not come back and has its default\n" + file_ +
                       ": 2 settings from " + bad + ", CRC 4170448465\n",
                   recover({"--from", "bad", "--yes"}).out)
             << damaged;
@@ -341,6 +350,60 @@ TEST_F(T8settingsRecover, OfADamagedFileTheStorageHasTheNameOfItsDefaults) {
     }
 }
 
+TEST_F(T8settingsRecover, WithoutDefaultsTheStorageHasTheNameOfAFileThatIsWhole) {
+    const std::string bad = file_ + ".bad";
+    const std::string unchecked =
+        bad + ": its names cannot be checked, as there is no defaults file";
+    putFile(kOld);
+    putBad("#name = settinXs\n[sound]\nbass = int8,7\n#crc32 = 1\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out, AllOf(StartsWith(bad +
+                                                ":1: its storage is called \"settinXs\" here and "
+                                                "\"settings\" in " +
+                                                file_ + ", which counts\n"),
+                                     HasSubstr(unchecked)));
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,7\n#crc32 = "));
+    putFile("torn");
+    const ToolRun unknown = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(unknown.out, StartsWith(unchecked + ": storage \"settinXs\"; "));
+    EXPECT_EQ(5, unknown.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settinXs\n"));
+}
+
+TEST_F(T8settingsRecover, SettingsOfTheDefaultsThatADamagedFileDoesNotGiveAreTold) {
+    put("qel-default-settings/settings.ini",
+        "[sound]\nbass = int8,0\nmode = string,\npin = int8,0\n");
+    putBad("#name = settings\n[sound]\nbass = int8,1\nmode = string,DK?pin = int8,4\n#crc32 = 1\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out,
+                HasSubstr(".bad: settings/sound/pin does not come back and has its default\n"));
+    EXPECT_THAT(recovered.out, Not(HasSubstr("sound/bass does not")));
+    EXPECT_EQ(5, recovered.exitCode);
+    putBad("#name = settings\n[sound]\nbass = int8,1\npin = int8,2\nmode = string,DK?#crc32 = 1\n");
+    EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
+                HasSubstr(".bad:5: settings/sound/mode has run into the CRC line\n"));
+    EXPECT_THAT(bytes(), Not(HasSubstr("mode")));
+    // Of a whole file nothing is lost: it never had it.
+    putBad(kOld);
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+}
+
+TEST_F(T8settingsRecover, OfADamagedFileNothingComesBackThatVerifyWouldTellOf) {
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,0\ntreble = int8,0\n");
+    for (const char* const damaged :
+         {"#savepolicy = eachchangX\n[sound]\nbass = int8,1\ntreble = int8,2\n",
+          "#readonly = X\n[sound]\nbass = int8,1\ntreble = int8,2\n",
+          "[so\nnd]\nx = int8,1\n[sound]\nbass = int8,1\ntreble = int8,2\n",
+          "[sound]\ntreble = int8,1\ntreble = int8,2\n"}) {
+        putBad(std::string("#name = settings\n") + damaged + "#crc32 = 1\n");
+        EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode) << damaged;
+        std::filesystem::remove(file_ + ".bad");
+        EXPECT_EQ("1 file, all sound\n", run({"verify", file_}).out) << damaged;
+        EXPECT_EQ("2\n", run({"get", "settings/sound/treble"}).out) << damaged;
+    }
+}
+
 TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
     put("qel-default-settings/settings.ini",
         "[sound]\nbass = int8,0\ntreble = int8,0\nvolume = int8,0\n");
@@ -358,6 +421,48 @@ TEST_F(T8settingsRecover, BelowALineThatMayHaveBeenASectionTheDefaultsTellWhatCo
     EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
     EXPECT_THAT(bytes(),
                 StartsWith("#name = settings\n[sound]\nx = int8,3\nz = int8,4\n#crc32 = "));
+}
+
+TEST_F(T8settingsRecover, BelowACommentThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
+    put("qel-default-settings/settings.ini",
+        "[parental]\npin = int8,0\nlevel = int8,0\n[sound]\nbass = int8,0\n");
+    for (const char* const comment : {"#sound]", "#[sound]", "# [sound]", "##[sound", "# sound]"}) {
+        const std::string text = std::string("#name = settings\n[parental]\npin = int8,1\n") +
+                                 comment + "\nlevel = int8,2\nbass = int8,3\n";
+        const std::string begun = "#name = settings\n[parental]\npin = int8,1\nlevel = int8,2\n";
+        putBad(text);
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        EXPECT_THAT(
+            recovered.out,
+            AllOf(HasSubstr(".bad:4: is a comment; if it was a section, the settings below "
+                            "it are read into section \"parental\"; write [NAME], unless it "
+                            "is meant so\n"),
+                  HasSubstr(".bad:6: bass: its section is not known, as line 4 opens none"),
+                  Not(HasSubstr("level:"))))
+            << comment;
+        EXPECT_EQ(5, recovered.exitCode);
+        EXPECT_THAT(bytes(), StartsWith(begun + "#crc32 = "));
+        putFile(text);
+        const ToolRun sealed = run({"seal", file_});
+        EXPECT_THAT(sealed.err, HasSubstr(".ini:4: is a comment; if it was a section, "));
+        EXPECT_EQ(0, sealed.exitCode);
+        EXPECT_THAT(run({"verify", file_}).out, Not(HasSubstr("comment")));
+        std::filesystem::rename(file_, file_ + ".bad");
+        EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+        EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+    }
+}
+
+TEST_F(T8settingsRecover, CommentCostsNothingWhenTheDefaultsKnowWhatIsBelow) {
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,0\n");
+    const std::string text = "#name = settings\n[sound]\n#todo]\nbass = int8,3\n";
+    putBad(text);
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+    putFile(text);
+    EXPECT_EQ("", run({"seal", file_}).err);
+    std::filesystem::remove(file_ + ".bad");
+    EXPECT_EQ("1 file, all sound\n", run({"verify", file_}).out);
 }
 
 TEST_F(T8settingsRecover, OfADamagedFileNamesThatAreLikeThoseOfTheDefaultsStayBehind) {

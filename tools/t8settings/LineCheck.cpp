@@ -58,6 +58,9 @@ public:
         for (const auto& stray : strayLines(file)) {
             misleading_.insert(stray.second);
         }
+        for (const auto& stray : strayLinesIfDamaged(file)) {
+            doubtful_.insert(stray.second);
+        }
         findLinesAboveSettings(file);
     }
 
@@ -105,6 +108,11 @@ private:
             return Finding{line.number, Harm::kIgnored,
                            "no such save policy: " + inQuotes(line.value),
                            "write ondemand, eachchange or async"};
+        }
+        if (doubtful_.count(line.number) != 0) {
+            return Finding{line.number, Harm::kDoubtful,
+                           "is a comment; if it was a section, " + whereSettingsGo(),
+                           "write [NAME], unless it is meant so"};
         }
         return std::nullopt;
     }
@@ -183,6 +191,7 @@ private:
     const FactoryPtr& factory_;
     std::map<std::string, std::size_t> lastLineOf_;
     std::set<std::size_t> misleading_;     ///< lines that open no section, with settings below
+    std::set<std::size_t> doubtful_;       ///< those of a damaged file that may have opened one
     std::set<std::size_t> aboveSettings_;  ///< lines that may have opened their section
     std::string section_;
 };

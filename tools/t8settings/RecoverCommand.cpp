@@ -18,9 +18,9 @@ constexpr const char* kRecoverHelp =
     "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set\n"
     "aside: the state of each, which of them a load takes, and each setting that is\n"
     "not the same in all. With --from one of them is put in the place of FILE, with\n"
-    "a right CRC: the whole of it, or of a damaged one all lines that a load would\n"
-    "take; those left out are told (exit code 5). What is replaced is kept beside\n"
-    "it.\n\n"
+    "a right CRC: the whole of it, or of a damaged one the lines that mean what they\n"
+    "say beyond doubt; what does not come back is told (exit code 5). Mend such\n"
+    "lines in FILE by hand, and seal it. What is replaced is kept beside it.\n\n"
     "Example:\n"
     "  t8settings recover tv/settings/settings.ini";
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "KnownDefaults.h"
 #include "Terminal.h"
@@ -15,19 +16,19 @@ using Kind = Qel::Settings::text::IniLine::Kind;
 
 using Numbers = std::set<std::size_t>;
 
-bool isUseful(const FileFinding& finding, bool whole) {
-    const Harm harm = finding.finding.harm;
-    return harm == Harm::kIgnored || (whole && harm >= Harm::kChanged);
-}
-
-/// Of a file whose bytes may be anything, a line that is no setting may have been a section: what
-/// is below it comes back only where the defaults know the name that it is read under.
-StrayLines straysOf(const IniFile& file, bool whole) {
-    if (whole) {
-        return strayLines(file);
+/// The last line of each name, of those that are not misread.
+Numbers linesThatCount(const IniFile& file, const Numbers& misread) {
+    std::map<std::string_view, std::size_t> last;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting && misread.count(line.number) == 0) {
+            last[line.name] = line.number;
+        }
     }
-    const KnownDefaults defaults = knownDefaultsFor(file);
-    return strayLinesIfDamaged(file, [&](const std::string& name) { return defaults.has(name); });
+    Numbers numbers;
+    for (const auto& line : last) {
+        numbers.insert(line.second);
+    }
+    return numbers;
 }
 
 /// Nobody knows what a setting is called whose section cannot be read: that stands for all other
@@ -52,30 +53,53 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
-    addStrays(file, straysOf(file, whole), leftOut, misread);
-    leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(),
-                                 [&](const FileFinding& finding) {
-                                     return misread.count(finding.finding.line) == 0 &&
-                                            isUseful(finding, whole);
-                                 }),
-                  leftOut.end());
+    addStrays(file, strayLinesIfDamaged(file), leftOut, misread);
+    const Numbers counting = linesThatCount(file, misread);
+    const auto isUseful = [&](const FileFinding& finding) {
+        const std::size_t line = finding.finding.line;
+        const Harm harm = finding.finding.harm;
+        return misread.count(line) == 0 &&
+               (whole ? harm >= Harm::kChanged
+                      : harm == Harm::kIgnored && counting.count(line) != 0);
+    };
+    leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(), isUseful), leftOut.end());
+    for (const IniFile::Line& line : file.lines()) {
+        if (!whole && line.kind == Kind::Setting &&
+            line.value.find("#crc32 = ") != std::string::npos) {
+            leftOut.push_back({file.path(),
+                               {line.number, Harm::kDoubtful,
+                                visible(line.name) + " has run into the CRC line", ""}});
+        }
+    }
     if (const auto cut = cutLineIn(file)) {
         leftOut.push_back(*cut);
     }
     return leftOut;
 }
 
-/// A file whose bytes may be anything, with the storage's name of its defaults file; nothing when
-/// it says no other one. Under another name its settings would come back beside those of the
-/// defaults.
-std::optional<IniFile> withNameOfDefaults(const IniFile& file) {
+/// What a file that is whole calls the storage.
+struct RightName {
+    std::string name;
+    std::string place;  ///< for people
+};
+
+/// The defaults file's name counts, and without one that of the file in force; empty with neither.
+RightName rightNameOf(const IniFile& file, const IniFile& inForce) {
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (!defaults.path.empty()) {
+        return {defaults.storageName, "its defaults file"};
+    }
+    return inForce.state() == FileState::kSealed ? RightName{inForce.storageName(), inForce.path()}
+                                                 : RightName{};
+}
+
+/// A file whose bytes may be anything, with the right name of the storage; nothing when it says no
+/// other one. Under another name its settings would come back beside those of the storage.
+std::optional<IniFile> withRightName(const IniFile& file, const RightName& right) {
     const bool saysName = !file.lines().empty() && file.lines().front().kind == Kind::Header &&
                           file.lines().front().key == "name";
-    if (!saysName || file.state() >= FileState::kUnchecked) {
-        return std::nullopt;
-    }
-    const KnownDefaults defaults = knownDefaultsFor(file);
-    if (defaults.path.empty() || defaults.storageName == file.storageName()) {
+    if (!saysName || file.state() >= FileState::kUnchecked || right.place.empty() ||
+        right.name == file.storageName()) {
         return std::nullopt;
     }
     const std::string& text = file.text();
@@ -84,9 +108,35 @@ std::optional<IniFile> withNameOfDefaults(const IniFile& file) {
         start = text.find('\n', start) + 1;
     }
     const std::string crcLine = file.crcLine() == 0 ? "" : "\n#crc32 = 0\n";
-    return IniFile(file.path(), defaults.storageName, file.role(),
-                   text.substr(0, start) + "#name = " + defaults.storageName +
+    return IniFile(file.path(), right.name, file.role(),
+                   text.substr(0, start) + "#name = " + right.name +
                        text.substr(std::min(text.find('\n', start), text.size())) + crcLine);
+}
+
+/// A damaged file was whole when it was saved: what its defaults have and it does not give was
+/// lost. Without defaults nobody knows what it had, nor whether its names are right.
+std::vector<FileFinding> lossesOf(const IniFile& file, const std::set<std::string>& names) {
+    if (file.state() >= FileState::kUnchecked) {
+        return {};
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (defaults.path.empty()) {
+        return {{file.path(),
+                 {0, Harm::kDoubtful,
+                  "its names cannot be checked, as there is no defaults file: storage " +
+                      inQuotes(file.storageName()),
+                  "see that they are right"}}};
+    }
+    std::vector<FileFinding> losses;
+    for (const auto& known : defaults.settings) {
+        if (names.count(known.first) == 0) {
+            losses.push_back(
+                {file.path(),
+                 {0, Harm::kLost, visible(known.first) + " does not come back and has its default",
+                  ""}});
+        }
+    }
+    return losses;
 }
 
 std::string withoutLines(std::string_view text, const Numbers& numbers) {
@@ -159,8 +209,9 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
     return differences;
 }
 
-Salvage salvageOf(const IniFile& damaged) {
-    const std::optional<IniFile> renamed = withNameOfDefaults(damaged);
+Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
+    const RightName right = rightNameOf(damaged, inForce);
+    const std::optional<IniFile> renamed = withRightName(damaged, right);
     const IniFile& file = renamed ? *renamed : damaged;
     Salvage salvage = {"", 0, leftOutOf(file)};
     Numbers numbers;
@@ -181,8 +232,11 @@ Salvage salvageOf(const IniFile& damaged) {
             {file.path(),
              {damaged.lines().front().number, Harm::kChanged,
               "its storage is called " + inQuotes(damaged.storageName()) + " here and " +
-                  inQuotes(file.storageName()) + " in its defaults file, which counts",
+                  inQuotes(right.name) + " in " + right.place + ", which counts",
               ""}});
+    }
+    for (FileFinding& loss : lossesOf(file, names)) {
+        salvage.leftOut.push_back(std::move(loss));
     }
     return salvage;
 }

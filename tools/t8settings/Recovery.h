@@ -43,9 +43,10 @@ struct Salvage {
 
 /// All of a file whose CRC is right but the lines that no load would take and the settings whose
 /// section cannot be read, with the line that should have opened it. Of any other file, whose bytes
-/// may be anything, also without lines that are read as something else than they say, and without a
-/// last line that may be cut short.
-Salvage salvageOf(const IniFile& file);
+/// may be anything, also without all other lines that something is wrong with, and without a last
+/// line that may be cut short; its storage is called as in the defaults file or, without one, as in
+/// the file `inForce` if its CRC is right. The defaults' settings that it does not give are told.
+Salvage salvageOf(const IniFile& file, const IniFile& inForce);
 
 }  // namespace t8settings
 

@@ -38,7 +38,7 @@ bool holds(const IniFile& file, const std::string& text) {
 }
 
 Plan planOf(const FileGroup& group, const IniFile& source) {
-    Plan plan = {salvageOf(source), {}};
+    Plan plan = {salvageOf(source, group.file), {}};
     if (plan.salvage.settings == 0) {
         throw Failure(ExitCode::kFailed, linesOf(plan.salvage.leftOut) + source.path() +
                                              " has no setting that could be put back");

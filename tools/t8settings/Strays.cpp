@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <set>
 #include <string_view>
+
+#include "KnownDefaults.h"
 
 namespace t8settings {
 
@@ -15,18 +18,26 @@ bool isClosed(const IniFile::Line& line) {
     return line.whole.back() == ']';
 }
 
-/// "#sound]" was "[sound]"; a comment for people has blanks or both brackets. A header that the
-/// library knows never ends so: it has run into the section on the next line.
-bool isBrokenSectionInHeader(const IniFile::Line& line) {
-    static constexpr std::array<std::string_view, 3> kKnown = {"name", "readonly", "savepolicy"};
-    const bool isKnown = std::find(kKnown.begin(), kKnown.end(), line.key) != kKnown.end();
-    return isClosed(line) && (isKnown || line.whole.find_first_of("[ \t") == std::string::npos);
+/// "pin = char[]" is a setting that was cut short, and no section.
+bool endsInList(const IniFile::Line& line) {
+    return line.whole.size() > 1 && line.whole.compare(line.whole.size() - 2, 2, "[]") == 0;
 }
 
-/// "pin = char[]" is a setting that was cut short, and no section.
+/// A header that the library knows never ends in "]": it has run into the section on the next line.
+bool isBrokenSectionInHeader(const IniFile::Line& line) {
+    static constexpr std::array<std::string_view, 3> kKnown = {"name", "readonly", "savepolicy"};
+    return isClosed(line) && std::find(kKnown.begin(), kKnown.end(), line.key) != kKnown.end();
+}
+
+/// "#sound]" and "# [sound]" are comments, and no save writes any.
+bool mayHaveBeenSectionInHeader(const IniFile::Line& line) {
+    const std::size_t start = line.whole.find_first_not_of("# \t");
+    return start != std::string::npos &&
+           (line.whole[start] == '[' || (isClosed(line) && !endsInList(line)));
+}
+
 bool isBrokenSectionInMalformed(const IniFile::Line& line) {
-    const bool isList = line.whole.size() > 1 && line.whole[line.whole.size() - 2] == '[';
-    return isClosed(line) && !isList;
+    return isClosed(line) && !endsInList(line);
 }
 
 /// Goes through the lines with what is known from the lines before.
@@ -92,6 +103,9 @@ bool mayHaveBeenSection(const IniFile::Line& line) {
     if (line.kind == Kind::Setting) {
         return line.key.empty() && line.value.empty();
     }
+    if (line.kind == Kind::Header) {
+        return mayHaveBeenSectionInHeader(line);
+    }
     std::string_view inside = line.whole;
     inside.remove_prefix(inside.front() == '=' ? 1 : 0);
     inside.remove_suffix(!inside.empty() && inside.back() == ',' ? 1 : 0);
@@ -102,8 +116,14 @@ StrayLines strayLines(const IniFile& file) {
     return straysIn(file, nullptr);
 }
 
-StrayLines strayLinesIfDamaged(const IniFile& file,
-                               const std::function<bool(const std::string& name)>& isExpected) {
+StrayLines strayLinesIfDamaged(const IniFile& file) {
+    if (file.accepted()) {
+        return strayLines(file);
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    const StrayFinder::IsExpected isExpected = [&](const std::string& name) {
+        return defaults.has(name);
+    };
     return straysIn(file, &isExpected);
 }
 

@@ -2,7 +2,6 @@
 #define T8SETTINGS_STRAYS_H
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <string>
 
@@ -15,7 +14,7 @@ namespace t8settings {
 bool isBrokenSection(const IniFile::Line& line);
 
 /// Whether nothing about the line tells that it was no section: it has neither the "=" nor the ","
-/// of a setting, but where a section has its brackets.
+/// of a setting, but where a section has its brackets, or is a comment with a bracket there.
 bool mayHaveBeenSection(const IniFile::Line& line);
 
 /// Numbers of lines with settings whose names are not known, each with that of the line above that
@@ -25,11 +24,10 @@ using StrayLines = std::map<std::size_t, std::size_t>;
 /// Those below broken sections.
 StrayLines strayLines(const IniFile& file);
 
-/// The same for a file whose bytes may be anything: with those, too, that are below a line that may
-/// have been a section, unless `isExpected` has the name that they are read under and no line above
-/// has it already.
-StrayLines strayLinesIfDamaged(const IniFile& file,
-                               const std::function<bool(const std::string& name)>& isExpected);
+/// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
+/// below a line that may have been a section, unless the defaults file knows the name that they are
+/// read under and no line above has it already.
+StrayLines strayLinesIfDamaged(const IniFile& file);
 
 }  // namespace t8settings
 
