@@ -65,7 +65,8 @@ TEST_F(T8settingsInfo, JsonHasEveryFact) {
                  {"survivesReset", false},
                  {"settings", 2},
                  {"errors", Json::array()}}}},
-              {"failedFiles", Json::array()}}),
+              {"failedFiles", Json::array()},
+              {"replaced", Json::array()}}),
         infoAsJson());
 }
 
