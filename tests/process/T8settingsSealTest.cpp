@@ -309,4 +309,19 @@ TEST_F(T8settingsSeal, NamesOfAnyBytesAreSealed) {
     EXPECT_EQ(1U, json.count("fileBytes"));
 }
 
+TEST_F(T8settingsSeal, CopyIsInForceWhenTheFileCannotBeWritten) {
+    ASSERT_EQ(0, chmod(file_.c_str(), 0444));
+    const ToolRun failed = run({"seal", file_}, {}, ordinaryUser);
+    EXPECT_EQ("t8settings: " + file_ + " could not be written: Permission denied\nt8settings: " +
+                  file_ + ".tmp has the new text and is read in its place; when " + file_ +
+                  " can be written, run: t8settings recover " + file_ + " --from tmp\n",
+              failed.err);
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("5\n", run({"get", "settings/sound/bass"}).out);
+    ASSERT_EQ(0, chmod(file_.c_str(), 0644));
+    EXPECT_EQ(0, run({"recover", file_, "--from", "tmp", "--yes"}).exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+}
+
 }  // namespace
