@@ -72,6 +72,15 @@ TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
                         "section \"sound\"; write the \"]\"\n");
 }
 
+TEST_F(T8settingsSeal, WhatStandsBehindASectionStopsItToo) {
+    const std::string text = kText + "[picture] # tone\ntone = int8,1\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text,
+                    file_ +
+                        ":7: something stands behind the \"]\" of a section, so the settings below "
+                        "it are read into section \"sound\"; move it to a line of its own\n");
+}
+
 TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
     for (const char* const line :
          {"#crc32 = 12\n", "#crc32 = false\n", "#crc32 = 465", "#crc32\n"}) {
