@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <sys/stat.h>
 
 #include "ToolRun.h"
 
@@ -65,7 +66,8 @@ TEST_F(T8settingsInfo, JsonHasEveryFact) {
                  {"survivesReset", false},
                  {"settings", 2},
                  {"errors", Json::array()}}}},
-              {"failedFiles", Json::array()}}),
+              {"failedFiles", Json::array()},
+              {"replaced", Json::array()}}),
         infoAsJson());
 }
 
@@ -143,6 +145,29 @@ TEST_F(T8settingsInfo, DirectoryThatIsNamedLikeAFileIsSetAside) {
                                     ".bad'\n"));
     EXPECT_EQ(0, list.exitCode);
     EXPECT_TRUE(std::filesystem::is_directory(path("settings/x.ini.bad")));
+}
+
+TEST_F(T8settingsInfo, WhatIsNoPlainFileIsCalledSo) {
+    const std::string pipe = path("settings/pipe.ini");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+    EXPECT_THAT(run({"info"}).err, HasSubstr("'" + pipe + "' cannot be read: no plain file"));
+}
+
+TEST_F(T8settingsInfo, QuoteInAPathKeepsNoMessageFromBeingPlain) {
+    put("settings/my 'x'.ini", "#name = x\na = int,1\n#crc32 = 1\n");
+    EXPECT_THAT(run({"info"}).err, HasSubstr("error: '" + path("settings/my 'x'.ini") +
+                                             "': wrong CRC: the text has "));
+}
+
+TEST_F(T8settingsInfo, DirectoryOfAStoreIsNoBaseDirectory) {
+    EXPECT_THAT(run({"--base", path("settings"), "list"}).err,
+                HasSubstr("; did you mean --base " + base_ + "?\n"));
+}
+
+TEST_F(T8settingsInfo, HelpTakesOneCommand) {
+    const ToolRun help = runBare({"help", "get", "set"});
+    EXPECT_EQ("t8settings: help takes one command\nt8settings: see t8settings --help\n", help.err);
+    EXPECT_EQ(2, help.exitCode);
 }
 
 /// A store with background saving and, first in PATH, commands that leave a trace.

@@ -72,6 +72,15 @@ TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
                         "section \"sound\"; write the \"]\"\n");
 }
 
+TEST_F(T8settingsSeal, WhatStandsBehindASectionStopsItToo) {
+    const std::string text = kText + "[picture] # tone\ntone = int8,1\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text,
+                    file_ +
+                        ":7: something stands behind the \"]\" of a section, so the settings below "
+                        "it are read into section \"sound\"; move it to a line of its own\n");
+}
+
 TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
     for (const char* const line :
          {"#crc32 = 12\n", "#crc32 = false\n", "#crc32 = 465", "#crc32\n"}) {
@@ -307,6 +316,21 @@ TEST_F(T8settingsSeal, NamesOfAnyBytesAreSealed) {
     const Json json = Json::parse(run({"seal", path(name), "--json"}).out);
     EXPECT_EQ(path("settings/a b\n\xC3\xA9\xEF\xBF\xBD.ini"), json.at("file"));
     EXPECT_EQ(1U, json.count("fileBytes"));
+}
+
+TEST_F(T8settingsSeal, CopyIsInForceWhenTheFileCannotBeWritten) {
+    ASSERT_EQ(0, chmod(file_.c_str(), 0444));
+    const ToolRun failed = run({"seal", file_}, {}, ordinaryUser);
+    EXPECT_EQ("t8settings: " + file_ + " could not be written: Permission denied\nt8settings: " +
+                  file_ + ".tmp has the new text and is read in its place; when " + file_ +
+                  " can be written, run: t8settings recover " + file_ + " --from tmp\n",
+              failed.err);
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_EQ("5\n", run({"get", "settings/sound/bass"}).out);
+    ASSERT_EQ(0, chmod(file_.c_str(), 0644));
+    EXPECT_EQ(0, run({"recover", file_, "--from", "tmp", "--yes"}).exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
+    EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
 }
 
 }  // namespace

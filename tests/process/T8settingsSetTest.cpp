@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include "ToolRun.h"
 
@@ -440,6 +441,19 @@ TEST_F(T8settingsSet, ChangeIsFlushedAlsoWhenNobodyReadsOrItIsTakenBack) {
     EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: p is as it was\n"));
     EXPECT_EQ(1, failed.exitCode);
     EXPECT_EQ("flushcache\nflushcache\n", testsupport::readFile(flushed));
+}
+
+TEST_F(T8settingsSet, CopyThatAFailedSaveLeavesIsTold) {
+    put("settings/p.ini", "#name = p\nv = int,1\n#crc32 = false\n");
+    const std::string file = path("settings/p.ini");
+    ASSERT_EQ(0, chmod(file.c_str(), 0444));
+    const ToolRun failed = run({"set", "p/v", "2"}, {}, ordinaryUser);
+    EXPECT_THAT(failed.err, testing::EndsWith("\nt8settings: p has its old values again, in " +
+                                              file + ".tmp, which is read in place of " + file +
+                                              " until a save can write that\n"));
+    EXPECT_EQ(1, failed.exitCode);
+    EXPECT_TRUE(testsupport::exists(file + ".tmp"));
+    EXPECT_EQ("1\n", run({"get", "p/v"}).out);
 }
 
 TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {

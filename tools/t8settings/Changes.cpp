@@ -170,9 +170,14 @@ std::string takenBack(const Store& store, const Before& before) {
             return name + " STAYS CHANGED: " + failure.what();
         }
     }
-    return before.files.file ? name + " is as it was"
-                             : name + " has its old values again, in " +
-                                   *before.storage.rwFilename() + ", which was not there before";
+    const std::string& file = *before.storage.rwFilename();
+    if (!before.files.copy && iniFileAt(copyOf(file)).accepted()) {
+        return name + " has its old values again, in " + copyOf(file) +
+               ", which is read in place of " + file + " until a save can write that";
+    }
+    return before.files.file
+               ? name + " is as it was"
+               : name + " has its old values again, in " + file + ", which was not there before";
 }
 
 /// Takes the storages back, the last one first, and gives what to tell of it.

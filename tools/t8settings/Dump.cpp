@@ -55,6 +55,10 @@ std::string whatElse(const std::string& path, std::string_view bytes) {
     if (bytes.substr(0, kMark.size()) == kMark) {
         return "begins with a byte order mark (BOM); save it as UTF-8 without one";
     }
+    const std::string_view first = bytes.substr(0, 2);
+    if (first == "\xFF\xFE" || first == "\xFE\xFF") {
+        return "is UTF-16; save it as UTF-8 without a byte order mark (BOM)";
+    }
     bytes = withoutBlanksInFront(bytes);
     if (bytes.empty()) {
         return "is empty, as it is when a dump fails; a dump that is to change nothing is []";
@@ -75,7 +79,15 @@ std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& byt
     if (const std::string what = whatElse(path, bytes); !what.empty()) {
         return {{shown + ":1", what}};
     }
-    return isJson(bytes) ? entriesOfJson(shown, bytes) : entriesOfIni(path, bytes);
+    if (isJson(bytes)) {
+        return entriesOfJson(shown, bytes);
+    }
+    std::vector<DumpEntry> entries = entriesOfIni(path, bytes);
+    if (entries.empty()) {
+        entries.push_back(
+            {shown + ":1", "has no setting in it; a dump that is to change nothing is []"});
+    }
+    return entries;
 }
 
 std::string iniLineOf(const std::string& name, const std::string& type, const std::string& text) {

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Exit.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
@@ -124,6 +125,12 @@ void demandReadableDirectory(const std::string& path) {
 }
 
 void complainOfNoFiles(const std::string& base) {
+    const std::string meant = baseMeantBy(base);
+    if (!meant.empty() && meant != base) {
+        complain("no settings files below " + inQuotes(base) + "; did you mean --base " +
+                 shellPath(meant) + "?");
+        return;
+    }
     complain("no settings files below " + inQuotes(base) +
              "; they lie in its directories settings, calibration_data, qel-default-settings and "
              "qel-default-calibration_data");

@@ -20,6 +20,9 @@ Command addHelpCommand(CLI::App& app) {
             return {
                 app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal)};
         }
+        if (words->size() > 1) {
+            throw Failure(ExitCode::kUsage, "help takes one command\nsee t8settings --help");
+        }
         return {commandCalled(app, words->front()).help(app.get_name())};
     };
     return added;

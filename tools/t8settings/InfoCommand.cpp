@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "Json.h"
 #include "LoadOutcome.h"
+#include "NameClash.h"
 #include "SavePolicies.h"
 #include "Terminal.h"
 
@@ -63,6 +64,14 @@ Json jsonOf(const Store& store) {
         addBytes(row, "errors", file.errors);
         json["failedFiles"].push_back(row);
     }
+    json["replaced"] = Json::array();
+    for (const ReplacedStorage& storage : storagesReplacedBelow(SettingsManager::location())) {
+        Json row;
+        addBytes(row, "name", storage.name);
+        addBytes(row, "file", storage.file);
+        addBytes(row, "by", storage.by);
+        json["replaced"].push_back(row);
+    }
     return json;
 }
 
@@ -85,6 +94,11 @@ std::string textOf(const Store& store) {
     for (const Store::FailedFile& file : store.failedFiles()) {
         out += "NOT LOADED " + visible(file.name) + "\n";
         appendLines(out, file.errors);
+    }
+    for (const ReplacedStorage& storage : storagesReplacedBelow(SettingsManager::location())) {
+        out += "REPLACED " + visible(storage.file) +
+               "\n  error: " + visible(storage.by + " has its name " + inQuotes(storage.name)) +
+               " and takes its place; give one of the two another #name\n";
     }
     return out;
 }

@@ -41,6 +41,10 @@ public:
         const DumpEntry setting = {place_, "", textOf("name"), textOf("type"), textOf("text")};
         for (const auto& member : json_.items()) {
             demandKnown(member.key());
+            // What nobody reads is to be of the right kind all the same: a dump has no other.
+            if (member.key() == "storage" && !member.value().is_string()) {
+                amiss("storage", "is no string");
+            }
         }
         if (problems_.empty()) {
             entries.push_back(setting);

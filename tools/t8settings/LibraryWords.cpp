@@ -18,7 +18,7 @@ struct Wording {
     std::string_view plain;
 };
 
-constexpr std::array<Wording, 12> kWordings = {{
+constexpr std::array<Wording, 13> kWordings = {{
     {"SettingStorageInifile::writeIniFile( '%' ): could not write temporary file '%'",
      "'$2' could not be written"},
     {"SettingStorageInifile::writeIniFile( '%' ): could not write file",
@@ -39,6 +39,9 @@ constexpr std::array<Wording, 12> kWordings = {{
     {"Error loading '%' (r/o, no recovery): %", "the storage of '$1' cannot be loaded: $2"},
     {"Failed to rename file to '%', errno=%", "it cannot become '$1': !2"},
     {"FAILED to register storage for %, no errInfo", "$1 is left out"},
+    // The system has no word of its own for a pipe or device.
+    {"SettingStorageInifile: '%' cannot be read: Invalid argument",
+     "'$1' cannot be read: no plain file"},
     {"SettingStorageInifile: %", "$1"},
 }};
 
@@ -55,7 +58,10 @@ std::vector<std::string> textsIn(std::string_view text, std::string_view pattern
         mark = pattern.find('%');
         const std::string_view next = pattern.substr(0, mark);
         const bool isLast = mark == std::string_view::npos;
-        const std::size_t end = next.empty() ? text.size() : text.find(next);
+        // What stands at the very end may be in the last text too, as a quote in a path.
+        const std::size_t end = next.empty() ? text.size()
+                                : isLast     ? text.rfind(next)
+                                             : text.find(next);
         if (end == std::string_view::npos || (isLast && end + next.size() != text.size())) {
             return {};
         }

@@ -132,6 +132,11 @@ private:
     MaybeFinding checkSkippedSection(const IniFile::Line& line) {
         const std::string stays = whereSettingsGo();
         const Harm harm = misleading_.count(line.number) != 0 ? Harm::kChanged : Harm::kIgnored;
+        if (!isClosed(line) && line.whole.find(']') != std::string::npos) {
+            return Finding{line.number, harm,
+                           "something stands behind the \"]\" of a section, so " + stays,
+                           "move it to a line of its own"};
+        }
         if (!isClosed(line)) {
             return Finding{line.number, harm, "section is not closed, so " + stays,
                            "write the \"]\""};

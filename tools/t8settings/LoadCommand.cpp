@@ -148,15 +148,31 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     return changes;
 }
 
+/// Throws `Failure` when nothing in the dump is a setting, as in a damaged file. A store that came
+/// up would set that very file aside, if it is one of its own.
+void demandReadable(const std::vector<DumpEntry>& entries) {
+    std::vector<std::string> problems;
+    for (const DumpEntry& entry : entries) {
+        if (entry.problem.empty()) {
+            return;
+        }
+        problems.push_back(entry.place + ": " + entry.problem);
+    }
+    if (!problems.empty()) {
+        throw refused(problems);
+    }
+}
+
 /// The whole dump is there before the store comes up: while its writer takes its time others may
 /// save, and what they saved would be overwritten with what was loaded before.
 Result load(const Location& location, Format format, const std::string& path) {
     demandWord(path, "FILE");
     demandReadableDirectory(location.base);
     const std::string bytes = bytesOf(path);
+    const auto entries = entriesOf(path, bytes);
+    demandReadable(entries);
     const Store store(location);
     store.demandNormalMode();
-    const auto entries = entriesOf(path, bytes);
     const std::vector<Change> changes = changesFor(store, entries);
     changeAndSave(store, changes);
     const std::size_t same = entries.size() - changes.size();

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "Exit.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "files/Descriptor.h"
 #include "files/FileStatus.h"
@@ -44,6 +45,21 @@ private:
     mode_t previous_;
 };
 
+/// The copy is what a load reads then, unless it could not be placed safely.
+Failure fileFailed(const Replacement& replacement, const std::string& data, int error) {
+    const std::string& path = replacement.group.file.path();
+    const std::string copy = copyOf(path);
+    std::string there;
+    const bool isCopyNew = files::readWholeFile(copy, there) && there == data;
+    const std::string inForce =
+        isCopyNew
+            ? copy + " has the new text and is read in its place; when " + path +
+                  " can be written, run: " + commandOn("recover", path) + " --from tmp"
+            : "a load finds the text from before or the new one; see " + commandOn("recover", path);
+    return {ExitCode::kFailed,
+            path + " could not be written: " + std::strerror(error) + "\n" + inForce};
+}
+
 void write(const Replacement& replacement, const std::string& data,
            const files::DirectoryLock& lock) {
     const std::string& path = replacement.group.file.path();
@@ -55,10 +71,7 @@ void write(const Replacement& replacement, const std::string& data,
         case files::WriteResult::kCopyFailed:
             throw failure(path, "is unchanged, " + copy + " could not be written", errno);
         case files::WriteResult::kFileFailed:
-            throw failure(path,
-                          "could not be written, and a load finds the text from before or "
-                          "the new one",
-                          errno);
+            throw fileFailed(replacement, data, errno);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "FileOnDisk.h"
 #include "Json.h"
 #include "LibraryLog.h"
+#include "NameClash.h"
 #include "Question.h"
 #include "Shell.h"
 #include "Terminal.h"
@@ -89,7 +90,22 @@ std::string markerStays(const Store& store) {
            " stays until the restart; until then no process saves settings.\n";
 }
 
-Result report(const Store& store, Format format) {
+/// A reset goes by storages, and so passes these over; the person must know.
+void addReplaced(const std::vector<ReplacedStorage>& replaced, Result& result, Json& json) {
+    for (const ReplacedStorage& storage : replaced) {
+        result.code = ExitCode::kFailed;
+        Json row;
+        addBytes(row, "name", storage.name);
+        addBytes(row, "file", storage.file);
+        row["fate"] = "replaced";
+        json.push_back(row);
+        result.output += visible(storage.file + ": NOT reset, " + storage.by + " has its name " +
+                                 inQuotes(storage.name)) +
+                         " and takes its place; give one of the two another #name\n";
+    }
+}
+
+Result report(const Store& store, Format format, const std::vector<ReplacedStorage>& replaced) {
     Result result;
     result.changed = true;
     bool anyReset = false;
@@ -115,6 +131,7 @@ Result report(const Store& store, Format format) {
         storages.push_back(row);
         result.output += visible(file.name) + ": not reset, it could not be loaded\n";
     }
+    addReplaced(replaced, result, storages);
     if (!anyReset) {
         complain("nothing was reset, and yet no process saves settings while the marker " +
                  store.marker() +
@@ -162,8 +179,9 @@ Result resetAll(const Store& store, Format format, bool confirmed) {
     if (!confirmed) {
         demandConfirmation(store);
     }
+    const auto replaced = storagesReplacedBelow(Qel::Settings::SettingsManager::location());
     resetStore(store);
-    return report(store, format);
+    return report(store, format, replaced);
 }
 
 }  // namespace t8settings

@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "FileCheck.h"
+#include "NameClash.h"
 #include "Recovery.h"
 #include "Replacement.h"
 #include "SetUp.h"
@@ -136,6 +137,9 @@ Result sealed(const std::string& path, bool force, const std::string& marker, Fo
     demandNoReset(marker);
     demandIniFile(path);
     const Sealing sealing = seal(path, force, marker);
+    for (const FileFinding& clash : nameClashesOf(path)) {
+        complain("warning: " + textOf(clash));
+    }
     Result result;
     result.deed = sealing.written ? path + " is sealed" : "";
     if (format == Format::kText) {

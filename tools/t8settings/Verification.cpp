@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "LoadOutcome.h"
+#include "NameClash.h"
 #include "Progress.h"
 #include "Replacement.h"
 #include "Shell.h"
@@ -62,6 +63,11 @@ void Verification::verifyBelow(const std::string& base) {
     for (const StorageFiles& storage : storages) {
         progress.begin(storage.fileName);
         verifyStorage(storage);
+    }
+    for (const ReplacedStorage& storage : storagesReplacedBelow(base)) {
+        for (const FileFinding& finding : findingsOn(storage)) {
+            findings_.push_back(finding);
+        }
     }
     for (const auto& directory :
          Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {

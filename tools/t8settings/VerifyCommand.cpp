@@ -16,7 +16,7 @@ constexpr const char* kVerifyHelp =
     "Looks at the files as they lie there: the CRC, temporary copies, files set\n"
     "aside as \".bad\", each line that no program would take, or would read as\n"
     "something else than it says, settings that are hardly meant so, files that\n"
-    "nobody reads, settings of two storages.\n"
+    "nobody reads, settings of two storages, two storages of one name.\n"
     "Nothing is loaded, set aside or written. Each finding is one line: FILE:LINE:\n"
     "what is wrong; what to do. With FILEs these alone, and no base directory is\n"
     "needed. Exit code 0: all sound, 5: findings, 1: something could not be read.\n\n"

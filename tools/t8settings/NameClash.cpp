@@ -1,0 +1,115 @@
+#include "NameClash.h"
+
+#include <map>
+#include <optional>
+
+#include "LibraryLog.h"
+#include "Terminal.h"
+#include "XmlFile.h"
+#include "files/Descriptor.h"
+
+namespace t8settings {
+
+namespace {
+
+struct Named {
+    std::string name;
+    std::string file;
+};
+
+std::optional<Named> nameInXml(const StorageFiles& storage) {
+    for (const std::string& path : {storage.readWrite, storage.defaults}) {
+        if (!path.empty() && isThere(path)) {
+            const XmlFile file(path);
+            if (file.error.empty()) {
+                return Named{file.storageName, path};
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+bool isTaken(const IniFile& file) {
+    return file.accepted() && file.misplacedName() == nullptr;
+}
+
+/// What a load calls the storage; nothing when it takes none of its files.
+std::optional<Named> nameOf(const StorageFiles& storage) {
+    if (storage.isXml()) {
+        return nameInXml(storage);
+    }
+    std::optional<Named> named;
+    if (!storage.defaults.empty()) {
+        const IniFile defaults = defaultsOf(storage);
+        if (!isTaken(defaults)) {
+            return std::nullopt;
+        }
+        named = Named{defaults.storageName(), storage.defaults};
+    }
+    const IniFile own = readWriteOf(storage, named ? named->name : storage.storageName());
+    return isTaken(own) ? Named{own.storageName(), storage.readWrite} : named;
+}
+
+/// Of two files of one store. The paths may lead there in different ways.
+bool isOfOneStorage(const std::string& one, const std::string& other) {
+    return one.substr(one.rfind('/') + 1) == other.substr(other.rfind('/') + 1) &&
+           survivesReset(one) == survivesReset(other);
+}
+
+}  // namespace
+
+std::vector<ReplacedStorage> storagesReplacedBelow(const std::string& base) {
+    const LibraryMessagesDropped dropped;
+    std::vector<Named> all;
+    std::map<std::string, std::string> lastOfName;
+    for (const StorageFiles& storage : storagesBelow(base)) {
+        if (const auto named = nameOf(storage)) {
+            all.push_back(*named);
+            lastOfName[named->name] = named->file;
+        }
+    }
+    std::vector<ReplacedStorage> replaced;
+    for (const Named& storage : all) {
+        const std::string& last = lastOfName.at(storage.name);
+        if (last != storage.file) {
+            replaced.push_back({storage.name, storage.file, last});
+        }
+    }
+    return replaced;
+}
+
+std::vector<FileFinding> findingsOn(const ReplacedStorage& storage) {
+    const std::string called = "its storage is called " + inQuotes(storage.name) + " as that of ";
+    const std::string remedy = "give one of the two another #name";
+    return {{storage.file,
+             {0, Harm::kChanged,
+              called + storage.by +
+                  ", which takes its place: info does not show it and reset --all does not reset "
+                  "it",
+              remedy}},
+            {storage.by,
+             {0, Harm::kChanged,
+              called + storage.file +
+                  " and takes its place: info does not show that one and reset --all does not "
+                  "reset it",
+              remedy}}};
+}
+
+std::vector<FileFinding> nameClashesOf(const std::string& path) {
+    const std::string base =
+        survivesReset(path) ? baseMeantBy(Qel::Settings::files::directoryOf(path)) : "";
+    if (base.empty() || !whyUnreadable(base).empty()) {
+        return {};
+    }
+    std::vector<FileFinding> findings;
+    for (const ReplacedStorage& storage : storagesReplacedBelow(base)) {
+        for (const FileFinding& finding : findingsOn(storage)) {
+            if (isOfOneStorage(finding.path, path)) {
+                findings.push_back(finding);
+            }
+        }
+    }
+    return findings;
+}
+
+}  // namespace t8settings
