@@ -1,0 +1,187 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "VerifyFixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+using testsupport::kSound;
+using Json = nlohmann::json;
+
+class T8settingsVerifyLines : public testsupport::VerifyTest {};
+
+TEST_F(T8settingsVerifyLines, LinesThatNoLoadTakesAreNamedWithTheReason) {
+    EXPECT_EQ(
+        (Said{"2 lost: no \"=\" after the key; if it was a section, the settings below it have "
+              "no section",
+              "3 lost: no \",\" after the type", "4 lost: x/c: no such type: \"\"",
+              "5 lost: x/d: no such type: \"strng\"; did you mean string?",
+              "6 lost: x/e: no such type: \"Role\", it is one of fields only",
+              "8 lost: x/f: YesNo would not keep \"maybe\", it cannot be read"}),
+        saidOf("# a comment\na\nb = int\nc = ,1\nd = strng,x\ne = Role,x\n\n"
+               "f = YesNo,maybe\ng = int,1"));
+}
+
+TEST_F(T8settingsVerifyLines, ValuesThatAreReadAsSomethingElseAreNamedWithTheOutcome) {
+    EXPECT_EQ(
+        (Said{"1 changed: x/a: int8 would not keep \"300\", it would make \"44\" of it",
+              "2 changed: x/b: float32 would not keep \"3.14159265\", it would make \"3.14159\" of "
+              "it",
+              "3 changed: x/c: bool would not keep \"on\", it would make \"false\" of it",
+              "4 changed: x/d: string would not keep '\" a\"', it would read \"a\" from the file "
+              "again",
+              "5 changed: x/e: string would not keep \"a\\\", it would make \"a\" of it",
+              "6 changed: x/f: map<int:int> would not keep \"1,1,1,\", it would make \"\" of it"}),
+        saidOf("a = int8,300\nb = float32,3.14159265\nc = bool,on\nd = string,\" a\"\n"
+               "e = string,a\\\nf = map<int:int>,1,1,1,"));
+}
+
+TEST_F(T8settingsVerifyLines, OtherWaysToWriteAValueAreSound) {
+    EXPECT_EQ(Said(), saidOf("a = int8,+07\nb = bool,TRUE\nc = string,a\"b\nd = string,a,b\n"
+                             "e = float32,1.50\nf = string,\ng = YesNo,\nh = int[],\n"
+                             "i = string,\"x\"\nj = string,\\q\nk = char,\nl = string,\"a\\\\\"\n"
+                             "m = string,b\xE9\xFF"));
+}
+
+TEST_F(T8settingsVerifyLines, HeadersAndSectionsWithoutEffectAreNamed) {
+    EXPECT_EQ((Said{"2 ignored: no such save policy: \"sometimes\"",
+                    "3 ignored: #readonly makes the storage read-only whatever is said behind it",
+                    "5 ignored: section is not closed, so the settings below it have no section",
+                    "7 ignored: no line ends a section, so the settings below it are read into "
+                    "section \"s\""}),
+              saidOf("#name = y\n#savepolicy = sometimes\n#readonly = false\n[]\n[open\n[s]\n[]"));
+}
+
+TEST_F(T8settingsVerifyLines, SectionThatIsNotOpenedChangesTheNamesOfTheSettingsBelow) {
+    EXPECT_EQ((Said{"3 changed: section is not closed, so the settings below it are read into "
+                    "section \"sound\"",
+                    "7 changed: no line ends a section, so the settings below it are read into "
+                    "section \"tuner\""}),
+              saidOf("[sound]\na = int,1\n[picture\nb = int,2\n[tuner]\nc = int,3\n[]\n"
+                     "# a comment\nd = int,4"));
+    EXPECT_EQ((Said{"1 changed: section is not closed, so the settings below it have no section"}),
+              saidOf("[picture\na = int,1\n[]\nb = int,2"));
+}
+
+TEST_F(T8settingsVerifyLines, SettingsThatAreHardlyMeantSoAreNamed) {
+    put("qel-default-settings/x.ini",
+        "[sound]\nbass = int8,0\nvolume = int8,1\na = int32,3\nmode = YesNo,YES\n");
+    const std::string defaults = path("qel-default-settings/x.ini");
+    EXPECT_EQ((Said{"2 doubtful: x/sound/; bass is a setting",
+                    "3 doubtful: x/sound/vulome is not in " + defaults,
+                    "5 doubtful: x/sound/mode is bool here and YesNo in " + defaults}),
+              saidOf("[sound]\n; bass = int8,1\nvulome = int8,1\na = int,3\nmode = bool,true"));
+    EXPECT_THAT(run({"verify", path("settings/x.ini")}).out,
+                AllOf(HasSubstr("; a comment is written # TEXT\n"),
+                      HasSubstr("; did you mean x/sound/volume?\n"),
+                      HasSubstr("; write YesNo, unless it is meant so\n")));
+    // What the file has under its right name as well is no slip, and no short name is like another.
+    EXPECT_EQ(Said(), saidOf("[sound]\nbass = int8,0\nbasss = int8,1\nvolume = int8,1\n"
+                             "b = int,1\nmode = YesNo,NO\nother = int,1"));
+    EXPECT_EQ((Said{"1 doubtful: x/// a is a setting"}), saidOf("// a = int,1"));
+    put("settings/odd.ini", "[sound]\nbasss = int8,1\n#crc32 = 1052494315\n");
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("settings/odd.ini")}).out);
+}
+
+TEST_F(T8settingsVerifyLines, DefaultsAreFoundFromWhereverTheFileIsNamed) {
+    put("settings/settings.ini", "#name = settings\n[sound]\nbasss = int8,1\n#crc32 = false\n");
+    const auto in = [](const std::string& directory) {
+        return [directory] {
+            if (chdir(directory.c_str()) != 0) _exit(126);
+        };
+    };
+    for (const auto& [directory, file] :
+         std::map<std::string, std::string>{{"/", path("settings/settings.ini")},
+                                            {base_, "settings/settings.ini"},
+                                            {path("settings"), "settings.ini"},
+                                            {path("settings"), "../settings/settings.ini"}}) {
+        EXPECT_THAT(run({"verify", file}, {}, in(directory)).out,
+                    HasSubstr("; did you mean settings/sound/bass?\n"))
+            << file;
+    }
+}
+
+TEST_F(T8settingsVerifyLines, LineThatWasASectionIsToldWithWhatItCosts) {
+    for (const char* const line : {"Ssound]", "#savepolicy = async?[sound]"}) {
+        EXPECT_EQ((Said{"3 changed: looks like a section and opens none, so the settings below it "
+                        "are read into section \"a\""}),
+                  saidOf(std::string("[a]\nb = int,1\n") + line + "\nc = int,2"));
+    }
+    EXPECT_EQ((Said{"3 lost: no \"=\" after the key; if it was a section, the settings below it "
+                    "are read into section \"a\"",
+                    "5 lost: no \"=\" after the key"}),
+              saidOf("[a]\nb = int,1\n(sound)\nc = int,2\n(sound)\n[d]\ne = int,3"));
+    EXPECT_EQ(Said(), saidOf("# see [sound]\n#[sound]\n# a]\n#todo]\nc = int,2"));
+}
+
+TEST_F(T8settingsVerifyLines, NameThatIsNotFirstCostsTheFile) {
+    EXPECT_EQ((Said{"2 unusable: #name is not the first line; the next program to load it sets it "
+                    "aside as " +
+                    path("settings/x.ini.bad")}),
+              saidOf("a = int,1\n#name = x"));
+}
+
+TEST_F(T8settingsVerifyLines, NamesThatAreGivenTwiceOrComeBackElsewhereAreNamed) {
+    EXPECT_EQ((Said{"1 ignored: x/a is given once more in line 2, which counts",
+                    "3 moved: x/z has no section and sorts after x/s/: a save makes x/s/z of it"}),
+              saidOf("a = int,1\na = int,2\nz = int,3\n[s]\nb = int,4"));
+    EXPECT_EQ(Said(), saidOf("a = int,1\ns/z = int,3\n[s]\nb = int,4"));
+}
+
+TEST_F(T8settingsVerifyLines, LinesAfterTheCrcLineAreNamed) {
+    put("settings/settings.ini", std::string(kSound) + "\nbalance = int8,1\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("settings/settings.ini") +
+                          ":6: lines after the CRC line are not read; move them above it\n"));
+}
+
+TEST_F(T8settingsVerifyLines, DefaultsNeedNoCrcButTheirLinesAreJudged) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int9,1\n#crc32 = 1\n"
+        "[more]\nx = int,1\n");
+    expectFindings(
+        run({"verify"}),
+        {path("qel-default-settings/settings.ini") +
+         ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; t8settings "
+         "types shows all types"});
+}
+
+TEST_F(T8settingsVerifyLines, DefaultsBehindALinkAreDefaultsAllTheSame) {
+    const std::string defaults = path("qel-default-settings");
+    std::filesystem::create_directory_symlink(defaults, path("here"));
+    EXPECT_EQ("1 file, all sound\n", run({"verify", path("here/settings.ini")}).out);
+    std::filesystem::rename(defaults, path("defaults-v2"));
+    std::filesystem::create_directory_symlink("defaults-v2", defaults);
+    EXPECT_EQ("2 files, all sound\n", run({"verify"}).out);
+    EXPECT_EQ(defaults +
+                  "/settings.ini: 1 setting, a defaults file, which needs no CRC; nothing "
+                  "was written\n",
+              run({"seal", defaults + "/settings.ini"}).out);
+}
+
+TEST_F(T8settingsVerifyLines, SettingsOfTwoStoragesAreNamed) {
+    put("calibration_data/settings.ini", kSound);
+    EXPECT_THAT(run({"verify"}).out,
+                StartsWith(path("calibration_data/settings.ini") + ": 2 of its settings are in " +
+                           path("settings/settings.ini") +
+                           " too, such as settings/sound/bass: those that are loaded last count; "
+                           "give its storage a #name of its own\n"));
+}
+
+TEST_F(T8settingsVerifyLines, FilesOfOneStorageAgreeOnItsName) {
+    put("settings/settings.ini", "#name = other\na = int,1\n#crc32 = 1727317709\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("settings/settings.ini") +
+                          ": its storage is called \"other\" here "
+                          "and \"settings\" in " +
+                          path("qel-default-settings/settings.ini") +
+                          ": the settings there keep that name; give both the same #name\n"));
+}
+
+}  // namespace
