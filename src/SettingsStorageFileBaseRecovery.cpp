@@ -27,8 +27,13 @@ constexpr char kDamaged[] = "damaged";
 constexpr char kUnread[] = "unread";
 
 const char* stateOf(const std::string& path) {
-    std::string data;
-    return !files::readWholeFile(path, data) && files::mayBeReadLater(errno) ? kUnread : kDamaged;
+    try {
+        std::string data;
+        return !files::readWholeFile(path, data) && files::mayBeReadLater(errno) ? kUnread
+                                                                                 : kDamaged;
+    } catch (const std::bad_alloc&) {
+        return kUnread;
+    }
 }
 
 }  // namespace
@@ -63,10 +68,8 @@ bool SettingStorageFileBase::readWriteFileLoads() {
     if (!loadFile(rwFilename_)) {
         return false;
     }
-    if (unread_) {
-        // The copy may hold newer values, the last that a save has called durable.
-        standing_ = {kUnread, -1, 0};
-    }
+    // A copy that was not read may hold newer values, the last that a save has called durable.
+    standing_ = unread_ ? Standing{kUnread, -1, 0} : Standing{};
     return true;
 }
 
@@ -127,11 +130,8 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
     if (!keep(copy, standing.copyError) || !keep(path, standing.fileError)) {
         return false;
     }
-    if (standing.copyError != 0 || standing.fileError != 0) {
-        // Lost only when it is overwritten: should this save fail before, the next may keep it.
-        return true;
-    }
-    if (!directory.syncDirectory()) {
+    const bool anyKept = standing.copyError == 0 || standing.fileError == 0;
+    if (anyKept && !directory.syncDirectory()) {
         const std::string reason = std::generic_category().message(errno);
         const bool mayBeWhole = standing.state == kUnread;
         QEL_LOG(kError, "'%s'%s: the %s file there is kept, but not safe on the disk: %s",
@@ -141,7 +141,11 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
             return false;
         }
     }
-    standing = {};
+    // What could not be kept is lost only when it is overwritten: should this save fail before, the
+    // next may keep it.
+    if (standing.copyError == 0 && standing.fileError == 0) {
+        standing = {};
+    }
     return true;
 }
 

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cerrno>
 #include <libxml/xmlstring.h>
 #include <memory>
@@ -43,6 +44,16 @@ std::string attributeValue(std::string_view raw) {
     }
 }
 
+// Most converters lie in files of their own, and one that cannot be opened passes for none; the C
+// library may go on saying so when files can be opened again.
+bool converterMayOnlySeemMissing() {
+    static std::atomic<bool> wasShort{false};
+    if (files::noFileCanBeOpened()) {
+        wasShort = true;
+    }
+    return wasShort;
+}
+
 }  // namespace
 
 SettingStorageXml::SettingStorageXml(const std::string& name, const std::string& filename,
@@ -67,8 +78,7 @@ bool SettingStorageXml::loadFile(const std::string& path) {
     bool isShortage = false;
     if (files::readWholeFile(path, document)) {
         result = parseDocument(*this, document);
-        // Most converters lie in files of their own, and one that cannot be opened passes for none.
-        isShortage = result == XML_ERR_UNSUPPORTED_ENCODING && files::noFileCanBeOpened();
+        isShortage = result == XML_ERR_UNSUPPORTED_ENCODING && converterMayOnlySeemMissing();
     } else {
         isShortage = files::passesByItself(errno);
     }

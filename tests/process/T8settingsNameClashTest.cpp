@@ -22,17 +22,17 @@ protected:
     std::string earlier_ = path("settings/a.ini");
     std::string later_ = path("calibration_data/panel.ini");
     std::string laterFinding_ = later_ + ": its storage is called \"a\" as that of " + earlier_ +
-                                " and takes its place: info does not show that one and reset --all "
-                                "does not reset it; give one of the two another #name\n";
+                                " and takes its place: reset --all does not reset that one; "
+                                "give one of the two another #name\n";
 };
 
 TEST_F(T8settingsNameClash, IsAFindingAtBothFiles) {
     const ToolRun verify = run({"verify"});
-    const std::string findings =
-        "\n" + earlier_ + ": its storage is called \"a\" as that of " + later_ +
-        ", which takes its place: info does not show it and reset --all does not reset it; give "
-        "one of the two another #name\n" +
-        laterFinding_;
+    const std::string findings = "\n" + earlier_ + ": its storage is called \"a\" as that of " +
+                                 later_ +
+                                 ", which takes its place: reset --all does not reset it; give one "
+                                 "of the two another #name\n" +
+                                 laterFinding_;
     EXPECT_NE(std::string::npos, verify.out.find(findings)) << verify.out;
     EXPECT_EQ(5, verify.exitCode);
 }

@@ -81,18 +81,14 @@ std::vector<ReplacedStorage> storagesReplacedBelow(const std::string& base) {
 std::vector<FileFinding> findingsOn(const ReplacedStorage& storage) {
     const std::string called = "its storage is called " + inQuotes(storage.name) + " as that of ";
     const std::string remedy = "give one of the two another #name";
-    return {{storage.file,
-             {0, Harm::kChanged,
-              called + storage.by +
-                  ", which takes its place: info does not show it and reset --all does not reset "
-                  "it",
-              remedy}},
-            {storage.by,
-             {0, Harm::kChanged,
-              called + storage.file +
-                  " and takes its place: info does not show that one and reset --all does not "
-                  "reset it",
-              remedy}}};
+    return {
+        {storage.file,
+         {0, Harm::kChanged,
+          called + storage.by + ", which takes its place: reset --all does not reset it", remedy}},
+        {storage.by,
+         {0, Harm::kChanged,
+          called + storage.file + " and takes its place: reset --all does not reset that one",
+          remedy}}};
 }
 
 std::vector<FileFinding> nameClashesOf(const std::string& path) {
