@@ -70,6 +70,19 @@ TEST_F(T8settingsLoadOutcome, CopyThatFailsTheLoadIsNotTakenForGood) {
     EXPECT_TRUE(testsupport::exists(file_ + ".bad"));
 }
 
+TEST_F(T8settingsLoadOutcome, CopyThatCannotBeTakenIsNotTakenForTheFile) {
+    const std::string read = "; '" + file_ + "' is read in its place\n";
+    put("settings/s.ini.tmp", "#name = s\n#crc32 = 1\n");
+    const ToolRun wrong = run({"get", "s/a/moved"});
+    EXPECT_EQ("t8settings: error: '" + file_ +
+                  ".tmp': wrong CRC: the text has 2154063472, its CRC line says 1" + read,
+              wrong.err);
+    EXPECT_EQ("20\n", wrong.out);
+    put("settings/s.ini.tmp", "#name = s\n");
+    EXPECT_EQ("t8settings: error: '" + file_ + ".tmp': no CRC line" + read,
+              run({"get", "s/a/moved"}).err);
+}
+
 TEST_F(T8settingsLoadOutcome, WhatMayNotBeLookedAtIsNotTakenForMissing) {
     using std::filesystem::perms;
     const std::string directory = path("settings");
