@@ -254,7 +254,7 @@ std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file) {
             findings.push_back({line.number, Harm::kChanged,
                                 line.key + ": its section is not known, as line " +
                                     std::to_string(stray->second) + " opens none",
-                                ""});
+                                "mend that line and run this once more"});
         }
     }
     return findings;
