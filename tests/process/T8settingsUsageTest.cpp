@@ -268,7 +268,8 @@ TEST_F(T8settingsUsage, BaseDirectoryThatIsAFileIsAFailure) {
 TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     const ToolRun list = runBare({"--base", dir_.path(), "--json", "list"});
     EXPECT_EQ("[]\n", list.out);
-    EXPECT_THAT(list.err, StartsWith("t8settings: no settings files below \"" + dir_.path()));
+    EXPECT_THAT(list.err,
+                StartsWith("t8settings: no settings files below \"" + dir_.path() + "\"; "));
     EXPECT_EQ(0, list.exitCode);
 }
 

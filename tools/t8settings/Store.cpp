@@ -79,7 +79,7 @@ Store::Store(const Location& location)
       factory_(static_cast<const SettingsManager&>(manager_).factory()),
       failedFiles_(filesLeftOut(LibraryLog::instance().take())) {
     if (storages().empty() && failedFiles_.empty()) {
-        complainOfNoFiles(SettingsManager::location());
+        complainOfNoFiles(location.base);
     }
 }
 
