@@ -18,11 +18,27 @@ namespace {
 
 using Qel::Settings::SettingsManager;
 
+/// The library tells of each file that may be in such a directory; one line does for all.
+std::vector<std::string> complainOfUnreadBelow(const std::string& base) {
+    const auto unread = directoriesOutOfSight(base);
+    complainOfUnread(unread);
+    std::vector<std::string> told;
+    for (const auto& [directory, reason] : unread) {
+        told.push_back("Directory '" + directory + "'");
+        if (isHidden(directory + "/.")) {
+            told.push_back("'" + directory + "/");
+        }
+    }
+    return told;
+}
+
 SettingsManager& bringUp(const Location& location) {
     demandReadableDirectory(location.base);
     demandReadableFiles(location.base);
     SettingsManager::location(location.base);
+    LibraryLog::instance().passOver(complainOfUnreadBelow(location.base));
     SettingsManager& manager = *Qel::Settings::T8SettingsManager();
+    LibraryLog::instance().passOver({});
     if (!location.marker.empty()) {
         SettingsManager::setResetToDefaultsMarker(location.marker);
         // The background saver, if a file asked for it, may have met the machine's own marker while
