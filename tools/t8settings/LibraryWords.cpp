@@ -18,7 +18,7 @@ struct Wording {
     std::string_view plain;
 };
 
-constexpr std::array<Wording, 15> kWordings = {{
+constexpr std::array<Wording, 16> kWordings = {{
     {"SettingStorageInifile::writeIniFile( '%' ): could not write temporary file '%'",
      "'$2' could not be written"},
     {"SettingStorageInifile::writeIniFile( '%' ): could not write file",
@@ -44,6 +44,7 @@ constexpr std::array<Wording, 15> kWordings = {{
     {"Error loading '%' (threw exception, r/w, renamed to *.bad): %",
      "'$1' cannot be used and is to become '$1.bad': $2"},
     {"Error loading '%' (r/o, no recovery): %", "the storage of '$1' cannot be loaded: $2"},
+    {"Error loading '%': %, result %", "'$1' cannot be loaded: $2"},
     {"Failed to rename file to '%', errno=%", "it cannot become '$1': !2"},
     {"FAILED to register storage for %, no errInfo", "$1 is left out"},
     // The system has no word of its own for a pipe or device.

@@ -7,6 +7,7 @@
 #include "Exit.h"
 #include "Files.h"
 #include "LibraryLog.h"
+#include "LibraryWords.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
 #include "SetUp.h"
@@ -61,7 +62,7 @@ std::vector<std::string> errorsOf(const std::string& fileName, const std::string
     for (const LibraryLog::Message& message : messages) {
         if (message.level >= LibraryLog::kError &&
             message.text.find("/" + fileName + "'") != std::string::npos) {
-            errors.push_back(message.text);
+            errors.push_back(inPlainWords(message.text));
         }
     }
     return errors;
