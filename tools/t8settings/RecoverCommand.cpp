@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "LoadOutcome.h"
+#include "NameClash.h"
 #include "Recovery.h"
 #include "Restoring.h"
 #include "Shell.h"
@@ -183,7 +184,11 @@ Result recover(const RestoreOptions& options, const std::string& marker, Format 
     demandIniFile(options.path);
     demandInSight(options.path);
     if (!options.from.empty()) {
-        return restore(options, marker, format);
+        Result result = restore(options, marker, format);
+        for (const FileFinding& clash : nameClashesOf(options.path)) {
+            complain("warning: " + textOf(clash));
+        }
+        return result;
     }
     const FileGroup group = groupAt(options.path);
     const std::string unusual = whyNoPlainFile(options.path);
