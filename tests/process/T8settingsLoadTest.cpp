@@ -42,6 +42,8 @@ TEST_F(T8settingsLoad, FileOfTheStoreItselfThatNoLoadTakesStaysWhereItIs) {
                   path("settings/../settings/a.ini") + "\nt8settings: nothing was changed\n",
               refused.err);
     EXPECT_EQ(1, refused.exitCode);
+    std::filesystem::create_symlink(file, path("link"));
+    EXPECT_EQ(1, run({"load", path("link")}).exitCode);
     EXPECT_EQ(edited, bytesOf("settings/a.ini"));
     EXPECT_FALSE(testsupport::exists(file + ".bad"));
     put("settings/a.ini", edited + "#crc32 = false\n");

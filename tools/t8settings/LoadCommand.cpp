@@ -1,11 +1,9 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
-#include <system_error>
 #include <unistd.h>
 
 #include "Changes.h"
@@ -22,6 +20,7 @@
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "files/FileStatus.h"
 #include "files/WholeFile.h"
 
 namespace t8settings {
@@ -169,12 +168,17 @@ void demandReadable(const std::vector<DumpEntry>& entries) {
     }
 }
 
+bool leadToOneFile(const std::string& path, const std::string& other) {
+    const auto one = Qel::Settings::files::statusAt(path);
+    const auto two = Qel::Settings::files::statusAt(other);
+    return one && two && one->device == two->device && one->inode == two->inode;
+}
+
 /// A store that came up would set aside the very file that its user takes for the dump.
 void demandNotSetAside(const std::string& base, const std::string& path) {
     const LibraryMessagesDropped dropped;
     for (const StorageFiles& storage : storagesBelow(base)) {
-        std::error_code error;
-        if (!storage.isXml() && std::filesystem::equivalent(storage.readWrite, path, error) &&
+        if (!storage.isXml() && leadToOneFile(storage.readWrite, path) &&
             loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside) {
             throw refused({path + ": is a file of the store itself, and is not taken as it is: " +
                            stateOf(iniFileUnderLock(path)) +
