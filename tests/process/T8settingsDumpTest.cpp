@@ -183,10 +183,13 @@ TEST_F(T8settingsDump, LinesThatALoadReadsAsSomethingElseAreRefused) {
     expectRefused(
         "#name = a\n[s]\nbass = int8,7\n[picture\ntop = int64,3\n[]\ntitle = string,x\n"
         "#crc32 = false\n",
-        ":5: top: its section is not known, as line 4 opens none\n"
-        ":7: title: its section is not known, as line 6 opens none\n");
+        ":5: top: its section is not known, as line 4 opens none; mend that line and run this once "
+        "more\n"
+        ":7: title: its section is not known, as line 6 opens none; mend that line and run this "
+        "once more\n");
     expectRefused("a/s/bass = int8,7\n[a/s\ntop = int64,3\n",
-                  ":3: top: its section is not known, as line 2 opens none\n");
+                  ":3: top: its section is not known, as line 2 opens none; mend that line and run "
+                  "this once more\n");
     expectChanged(load("#\n[]\na/s/bass = int8,7\n"), 1, 0);
     expectRefused("[s]\nbass = int8,6\n#name = a\n#crc32 = false\n",
                   ":3: #name is not the first line; move it to the top: as it is, no program can "

@@ -109,14 +109,19 @@ TEST_F(T8settingsInfo, BytesOfRejectedLinesAreInJsonToo) {
 TEST_F(T8settingsInfo, FilesThatCouldNotBeLoadedAreNamedWithTheReason) {
     put("qel-default-settings/late.ini", "[a]\n#name = late\n");
     std::filesystem::create_directory(path("qel-default-settings/x.ini"));
-    const std::string reason = "Error loading '" + path("settings/late.ini") +
-                               "' (r/o, no recovery): #name must be first line in ini-file.";
-    const std::string unreadable = "SettingStorageInifile: '" + path("qel-default-settings/x.ini") +
-                                   "' cannot be read: Is a directory";
+    put("qel-default-settings/y.xml", "<y>");
+    const std::string reason = "the storage of '" + path("settings/late.ini") +
+                               "' cannot be loaded: #name must be first line in ini-file.";
+    const std::string unreadable =
+        "'" + path("qel-default-settings/x.ini") + "' cannot be read: Is a directory";
+    const std::string broken = "'" + path("qel-default-settings/y.xml") +
+                               "' cannot be loaded: no readable well-formed XML document";
     EXPECT_THAT(run({"info"}).out, HasSubstr("\nNOT LOADED late.ini\n  error: " + reason +
-                                             "\nNOT LOADED x.ini\n  error: " + unreadable + "\n"));
+                                             "\nNOT LOADED x.ini\n  error: " + unreadable +
+                                             "\nNOT LOADED y.xml\n  error: " + broken + "\n"));
     EXPECT_EQ(Json({{{"name", "late.ini"}, {"errors", {reason}}},
-                    {{"name", "x.ini"}, {"errors", {unreadable}}}}),
+                    {{"name", "x.ini"}, {"errors", {unreadable}}},
+                    {{"name", "y.xml"}, {"errors", {broken}}}}),
               infoAsJson().at("failedFiles"));
 }
 

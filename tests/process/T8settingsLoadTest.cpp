@@ -31,6 +31,25 @@ TEST_F(T8settingsLoad, DamagedFileOfTheStoreItselfStaysWhereItIs) {
     EXPECT_FALSE(testsupport::exists(file + ".bad"));
 }
 
+TEST_F(T8settingsLoad, FileOfTheStoreItselfThatNoLoadTakesStaysWhereItIs) {
+    const std::string edited = "#name = a\n[s]\nbass = int8,6\n";
+    put("settings/a.ini", edited);
+    const std::string file = path("settings/a.ini");
+    const ToolRun refused = run({"load", path("settings/../settings/a.ini")});
+    EXPECT_EQ("t8settings: " + path("settings/../settings/a.ini") +
+                  ": is a file of the store itself, and is not taken as it is: no CRC line; when "
+                  "its lines are as they should be: t8settings seal " +
+                  path("settings/../settings/a.ini") + "\nt8settings: nothing was changed\n",
+              refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+    std::filesystem::create_symlink(file, path("link"));
+    EXPECT_EQ(1, run({"load", path("link")}).exitCode);
+    EXPECT_EQ(edited, bytesOf("settings/a.ini"));
+    EXPECT_FALSE(testsupport::exists(file + ".bad"));
+    put("settings/a.ini", edited + "#crc32 = false\n");
+    expectChanged(run({"load", file}), 0, 1);
+}
+
 TEST_F(T8settingsLoad, TextInWhichNoSettingIsToBeFoundIsRefused) {
     const std::string none = ":1: has no setting in it; a dump that is to change nothing is []\n";
     expectRefused("# a comment\n", none);

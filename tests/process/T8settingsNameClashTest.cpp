@@ -60,6 +60,15 @@ TEST_F(T8settingsNameClash, SealWarnsOfIt) {
     EXPECT_EQ("", run({"seal", later_}).err);
 }
 
+TEST_F(T8settingsNameClash, RecoverWarnsOfIt) {
+    put("calibration_data/panel.ini", "");
+    put("calibration_data/panel.ini.bad", "#name = a\ngamma = int8,22\n#crc32 = false\n");
+    EXPECT_EQ("t8settings: warning: " + laterFinding_,
+              run({"recover", later_, "--from", "bad", "--yes"}).err);
+    put("calibration_data/panel.ini.bad", "#name = panel\ngamma = int8,22\n#crc32 = false\n");
+    EXPECT_EQ("", run({"recover", later_, "--from", "bad", "--yes"}).err);
+}
+
 TEST_F(T8settingsNameClash, InfoShowsTheStorageThatIsReplaced) {
     const ToolRun info = run({"info"});
     EXPECT_NE(std::string::npos,

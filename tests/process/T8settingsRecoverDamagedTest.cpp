@@ -62,8 +62,13 @@ TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind
     EXPECT_EQ(bad +
                   ":4: section is not closed, so the settings below it are read into section "
                   "\"sound\"; write the \"]\"\n" +
-                  bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
-                  ":6: treble: its section is not known, as line 4 opens none\n" + bad +
+                  bad +
+                  ":5: bass: its section is not known, as line 4 opens none; mend that line and "
+                  "run this once more\n" +
+                  bad +
+                  ":6: treble: its section is not known, as line 4 opens none; mend that line and "
+                  "run this once more\n" +
+                  bad +
                   ": its names cannot be checked, as there is no defaults file: storage "
                   "\"settings\"; see that they are right\n" +
                   file_ + ": 2 settings from " + bad + ", CRC 2018853368\n",
@@ -72,6 +77,24 @@ TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind
     EXPECT_EQ(
         "#name = settings\n[sound]\nbass = int8,1\n[tuner]\nscan = int8,3\n#crc32 = 2018853368\n",
         bytes());
+}
+
+TEST_F(T8settingsRecoverDamaged, WhatWouldStayBehindIsMarkedAndTheNamesAreThoseThatComeBack) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,0\n[timer]\nsleep = int8,0\n");
+    putFile("#name = settings\n[sound]\nbass = int8,5\n#crc32 = false\n");
+    putBad("#name = setXings\n[sound]\nbass = int8,1\n[timer\nsleep = int8,7\n#crc32 = 1\n");
+    EXPECT_THAT(recover().out, HasSubstr("\nsetting\tfile\tbad\n"
+                                         "settings/sound/bass\tint8,5\tint8,1\n"
+                                         "settings/sound/sleep\t-\tint8,7 (stays behind)\n"));
+    const Json differences = Json::parse(recover({"--json"}).out).at("differences");
+    ASSERT_EQ(2U, differences.size());
+    EXPECT_EQ(Json({{"name", "settings/sound/sleep"},
+                    {"texts", {{"file", nullptr}, {"bad", "int8,7"}}},
+                    {"staysBehind", {"bad"}}}),
+              differences[1]);
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), AllOf(HasSubstr("bass = int8,1\n"), Not(HasSubstr("sleep"))));
 }
 
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionWithoutItsOpeningBracketStayBehind) {
@@ -86,10 +109,14 @@ TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionWithoutItsOpeningBracketSt
         EXPECT_EQ(bad +
                       ":4: looks like a section and opens none, so the settings below it are read "
                       "into section \"sound\"; write [NAME], on a line of its own\n" +
-                      bad + ":5: bass: its section is not known, as line 4 opens none\n" + bad +
-                      ":6: treble: its section is not known, as line 4 opens none\n" + bad +
-                      ": settings/sound/treble does not come back and has its default\n" + file_ +
-                      ": 2 settings from " + bad + ", CRC 4170448465\n",
+                      bad +
+                      ":5: bass: its section is not known, as line 4 opens none; mend that line "
+                      "and run this once more\n" +
+                      bad +
+                      ":6: treble: its section is not known, as line 4 opens none; mend that line "
+                      "and run this once more\n" +
+                      bad + ": settings/sound/treble does not come back and has its default\n" +
+                      file_ + ": 2 settings from " + bad + ", CRC 4170448465\n",
                   recover({"--from", "bad", "--yes"}).out)
             << damaged;
         EXPECT_EQ(

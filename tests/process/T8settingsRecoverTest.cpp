@@ -31,7 +31,7 @@ TEST_F(T8settingsRecover, StatesAndDifferencesAreShown) {
             "it; int8 takes whole numbers from -128 to 127\nA load takes " +
             file_ +
             ".tmp.\nsetting\tfile\ttmp\tbad\n"
-            "settings/sound/bass\tint8,1\tint8,5\tint8,300\n"
+            "settings/sound/bass\tint8,1\tint8,5\tint8,300 (stays behind)\n"
             "settings/sound/name\t-\tstring,x\t-\n"
             "settings/sound/treble\tint8,2\tint8,2\t-\n",
         shown.out);
@@ -55,31 +55,32 @@ TEST_F(T8settingsRecover, FileThatIsSoundAndAloneExitsWith0) {
 TEST_F(T8settingsRecover, JsonHasTheSame) {
     putFile("torn");
     putBad(kOld);
-    EXPECT_EQ(
-        Json(
-            {{"file", file_},
-             {"taken", nullptr},
-             {"files",
-              {{{"kind", "file"},
-                {"file", file_},
-                {"state", "noCrc"},
-                {"settings", 0},
-                {"findings",
-                 {{{"file", file_},
-                   {"line", 1},
-                   {"harm", "lost"},
-                   {"reason", "no \"=\" after the key"},
-                   {"remedy", "a setting is written KEY = TYPE,VALUE, a comment # TEXT"}}}}},
-               {{"kind", "bad"},
-                {"file", file_ + ".bad"},
-                {"state", "sealed"},
-                {"settings", 2},
-                {"findings", Json::array()}}}},
-             {"differences",
-              {{{"name", "settings/sound/bass"}, {"texts", {{"file", nullptr}, {"bad", "int8,1"}}}},
-               {{"name", "settings/sound/treble"},
-                {"texts", {{"file", nullptr}, {"bad", "int8,2"}}}}}}}),
-        Json::parse(recover({"--json"}).out));
+    EXPECT_EQ(Json({{"file", file_},
+                    {"taken", nullptr},
+                    {"files",
+                     {{{"kind", "file"},
+                       {"file", file_},
+                       {"state", "noCrc"},
+                       {"settings", 0},
+                       {"findings",
+                        {{{"file", file_},
+                          {"line", 1},
+                          {"harm", "lost"},
+                          {"reason", "no \"=\" after the key"},
+                          {"remedy", "a setting is written KEY = TYPE,VALUE, a comment # TEXT"}}}}},
+                      {{"kind", "bad"},
+                       {"file", file_ + ".bad"},
+                       {"state", "sealed"},
+                       {"settings", 2},
+                       {"findings", Json::array()}}}},
+                    {"differences",
+                     {{{"name", "settings/sound/bass"},
+                       {"texts", {{"file", nullptr}, {"bad", "int8,1"}}},
+                       {"staysBehind", Json::array()}},
+                      {{"name", "settings/sound/treble"},
+                       {"texts", {{"file", nullptr}, {"bad", "int8,2"}}},
+                       {"staysBehind", Json::array()}}}}}),
+              Json::parse(recover({"--json"}).out));
     EXPECT_EQ("torn", bytes());
     EXPECT_EQ(kOld, bytes(".bad"));
 }

@@ -268,7 +268,8 @@ TEST_F(T8settingsUsage, BaseDirectoryThatIsAFileIsAFailure) {
 TEST_F(T8settingsUsage, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     const ToolRun list = runBare({"--base", dir_.path(), "--json", "list"});
     EXPECT_EQ("[]\n", list.out);
-    EXPECT_THAT(list.err, StartsWith("t8settings: no settings files below \"" + dir_.path()));
+    EXPECT_THAT(list.err,
+                StartsWith("t8settings: no settings files below \"" + dir_.path() + "\"; "));
     EXPECT_EQ(0, list.exitCode);
 }
 
@@ -276,7 +277,7 @@ TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
     const std::string all = "t8settings: see t8settings --help\n";
     const std::string commands =
         "t8settings: the commands are list, get, describe, diff, dump, load, set, reset, info, "
-        "types, verify, seal, recover, watch\n";
+        "types, verify, seal, recover, watch, help\n";
     const ToolRun none = run({});
     expectBadUsage(none, "no command\n" + commands + all);
     expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
@@ -318,6 +319,14 @@ TEST_F(T8settingsUsage, WordsThatNothingTakesAreNamed) {
     expectBadUsage(run({"watch", "--count", "1", "--count", "2"}),
                    "--count is there more than once\n");
     EXPECT_EQ(0, run({"--json", "list", "--json"}).exitCode);
+}
+
+TEST_F(T8settingsUsage, HelpSaysInALineOfItsOwnWhatYesGoesWith) {
+    for (const auto& [command, option] : {std::pair("reset", "--all"), {"recover", "--from"}}) {
+        EXPECT_THAT(
+            runBare({command, "--help"}).out,
+            HasSubstr(std::string("\n  --yes          Do not ask before ") + option + "\n"));
+    }
 }
 
 TEST_F(T8settingsUsage, YesIsAnAnswerToAQuestionThatIsAsked) {

@@ -52,9 +52,7 @@ TEST_F(T8settingsVerifyLines, OtherWaysToWriteAValueAreSound) {
 TEST_F(T8settingsVerifyLines, HeadersAndSectionsWithoutEffectAreNamed) {
     EXPECT_EQ((Said{"2 ignored: no such save policy: \"sometimes\"",
                     "3 ignored: #readonly makes the storage read-only whatever is said behind it",
-                    "5 ignored: section is not closed, so the settings below it have no section",
-                    "7 ignored: no line ends a section, so the settings below it are read into "
-                    "section \"s\""}),
+                    "5 ignored: section is not closed", "7 ignored: no line ends a section"}),
               saidOf("#name = y\n#savepolicy = sometimes\n#readonly = false\n[]\n[open\n[s]\n[]"));
 }
 

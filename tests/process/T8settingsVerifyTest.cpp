@@ -268,7 +268,12 @@ TEST_F(T8settingsVerify, WhatIsNoPlainFileIsNotDamaged) {
     EXPECT_EQ("/dev/null: is no plain file\n0 files, 1 finding\n",
               run({"verify", "/dev/null"}).out);
     const ToolRun recover = run({"recover", base_});
-    EXPECT_EQ("t8settings: " + base_ + " is a directory\n", recover.err);
+    const std::string shown =
+        " is a directory; which of its files need mending is shown by: "
+        "t8settings --base " +
+        base_ + " verify\n";
+    EXPECT_EQ("t8settings: " + base_ + shown, recover.err);
+    EXPECT_EQ("t8settings: " + path("settings") + shown, run({"seal", path("settings")}).err);
     EXPECT_EQ(1, recover.exitCode);
     std::filesystem::create_symlink("nothing", path("link.ini"));
     const ToolRun link = run({"verify", path("link.ini")});

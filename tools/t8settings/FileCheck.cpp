@@ -237,6 +237,14 @@ void demandIniFile(const std::string& path) {
     if (isXml(path)) {
         throw Failure(ExitCode::kUsage, path + " is XML, which has no CRC and is only read");
     }
+    const std::string base = isDirectory(path) ? baseMeantBy(path) : "";
+    if (!base.empty()) {
+        throw Failure(ExitCode::kFailed,
+                      path +
+                          " is a directory; which of its files need mending is shown by: "
+                          "t8settings --base " +
+                          shellPath(base) + " verify");
+    }
 }
 
 std::string textToSeal(const IniFile& file) {

@@ -34,7 +34,7 @@ std::string wordOf(const IniFile& file);
 std::string stateOf(const IniFile& file);
 
 /// Throws `Failure` for an empty path, and for one that is no ini file of its own, but one beside
-/// another or XML.
+/// another or XML, or a directory of a store.
 void demandIniFile(const std::string& path);
 
 /// The bytes that a right CRC line can follow.

@@ -234,6 +234,17 @@ std::map<std::string, std::string> directoriesOutOfSight(const std::string& base
     return all;
 }
 
+void complainOfUnread(const std::map<std::string, std::string>& directories) {
+    for (const auto& [directory, reason] : directories) {
+        complain(std::string("warning: ").append(directory) + ": the directory cannot be read: " +
+                 reason + "; what lies in it may be left out here");
+    }
+}
+
+bool isOutOfSight(const std::string& path) {
+    return isHidden(path) && !whyUnreadable(files::directoryOf(path)).empty();
+}
+
 IniFile::Role roleOf(const std::string& path) {
     const auto kind = directoryKindOf(path);
     return kind && kind->isDefaults && !fileBeside(path) ? IniFile::Role::kDefaults

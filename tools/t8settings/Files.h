@@ -69,6 +69,12 @@ std::string whyUnreadable(const std::string& directory);
 /// The settings directories below the base directory that cannot be read, and why.
 std::map<std::string, std::string> directoriesOutOfSight(const std::string& base);
 
+/// One line for each directory.
+void complainOfUnread(const std::map<std::string, std::string>& directories);
+
+/// Whether something may be there that may not be looked at, and that of its directory alone.
+bool isOutOfSight(const std::string& path);
+
 /// What a path is by its directory's name: a defaults file in a directory of defaults, and else a
 /// read/write file, as all is that lies beside another file.
 IniFile::Role roleOf(const std::string& path);

@@ -51,14 +51,21 @@ void LibraryLog::install() {
 void LibraryLog::receive(const qlog::Record& record) {
     const auto shownFrom = shownFrom_.find(record.context);
     const bool wanted = shownFrom == shownFrom_.end() || record.level >= shownFrom->second;
-    const Message message = {record.level, std::string(withoutOuterSpace(record.text)), wanted};
+    Message message = {record.level, std::string(withoutOuterSpace(record.text)), wanted};
     const std::lock_guard<std::mutex> lock(mutex_);
+    message.wanted = wanted && !isPassedOver(message.text);
     if (holding_ || message.level >= kWarning) {
         messages_.push_back(message);
     }
-    if (wanted && !holding_) {
+    if (message.wanted && !holding_) {
         show(message);
     }
+}
+
+bool LibraryLog::isPassedOver(const std::string& text) const {
+    return std::any_of(passedOver_.begin(), passedOver_.end(), [&text](const std::string& known) {
+        return text.find(known) != std::string::npos;
+    });
 }
 
 void LibraryLog::show(const Message& message) {
@@ -89,6 +96,11 @@ bool LibraryLog::hold() {
     const std::lock_guard<std::mutex> lock(mutex_);
     messages_.clear();
     return std::exchange(holding_, true);
+}
+
+void LibraryLog::passOver(const std::vector<std::string>& texts) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    passedOver_ = texts;
 }
 
 void LibraryLog::release() {

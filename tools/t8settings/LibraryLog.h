@@ -49,6 +49,9 @@ public:
     /// once, in its own words. Whether that was so before.
     bool hold();
 
+    /// From now on messages with one of these texts in them are not shown: the program has said it.
+    void passOver(const std::vector<std::string>& texts);
+
     /// Shows what was held back.
     void release();
 
@@ -58,11 +61,14 @@ private:
 
     void receive(const qlog::Record& record);
     /// Under the lock.
+    bool isPassedOver(const std::string& text) const;
+    /// Under the lock.
     void show(const Message& message);
 
     std::mutex mutex_;
     std::map<std::string, int> shownFrom_;
     std::vector<Message> messages_;
+    std::vector<std::string> passedOver_;
     std::string lastShown_;
     bool holding_ = false;
 };

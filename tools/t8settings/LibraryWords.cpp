@@ -18,7 +18,7 @@ struct Wording {
     std::string_view plain;
 };
 
-constexpr std::array<Wording, 13> kWordings = {{
+constexpr std::array<Wording, 16> kWordings = {{
     {"SettingStorageInifile::writeIniFile( '%' ): could not write temporary file '%'",
      "'$2' could not be written"},
     {"SettingStorageInifile::writeIniFile( '%' ): could not write file",
@@ -26,17 +26,25 @@ constexpr std::array<Wording, 13> kWordings = {{
     {"SettingStorageInifile: '%' is not saved, a later save tries again: %",
      "'$1' is not saved: $2"},
     {"'%' is not saved, a later save tries again: %", "'$1' is not saved: $2"},
+    // A load that does not take the copy goes on to the file itself.
+    {"SettingStorageInifile::loadInifileData( '%' ): CRC check failed (computed crc % vs read crc "
+     "% "
+     "[%]) on file '%.tmp'",
+     "'$5.tmp': wrong CRC: the text has $2, its CRC line says $3; '$1' is read in its place"},
     {"SettingStorageInifile::loadInifileData( '%' ): CRC check failed (computed crc % vs read crc "
      "% "
      "[%]) on file '%'",
-     "'$1': wrong CRC: the text has $2, its CRC line says $3"},
+     "'$5': wrong CRC: the text has $2, its CRC line says $3"},
+    {"SettingStorageInifile::loadInifileData( '%' ): missing CRC data in file '%.tmp'",
+     "'$2.tmp': no CRC line; '$1' is read in its place"},
     {"SettingStorageInifile::loadInifileData( '%' ): missing CRC data in file '%'",
-     "'$1': no CRC line"},
+     "'$2': no CRC line"},
     {"Error loading '%' (returned false, r/w, renamed to *.bad).",
      "'$1' cannot be used and is to become '$1.bad'"},
     {"Error loading '%' (threw exception, r/w, renamed to *.bad): %",
      "'$1' cannot be used and is to become '$1.bad': $2"},
     {"Error loading '%' (r/o, no recovery): %", "the storage of '$1' cannot be loaded: $2"},
+    {"Error loading '%': %, result %", "'$1' cannot be loaded: $2"},
     {"Failed to rename file to '%', errno=%", "it cannot become '$1': !2"},
     {"FAILED to register storage for %, no errInfo", "$1 is left out"},
     // The system has no word of its own for a pipe or device.

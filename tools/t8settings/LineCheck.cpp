@@ -130,21 +130,21 @@ private:
     }
 
     MaybeFinding checkSkippedSection(const IniFile::Line& line) {
-        const std::string stays = whereSettingsGo();
-        const Harm harm = misleading_.count(line.number) != 0 ? Harm::kChanged : Harm::kIgnored;
+        const bool isMisleading = misleading_.count(line.number) != 0;
+        const Harm harm = isMisleading ? Harm::kChanged : Harm::kIgnored;
+        const std::string stays = isMisleading ? ", so " + whereSettingsGo() : "";
         if (!isClosed(line) && line.whole.find(']') != std::string::npos) {
             return Finding{line.number, harm,
-                           "something stands behind the \"]\" of a section, so " + stays,
+                           "something stands behind the \"]\" of a section" + stays,
                            "move it to a line of its own"};
         }
         if (!isClosed(line)) {
-            return Finding{line.number, harm, "section is not closed, so " + stays,
-                           "write the \"]\""};
+            return Finding{line.number, harm, "section is not closed" + stays, "write the \"]\""};
         }
         if (section_.empty()) {
             return std::nullopt;
         }
-        return Finding{line.number, harm, "no line ends a section, so " + stays,
+        return Finding{line.number, harm, "no line ends a section" + stays,
                        "move settings without a section above all sections"};
     }
 
@@ -254,7 +254,7 @@ std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file) {
             findings.push_back({line.number, Harm::kChanged,
                                 line.key + ": its section is not known, as line " +
                                     std::to_string(stray->second) + " opens none",
-                                ""});
+                                "mend that line and run this once more"});
         }
     }
     return findings;

@@ -9,13 +9,18 @@
 #include "Changes.h"
 #include "Command.h"
 #include "Dump.h"
+#include "FileCheck.h"
 #include "Files.h"
+#include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Nearest.h"
 #include "Progress.h"
 #include "Records.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "files/FileStatus.h"
 #include "files/WholeFile.h"
 
 namespace t8settings {
@@ -148,8 +153,8 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     return changes;
 }
 
-/// Throws `Failure` when nothing in the dump is a setting, as in a damaged file. A store that came
-/// up would set that very file aside, if it is one of its own.
+/// Throws `Failure` when nothing in the dump is a setting, as in a damaged file: no store need come
+/// up for that.
 void demandReadable(const std::vector<DumpEntry>& entries) {
     std::vector<std::string> problems;
     for (const DumpEntry& entry : entries) {
@@ -163,6 +168,25 @@ void demandReadable(const std::vector<DumpEntry>& entries) {
     }
 }
 
+bool leadToOneFile(const std::string& path, const std::string& other) {
+    const auto one = Qel::Settings::files::statusAt(path);
+    const auto two = Qel::Settings::files::statusAt(other);
+    return one && two && one->device == two->device && one->inode == two->inode;
+}
+
+/// A store that came up would set aside the very file that its user takes for the dump.
+void demandNotSetAside(const std::string& base, const std::string& path) {
+    const LibraryMessagesDropped dropped;
+    for (const StorageFiles& storage : storagesBelow(base)) {
+        if (!storage.isXml() && leadToOneFile(storage.readWrite, path) &&
+            loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside) {
+            throw refused({path + ": is a file of the store itself, and is not taken as it is: " +
+                           stateOf(iniFileUnderLock(path)) +
+                           "; when its lines are as they should be: " + commandOn("seal", path)});
+        }
+    }
+}
+
 /// The whole dump is there before the store comes up: while its writer takes its time others may
 /// save, and what they saved would be overwritten with what was loaded before.
 Result load(const Location& location, Format format, const std::string& path) {
@@ -171,6 +195,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     const std::string bytes = bytesOf(path);
     const auto entries = entriesOf(path, bytes);
     demandReadable(entries);
+    demandNotSetAside(location.base, path);
     const Store store(location);
     store.demandNormalMode();
     const std::vector<Change> changes = changesFor(store, entries);

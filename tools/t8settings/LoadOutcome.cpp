@@ -37,12 +37,23 @@ bool isUnread(const StorageFiles& storage) {
            (storage.isXml() || takenByLoad(groupAt(storage.readWrite)) == nullptr);
 }
 
+bool mayRenameIn(const std::string& directory) {
+    return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 /// Whether a load by this user could give the file another name.
 bool mayBeRenamed(const StorageFiles& storage) {
-    const std::string directory = Qel::Settings::files::directoryOf(storage.readWrite);
-    return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 &&
+    return mayRenameIn(Qel::Settings::files::directoryOf(storage.readWrite)) &&
            (storage.isXml() ? !isDirectoryItself(setAsideOf(storage.readWrite))
                             : loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside);
+}
+
+/// What becomes of a file that no load takes. Who may not read it is as this user is.
+std::string fateOfUntaken(const std::string& path, bool stays) {
+    const bool mayNotRename =
+        mayNotBeRead(path) && !mayRenameIn(Qel::Settings::files::directoryOf(path));
+    return whoLoads(path) + (stays || mayNotRename ? " leaves it there and goes by the defaults"
+                                                   : " sets it aside as " + placeAsideOf(path));
 }
 
 }  // namespace
@@ -75,23 +86,19 @@ std::string placeAsideOf(const std::string& path) {
 }
 
 std::string fateOf(const FileGroup& group) {
-    switch (loadOutcomeOf(group)) {
+    const LoadOutcome outcome = loadOutcomeOf(group);
+    switch (outcome) {
         case LoadOutcome::kNotLoaded:
             return "none of its settings come up";
         case LoadOutcome::kTakesCopy:
             return group.copy.path() + " is read in its place";
-        case LoadOutcome::kStays:
-            return whoLoads(group.file.path()) + " leaves it there and goes by the defaults";
         default:
-            return whoLoads(group.file.path()) + " sets it aside as " +
-                   placeAsideOf(group.file.path());
+            return fateOfUntaken(group.file.path(), outcome == LoadOutcome::kStays);
     }
 }
 
 std::string fateOfXml(const std::string& path) {
-    const bool stays = isHidden(path) || isDirectoryItself(setAsideOf(path));
-    return whoLoads(path) + (stays ? " leaves it there and goes by the defaults"
-                                   : " sets it aside as " + placeAsideOf(path));
+    return fateOfUntaken(path, isHidden(path) || isDirectoryItself(setAsideOf(path)));
 }
 
 bool mayNotBeRead(const std::string& path) {

@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "LoadOutcome.h"
+#include "NameClash.h"
 #include "Recovery.h"
 #include "Restoring.h"
 #include "Shell.h"
@@ -17,10 +18,11 @@ namespace {
 constexpr const char* kRecoverHelp =
     "Shows FILE, its temporary copy FILE.tmp and FILE.bad, which a load has set\n"
     "aside: the state of each, which of them a load takes, and each setting that is\n"
-    "not the same in all. With --from one of them is put in the place of FILE, with\n"
-    "a right CRC: the whole of it, or of a damaged one the lines that mean what they\n"
-    "say beyond doubt; what does not come back is told (exit code 5). Mend such\n"
-    "lines in FILE by hand, and seal it. What is replaced is kept beside it.\n\n"
+    "not the same in all, or would stay behind. With --from one of them is put in\n"
+    "the place of FILE, with a right CRC: the whole of it, or of a damaged one the\n"
+    "lines that mean what they say beyond doubt; what does not come back is told\n"
+    "(exit code 5). Mend such lines in FILE by hand, and seal it. What is replaced\n"
+    "is kept beside it.\n\n"
     "Example:\n"
     "  t8settings recover tv/settings/settings.ini";
 
@@ -62,8 +64,8 @@ std::string tableOf(const std::vector<Member>& members,
     std::vector<Row> rows = {head};
     for (const Difference& difference : differences) {
         Row row = {difference.name};
-        for (const auto& text : difference.texts) {
-            row.push_back(text.value_or("-"));
+        for (const auto& found : difference.texts) {
+            row.push_back(found ? found->text + (found->comesBack ? "" : " (stays behind)") : "-");
         }
         rows.push_back(row);
     }
@@ -96,7 +98,7 @@ std::string textOf(const FileGroup& group) {
     if (members.size() == 1) {
         return text + "Nothing lies beside it.\n" + adviceOn(group.file);
     }
-    const std::vector<Difference> differences = differencesOf(members);
+    const std::vector<Difference> differences = differencesOf(group);
     return text + (differences.empty() ? "No setting differs.\n" : tableOf(members, differences));
 }
 
@@ -113,11 +115,17 @@ Json jsonOf(const std::vector<Member>& members, const Difference& difference) {
     Json json;
     addBytes(json, "name", difference.name);
     json["texts"] = Json::object();
+    json["staysBehind"] = Json::array();
     for (std::size_t i = 0; i < members.size(); ++i) {
-        if (difference.texts[i]) {
-            addBytes(json["texts"], members[i].word, *difference.texts[i]);
+        const std::string& word = members[i].word;
+        const auto& found = difference.texts[i];
+        if (found) {
+            addBytes(json["texts"], word, found->text);
         } else {
-            json["texts"][members[i].word] = nullptr;
+            json["texts"][word] = nullptr;
+        }
+        if (found && !found->comesBack) {
+            json["staysBehind"].push_back(word);
         }
     }
     return json;
@@ -137,7 +145,7 @@ Json jsonOf(const FileGroup& group) {
         }
     }
     json["differences"] = Json::array();
-    for (const Difference& difference : differencesOf(members)) {
+    for (const Difference& difference : differencesOf(group)) {
         json["differences"].push_back(jsonOf(members, difference));
     }
     return json;
@@ -154,9 +162,8 @@ std::string isSource(std::string& word) {
 
 /// What `verify` has nothing to say of is sound.
 ExitCode codeOf(const FileGroup& group) {
-    return findingsIn(group).empty() && differencesOf(membersOf(group)).empty()
-               ? ExitCode::kDone
-               : ExitCode::kFindings;
+    return findingsIn(group).empty() && differencesOf(group).empty() ? ExitCode::kDone
+                                                                     : ExitCode::kFindings;
 }
 
 Result show(const FileGroup& group, Format format) {
@@ -171,10 +178,17 @@ void demandInSight(const std::string& path) {
 }
 
 Result recover(const RestoreOptions& options, const std::string& marker, Format format) {
+    if (options.confirmed && options.from.empty()) {
+        throw Failure(ExitCode::kUsage, "--yes requires --from\nsee t8settings recover --help");
+    }
     demandIniFile(options.path);
     demandInSight(options.path);
     if (!options.from.empty()) {
-        return restore(options, marker, format);
+        Result result = restore(options, marker, format);
+        for (const FileFinding& clash : nameClashesOf(options.path)) {
+            complain("warning: " + textOf(clash));
+        }
+        return result;
     }
     const FileGroup group = groupAt(options.path);
     const std::string unusual = whyNoPlainFile(options.path);
@@ -196,13 +210,12 @@ Command addRecoverCommand(CLI::App& app) {
     CLI::App* const command =
         app.add_subcommand("recover", "Show what lies beside a file, and put it back on request");
     command->add_option("FILE", options->path, "The settings file")->required()->type_name("");
-    CLI::Option* const from =
-        command
-            ->add_option("--from", options->from,
-                         "Put back: tmp, tmp.new, bad[.1 to .99], tmp.bad[.1 to .99]")
-            ->type_name("COPY")
-            ->check(CLI::Validator(isSource, ""));
-    command->add_flag("--yes", options->confirmed, "Do not ask")->needs(from);
+    command
+        ->add_option("--from", options->from,
+                     "Put back: tmp, tmp.new, bad[.1 to .99], tmp.bad[.1 to .99]")
+        ->type_name("COPY")
+        ->check(CLI::Validator(isSource, ""));
+    command->add_flag("--yes", options->confirmed, "Do not ask before --from");
     command->footer(kRecoverHelp);
     return {command, {}, {}, {}, [options](const std::string& marker, Format format) {
                 return recover(*options, marker, format);

@@ -16,6 +16,10 @@ using Kind = Qel::Settings::text::IniLine::Kind;
 
 using Numbers = std::set<std::size_t>;
 
+std::string textOf(const IniFile::Line& setting) {
+    return setting.type + "," + setting.value;
+}
+
 /// The last line of each name, of those that are not misread.
 Numbers linesThatCount(const IniFile& file, const Numbers& misread) {
     std::map<std::string_view, std::size_t> last;
@@ -115,7 +119,7 @@ std::optional<IniFile> withRightName(const IniFile& file, const RightName& right
 
 /// A damaged file was whole when it was saved: what its defaults have and it does not give was
 /// lost. Without defaults nobody knows what it had, nor whether its names are right.
-std::vector<FileFinding> lossesOf(const IniFile& file, const std::set<std::string>& names) {
+std::vector<FileFinding> lossesOf(const IniFile& file, const SettingLines& settings) {
     if (file.state() >= FileState::kUnchecked) {
         return {};
     }
@@ -129,7 +133,7 @@ std::vector<FileFinding> lossesOf(const IniFile& file, const std::set<std::strin
     }
     std::vector<FileFinding> losses;
     for (const auto& known : defaults.settings) {
-        if (names.count(known.first) == 0) {
+        if (settings.count(known.first) == 0) {
             losses.push_back(
                 {file.path(),
                  {0, Harm::kLost, visible(known.first) + " does not come back and has its default",
@@ -181,24 +185,31 @@ const IniFile* memberCalled(const std::string& word, const FileGroup& group) {
     return nullptr;
 }
 
-std::map<std::string, std::string> settingsOf(const IniFile& file) {
-    std::map<std::string, std::string> settings;
+SettingLines settingsOf(const IniFile& file) {
+    SettingLines settings;
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::Setting) {
-            settings[line.name] = line.type + "," + line.value;
+            settings[line.name] = textOf(line);
         }
     }
     return settings;
 }
 
-std::vector<Difference> differencesOf(const std::vector<Member>& members) {
-    std::map<std::string, std::vector<std::optional<std::string>>> all;
-    for (std::size_t i = 0; i < members.size(); ++i) {
-        for (const auto& [name, text] : settingsOf(*members[i].file)) {
+std::vector<Difference> differencesOf(const FileGroup& group) {
+    const std::vector<Member> members = membersOf(group);
+    std::map<std::string, std::vector<std::optional<Found>>> all;
+    const auto add = [&](std::size_t member, const SettingLines& settings, bool comesBack) {
+        for (const auto& [name, text] : settings) {
             auto& texts = all[name];
             texts.resize(members.size());
-            texts[i] = text;
+            texts[member] = Found{text, comesBack};
         }
+    };
+    add(0, settingsOf(group.file), true);
+    for (std::size_t i = 1; i < members.size(); ++i) {
+        const Salvage salvage = salvageOf(*members[i].file, group.file);
+        add(i, salvage.settings, true);
+        add(i, salvage.staysBehind, false);
     }
     std::vector<Difference> differences;
     for (const auto& [name, texts] : all) {
@@ -213,19 +224,19 @@ Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
     const RightName right = rightNameOf(damaged, inForce);
     const std::optional<IniFile> renamed = withRightName(damaged, right);
     const IniFile& file = renamed ? *renamed : damaged;
-    Salvage salvage = {"", 0, leftOutOf(file)};
+    Salvage salvage = {"", {}, {}, leftOutOf(file)};
     Numbers numbers;
     for (const FileFinding& finding : salvage.leftOut) {
         numbers.insert(finding.finding.line);
     }
     salvage.text = withoutLines(textToSeal(file), numbers);
-    std::set<std::string> names;
+    salvage.staysBehind = settingsOf(file);
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::Setting && numbers.count(line.number) == 0) {
-            names.insert(line.name);
+            salvage.settings[line.name] = textOf(line);
+            salvage.staysBehind.erase(line.name);
         }
     }
-    salvage.settings = names.size();
     if (renamed) {
         salvage.leftOut.insert(
             salvage.leftOut.begin(),
@@ -235,7 +246,7 @@ Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
                   inQuotes(right.name) + " in " + right.place + ", which counts",
               ""}});
     }
-    for (FileFinding& loss : lossesOf(file, names)) {
+    for (FileFinding& loss : lossesOf(file, salvage.settings)) {
         salvage.leftOut.push_back(std::move(loss));
     }
     return salvage;

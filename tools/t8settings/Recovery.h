@@ -23,21 +23,37 @@ std::vector<Member> membersOf(const FileGroup& group);
 /// The file of the group that is called so, such as "tmp" or "bad.1"; null when it is not there.
 const IniFile* memberCalled(const std::string& word, const FileGroup& group);
 
-/// Type, "," and text of each setting that the file has a line for, by its name.
-std::map<std::string, std::string> settingsOf(const IniFile& file);
+/// Type, "," and text of settings, by their names.
+using SettingLines = std::map<std::string, std::string>;
+
+/// Each setting that the file has a line for.
+SettingLines settingsOf(const IniFile& file);
+
+/// A setting as one file has it.
+struct Found {
+    std::string text;  ///< type, "," and text
+    bool comesBack;    ///< it does when that file is put back
+
+    bool operator==(const Found& other) const {
+        return text == other.text && comesBack == other.comesBack;
+    }
+    bool operator!=(const Found& other) const { return !(*this == other); }
+};
 
 /// A setting that is not the same everywhere.
 struct Difference {
     std::string name;
-    std::vector<std::optional<std::string>> texts;  ///< for each member
+    std::vector<std::optional<Found>> texts;  ///< for each member
 };
 
-std::vector<Difference> differencesOf(const std::vector<Member>& members);
+/// Under the names that the settings have when they are put back.
+std::vector<Difference> differencesOf(const FileGroup& group);
 
 /// What of a file can be put back.
 struct Salvage {
     std::string text;
-    std::size_t settings;
+    SettingLines settings;
+    SettingLines staysBehind;  ///< those that `settings` lacks
     std::vector<FileFinding> leftOut;
 };
 

@@ -39,7 +39,7 @@ bool holds(const IniFile& file, const std::string& text) {
 
 Plan planOf(const FileGroup& group, const IniFile& source) {
     Plan plan = {salvageOf(source, group.file), {}};
-    if (plan.salvage.settings == 0) {
+    if (plan.salvage.settings.empty()) {
         throw Failure(ExitCode::kFailed, linesOf(plan.salvage.leftOut) + source.path() +
                                              " has no setting that could be put back");
     }
@@ -57,7 +57,7 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
 }
 
 void demandConfirmation(const FileGroup& group, const IniFile& source, const Plan& plan) {
-    std::string question = "Put " + counted(plan.salvage.settings, "setting") + " from " +
+    std::string question = "Put " + counted(plan.salvage.settings.size(), "setting") + " from " +
                            source.path() + " in the place of " + group.file.path() + "?";
     for (const KeptFile& kept : plan.kept) {
         question += " " + kept.path + " is kept as " + kept.name + ".";
@@ -95,7 +95,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     if (format == Format::kText) {
         result.output = linesOf(plan.salvage.leftOut);
         result.output +=
-            visible(group.file.path() + ": " + counted(plan.salvage.settings, "setting") +
+            visible(group.file.path() + ": " + counted(plan.salvage.settings.size(), "setting") +
                     " from " + source.path() + ", CRC " + std::to_string(crc)) +
             "\n";
         result.output += linesOf(plan.kept);
@@ -104,7 +104,7 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     Json json;
     addBytes(json, "file", group.file.path());
     addBytes(json, "from", source.path());
-    json["settings"] = plan.salvage.settings;
+    json["settings"] = plan.salvage.settings.size();
     json["crc"] = crc;
     json["kept"] = jsonOf(plan.kept);
     json["leftOut"] = jsonOf(plan.salvage.leftOut);

@@ -7,6 +7,7 @@
 #include "Exit.h"
 #include "Files.h"
 #include "LibraryLog.h"
+#include "LibraryWords.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
 #include "SetUp.h"
@@ -18,11 +19,27 @@ namespace {
 
 using Qel::Settings::SettingsManager;
 
+/// The library tells of each file that may be in such a directory; one line does for all.
+std::vector<std::string> complainOfUnreadBelow(const std::string& base) {
+    const auto unread = directoriesOutOfSight(base);
+    complainOfUnread(unread);
+    std::vector<std::string> told;
+    for (const auto& [directory, reason] : unread) {
+        told.push_back("Directory '" + directory + "'");
+        if (isHidden(directory + "/.")) {
+            told.push_back("'" + directory + "/");
+        }
+    }
+    return told;
+}
+
 SettingsManager& bringUp(const Location& location) {
     demandReadableDirectory(location.base);
     demandReadableFiles(location.base);
     SettingsManager::location(location.base);
+    LibraryLog::instance().passOver(complainOfUnreadBelow(location.base));
     SettingsManager& manager = *Qel::Settings::T8SettingsManager();
+    LibraryLog::instance().passOver({});
     if (!location.marker.empty()) {
         SettingsManager::setResetToDefaultsMarker(location.marker);
         // The background saver, if a file asked for it, may have met the machine's own marker while
@@ -45,7 +62,7 @@ std::vector<std::string> errorsOf(const std::string& fileName, const std::string
     for (const LibraryLog::Message& message : messages) {
         if (message.level >= LibraryLog::kError &&
             message.text.find("/" + fileName + "'") != std::string::npos) {
-            errors.push_back(message.text);
+            errors.push_back(inPlainWords(message.text));
         }
     }
     return errors;
@@ -79,7 +96,7 @@ Store::Store(const Location& location)
       factory_(static_cast<const SettingsManager&>(manager_).factory()),
       failedFiles_(filesLeftOut(LibraryLog::instance().take())) {
     if (storages().empty() && failedFiles_.empty()) {
-        complainOfNoFiles(SettingsManager::location());
+        complainOfNoFiles(location.base);
     }
 }
 

@@ -28,7 +28,8 @@ public:
     /// A settings file that could not be loaded.
     struct FailedFile {
         std::string name;
-        std::vector<std::string> errors;  ///< what the library says of it, if anything
+        std::vector<std::string>
+            errors;  ///< what the library says of it, if anything, in plain words
     };
 
     /// Throws `Failure`, with nothing loaded, when the base directory cannot be read, or a file

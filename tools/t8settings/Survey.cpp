@@ -50,7 +50,7 @@ void addTo(StorageFacts& facts, const SurveyedFile& file) {
 /// when there is none, or a load would not take it.
 std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::string& name,
                                           ExitCode& code) {
-    if (!mayBeThere(files.readWrite)) {
+    if (!mayBeThere(files.readWrite) || isOutOfSight(files.readWrite)) {
         return std::nullopt;
     }
     SurveyedFile file =
@@ -100,9 +100,9 @@ std::vector<StorageFiles> storagesInSight(const std::string& base) {
 Facts surveyOfBase(const std::string& base) {
     Facts facts;
     const std::vector<StorageFiles> storages = storagesInSight(base);
-    for (const auto& [directory, reason] : directoriesOutOfSight(base)) {
-        complain(std::string("warning: ").append(directory) +
-                 ": the directory cannot be read: " + reason);
+    const auto unread = directoriesOutOfSight(base);
+    complainOfUnread(unread);
+    if (!unread.empty()) {
         facts.code = ExitCode::kFindings;
     }
     if (storages.empty()) {

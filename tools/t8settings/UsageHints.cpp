@@ -37,6 +37,8 @@ std::vector<std::string> commandNames(const CLI::App& app) {
     for (const CLI::App* const command : listedCommands(app)) {
         names.push_back(command->get_name());
     }
+    // Which no help lists.
+    names.emplace_back("help");
     return names;
 }
 
@@ -62,10 +64,7 @@ std::string allCommands(const std::vector<std::string>& names) {
 
 std::string noSuchCommand(const CLI::App& app, const std::string& word) {
     const std::vector<std::string> names = commandNames(app);
-    // Which no list of the commands has, and yet it may be meant.
-    std::vector<std::string> all = names;
-    all.emplace_back("help");
-    const std::string meant = didYouMean(Pattern::exactly(word), all);
+    const std::string meant = didYouMean(Pattern::exactly(word), names);
     return "no such command: " + inQuotes(word) + (meant.empty() ? allCommands(names) : meant);
 }
 
