@@ -181,6 +181,10 @@ private:
     void letFileStand(const char* state);
     bool keep(const std::string& path, int& error);
     std::string currentErrInfo() const;
+    void leaveSaver();
+    /// Has all settings refuse changes; gives one whose changes are not over, null when there is
+    /// none.
+    boost::shared_ptr<SettingHolder> orphanSettings();
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
 
