@@ -31,7 +31,7 @@ bool SettingStorageFileBase::readWriteFileExists() {
     if (files::statusAt(rwFilename_)) {
         return true;
     }
-    if (errno != ENOENT && errno != ENOTDIR) {
+    if (files::mayBeThere(errno)) {
         const std::string reason = std::generic_category().message(errno);
         QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
                 reason.c_str());
