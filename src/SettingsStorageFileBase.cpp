@@ -107,7 +107,7 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     }
     // Read-only storages load their read/write file as well, so the field decides, not
     // rwFilename().
-    return rwFilename_.empty() || !readWriteFileExists() || loadReadWriteFile();
+    return rwFilename_.empty() || loadReadWriteFile();
 }
 
 bool SettingStorageFileBase::loadDefaults() {

@@ -41,6 +41,18 @@ bool SettingStorageFileBase::readWriteFileExists() {
 }
 
 bool SettingStorageFileBase::loadReadWriteFile() {
+    try {
+        return !readWriteFileExists() || loadOrRecoverReadWriteFile();
+    } catch (const std::exception& e) {
+        // A shortage of memory outside of the load.
+        letFileStand(kUnread);
+        QEL_LOG(kError, "Error loading '%s' (threw exception, r/w): %s", rwFilename_.c_str(),
+                e.what());
+    }
+    return true;
+}
+
+bool SettingStorageFileBase::loadOrRecoverReadWriteFile() {
     const std::string errInfoBefore = currentErrInfo();
     try {
         if (readWriteFileLoads()) {

@@ -175,6 +175,7 @@ private:
     bool loadDefaults();
     bool readWriteFileExists();
     bool loadReadWriteFile();
+    bool loadOrRecoverReadWriteFile();
     bool readWriteFileLoads();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile(const files::DirectoryLock& directory);
