@@ -58,6 +58,11 @@ const std::string& pathText(const std::string& path) {
     return path.empty() ? *none : path;
 }
 
+std::uint64_t nextNumber() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
 }  // namespace
 
 SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::string filename,
@@ -65,7 +70,8 @@ SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::str
     : SettingStorageBase(name),
       filename_(std::move(filename)),
       rwFilename_(std::move(rwFilename)),
-      settings_(std::make_unique<SettingsByName>()) {
+      settings_(std::make_unique<SettingsByName>()),
+      number_(nextNumber()) {
     savePolicy(policy);
 }
 

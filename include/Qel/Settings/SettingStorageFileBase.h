@@ -212,6 +212,7 @@ private:
     bool writeRefused_ = false;
     bool retired_ = false;
     const pid_t process_ = ::getpid();  // that made the storage
+    const std::uint64_t number_;        // no other storage gets it, unlike the address
     bool unread_ = false;
     bool fileUnread_ = false;
     Standing standing_;
