@@ -7,6 +7,7 @@
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <map>
 #include <memory>
@@ -45,8 +46,8 @@ struct SettingsStorageFileAsyncSaver::Drain {
 
     explicit Drain(int savesPerStorage) : limit(savesPerStorage) {}
 
-    bool hasHadEnough(const SettingStorageFileBase* storage) const {
-        const auto found = saves.find(storage);
+    bool hasHadEnough(std::uint64_t storageNumber) const {
+        const auto found = saves.find(storageNumber);
         return found != saves.end() && found->second >= limit;
     }
     bool isHopeless(std::size_t storageCount) const {
@@ -54,8 +55,8 @@ struct SettingsStorageFileAsyncSaver::Drain {
     }
 
     int limit;
-    std::map<const SettingStorageFileBase*, int> saves;
-    std::size_t failures = 0;  // without a success in between
+    std::map<std::uint64_t, int> saves;  // by the storage's number
+    std::size_t failures = 0;            // without a success in between
     std::exception_ptr thrown;
 };
 

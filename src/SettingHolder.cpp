@@ -126,18 +126,23 @@ bool SettingHolder::bind(SettingChangeCallback& owner) {
     return callback_.compare_exchange_strong(none, &owner);
 }
 
-void SettingHolder::orphan(SettingChangeCallback& owner, bool waits) {
+bool SettingHolder::orphan(SettingChangeCallback& owner, bool waits) {
     SettingChangeCallback* expected = &owner;
-    if (!callback_.compare_exchange_strong(expected, &refusingCallback())) {
-        return;
+    if (!callback_.compare_exchange_strong(expected, &refusingCallback()) &&
+        expected != &refusingCallback()) {
+        return true;
     }
     // A change of this very thread cannot end before this call does. Others end by themselves, and
     // storages die rarely: looking again after a moment is all the waiting that is needed.
     const int ownChanges = changesOfThisThread(this);
-    while (waits && changesUnderWay_.load() > ownChanges) {
+    while (changesUnderWay_.load() > ownChanges) {
+        if (!waits) {
+            return false;
+        }
         const timespec moment = {0, 1000000};
         nanosleep(&moment, nullptr);
     }
+    return true;
 }
 
 std::string SettingHolder::stringOf(const char* text, std::size_t capacity) {

@@ -251,7 +251,7 @@ SettingStorageFileBase* SettingsStorageFileAsyncSaver::search(const Drain& drain
         if (storage->backgroundSavingOver()) {
             return nullptr;
         }
-        if (storage->dirty() && !storage->managerGone() && !drain.hasHadEnough(storage)) {
+        if (storage->dirty() && !storage->managerGone() && !drain.hasHadEnough(storage->number_)) {
             ++cursor;
             return storage;
         }
@@ -276,7 +276,7 @@ bool SettingsStorageFileAsyncSaver::saveOne(Drain& drain) {
             storage->name().c_str());
     if (storage->save()) {
         drain.failures = 0;
-        ++drain.saves[storage];
+        ++drain.saves[storage->number_];
     } else {
         QEL_LOG(kError, "Failed to save storage %s", storage->name().c_str());
     }

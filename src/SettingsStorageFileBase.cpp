@@ -58,6 +58,11 @@ const std::string& pathText(const std::string& path) {
     return path.empty() ? *none : path;
 }
 
+std::uint64_t nextNumber() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
 }  // namespace
 
 SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::string filename,
@@ -65,7 +70,8 @@ SettingStorageFileBase::SettingStorageFileBase(const std::string& name, std::str
     : SettingStorageBase(name),
       filename_(std::move(filename)),
       rwFilename_(std::move(rwFilename)),
-      settings_(std::make_unique<SettingsByName>()) {
+      settings_(std::make_unique<SettingsByName>()),
+      number_(nextNumber()) {
     savePolicy(policy);
 }
 
@@ -107,7 +113,7 @@ bool SettingStorageFileBase::init(SettingsManager* manager,
     }
     // Read-only storages load their read/write file as well, so the field decides, not
     // rwFilename().
-    return rwFilename_.empty() || !readWriteFileExists() || loadReadWriteFile();
+    return rwFilename_.empty() || loadReadWriteFile();
 }
 
 bool SettingStorageFileBase::loadDefaults() {
@@ -356,6 +362,19 @@ void SettingStorageFileBase::retire() {
         return;
     }
     retired_ = true;
+    leaveSaver();
+    // Without a lock: a change that is waited for may be saving, which needs the settings and the
+    // locks. It may also register settings, so all of them are looked at again.
+    while (const auto busy = orphanSettings()) {
+        busy->orphan(*this);
+    }
+    // Such a change may have loaded a file whose policy is that of the saver.
+    leaveSaver();
+    // Last, since a change that was under way saves by the policy that it was made under.
+    savePolicy_.store(Save_onDemand);
+}
+
+void SettingStorageFileBase::leaveSaver() {
     try {
         if (auto* const saver = SettingsStorageFileAsyncSaver::instance()) {
             saver->detach(*this);
@@ -366,17 +385,26 @@ void SettingStorageFileBase::retire() {
         QEL_LOG(kError, "Failed to take storage '%s' from the background saver: %s", name().c_str(),
                 e.what());
     }
-    // No lock: a change that is waited for may be saving, which needs the settings and the locks.
-    // In a forked child nobody ends it.
-    const bool waits = ::getpid() == process_;
-    settings_->forEach([this, waits](const auto& holder) { holder->orphan(*this, waits); });
-    for (const auto& replaced : replacedSettings_) {
-        if (const auto holder = replaced.lock()) {
-            holder->orphan(*this, waits);
+}
+
+boost::shared_ptr<SettingHolder> SettingStorageFileBase::orphanSettings() {
+    // In a forked child nobody ends the changes, nor lets go of the lock.
+    const bool isForked = ::getpid() != process_;
+    boost::shared_ptr<SettingHolder> busy;
+    const auto orphan = [&](const boost::shared_ptr<SettingHolder>& holder) {
+        if (holder && !holder->orphan(*this, false) && !isForked) {
+            busy = holder;
         }
+    };
+    std::unique_lock<std::mutex> lock(settingsMutex_, std::defer_lock);
+    if (!isForked) {
+        lock.lock();
     }
-    // Last, since a change that was under way saves by the policy that it was made under.
-    savePolicy_.store(Save_onDemand);
+    settings_->forEach(orphan);
+    for (const auto& replaced : replacedSettings_) {
+        orphan(replaced.lock());
+    }
+    return busy;
 }
 
 }  // namespace Settings

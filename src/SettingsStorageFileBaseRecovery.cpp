@@ -31,7 +31,7 @@ bool SettingStorageFileBase::readWriteFileExists() {
     if (files::statusAt(rwFilename_)) {
         return true;
     }
-    if (errno != ENOENT && errno != ENOTDIR) {
+    if (files::mayBeThere(errno)) {
         const std::string reason = std::generic_category().message(errno);
         QEL_LOG(kError, "'%s' cannot be looked at, the defaults stand: %s", rwFilename_.c_str(),
                 reason.c_str());
@@ -41,6 +41,18 @@ bool SettingStorageFileBase::readWriteFileExists() {
 }
 
 bool SettingStorageFileBase::loadReadWriteFile() {
+    try {
+        return !readWriteFileExists() || loadOrRecoverReadWriteFile();
+    } catch (const std::exception& e) {
+        // A shortage of memory outside of the load.
+        letFileStand(kUnread);
+        QEL_LOG(kError, "Error loading '%s' (threw exception, r/w): %s", rwFilename_.c_str(),
+                e.what());
+    }
+    return true;
+}
+
+bool SettingStorageFileBase::loadOrRecoverReadWriteFile() {
     const std::string errInfoBefore = currentErrInfo();
     try {
         if (readWriteFileLoads()) {

@@ -30,7 +30,7 @@ std::atomic<bool> syncingWrites{true};
 bool mayBeWholeText(const std::string& path) {
     const std::optional<files::FileStatus> status = files::statusOfEntryAt(path);
     if (!status) {
-        return errno != ENOENT && errno != ENOTDIR;
+        return files::mayBeThere(errno);
     }
     std::string data;
     return status->isRegular &&

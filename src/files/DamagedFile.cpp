@@ -149,8 +149,13 @@ bool keepDamagedFile(const std::string& path, std::string& kept) {
 }
 
 bool isKept(const std::string& path) {
+    const std::optional<FileStatus> file = statusOfEntryAt(path);
+    if (!file) {
+        return mayBeThere(errno);
+    }
     for (int number = 0; number < kMostNames; ++number) {
-        if (areOneFile(path, nameToKeep(path, number))) {
+        const std::optional<FileStatus> other = statusOfEntryAt(nameToKeep(path, number));
+        if (other ? areOneFile(*file, *other) : mayBeThere(errno)) {
             return true;
         }
     }

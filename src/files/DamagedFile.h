@@ -23,6 +23,7 @@ class DirectoryLock;
 bool keepDamagedFile(const std::string& path, std::string& kept);
 
 /// Whether one of those names is another one of what lies at `path`: it would be written through.
+/// True also when the system does not tell.
 bool isKept(const std::string& path);
 
 /// Renames the file at `path` to `name`, over what lies there. `directory` is the lock on the

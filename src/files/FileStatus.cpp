@@ -1,5 +1,6 @@
 #include "files/FileStatus.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -45,10 +46,18 @@ std::optional<FileStatus> statusOfEntryAt(const std::string& path) {
     return query(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW);
 }
 
+bool mayBeThere(int error) {
+    return error != ENOENT && error != ENOTDIR;
+}
+
 bool areOneFile(const std::string& path, const std::string& other) {
     const std::optional<FileStatus> one = statusOfEntryAt(path);
     const std::optional<FileStatus> two = statusOfEntryAt(other);
-    return one && two && one->device == two->device && one->inode == two->inode;
+    return one && two && areOneFile(*one, *two);
+}
+
+bool areOneFile(const FileStatus& one, const FileStatus& two) {
+    return one.device == two.device && one.inode == two.inode;
 }
 
 std::optional<FileStatus> statusOf(const Descriptor& file) {

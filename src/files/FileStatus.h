@@ -27,14 +27,18 @@ struct FileStatus {
     std::uint64_t names;  ///< how many entries, in whatever directories, show it
 };
 
-/// Of what lies at `path`, links followed. When there is nothing, errno says why.
+/// Of what lies at `path`, links followed. When nothing is known, errno says why.
 std::optional<FileStatus> statusAt(const std::string& path);
 
 /// As `statusAt`, but of a link itself.
 std::optional<FileStatus> statusOfEntryAt(const std::string& path);
 
+/// Whether something may lie where the system told nothing, for the reason `error`.
+bool mayBeThere(int error);
+
 /// Whether two paths are entries of one file, a link counted as itself.
 bool areOneFile(const std::string& path, const std::string& other);
+bool areOneFile(const FileStatus& one, const FileStatus& two);
 
 /// Of an open file.
 std::optional<FileStatus> statusOf(const Descriptor& file);

@@ -44,7 +44,7 @@ Descriptor openTruncated(const std::string& path, mode_t permissions, int more =
 struct Original {
     explicit Original(const std::string& path) {
         std::optional<FileStatus> status = statusOfEntryAt(path);
-        hasOtherNames = status && status->names > 1;
+        hasOtherNames = status ? status->names > 1 : mayBeThere(errno);
         if (status && !status->isRegular) {
             status = statusAt(path);
         }
@@ -62,7 +62,7 @@ struct Original {
 
     bool exists = false;
     bool mayExist = false;
-    bool hasOtherNames = false;  ///< the link, if it is one
+    bool hasOtherNames = false;  ///< the link, if it is one; or nothing is known
     Access access = {kNewFilePermissions};
 };
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -136,6 +137,27 @@ TEST_F(AsyncSaverDrain, FlushSavesTheOthersBesideAnEverChangingStorage) {
     EXPECT_EQ(1u, other.saves());
     EXPECT_EQ(2u, busy.saves());
     EXPECT_TRUE(busy.dirty());
+}
+
+TEST_F(AsyncSaverDrain, FlushSavesAStorageInThePlaceOfOneThatItHasSavedFourTimes) {
+    AsyncStub keeper("keeper");
+    std::optional<AsyncStub> place;
+    place.emplace("busy");
+    place->onSave = [&](const std::string&) {
+        (place->saves() < 4 ? *place : keeper).touch();
+        return true;
+    };
+    keeper.onSave = [&](const std::string&) {
+        place.emplace("new");
+        place->touch();
+        return true;
+    };
+    place->touch();
+    saver_.flush();
+    EXPECT_EQ(4u, logged(2, "SettingsStorageFileAsyncSaver::saveNextStorage(): busy"));
+    EXPECT_EQ("new", place->name());
+    EXPECT_EQ(1u, place->saves());
+    EXPECT_FALSE(place->dirty());
 }
 
 TEST_F(AsyncSaverDrain, EveryFlushTriesAnew) {

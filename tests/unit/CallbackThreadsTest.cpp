@@ -5,17 +5,21 @@
 #include <string>
 #include <thread>
 
+#include "Gate.h"
 #include "LogCapture.h"
 #include "Qel/Settings/SettingHolder.h"
 #include "Qel/Settings/SettingsManager.h"
 #include "Qel/Settings/SettingsStorageFileAsyncSaver.h"
 #include "StubFileStorage.h"
 #include "SystemCommands.h"
+#include "Threads.h"
 
 namespace {
 
 using namespace Qel::Settings;
+using testsupport::Gate;
 using testsupport::StubFileStorage;
+using testsupport::WatchedThread;
 using Holder = boost::shared_ptr<SettingHolder>;
 
 /// A storage whose callbacks do what the test says, before they do their own work.
@@ -128,6 +132,32 @@ TEST_P(CallbackThreads, ExceptionsDoNotHoldUpTheStoragesEnd) {
     storage.reset();
     EXPECT_FALSE(setting->setValue(2));
     EXPECT_EQ(1, setting->getValue<int>());
+}
+
+// As a load does it of a file that says so. The saver would go on with a storage that is gone.
+TEST_P(CallbackThreads, StorageThatAChangeGivesToTheSaverAtItsEndLeavesItAgain) {
+    auto storage = boost::make_shared<CallingStorage>(GetParam());
+    const auto setting = boost::make_shared<SettingHolder>("sound/x", 0);
+    EXPECT_TRUE(storage->registerSetting(setting));
+    Gate gate;
+    storage->duringChanged = [&, dying = storage.get()] {
+        gate.pass();
+        dying->savePolicy(SettingStorageFileBase::Save_onDemand);
+        dying->savePolicy(SettingStorageFileBase::Save_async);
+    };
+    WatchedThread changer([&] { EXPECT_TRUE(setting->setValue(1)); });
+    gate.waitForArrival();
+    const testsupport::LogCapture log;
+    WatchedThread destroyer([&] { storage.reset(); });
+    destroyer.untilHeldUpOrDone();
+    gate.open();
+    changer.join();
+    destroyer.join();
+    std::string last;
+    for (const auto& entry : log.entries()) {
+        last = entry.text.find("registerStorage(") != std::string::npos ? entry.text : last;
+    }
+    EXPECT_EQ("SettingsStorageFileAsyncSaver::unregisterStorage( sound )", last) << log.dump();
 }
 
 INSTANTIATE_TEST_SUITE_P(Policies, CallbackThreads,

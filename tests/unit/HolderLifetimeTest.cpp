@@ -266,6 +266,34 @@ TEST(HolderLifetime, ChangeThatBeginsWhileItsStorageDiesIsRefused) {
     expectRefusal(*holder, 2);
 }
 
+// While the storage's end waits for that very change.
+TEST(HolderLifetime, SettingThatAChangeRegistersWhileItsStorageDiesRefusesAsWell) {
+    auto storage = std::make_unique<HookedStorage>("sound");
+    const Holder bass = addTo(*storage, "sound/bass");
+    const Holder treble = addTo(*storage, "sound/treble");
+    Gate gate;
+    std::vector<Holder> added;
+    storage->duringChanged = [&, hooked = storage.get()] {
+        gate.pass();
+        added = {addTo(*hooked, "sound/volume"), addTo(*hooked, "sound/treble"),
+                 addTo(*hooked, "sound/balance")};
+        EXPECT_EQ(4U, hooked->settingsSet().size());
+    };
+    WatchedThread changer([&] { EXPECT_TRUE(bass->setValue(2)); });
+    gate.waitForArrival();
+    WatchedThread destroyer([&] { storage.reset(); });
+    destroyer.untilHeldUpOrDone();
+    gate.open();
+    changer.join();
+    destroyer.join();
+    expectRefusal(*bass, 2);
+    expectRefusal(*treble, 1);
+    ASSERT_EQ(3U, added.size());
+    for (const Holder& holder : added) {
+        expectRefusal(*holder, 1);
+    }
+}
+
 TEST(HolderLifetime, StorageDestructionDoesNotWaitForAChangeInAnotherStorage) {
     HookedStorage busy("busy");
     const Holder holder = addTo(busy, "busy/x");

@@ -519,6 +519,26 @@ TEST_F(InifileUnreadFile, StaysWhenItCanBeGivenNoOtherNameEither) {
     EXPECT_EQ(readFile(bad_), healthy_);
 }
 
+// As it has two names, what is written to the one is read under the other.
+TEST_F(InifileUnreadFile, ThatGoesOnUnderAnotherNameIsNotWrittenThroughWhenTheSystemTellsNothing) {
+    for (const std::string* unknown : {&rw_, &bad_}) {
+        loadUnread();
+        {
+            FileCalls calls(dir_.path());
+            calls.fail("open rw.ini", EIO);
+            calls.fail("create rw.ini.tmp", ENOSPC);
+            EXPECT_FALSE(storage_->save());
+        }
+        ASSERT_TRUE(std::filesystem::equivalent(rw_, bad_));
+        StatHook::instance().failing = unknown->c_str();
+        EXPECT_TRUE(storage_->save());
+        StatHook::instance().reset();
+        EXPECT_EQ(readFile(rw_), kSaved) << *unknown;
+        EXPECT_EQ(readFile(bad_), healthy_) << *unknown;
+        std::filesystem::remove(bad_);
+    }
+}
+
 TEST_F(InifileUnreadFile, TakesOneNameWhereNobodyMayDelete) {
     loadUnread();
     FileCalls calls(dir_.path());

@@ -2,6 +2,7 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -12,9 +13,12 @@
 namespace {
 
 using Qel::Settings::SettingHolder;
+using testsupport::allocationsLeft;
+using testsupport::exists;
 using testsupport::readFile;
 using testsupport::withCrc;
 using testsupport::withEverMoreMemory;
+using testsupport::writeFile;
 
 using Holder = boost::shared_ptr<SettingHolder>;
 
@@ -71,6 +75,31 @@ TEST_F(MemoryShortage, ASettingThatCouldNotBeRegisteredCanBeRegisteredLater) {
         EXPECT_EQ(storage_->querySetting(name), holder);
     }
     EXPECT_GE(shortages, 200);
+}
+
+// With no memory, with one block, and so on until the file is set aside as it should be.
+TEST_F(MemoryShortage, AStartOverADamagedFileComesUpAndTheFileIsKept) {
+    int stayed = 0;
+    bool isSetAside = false;
+    for (int blocks = 0; !isSetAside; ++blocks) {
+        std::filesystem::remove(bad_);
+        writeFile(rw_, "damaged");
+        create();
+        allocationsLeft = blocks;
+        const bool isUp = storage_->init(&manager_, nullptr);
+        allocationsLeft = -1;
+        ASSERT_TRUE(isUp) << blocks;
+        if (exists(rw_)) {
+            ++stayed;
+            ASSERT_EQ(readFile(rw_), "damaged") << blocks;
+            add("settings/a", 1);
+            setting("settings/a")->setValue(2);
+            ASSERT_TRUE(storage_->save()) << blocks;
+        }
+        ASSERT_EQ(readFile(bad_), "damaged") << blocks;
+        isSetAside = !exists(rw_);
+    }
+    EXPECT_GE(stayed, 10);
 }
 
 }  // namespace

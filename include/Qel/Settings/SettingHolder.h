@@ -115,10 +115,10 @@ public:
     bool bind(SettingChangeCallback& owner);
 
     /// Called by the storage that is about to die: from here on every change is refused. Waits for
-    /// changes that other threads have under way in `owner`. Nothing happens when the setting
-    /// belongs to somebody else. With `waits` false it does not wait: in a forked child, where the
-    /// threads that had changes under way are not there to end them.
-    void orphan(SettingChangeCallback& owner, bool waits = true);
+    /// changes that other threads have under way in `owner`; with `waits` false it does not, and
+    /// gives false while there are any. Another call waits for the same. Nothing happens when the
+    /// setting belongs to somebody else.
+    bool orphan(SettingChangeCallback& owner, bool waits = true);
 
 private:
     friend class SettingFactory;

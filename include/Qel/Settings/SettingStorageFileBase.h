@@ -175,12 +175,17 @@ private:
     bool loadDefaults();
     bool readWriteFileExists();
     bool loadReadWriteFile();
+    bool loadOrRecoverReadWriteFile();
     bool readWriteFileLoads();
     bool recoverReadWriteFile(const std::string& errInfoBefore);
     void setAsideReadWriteFile(const files::DirectoryLock& directory);
     void letFileStand(const char* state);
     bool keep(const std::string& path, int& error);
     std::string currentErrInfo() const;
+    void leaveSaver();
+    /// Has all settings refuse changes; gives one whose changes are not over, null when there is
+    /// none.
+    boost::shared_ptr<SettingHolder> orphanSettings();
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
 
@@ -207,6 +212,7 @@ private:
     bool writeRefused_ = false;
     bool retired_ = false;
     const pid_t process_ = ::getpid();  // that made the storage
+    const std::uint64_t number_;        // no other storage gets it, unlike the address
     bool unread_ = false;
     bool fileUnread_ = false;
     Standing standing_;

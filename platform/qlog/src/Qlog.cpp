@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 #include "QlogEnvironment.h"
@@ -71,9 +72,13 @@ void QlogPrintf(QlogContext* context, int level, const char* source, int line, c
     const int savedErrno = errno;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    try {
+        const std::string text = formatted(format, arguments);
+        theLog().output.write({context->name(), level, orEmpty(source), line, text});
+    } catch (const std::bad_alloc&) {
+        // Who logs a shortage of memory must be able to go on after it.
+    }
     va_end(arguments);
-    theLog().output.write({context->name(), level, orEmpty(source), line, text});
     errno = savedErrno;
 }
 
