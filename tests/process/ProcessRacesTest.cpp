@@ -23,6 +23,8 @@ TEST_F(ProcessRaces, LoadersBesideAWriterFindOneWholeGenerationEveryTime) {
 }
 
 TEST_F(ProcessRaces, OfSeveralWritersOneHasTheFileToItself) {
+    // They contend without a queue, and each answers when it is done with all of its saves.
+    const std::string lastOfEach = testsupport::kTimesLess == 1 ? "150" : "030";
     std::vector<std::unique_ptr<Child>> writers;
     for (int i = 0; i < 3; ++i) {
         writers.push_back(startInHurry());
@@ -32,14 +34,14 @@ TEST_F(ProcessRaces, OfSeveralWritersOneHasTheFileToItself) {
     loader->tell("restart race " + end_);
     for (std::size_t i = 0; i < writers.size(); ++i) {
         const std::string first = std::to_string(i + 1);
-        writers[i]->tell("generations race " + first + "001 " + first + "150");
+        writers[i]->tell("generations race " + first + "001 " + first + lastOfEach);
     }
     std::set<std::string> last;
     for (const auto& writer : writers) {
         last.insert(writer->answer());
         EXPECT_EQ(0, writer->finish());
     }
-    EXPECT_EQ(last, (std::set<std::string>{"1150", "2150", "3150"}));
+    EXPECT_EQ(last, (std::set<std::string>{"1" + lastOfEach, "2" + lastOfEach, "3" + lastOfEach}));
     writeFile(end_, "");
     expectSavedOnes(*loader, false);
     const auto late = start(kHelper);
