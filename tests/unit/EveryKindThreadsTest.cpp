@@ -1,3 +1,4 @@
+#include <atomic>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 #include <string>
@@ -106,6 +107,17 @@ protected:
         }
     }
 
+    /// The defaults, which every kind has in common with generation 0.
+    void buildDefaultsOfEveryKind() {
+        std::string text = "#name = settings\n";
+        for (const Generations& kind : kinds_) {
+            text +=
+                kind.name.substr(std::string("settings/").size()) + " = " + kind.texts[0] + "\n";
+        }
+        buildDefaults(text);
+        storage_->filename(defaults_);
+    }
+
     void flush() const {
         for (unsigned int round = 0; round < rounds_; ++round) {
             SettingsManager::flushAllSettings();
@@ -141,7 +153,7 @@ TEST_P(EveryKindThreads, ValuesAreReadAndSavedWholeAndTheLastOnesStayInTheFile) 
     }
     if (GetParam() == Storage::Save_async) {
         SettingsStorageFileAsyncSaver::instance()->stop();
-    } else if (GetParam() == Storage::Save_onDemand) {
+    } else if (GetParam() != Storage::Save_onEachChange) {
         EXPECT_TRUE(storage_->save());
     }
     EXPECT_FALSE(storage_->dirty());
@@ -170,8 +182,36 @@ TEST_P(EveryKindThreads, LastValuesOfAThreadThatSavesItselfAreInTheFileWhenItsSa
             [&] { read(); }});
 }
 
+// Whoever is at work when the reset comes goes on after it.
+TEST_P(EveryKindThreads, FileOfAResetIsWholeAndNobodySavesAfterIt) {
+    std::atomic<bool> isReset{false};
+    std::string left;
+    const auto untilReset = [&](const auto& work) {
+        do {
+            work();
+        } while (!isReset);
+        work();
+    };
+    buildDefaultsOfEveryKind();
+    atOnce({[&] { untilReset([&] { change(1); }); }, [&] { untilReset([&] { read(); }); },
+            [&] { untilReset([&] { storage_->save(); }); }, [&] { untilReset([&] { flush(); }); },
+            [&] {
+                change(5);
+                EXPECT_TRUE(storage_->resetToDefaults());
+                left = testsupport::readFile(rw_);
+                isReset = true;
+            }});
+    EXPECT_EQ(left, testsupport::readFile(rw_));
+    EXPECT_FALSE(testsupport::exists(copy_));
+    EXPECT_FALSE(storage_->save());
+    std::string data;
+    ASSERT_TRUE(storage_->loadInifileData(rw_, data));
+    expectWhole(data);
+}
+
 INSTANTIATE_TEST_SUITE_P(Policies, EveryKindThreads,
-                         testing::Values(SettingStorageFileBase::Save_onDemand,
+                         testing::Values(SettingStorageFileBase::Save_unspecified,
+                                         SettingStorageFileBase::Save_onDemand,
                                          SettingStorageFileBase::Save_onEachChange,
                                          SettingStorageFileBase::Save_async),
                          testing::PrintToStringParamName());
