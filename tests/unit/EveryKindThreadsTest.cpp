@@ -35,8 +35,7 @@ protected:
         kinds_ = testsupport::everyKind(*types_, "settings/");
         EXPECT_TRUE(reopen(GetParam()));
         for (const Generations& kind : kinds_) {
-            holders_.push_back(boost::make_shared<SettingHolder>(kind.name, kind.values[0]));
-            EXPECT_TRUE(storage_->registerSetting(holders_.back()));
+            add(kind.name, kind.values[0]);
         }
     }
     ~EveryKindThreads() override {
@@ -46,12 +45,14 @@ protected:
         Storage::syncWrites(true);
     }
 
-    /// Changes each setting in each round, in an order of values of its own.
+    /// Changes each setting in each round, in an order of values of its own. Looks it up each time,
+    /// as a reset puts others in place of the settings.
     void change(unsigned int stride) const {
         for (unsigned int round = 0; round < rounds_; ++round) {
             for (std::size_t i = 0; i < kinds_.size(); ++i) {
                 const auto& values = kinds_[i].values;
-                EXPECT_TRUE(holders_[i]->setValue(values[(round * stride + i) % values.size()]));
+                EXPECT_TRUE(setting(kinds_[i].name)
+                                ->setValue(values[(round * stride + i) % values.size()]));
             }
         }
     }
@@ -59,7 +60,8 @@ protected:
     void read() const {
         for (unsigned int round = 0; round < 2 * rounds_; ++round) {
             for (std::size_t i = 0; i < kinds_.size(); ++i) {
-                const std::string text = Generations::textOf(holders_[i]->value(), *types_);
+                const std::string text =
+                    Generations::textOf(setting(kinds_[i].name)->value(), *types_);
                 EXPECT_TRUE(kinds_[i].has(text)) << kinds_[i].name << " " << text;
             }
         }
@@ -141,15 +143,14 @@ protected:
     }
 
     std::vector<Generations> kinds_;
-    std::vector<boost::shared_ptr<SettingHolder>> holders_;
 };
 
 TEST_P(EveryKindThreads, ValuesAreReadAndSavedWholeAndTheLastOnesStayInTheFile) {
     atOnce({[&] { change(1); }, [&] { change(5); }, [&] { read(); }, [&] { saveAndLook(); },
             [&] { registerMore(); }, [&] { flush(); }});
     constexpr unsigned int kLast = Generations::kCount - 1;
-    for (std::size_t i = 0; i < kinds_.size(); ++i) {
-        EXPECT_TRUE(holders_[i]->setValue(kinds_[i].values[kLast]));
+    for (const Generations& kind : kinds_) {
+        EXPECT_TRUE(setting(kind.name)->setValue(kind.values[kLast]));
     }
     if (GetParam() == Storage::Save_async) {
         SettingsStorageFileAsyncSaver::instance()->stop();
