@@ -256,7 +256,8 @@ protected:
         EXPECT_EQ(messagesOf("src/SettingsStorageInifile"), expected);
     }
 
-    /// Saves the change under the fault; false when it has not struck. `next` is saved after it.
+    /// Saves the change to generation 2 under the fault; false when it has not struck. `next` is
+    /// saved after it; when that is 2 again, without any new change.
     bool strike(const Fault& fault, int next);
     /// Each call of the verb is struck in turn, until there are no more; of kTimesLess sweeps, one
     /// is made.
@@ -299,11 +300,16 @@ bool InifileFault::strike(const Fault& fault, int next) {
     }
     const bool struck = !recorder.calls().struck().empty();
     recorder.calls().mend();
-    change(*storage_, next);
+    if (next != 2) {
+        change(*storage_, next);
+    }
     promise.insert(valueOf(next));
     recorder.promise(promise);
     EXPECT_TRUE(storage_->save());
     EXPECT_FALSE(storage_->dirty());
+    if (next == 2) {
+        EXPECT_EQ(filesIn(live_.path())["rw.ini"], fileOf(2));
+    }
     recorder.promise({valueOf(next)});
     if (!fault.hidesTheDirectory()) {
         expectKept(recorder.trace());
@@ -317,7 +323,7 @@ void InifileFault::sweep(const std::string& verb, int error, bool forGood, bool 
     }
     for (int number = 0, struck = 1; struck != 0; ++number) {
         struck = 0;
-        for (const int next : {3, generationAt(GetParam())}) {
+        for (const int next : {2, 3, generationAt(GetParam())}) {
             givenAChange();
             struck += strike({verb, number, error, forGood, halfFirst}, next) ? 1 : 0;
         }

@@ -149,24 +149,26 @@ std::string generations(std::istream& arguments) {
 }
 
 /// Brings the store up again and again until there is a file of the second name. Gives how often,
-/// how many different generations the storage of the first name had, and how often it was a
-/// mixture.
+/// how many different generations the storage of the first name had, the least of them (-1 is a
+/// mixture, 0 are the defaults), and how often it was an older one than before.
 std::string restart(std::istream& arguments) {
     const std::string name = word(arguments);
     const std::string end = word(arguments);
     int starts = 0;
-    int mixtures = 0;
+    int steppedBack = 0;
+    int last = 0;
     std::set<int> different;
     do {
         SettingsManager::reloadSettings();
         bringUp();
         const int found = testsupport::generationOf(storage(name)->settingsSet());
-        mixtures += found < 0 ? 1 : 0;
+        steppedBack += found < last ? 1 : 0;
+        last = found;
         different.insert(found);
         ++starts;
     } while (!std::filesystem::exists(end));
     return std::to_string(starts) + " " + std::to_string(different.size()) + " " +
-           std::to_string(mixtures);
+           std::to_string(*different.begin()) + " " + std::to_string(steppedBack);
 }
 
 [[noreturn]] std::string leave(std::istream&) {

@@ -3,12 +3,8 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <iostream>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <sys/resource.h>
-#include <vector>
 
 #include "Sanitized.h"
 #include "ToolRun.h"
@@ -139,48 +135,6 @@ TEST_F(T8settingsList, HundredThousandSettingsAreListedAndFound) {
     const ToolRun unknown = run({"get", "many/k1123456"});
     EXPECT_THAT(unknown.err, HasSubstr("did you mean many/k112345"));
     EXPECT_EQ(3, unknown.exitCode);
-}
-
-/// How long the processor has worked for the child processes that have ended.
-double secondsOfChildren() {
-    rusage use{};
-    getrusage(RUSAGE_CHILDREN, &use);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(use.ru_utime) + seconds(use.ru_stime);
-}
-
-class T8settingsTime : public T8settingsList {
-protected:
-    /// The least time of some runs on a store with so many settings: whatever else the machine does
-    /// makes it longer.
-    double secondsOf(const std::vector<std::string>& words, std::size_t settings, int runs) const {
-        std::string file = "#name = many\n";
-        for (std::size_t i = 0; i < settings; ++i) {
-            file += "k" + std::to_string(1000000 + i) + " = int,1\n";
-        }
-        put("qel-default-settings/many.ini", file);
-        double least = std::numeric_limits<double>::max();
-        for (int i = 0; i < runs; ++i) {
-            const double before = secondsOfChildren();
-            EXPECT_EQ(0, run(words).exitCode);
-            least = std::min(least, secondsOfChildren() - before);
-        }
-        return least;
-    }
-};
-
-TEST_F(T8settingsTime, GrowsNoFasterThanTheNumberOfSettings) {
-    constexpr std::size_t kMany = 100000 / testsupport::kTimesLess;
-    for (const auto& words :
-         {std::vector<std::string>{"list"}, {"list", "--origin"}, {"get", "many/k1000999"}}) {
-        const double few = secondsOf(words, kMany / 10, 3);
-        const double many = secondsOf(words, kMany, 1);
-        std::cout << words.front() << " of " << kMany << " settings: " << 1000 * many
-                  << " ms, of a tenth of them " << 1000 * few << " ms\n";
-        EXPECT_LT(many, 20 * few) << words.front();
-    }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "Sanitized.h"
 #include "ToolRun.h"
 
 namespace {
@@ -466,7 +467,7 @@ TEST_F(T8settingsSet, NamesOfAnyBytesCanBeSet) {
 // Time that is square in the name's length would be minutes.
 TEST_F(T8settingsSet, NameOfVeryManySlashesTakesNoTime) {
     std::string name;
-    for (int i = 0; i < 1 << 20; ++i) name += "a/";
+    for (std::size_t i = 0; i < (1 << 20) / testsupport::kTimesLess; ++i) name += "a/";
     put("qel-default-settings/long.ini", "#name = long\n[b]\nb = int,1\n" + name + "k = int,1\n");
     const auto fewSeconds = [] {
         const rlimit seconds = {20, 20};

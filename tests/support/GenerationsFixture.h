@@ -41,11 +41,6 @@ inline std::string nameOfStart(const testing::TestParamInfo<Start>& start) {
     return kNames[static_cast<int>(start.param)];
 }
 
-inline auto everyLoadedStart() {
-    return testing::Values(Start::kNoFile, Start::kOrdinaryFile, Start::kGoodCopyLeft,
-                           Start::kDamagedCopyLeft);
-}
-
 inline auto everyStart() {
     return testing::Values(Start::kNoFile, Start::kOrdinaryFile, Start::kGoodCopyLeft,
                            Start::kDamagedCopyLeft, Start::kDamagedFileStands, Start::kUnreadCopy,
@@ -145,32 +140,36 @@ protected:
         }
     }
 
-    /// A process starts, and what it cannot do makes the start what it is.
-    bool startUp(Storage& storage, Start start, FileCalls& calls) {
-        calls.fail(start == Start::kDamagedFileStands       ? "rename rw.ini rw.ini.bad"
-                   : start == Start::kDamagedFileOfTwoNames ? "unlink rw.ini"
-                                                            : "open rw.ini.tmp",
+    /// What a process cannot do when it starts makes the start what it is.
+    static void obstruct(Start start, FileCalls& calls, const std::string& file) {
+        calls.fail(start == Start::kDamagedFileStands       ? "rename " + file + " " + file + ".bad"
+                   : start == Start::kDamagedFileOfTwoNames ? "unlink " + file
+                                                            : "open " + file + ".tmp",
                    EIO, stands(start) ? FileCalls::kForGood : 0);
+    }
+
+    bool startUp(Storage& storage, Start start, FileCalls& calls) {
+        obstruct(start, calls, "rw.ini");
         const bool started = storage.init(&manager_, nullptr);
         calls.mend();
         return started;
     }
 
     /// Whatever stood at the start lies somewhere in each state that a power cut has left so far.
-    void expectKeptSomewhere(Start start) const {
-        Files kept = stands(start) ? filesAt(start, "", "settings") : Files();
+    void expectKeptSomewhere(Start start, const std::string& file = "rw.ini",
+                             const std::string& name = "settings") const {
+        Files kept = stands(start) ? filesAt(start, "", name) : Files();
         if (start == Start::kUnreadCopyOfAGoodFile) {
             kept.erase("");
         }
         for (const auto& state : cuts_.states()) {
-            for (const auto& file : kept) {
-                const std::string& bytes = bytesIn(kept, file.first);
+            for (const auto& old : kept) {
+                const std::string& bytes = bytesIn(kept, old.first);
                 EXPECT_TRUE(std::any_of(state.first.begin(), state.first.end(),
                                         [&](const auto& found) { return found.second == bytes; }))
                     << bytes << " is lost in " << testing::PrintToString(state.first);
-                EXPECT_TRUE(!isSecondName(file.second) ||
-                            state.first.count("rw.ini" + file.first) == 0 ||
-                            bytesIn(state.first, "rw.ini" + file.first) == bytes)
+                EXPECT_TRUE(!isSecondName(old.second) || state.first.count(file + old.first) == 0 ||
+                            bytesIn(state.first, file + old.first) == bytes)
                     << "was written through another name in "
                     << testing::PrintToString(state.first);
             }

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 #include <string>
@@ -34,8 +35,7 @@ protected:
         kinds_ = testsupport::everyKind(*types_, "settings/");
         EXPECT_TRUE(reopen(GetParam()));
         for (const Generations& kind : kinds_) {
-            holders_.push_back(boost::make_shared<SettingHolder>(kind.name, kind.values[0]));
-            EXPECT_TRUE(storage_->registerSetting(holders_.back()));
+            add(kind.name, kind.values[0]);
         }
     }
     ~EveryKindThreads() override {
@@ -45,12 +45,14 @@ protected:
         Storage::syncWrites(true);
     }
 
-    /// Changes each setting in each round, in an order of values of its own.
+    /// Changes each setting in each round, in an order of values of its own. Looks it up each time,
+    /// as a reset puts others in place of the settings.
     void change(unsigned int stride) const {
         for (unsigned int round = 0; round < rounds_; ++round) {
             for (std::size_t i = 0; i < kinds_.size(); ++i) {
                 const auto& values = kinds_[i].values;
-                EXPECT_TRUE(holders_[i]->setValue(values[(round * stride + i) % values.size()]));
+                EXPECT_TRUE(setting(kinds_[i].name)
+                                ->setValue(values[(round * stride + i) % values.size()]));
             }
         }
     }
@@ -58,17 +60,22 @@ protected:
     void read() const {
         for (unsigned int round = 0; round < 2 * rounds_; ++round) {
             for (std::size_t i = 0; i < kinds_.size(); ++i) {
-                const std::string text = Generations::textOf(holders_[i]->value(), *types_);
+                const std::string text =
+                    Generations::textOf(setting(kinds_[i].name)->value(), *types_);
                 EXPECT_TRUE(kinds_[i].has(text)) << kinds_[i].name << " " << text;
             }
         }
     }
 
     void saveAndLook() {
+        // There is no file before the first change.
+        bool isThere = false;
         for (unsigned int round = 0; round < rounds_; ++round) {
             EXPECT_TRUE(storage_->save());
             std::string data;
-            if (storage_->loadInifileData(rw_, data)) {
+            isThere = isThere || testsupport::exists(rw_);
+            if (isThere) {
+                EXPECT_TRUE(storage_->loadInifileData(rw_, data)) << log_.dump();
                 expectWhole(data);
             }
         }
@@ -102,6 +109,17 @@ protected:
         }
     }
 
+    /// The defaults, which every kind has in common with generation 0.
+    void buildDefaultsOfEveryKind() {
+        std::string text = "#name = settings\n";
+        for (const Generations& kind : kinds_) {
+            text +=
+                kind.name.substr(std::string("settings/").size()) + " = " + kind.texts[0] + "\n";
+        }
+        buildDefaults(text);
+        storage_->filename(defaults_);
+    }
+
     void flush() const {
         for (unsigned int round = 0; round < rounds_; ++round) {
             SettingsManager::flushAllSettings();
@@ -125,19 +143,18 @@ protected:
     }
 
     std::vector<Generations> kinds_;
-    std::vector<boost::shared_ptr<SettingHolder>> holders_;
 };
 
 TEST_P(EveryKindThreads, ValuesAreReadAndSavedWholeAndTheLastOnesStayInTheFile) {
     atOnce({[&] { change(1); }, [&] { change(5); }, [&] { read(); }, [&] { saveAndLook(); },
             [&] { registerMore(); }, [&] { flush(); }});
     constexpr unsigned int kLast = Generations::kCount - 1;
-    for (std::size_t i = 0; i < kinds_.size(); ++i) {
-        EXPECT_TRUE(holders_[i]->setValue(kinds_[i].values[kLast]));
+    for (const Generations& kind : kinds_) {
+        EXPECT_TRUE(setting(kind.name)->setValue(kind.values[kLast]));
     }
     if (GetParam() == Storage::Save_async) {
         SettingsStorageFileAsyncSaver::instance()->stop();
-    } else if (GetParam() == Storage::Save_onDemand) {
+    } else if (GetParam() != Storage::Save_onEachChange) {
         EXPECT_TRUE(storage_->save());
     }
     EXPECT_FALSE(storage_->dirty());
@@ -166,8 +183,36 @@ TEST_P(EveryKindThreads, LastValuesOfAThreadThatSavesItselfAreInTheFileWhenItsSa
             [&] { read(); }});
 }
 
+// Whoever is at work when the reset comes goes on after it.
+TEST_P(EveryKindThreads, FileOfAResetIsWholeAndNobodySavesAfterIt) {
+    std::atomic<bool> isReset{false};
+    std::string left;
+    const auto untilReset = [&](const auto& work) {
+        do {
+            work();
+        } while (!isReset);
+        work();
+    };
+    buildDefaultsOfEveryKind();
+    atOnce({[&] { untilReset([&] { change(1); }); }, [&] { untilReset([&] { read(); }); },
+            [&] { untilReset([&] { storage_->save(); }); }, [&] { untilReset([&] { flush(); }); },
+            [&] {
+                change(5);
+                EXPECT_TRUE(storage_->resetToDefaults());
+                left = testsupport::readFile(rw_);
+                isReset = true;
+            }});
+    EXPECT_EQ(left, testsupport::readFile(rw_));
+    EXPECT_FALSE(testsupport::exists(copy_));
+    EXPECT_FALSE(storage_->save());
+    std::string data;
+    ASSERT_TRUE(storage_->loadInifileData(rw_, data));
+    expectWhole(data);
+}
+
 INSTANTIATE_TEST_SUITE_P(Policies, EveryKindThreads,
-                         testing::Values(SettingStorageFileBase::Save_onDemand,
+                         testing::Values(SettingStorageFileBase::Save_unspecified,
+                                         SettingStorageFileBase::Save_onDemand,
                                          SettingStorageFileBase::Save_onEachChange,
                                          SettingStorageFileBase::Save_async),
                          testing::PrintToStringParamName());
