@@ -12,7 +12,6 @@
 #include "files/Descriptor.h"
 #include "files/DirectoryLock.h"
 #include "files/FileStatus.h"
-#include "files/WholeFile.h"
 
 QEL_LOG_CONTEXT("Qel::Settings", "src/SettingsStorageFileBase");
 
@@ -25,16 +24,6 @@ namespace {
 constexpr char kDamaged[] = "damaged";
 /// It may be whole: this process could not read it, or not be sure that nobody was writing it.
 constexpr char kUnread[] = "unread";
-
-const char* stateOf(const std::string& path) {
-    try {
-        std::string data;
-        return !files::readWholeFile(path, data) && files::mayBeReadLater(errno) ? kUnread
-                                                                                 : kDamaged;
-    } catch (const std::bad_alloc&) {
-        return kUnread;
-    }
-}
 
 }  // namespace
 
@@ -65,6 +54,7 @@ bool SettingStorageFileBase::loadReadWriteFile() {
 
 bool SettingStorageFileBase::readWriteFileLoads() {
     unread_ = false;
+    fileUnread_ = false;
     if (!loadFile(rwFilename_)) {
         return false;
     }
@@ -108,7 +98,7 @@ void SettingStorageFileBase::setAsideReadWriteFile(const files::DirectoryLock& d
         const int error = errno;
         QEL_LOG(kError, "Failed to rename file to '%s', errno=%d", setAside.c_str(), error);
         if (error != ENOENT) {
-            letFileStand(stateOf(rwFilename_));
+            letFileStand(fileUnread_ ? kUnread : kDamaged);
         }
     }
 }
@@ -141,8 +131,6 @@ bool SettingStorageFileBase::damagedFileIsKept(const std::string& path, const st
             return false;
         }
     }
-    // What could not be kept is lost only when it is overwritten: should this save fail before, the
-    // next may keep it.
     if (standing.copyError == 0 && standing.fileError == 0) {
         standing = {};
     }
@@ -175,22 +163,24 @@ bool SettingStorageFileBase::keep(const std::string& path, int& error) {
     return false;
 }
 
+// What could not be kept is lost now, not before: a save that fails earlier may be followed by one
+// that can keep it. What lies there from now on is the library's own text and not to be kept.
 void SettingStorageFileBase::damagedFileIsOverwritten(const std::string& path,
-                                                      const std::string& copy) {
-    if (path == rwFilename_ && standing_.state != nullptr) {
-        giveUp(copy, standing_.copyError);
-        giveUp(path, standing_.fileError);
-        standing_ = {};
+                                                      const std::string& overwritten) {
+    if (path != rwFilename_ || standing_.state == nullptr) {
+        return;
     }
-}
-
-void SettingStorageFileBase::giveUp(const std::string& path, int error) {
+    int& error = overwritten == path ? standing_.fileError : standing_.copyError;
     if (error != 0) {
         const std::string reason = std::generic_category().message(error);
         QEL_LOG(kError,
                 "'%s' is lost and written afresh: the %s file there can neither be set aside nor "
                 "copied: %s",
-                path.c_str(), standing_.state, reason.c_str());
+                overwritten.c_str(), standing_.state, reason.c_str());
+    }
+    error = 0;
+    if (standing_.copyError == 0 && standing_.fileError == 0) {
+        standing_ = {};
     }
 }
 

@@ -87,10 +87,11 @@ bool SettingStorageInifile::writeIniFile(const std::string& file, const std::str
     if (!mayStillWrite() || !damagedFileIsKept(file, copy, directory)) {
         return false;
     }
-    const files::WriteResult result =
-        files::writeThroughCopy({file, copy, data, mayBeWholeText(copy), syncingWrites.load(),
-                                 [&] { damagedFileIsOverwritten(file, copy); }},
-                                directory);
+    const bool copyIsPrecious = copyIsNotKept(file) || mayBeWholeText(copy);
+    const files::WriteResult result = files::writeThroughCopy(
+        {file, copy, data, copyIsPrecious, syncingWrites.load(),
+         [&](const std::string& path) { damagedFileIsOverwritten(file, path); }},
+        directory);
     if (result != files::WriteResult::kCopyFailed && file == crcFile_) {
         // What is on the disk is no longer what was read or saved last, so no later text may pass
         // for unchanged.
@@ -163,7 +164,8 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
 }
 
 void SettingStorageInifile::noteUnreadable(int error, const std::string& path, bool isFile) {
-    const bool mayBeCopy = !isFile && files::mayBeReadLater(error);
+    const bool mayBeOne = files::mayBeReadLater(error);
+    const bool mayBeCopy = !isFile && mayBeOne;
     // A copy need not be there; the file itself is worth a word.
     if (mayBeCopy || (isFile && error != ENOENT)) {
         const std::string reason = std::generic_category().message(error);
@@ -171,6 +173,9 @@ void SettingStorageInifile::noteUnreadable(int error, const std::string& path, b
                 reason.c_str());
     }
     copyIsUnread_ = copyIsUnread_ || mayBeCopy;
+    if (isFile && mayBeOne) {
+        noteFileUnread();
+    }
     // A shortage says nothing about the file.
     if (mayBeCopy || (isFile && files::passesByItself(error))) {
         noteUnread();

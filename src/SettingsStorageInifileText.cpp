@@ -64,6 +64,13 @@ private:
     std::size_t prefix_;
 };
 
+void tellOfLateRootSetting(const SettingHolder& holder) {
+    QEL_LOG(kError,
+            "SettingStorageInifile: '%s' has no section and will load under the one before it in "
+            "the file",
+            holder.name().c_str());
+}
+
 }  // namespace
 
 /// What is known while a file is read.
@@ -212,6 +219,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     const std::string root = name() + "/";
     std::string_view lastPrefix;
     bool inSection = false;
+    bool sectionsStand = false;
     text::SectionsInOrder sections(sections_);
     NamesReadBack names(name().size());
     SettingFactory::Writer writer(*types, " = ");
@@ -228,6 +236,10 @@ bool SettingStorageInifile::buildText(std::string& data) const {
         }
         if (!inSection || prefix != lastPrefix) {
             const std::string_view section = sectionOf(prefix, root);
+            if (section.empty() && sectionsStand) {
+                tellOfLateRootSetting(*holder);
+            }
+            sectionsStand = sectionsStand || !section.empty();
             names.startSection(whiteSpace.trim(section));
             data.append(inSection ? "\n\n[" : "\n[").append(section).append("]");
             lastPrefix = prefix;

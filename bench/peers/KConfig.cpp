@@ -67,12 +67,12 @@ public:
 
 protected:
     void prepareName(const Setting& setting) override {
-        names_.push_back({QString::fromStdString(setting.section), setting.key});
+        names_.push_back({QByteArray::fromStdString(setting.section), setting.key});
     }
 
 private:
     struct Name {
-        QString section;
+        QByteArray section;
         std::string key;
     };
 

@@ -17,8 +17,8 @@ std::unique_ptr<Store> makeLibconfig(const Settings& settings, const std::string
 std::unique_ptr<Store> makeSqlite(const Settings& settings, const std::string&);
 std::unique_ptr<Store> makeLmdb(const Settings& settings, const std::string&);
 
-/// Writes what is still in the system's caches of the file, and of the directory's entry for it,
-/// to the disk: for the libraries that have no such option of their own.
+/// Writes what is still in the system's caches of the file to the disk: for the libraries that have
+/// no such option of their own and leave the directory's entry as it is.
 void syncFile(const std::string& path);
 
 /// Replaces the file as a whole and durably: for the libraries that give their text away and leave

@@ -49,7 +49,6 @@ void write(const std::string& path, const std::string& text, Durability durabili
 
 void syncFile(const std::string& path) {
     sync(path);
-    sync(directoryOf(path));
 }
 
 void replaceFile(const std::string& path, const std::string& text, Durability durability) {

@@ -69,42 +69,6 @@ Copied copyContent(const Descriptor& from, const Descriptor& to) {
     }
 }
 
-Copied copyAside(const std::string& path, std::string& kept) {
-    const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    const auto status = damaged.isOpen() ? statusOf(damaged) : std::nullopt;
-    if (!status) {
-        return errno == ENOENT ? Copied::kDone : Copied::kNotRead;
-    }
-    if (!status->isRegular) {
-        return Copied::kDone;
-    }
-    if (status->names > 1) {
-        // One of them may be the one under which it is kept.
-        errno = EMLINK;
-        return Copied::kNotRead;
-    }
-    std::string name;
-    Descriptor copy;
-    const auto create = [&] {
-        copy = openFile(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivatePermissions);
-        return copy.isOpen();
-    };
-    if (!takeFreeName(path, name, create)) {
-        return Copied::kNotWritten;
-    }
-    giveAccess(copy, {status->permissions, status->owner, status->group});
-    Copied copied = copyContent(damaged, copy);
-    if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
-        copied = Copied::kNotWritten;
-    }
-    if (copied == Copied::kDone) {
-        kept = name;
-    } else {
-        takeBack(name);
-    }
-    return copied;
-}
-
 /// Gives the file a second name, unless it has been given that before. Where the file system has no
 /// such thing, or not for somebody else's file, one that may be moved gets the other name in place
 /// of the first.
@@ -127,6 +91,41 @@ bool keepUnderAnotherName(const std::string& path, std::string& kept, bool mayMo
         return true;
     }
     return errno == ENOENT;
+}
+
+Copied copyAside(const std::string& path, std::string& kept) {
+    const Descriptor damaged = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const auto status = damaged.isOpen() ? statusOf(damaged) : std::nullopt;
+    if (!status) {
+        return errno == ENOENT ? Copied::kDone : Copied::kNotRead;
+    }
+    if (!status->isRegular) {
+        return Copied::kDone;
+    }
+    // One of its other names may be the one under which it is kept.
+    if (status->names > 1 && keepUnderAnotherName(path, kept, false)) {
+        return Copied::kDone;
+    }
+    std::string name;
+    Descriptor copy;
+    const auto create = [&] {
+        copy = openFile(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivatePermissions);
+        return copy.isOpen();
+    };
+    if (!takeFreeName(path, name, create)) {
+        return Copied::kNotWritten;
+    }
+    giveAccess(copy, {status->permissions, status->owner, status->group});
+    Copied copied = copyContent(damaged, copy);
+    if (copied == Copied::kDone && !(syncData(copy) && copy.close())) {
+        copied = Copied::kNotWritten;
+    }
+    if (copied == Copied::kDone) {
+        kept = name;
+    } else {
+        takeBack(name);
+    }
+    return copied;
 }
 
 }  // namespace

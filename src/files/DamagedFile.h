@@ -12,8 +12,9 @@ class DirectoryLock;
 /// Keeps the content of a damaged or unread file that is about to be overwritten: copies it, with
 /// its owner, group and permissions, to the first free one of "PATH.bad", "PATH.bad.1" up to
 /// "PATH.bad.99". What has other names, cannot be read or cannot be copied, as the disk is full,
-/// say, is given that name besides its own; where that is impossible, what cannot be read gets it
-/// in place of its own. Replaces nothing, whoever else takes names at that moment.
+/// say, is given that name besides its own; where that is impossible, what has other names is
+/// copied and what cannot be read gets it in place of its own. Replaces nothing, whoever else takes
+/// names at that moment.
 ///
 /// `kept` is the new path, "" when no plain file lies at `path`, which is no failure. The content
 /// is on the disk then, but not the entry that shows it: the caller syncs the directory before it

@@ -8,7 +8,7 @@
 //
 // A whole copy that is left from an interrupted save may be the only whole text, its file having
 // been torn by that interruption. It is never truncated: the new text is written aside and renamed
-// onto it.
+// onto it. So it is with a damaged one that could not be kept for a person to look at.
 
 #include "files/SafeWrite.h"
 
@@ -168,6 +168,12 @@ std::string asideOf(const SafeWrite& write) {
     return write.copy + ".new";
 }
 
+void tellOverwritten(const SafeWrite& write, const std::string& path) {
+    if (write.overwritten) {
+        write.overwritten(path);
+    }
+}
+
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
     const std::string aside = asideOf(write);
     if (writeCopy(aside, write, nullptr) != WriteResult::kDone) {
@@ -177,6 +183,7 @@ WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& dir
         discardCopy(aside, false, nullptr);
         return WriteResult::kCopyFailed;
     }
+    tellOverwritten(write, write.copy);
     // Past the rename the new copy is what a load finds, so a failure is not "nothing happened".
     return !write.durable || directory.syncDirectory() ? WriteResult::kDone
                                                        : WriteResult::kFileFailed;
@@ -211,7 +218,11 @@ bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
     const bool goesOn = original.hasOtherNames && isKept(write.file);
     Descriptor file = goesOn ? openInPlace(write, original.access)
                              : openTruncated(write.file, kNewFilePermissions);
-    if (!file.isOpen() || !writeAll(file, write.data) || !finish(file, write.durable)) {
+    if (!file.isOpen()) {
+        return false;
+    }
+    tellOverwritten(write, write.file);
+    if (!writeAll(file, write.data) || !finish(file, write.durable)) {
         return false;
     }
     const bool isNew = goesOn || !original.exists;
@@ -228,9 +239,6 @@ WriteResult writeThroughCopy(const SafeWrite& write, const DirectoryLock& direct
     const WriteResult copyPlaced = placeCopy(write, directory);
     if (copyPlaced != WriteResult::kDone) {
         return copyPlaced;
-    }
-    if (write.beforeFile) {
-        write.beforeFile();
     }
     if (!writeFile(write, directory)) {
         return WriteResult::kFileFailed;

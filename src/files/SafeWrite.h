@@ -20,14 +20,15 @@ struct SafeWrite {
     const std::string& file;
     const std::string& copy;
     const std::string& data;
-    /// The copy that lies there already may be the only whole text there is, so it is not
-    /// overwritten but replaced in one step.
+    /// The copy that lies there already may be the only whole text there is, or is worth a look, so
+    /// it is not overwritten but replaced in one step when the new text is whole.
     bool copyIsPrecious;
     /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
     /// the process only.
     bool durable;
-    /// Called when the new text is in the copy, right before the file is overwritten.
-    std::function<void()> beforeFile = {};
+    /// Called with the path of a precious copy, then of the file, each time as soon as what lay
+    /// there is gone from it.
+    std::function<void(const std::string& path)> overwritten = {};
 };
 
 /// Writes the copy, then the file, then deletes the copy: at every moment at least one of the two

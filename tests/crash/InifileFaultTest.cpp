@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "GenerationsFixture.h"
+#include "Sanitized.h"
 #include "files/DirectoryLock.h"
 
 namespace {
@@ -257,9 +258,11 @@ protected:
 
     /// Saves the change under the fault; false when it has not struck. `next` is saved after it.
     bool strike(const Fault& fault, int next);
-    /// Each call of the verb is struck in turn, until there are no more.
+    /// Each call of the verb is struck in turn, until there are no more; of kTimesLess sweeps, one
+    /// is made.
     void sweep(const std::string& verb, int error, bool forGood, bool halfFirst = false);
 
+    std::size_t offered_ = 0;
     int faults_ = 0;
 };
 
@@ -309,6 +312,9 @@ bool InifileFault::strike(const Fault& fault, int next) {
 }
 
 void InifileFault::sweep(const std::string& verb, int error, bool forGood, bool halfFirst) {
+    if (offered_++ % testsupport::kTimesLess != 0) {
+        return;
+    }
     for (int number = 0, struck = 1; struck != 0; ++number) {
         struck = 0;
         for (const int next : {3, generationAt(GetParam())}) {

@@ -44,8 +44,10 @@ protected:
         return "'" + rw_ + "' is not saved, a later save tries again: the " + state +
                " file there can neither be set aside nor copied: " + reason;
     }
-    std::string lost(const std::string& reason) const {
-        return "'" + rw_ +
+    std::string lost(const std::string& reason) const { return lost(rw_, reason); }
+    std::string lostCopy(const std::string& reason) const { return lost(copy_, reason); }
+    static std::string lost(const std::string& path, const std::string& reason) {
+        return "'" + path +
                "' is lost and written afresh: the damaged file there can neither be set aside nor "
                "copied: " +
                reason;

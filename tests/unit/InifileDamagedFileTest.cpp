@@ -213,14 +213,62 @@ TEST_F(InifileDamagedFile, IsKeptThoughItsCopyIsLost) {
     calls.fail("create rw.ini.tmp.bad", EIO);
     calls.fail("link rw.ini.tmp rw.ini.tmp.bad", EPERM);
     EXPECT_TRUE(storage_->save());
-    EXPECT_EQ(loggedByBase(5, "'" + copy_ +
-                                  "' is lost and written afresh: the damaged file there can "
-                                  "neither be set aside nor copied: Input/output error"),
-              1U)
-        << log_.dump();
+    EXPECT_EQ(loggedByBase(5, lostCopy("Input/output error")), 1U) << log_.dump();
     EXPECT_EQ(readFile(rw_), kSaved);
     EXPECT_EQ(readFile(second_), kDamaged);
     EXPECT_FALSE(exists(copy_ + ".bad"));
+}
+
+// Nor is the torn copy that an earlier save has left beside it.
+TEST_F(InifileDamagedFile, LosesItsCopyToNoSaveThatFailsToWriteAnother) {
+    for (const char* const call : {"create", "write", "fdatasync"}) {
+        writeFile(copy_, "torn");
+        loadDamaged();
+        FileCalls calls(dir_.path());
+        calls.fail("create rw.ini.tmp.bad", EIO);
+        calls.fail("link rw.ini.tmp rw.ini.tmp.bad", EPERM);
+        calls.fail(std::string(call) + " rw.ini.tmp", EIO);
+        calls.fail(std::string(call) + " rw.ini.tmp.new", EIO);
+        EXPECT_FALSE(storage_->save()) << call;
+        EXPECT_EQ(readFile(copy_), "torn") << call;
+        EXPECT_FALSE(exists(copy_ + ".new")) << call;
+        calls.mend();
+        EXPECT_TRUE(storage_->save()) << call;
+        EXPECT_EQ(readFile(copy_ + ".bad"), "torn") << call;
+        EXPECT_EQ(loggedByBase(5, lostCopy("Input/output error")), 0U) << log_.dump();
+        std::filesystem::remove(copy_ + ".bad");
+        std::filesystem::remove(second_);
+    }
+}
+
+// The copy that lies there from then on is the new text.
+TEST_F(InifileDamagedFile, MayBeKeptByTheSaveAfterTheOneThatHasReplacedItsCopy) {
+    for (const char* const call : {"fsync .", "create rw.ini"}) {
+        writeFile(copy_, "torn");
+        loadDamaged();
+        FileCalls calls(dir_.path());
+        for (const char* const path : {"rw.ini", "rw.ini.tmp"}) {
+            const std::string name = path;
+            calls.fail("link " + name + " " + name + (name == "rw.ini" ? ".bad.1" : ".bad"), EPERM);
+        }
+        calls.fail("create rw.ini.bad.1", EIO);
+        calls.fail("create rw.ini.tmp.bad", EIO);
+        calls.fail(call, EIO);
+        EXPECT_FALSE(storage_->save()) << call;
+        EXPECT_EQ(calls.struck().size(), 5U) << call;
+        EXPECT_EQ(readFile(copy_), kSaved) << call;
+        EXPECT_EQ(readFile(rw_), kDamaged) << call;
+        EXPECT_EQ(loggedByBase(5, lostCopy("Input/output error")), 1U) << log_.dump();
+        EXPECT_EQ(loggedByBase(5, lost("Input/output error")), 0U) << log_.dump();
+        EXPECT_TRUE(storage_->save()) << call;
+        EXPECT_EQ(readFile(rw_), kSaved) << call;
+        EXPECT_EQ(readFile(second_), kDamaged) << call;
+        EXPECT_FALSE(exists(copy_ + ".bad")) << call;
+        EXPECT_EQ(loggedByBase(5, lostCopy("Input/output error")), 1U) << log_.dump();
+        EXPECT_EQ(loggedByBase(5, lost("Input/output error")), 0U) << log_.dump();
+        std::filesystem::remove(second_);
+        log_.clear();
+    }
 }
 
 TEST_F(InifileDamagedFile, HoldsNoSaveUpWhenTheEntryOfItsCopyIsNotSafe) {
@@ -417,6 +465,23 @@ TEST_F(InifileDamagedFile, ThatACutSaveHasLeftUnderTwoNamesBesideAGoodCopyIsNotO
         EXPECT_EQ(readFile(rw_), kSaved);
         EXPECT_EQ(readFile(name), kDamaged);
     }
+}
+
+// Moved, it would be missing should the save fail then.
+TEST_F(InifileDamagedFile, OfTwoNamesIsCopiedAndStaysWhereItCanHaveNoThird) {
+    loadDamaged();
+    std::filesystem::create_hard_link(rw_, dir_.file("elsewhere"));
+    FileCalls calls(dir_.path());
+    calls.fail("link", EPERM, FileCalls::kForGood);
+    calls.fail("create rw.ini.tmp", EIO);
+    EXPECT_FALSE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kDamaged);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_EQ(loggedByBase(4, keptAs(second_)), 1U) << log_.dump();
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(readFile(rw_), kSaved);
+    EXPECT_EQ(readFile(second_), kDamaged);
+    EXPECT_FALSE(exists(bad_ + ".2"));
 }
 
 // What it leads to may be somebody else's: the link goes on under the other name.

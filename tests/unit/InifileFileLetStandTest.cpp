@@ -452,7 +452,8 @@ TEST_F(InifileUnreadFile, IsNotCopiedAgainWhenOnlyTheEntryOfTheCopyIsNotSafeYet)
     EXPECT_FALSE(exists(second_));
 }
 
-// What the disk could not read at the start it may be able to read later: nobody knows of damage.
+// What the disk could not read at the start it may be able to read later, even right after the
+// start has given up: nobody knows of damage.
 TEST_F(InifileUnreadFile, ThatCouldNotBeSetAsideEitherIsNotOverwrittenUnkept) {
     for (const int error : {EIO, EACCES, ESTALE}) {
         build("#name = settings\n[]\na = int,7");
@@ -460,7 +461,7 @@ TEST_F(InifileUnreadFile, ThatCouldNotBeSetAsideEitherIsNotOverwrittenUnkept) {
         create();
         {
             FileCalls calls(dir_.path());
-            calls.fail("open rw.ini", error, FileCalls::kForGood);
+            calls.fail("open rw.ini", error, error == EIO ? 2 : FileCalls::kForGood);
             calls.fail("rename rw.ini rw.ini.bad", EIO);
             ASSERT_TRUE(storage_->init(&manager_, nullptr));
         }
@@ -475,6 +476,20 @@ TEST_F(InifileUnreadFile, ThatCouldNotBeSetAsideEitherIsNotOverwrittenUnkept) {
         EXPECT_EQ(readFile(bad_), healthy_) << error;
         std::filesystem::remove(bad_);
     }
+}
+
+TEST_F(InifileUnreadFile, ThatTheSecondLookFindsDamagedIsADamagedOne) {
+    writeFile(rw_, kDamaged);
+    create();
+    {
+        FileCalls calls(dir_.path());
+        calls.fail("open rw.ini", EIO);
+        calls.fail("rename rw.ini rw.ini.bad", EIO);
+        ASSERT_TRUE(storage_->init(&manager_, nullptr));
+    }
+    setting("settings/a")->setValue(2);
+    EXPECT_TRUE(storage_->save());
+    EXPECT_EQ(loggedByBase(4, keptAs(bad_)), 1U) << log_.dump();
 }
 
 TEST_F(InifileUnreadFile, StaysWhenEveryNameIsTaken) {

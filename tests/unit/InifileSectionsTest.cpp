@@ -48,6 +48,11 @@ TEST_F(InifileSections, RootSettingsStandAfterABracketPairAndMayReadBackInASecti
     add("settings/sound/bass", static_cast<signed char>(-2));
     add("settings/zeta", 26);
     EXPECT_EQ(saved(), readFile(T8_TEST_DATA_DIR "/ini/three-roots.ini"));
+    EXPECT_EQ(logged(5,
+                     "SettingStorageInifile: 'settings/zeta' has no section and will load under "
+                     "the one before it in the file"),
+              1U)
+        << log_.dump();
     defaults_.clear();
     ASSERT_TRUE(reopen());
     check({"settings/a = int,1", "settings/sound/bass = int8,-2", "settings/sound/zeta = int,26"});

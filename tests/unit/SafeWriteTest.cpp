@@ -185,20 +185,33 @@ TEST_F(SafeWrite, WhatHasAnotherNameThanThatOfTheCopyKeepsItsOwner) {
     EXPECT_EQ(status.st_uid, ::geteuid());
 }
 
-TEST_F(SafeWrite, TheFileIsAnnouncedRightBeforeItIsOverwritten) {
-    writeFile(file_, "old");
-    std::string found;
-    const DirectoryLock directory(dir_.path(), DirectoryLock::Mode::kExclusive);
-    const auto look = [&] { found += readFile(file_) + ", " + readFile(copy_); };
-    EXPECT_EQ(writeThroughCopy({file_, copy_, "new", false, true, look}, directory),
-              WriteResult::kDone);
-    EXPECT_EQ(found, "old, new");
-    found = "nothing";
-    FileCalls calls(dir_.path());
-    calls.fail("create x.ini.tmp", EIO);
-    EXPECT_EQ(writeThroughCopy({file_, copy_, "newer", false, true, look}, directory),
-              WriteResult::kCopyFailed);
-    EXPECT_EQ(found, "nothing");
+TEST_F(SafeWrite, ThePreciousCopyAndTheFileAreToldAsSoonAsTheyAreGone) {
+    const struct {
+        const char* failing;
+        WriteResult result;
+        const char* told;
+    } rows[] = {{"create x.ini.tmp.new", WriteResult::kCopyFailed, ""},
+                {"write x.ini.tmp.new", WriteResult::kCopyFailed, ""},
+                {"rename x.ini.tmp.new x.ini.tmp", WriteResult::kCopyFailed, ""},
+                {"fsync .", WriteResult::kFileFailed, "x.ini.tmp: new, old; "},
+                {"create x.ini", WriteResult::kFileFailed, "x.ini.tmp: new, old; "},
+                {"write x.ini", WriteResult::kFileFailed, "x.ini.tmp: new, old; x.ini: new, ; "},
+                {"nothing", WriteResult::kDone, "x.ini.tmp: new, old; x.ini: new, ; "}};
+    for (const auto& row : rows) {
+        writeFile(file_, "old");
+        writeFile(copy_, "torn");
+        std::string told;
+        FileCalls calls(dir_.path());
+        calls.fail(row.failing, EIO);
+        const DirectoryLock directory(dir_.path(), DirectoryLock::Mode::kExclusive);
+        const auto look = [&](const std::string& path) {
+            told +=
+                calls.nameOf(path.c_str()) + ": " + readFile(copy_) + ", " + readFile(file_) + "; ";
+        };
+        EXPECT_EQ(writeThroughCopy({file_, copy_, "new", true, true, look}, directory), row.result)
+            << row.failing;
+        EXPECT_EQ(told, row.told) << row.failing;
+    }
 }
 
 TEST_F(SafeWrite, ALinkThatTakesThePlaceOfTheCopyMeanwhileIsNotFollowed) {

@@ -135,15 +135,25 @@ protected:
     bool damagedFileIsKept(const std::string& path, const std::string& copy,
                            const files::DirectoryLock& directory);
 
-    /// To be called by a subclass that has asked this, right before it overwrites `path`, `copy`
-    /// having been overwritten: what is damaged and could not be kept is lost now, and the log says
-    /// so. A save that fails before may be followed by one that can keep it.
-    void damagedFileIsOverwritten(const std::string& path, const std::string& copy);
+    /// Whether that has let the save go on although the temporary copy of `path` could not be kept.
+    /// The next save may be able to keep it, so one that fails is to leave it as it is.
+    bool copyIsNotKept(const std::string& path) const {
+        return path == rwFilename_ && standing_.copyError > 0;
+    }
+
+    /// To be called by a subclass that has asked these, as soon as it has overwritten that copy,
+    /// then `path` itself: when what lay at `overwritten`, one of the two, could not be kept, the
+    /// log says that it is lost.
+    void damagedFileIsOverwritten(const std::string& path, const std::string& overwritten);
 
     /// To be called by a subclass's load that found something which it could not read but which may
     /// hold the values: should the load fail, the read/write file is not set aside; and when it
     /// does not, the temporary copy is kept by the save that would replace it.
     void noteUnread() { unread_ = true; }
+
+    /// To be called by a subclass's load that could not read the file itself although it may be
+    /// whole: should it not be possible to set it aside, it is not overwritten unless it is kept.
+    void noteFileUnread() { fileUnread_ = true; }
 
     /// Held over every save, load and reset of the storage; recursive, since a subclass's load and
     /// save are called by clients too.
@@ -156,7 +166,8 @@ private:
     /// kept.
     struct Standing {
         const char* state = nullptr;  // "damaged" or "unread", null when nothing stands so
-        // Why they could not be kept, an errno: 0 when they are, -1 when nobody has tried.
+        // Why they could not be kept, an errno: 0 when nothing is left to be kept, -1 when nobody
+        // has tried.
         int copyError = -1;
         int fileError = -1;
     };
@@ -169,7 +180,6 @@ private:
     void setAsideReadWriteFile(const files::DirectoryLock& directory);
     void letFileStand(const char* state);
     bool keep(const std::string& path, int& error);
-    void giveUp(const std::string& path, int error);
     std::string currentErrInfo() const;
     void dropSettings();
     void rememberReplaced(const boost::shared_ptr<SettingHolder>& holder);
@@ -198,6 +208,7 @@ private:
     bool retired_ = false;
     const pid_t process_ = ::getpid();  // that made the storage
     bool unread_ = false;
+    bool fileUnread_ = false;
     Standing standing_;
     mutable std::recursive_mutex storageMutex_;
     mutable std::mutex settingsMutex_;
