@@ -63,6 +63,16 @@ TEST_F(T8settingsSeal, SettingsThatAreHardlyMeantSoAreToldAndSealed) {
     EXPECT_EQ(0, sealed.exitCode);
 }
 
+TEST_F(T8settingsSeal, AnotherStorageNameThanTheDefaultsHaveStopsIt) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    const std::string text = "#name = media\n[sound]\nbass = int8,5\n#crc32 = false\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text,
+                    file_ + ":1: its storage is called \"media\" here and \"settings\" in " +
+                        path("qel-default-settings/settings.ini") +
+                        ": the settings there keep that name; give both the same #name\n");
+}
+
 TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
     const std::string text = kText + "[picture\ntone = int8,1\n";
     put("settings/settings.ini", text);

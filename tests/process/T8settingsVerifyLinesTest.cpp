@@ -176,10 +176,17 @@ TEST_F(T8settingsVerifyLines, FilesOfOneStorageAgreeOnItsName) {
     put("settings/settings.ini", "#name = other\na = int,1\n#crc32 = 1727317709\n");
     EXPECT_THAT(run({"verify"}).out,
                 HasSubstr(path("settings/settings.ini") +
-                          ": its storage is called \"other\" here "
+                          ":1: its storage is called \"other\" here "
                           "and \"settings\" in " +
                           path("qel-default-settings/settings.ini") +
                           ": the settings there keep that name; give both the same #name\n"));
+}
+
+TEST_F(T8settingsVerifyLines, MistypedStorageNameIsOneFindingAndNotOneForEachSetting) {
+    put("settings/settings.ini", "#name = sittings\n[sound]\nbass = int8,3\n#crc32 = 1\n");
+    const std::string out = run({"verify", path("settings/settings.ini")}).out;
+    EXPECT_THAT(out, HasSubstr(":1: its storage is called \"sittings\" here and \"settings\" in "));
+    EXPECT_THAT(out, testing::Not(HasSubstr("did you mean")));
 }
 
 }  // namespace

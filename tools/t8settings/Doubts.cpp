@@ -47,9 +47,8 @@ public:
                 missing_.push_back(known.first);
             }
         }
-        if (missing_.size() * unknown > kMostComparisons) {
-            missing_.clear();
-        }
+        mayBeSlips_ = file.storageName() == defaults_.storageName &&
+                      missing_.size() * unknown <= kMostComparisons;
     }
 
     std::vector<Finding> doubts() const {
@@ -103,7 +102,7 @@ private:
     }
 
     MaybeFinding doubtOfName(const IniFile::Line& line) const {
-        if (defaults_.has(line.name) || missing_.empty()) {
+        if (defaults_.has(line.name) || !mayBeSlips_) {
             return std::nullopt;
         }
         const std::size_t length = lastPart(line.name).size();
@@ -128,6 +127,8 @@ private:
     const FactoryPtr& factory_;
     const KnownDefaults defaults_;
     std::map<std::string, const IniFile::Line*> lines_;  ///< those that count, by name
+    /// Under another name of the storage each of them would be unknown.
+    bool mayBeSlips_ = false;
     Names missing_;  ///< names of the defaults that the file does not have
 };
 

@@ -7,6 +7,7 @@
 
 #include "Doubts.h"
 #include "Exit.h"
+#include "KnownDefaults.h"
 #include "LoadOutcome.h"
 #include "SetUp.h"
 #include "Shell.h"
@@ -94,6 +95,22 @@ std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>&
         ofFile.push_back({file.path(), finding});
     }
     return ofFile;
+}
+
+/// That the first line calls the storage otherwise than its defaults file does.
+std::optional<Finding> otherNameIn(const IniFile& file) {
+    if (!file.saysItsName()) {
+        return std::nullopt;
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (defaults.path.empty() || defaults.storageName == file.storageName()) {
+        return std::nullopt;
+    }
+    return Finding{file.lines().front().number, Harm::kChanged,
+                   "its storage is called " + inQuotes(file.storageName()) + " here and " +
+                       inQuotes(defaults.storageName) + " in " + defaults.path +
+                       ": the settings there keep that name",
+                   "give both the same #name"};
 }
 
 /// What to do about a file that the next load sets aside. What was set aside before may be all
@@ -260,6 +277,9 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
     std::vector<Finding> findings = findingsInLines(file, factory);
     for (Finding& doubt : doubtsIn(file, factory)) {
         findings.push_back(std::move(doubt));
+    }
+    if (const auto otherName = otherNameIn(file)) {
+        findings.push_back(*otherName);
     }
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });

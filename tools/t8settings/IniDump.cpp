@@ -40,14 +40,9 @@ std::string textOf(const Finding& finding) {
     return finding.reason + (finding.remedy.empty() ? "" : "; " + finding.remedy);
 }
 
-bool saysItsName(const IniFile& file) {
-    const auto& lines = file.lines();
-    return !lines.empty() && lines.front().kind == Kind::Header && lines.front().key == "name";
-}
-
 /// Whether the names of its settings are those within a storage.
 bool isOfAStorage(const IniFile& file) {
-    return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || saysItsName(file);
+    return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.saysItsName();
 }
 
 /// Why nothing can be said about its single lines, if so.
@@ -62,7 +57,7 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     if (const auto misplaced = misplacedNameIn(file)) {
         return DumpEntry{placeOf(file, misplaced->line), textOf(*misplaced)};
     }
-    if (hasCrc && file.storageName().empty() && !saysItsName(file)) {
+    if (hasCrc && file.storageName().empty() && !file.saysItsName()) {
         return DumpEntry{placeOf(file, 1),
                          "no #name tells which storage it is of; load the file by its own name"};
     }
