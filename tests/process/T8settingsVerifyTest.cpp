@@ -377,4 +377,30 @@ TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     EXPECT_EQ(1, verify.exitCode);
 }
 
+TEST_F(T8settingsVerify, DirectoryBehindALinkThatLeadsNowhereIsToldByWhoeverLooksThere) {
+    std::filesystem::remove_all(path("settings"));
+    std::filesystem::create_directory_symlink("nowhere", path("settings"));
+    const std::string told =
+        path("settings") + ": the directory cannot be read: it is a link that leads nowhere";
+    const testsupport::ToolRun verify = run({"verify"});
+    EXPECT_EQ(told + "\n1 file, 1 finding\n", verify.out);
+    EXPECT_EQ(1, verify.exitCode);
+    const testsupport::ToolRun get = run({"get", "settings/sound/bass"});
+    EXPECT_EQ("-2\n", get.out);
+    EXPECT_EQ("t8settings: warning: " + told + "; what lies in it may be left out here\n", get.err);
+    EXPECT_EQ(5, get.exitCode);
+}
+
+TEST_F(T8settingsVerify, DirectoryWithoutWhichNothingCanBeSavedIsRemarkedUpon) {
+    std::filesystem::remove_all(path("settings"));
+    const testsupport::ToolRun verify = run({"verify"});
+    EXPECT_EQ(path("settings") + ": not there, and nothing of " + path("qel-default-settings") +
+                  " can be saved without it\n1 file, all sound\n",
+              verify.out);
+    EXPECT_EQ(0, verify.exitCode);
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n#readonly\n[sound]\nbass = int8,1\n");
+    EXPECT_EQ("1 file, all sound\n", run({"verify"}).out);
+}
+
 }  // namespace

@@ -142,6 +142,14 @@ void Verification::verifyIni(const StorageFiles& storage) {
         names.insert(some.begin(), some.end());
     }
     noteNames(storage.readWrite, path, names);
+    noteMissingDirectory(storage);
+}
+
+void Verification::noteMissingDirectory(const StorageFiles& storage) {
+    const std::string directory = Qel::Settings::files::directoryOf(storage.readWrite);
+    if (!isThere(directory) && !defaultsOf(storage).readonly()) {
+        missing_[directory] = Qel::Settings::files::directoryOf(storage.defaults);
+    }
 }
 
 void Verification::verifyGroup(const FileGroup& group) {
