@@ -97,11 +97,15 @@ TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
                                      ".tmp is read in its place; the next save mends it\n"));
     EXPECT_THAT(torn.out, Not(HasSubstr(".bad")));
     std::filesystem::remove(file);
-    EXPECT_THAT(run({"verify"}).out,
-                StartsWith(file +
-                           ".tmp: whole copy of an interrupted save, which no program "
-                           "looks for since " +
-                           file + " is not there; t8settings recover " + file + "\n"));
+    EXPECT_THAT(
+        run({"verify"}).out,
+        StartsWith(
+            file +
+            ".tmp: whole copy of an interrupted save, which no program "
+            "looks for since " +
+            file +
+            " is not there; a program's next save replaces it: first of all: t8settings recover " +
+            file + "\n"));
 }
 
 TEST_F(T8settingsVerify, LinesOfACopyThatIsReadAreJudgedToo) {

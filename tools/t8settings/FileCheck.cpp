@@ -172,7 +172,7 @@ std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
                  {0, Harm::kLost,
                   "whole copy of an interrupted save, which no program looks for since " +
                       group.file.path() + " is not there",
-                  recover}}};
+                  "a program's next save replaces it: first of all: " + recover}}};
     }
     if (takenByLoad(group) != &copy) {
         std::vector<FileFinding> findings = findingsIn(copy);
@@ -337,6 +337,39 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
         addLeftBehind(file, "kept by a save that could not use it, and never read");
     }
     return findings;
+}
+
+std::vector<FileFinding> lastingBySave(const FileGroup& group,
+                                       const std::set<std::string>& replaced) {
+    const IniFile* const taken = takenByLoad(group);
+    if (taken == nullptr) {
+        std::vector<FileFinding> findings = findingsInCopy(group);
+        findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                      [](const FileFinding& finding) {
+                                          return finding.finding.harm != Harm::kLost;
+                                      }),
+                       findings.end());
+        return findings;
+    }
+    std::set<std::size_t> passedOver;
+    for (const IniFile::Line& line : taken->lines()) {
+        const bool isName = line.kind == Kind::Header && line.key == "name";
+        // A save writes that line itself.
+        const bool isSectionOfNone = line.kind == Kind::SkippedSection && line.whole == "[]";
+        if (isName || isSectionOfNone ||
+            (line.kind == Kind::Setting && replaced.count(line.name) != 0)) {
+            passedOver.insert(line.number);
+        }
+    }
+    std::vector<FileFinding> lasting;
+    for (FileFinding& finding : findingsInLinesOf(*taken)) {
+        const Harm harm = finding.finding.harm;
+        if ((harm == Harm::kLost || harm == Harm::kChanged) &&
+            passedOver.count(finding.finding.line) == 0) {
+            lasting.push_back(std::move(finding));
+        }
+    }
+    return lasting;
 }
 
 }  // namespace t8settings
