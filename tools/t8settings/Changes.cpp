@@ -84,13 +84,13 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
 }
 
 /// Verify tells of it as long as it lies there. Afterwards nobody could.
-void demandThatASaveHidesNothing(const Changes& changes) {
+void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
     std::set<std::string> replaced;
     for (const Change& change : changes) {
         replaced.insert(change.setting->name());
     }
     const std::string& path = *storageOf(changes.front().setting).rwFilename();
-    const std::string findings = linesOf(lastingBySave(groupAt(path), replaced));
+    const std::string findings = linesOf(lastingBySave(groupAt(path), replaced, store.factory()));
     if (!findings.empty()) {
         throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
                                              storageOf(changes.front().setting).name() +
@@ -223,7 +223,7 @@ void changeAndSave(const Store& store, const Changes& changes) {
     }
     std::vector<std::string> added;
     for (const auto& ofStorage : byStorage) {
-        demandThatASaveHidesNothing(ofStorage.second);
+        demandThatASaveHidesNothing(store, ofStorage.second);
         const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
         added.insert(added.end(), ofThis.begin(), ofThis.end());
     }

@@ -273,7 +273,10 @@ std::string textToSeal(const IniFile& file) {
 }
 
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
-    const auto& factory = setUpWithoutFiles().types;
+    return findingsInLinesOf(file, setUpWithoutFiles().types);
+}
+
+std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> findings = findingsInLines(file, factory);
     for (Finding& doubt : doubtsIn(file, factory)) {
         findings.push_back(std::move(doubt));
@@ -340,16 +343,12 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
 }
 
 std::vector<FileFinding> lastingBySave(const FileGroup& group,
-                                       const std::set<std::string>& replaced) {
+                                       const std::set<std::string>& replaced,
+                                       const FactoryPtr& factory) {
     const IniFile* const taken = takenByLoad(group);
     if (taken == nullptr) {
-        std::vector<FileFinding> findings = findingsInCopy(group);
-        findings.erase(std::remove_if(findings.begin(), findings.end(),
-                                      [](const FileFinding& finding) {
-                                          return finding.finding.harm != Harm::kLost;
-                                      }),
-                       findings.end());
-        return findings;
+        const bool isCopyAlone = isMissing(group.file) && group.copy.accepted();
+        return isCopyAlone ? findingsInCopy(group) : std::vector<FileFinding>();
     }
     std::set<std::size_t> passedOver;
     for (const IniFile::Line& line : taken->lines()) {
@@ -362,7 +361,7 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
         }
     }
     std::vector<FileFinding> lasting;
-    for (FileFinding& finding : findingsInLinesOf(*taken)) {
+    for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
         const Harm harm = finding.finding.harm;
         if ((harm == Harm::kLost || harm == Harm::kChanged) &&
             passedOver.count(finding.finding.line) == 0) {
