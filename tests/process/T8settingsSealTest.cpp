@@ -343,4 +343,17 @@ TEST_F(T8settingsSeal, CopyIsInForceWhenTheFileCannotBeWritten) {
     EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
 }
 
+TEST_F(T8settingsSeal, ForceIsNotAdvisedWhereItDoesNotHelp) {
+    const std::string text = "#name = settings\n[sound]\n#name = settings\nbass = int8,5\n";
+    put("settings/settings.ini", text);
+    const std::string finding =
+        file_ +
+        ":3: #name is not the first line; move it to the top: as it is, no program can load the "
+        "file\nt8settings: " +
+        file_ + " is unchanged: ";
+    expectUnchanged(seal(), text,
+                    finding + "mend these lines; no program could load it as it is\n");
+    expectUnchanged(seal({"--force"}), text, finding + "no program could load it\n");
+}
+
 }  // namespace
