@@ -189,4 +189,17 @@ TEST_F(T8settingsVerifyLines, MistypedStorageNameIsOneFindingAndNotOneForEachSet
     EXPECT_THAT(out, testing::Not(HasSubstr("did you mean")));
 }
 
+TEST_F(T8settingsVerifyLines, TextThatEndsInTheLineOfAMissingSettingHasLostALineFeed) {
+    put("qel-default-settings/x.ini",
+        "#name = x\n[a]\ntone = string,\nzoom = int8,1\n[b]\nzoom = int8,1\n");
+    const std::string reason =
+        " changed: x/a/tone ends in what looks like the line of x/a/zoom, which the file lacks";
+    EXPECT_EQ((Said{"2" + reason}), saidOf("[a]\ntone = string,dazoom = int8,3"));
+    EXPECT_EQ((Said{"2" + reason}), saidOf("[a]\ntone = string,da zoom=int8,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = int8,3\nzoom = int8,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = more,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = int8"));
+    EXPECT_EQ(Said{}, saidOf("[a]\nzoom = int8,2\ntone = string,dazoom = int8,3"));
+}
+
 }  // namespace
