@@ -48,6 +48,10 @@ bool isOfAStorage(const IniFile& file) {
 /// Why nothing can be said about its single lines, if so.
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
+    const auto unread = unreadLinesIn(file);
+    if (hasCrc && !file.accepted() && unread) {
+        return DumpEntry{placeOf(file, unread->line), textOf(*unread)};
+    }
     if (hasCrc && !file.accepted()) {
         return DumpEntry{
             placeOf(file, file.crcLine()),
