@@ -31,6 +31,15 @@ TEST_F(T8settingsLoad, DamagedFileOfTheStoreItselfStaysWhereItIs) {
     EXPECT_FALSE(testsupport::exists(file + ".bad"));
 }
 
+TEST_F(T8settingsLoad, LineAfterTheCrcLineIsTheFaultAndNotTheCrc) {
+    const ToolRun refused = load("#name = a\n[s]\n#crc32 = false\nbass = int8,6\n");
+    EXPECT_EQ("t8settings: " + path("dump") +
+                  ":3: lines after the CRC line are not read; move them above it\n"
+                  "t8settings: nothing was changed\n",
+              refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+}
+
 TEST_F(T8settingsLoad, FileOfTheStoreItselfThatNoLoadTakesStaysWhereItIs) {
     const std::string edited = "#name = a\n[s]\nbass = int8,6\n";
     put("settings/a.ini", edited);

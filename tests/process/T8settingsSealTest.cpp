@@ -63,6 +63,16 @@ TEST_F(T8settingsSeal, SettingsThatAreHardlyMeantSoAreToldAndSealed) {
     EXPECT_EQ(0, sealed.exitCode);
 }
 
+TEST_F(T8settingsSeal, AnotherStorageNameThanTheDefaultsHaveStopsIt) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    const std::string text = "#name = media\n[sound]\nbass = int8,5\n#crc32 = false\n";
+    put("settings/settings.ini", text);
+    expectUnchanged(seal(), text,
+                    file_ + ":1: its storage is called \"media\" here and \"settings\" in " +
+                        path("qel-default-settings/settings.ini") +
+                        ": the settings there keep that name; give both the same #name\n");
+}
+
 TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
     const std::string text = kText + "[picture\ntone = int8,1\n";
     put("settings/settings.ini", text);
@@ -331,6 +341,19 @@ TEST_F(T8settingsSeal, CopyIsInForceWhenTheFileCannotBeWritten) {
     EXPECT_EQ(0, run({"recover", file_, "--from", "tmp", "--yes"}).exitCode);
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
     EXPECT_FALSE(testsupport::exists(file_ + ".tmp"));
+}
+
+TEST_F(T8settingsSeal, ForceIsNotAdvisedWhereItDoesNotHelp) {
+    const std::string text = "#name = settings\n[sound]\n#name = settings\nbass = int8,5\n";
+    put("settings/settings.ini", text);
+    const std::string finding =
+        file_ +
+        ":3: #name is not the first line; move it to the top: as it is, no program can load the "
+        "file\nt8settings: " +
+        file_ + " is unchanged: ";
+    expectUnchanged(seal(), text,
+                    finding + "mend these lines; no program could load it as it is\n");
+    expectUnchanged(seal({"--force"}), text, finding + "no program could load it\n");
 }
 
 }  // namespace

@@ -176,10 +176,30 @@ TEST_F(T8settingsVerifyLines, FilesOfOneStorageAgreeOnItsName) {
     put("settings/settings.ini", "#name = other\na = int,1\n#crc32 = 1727317709\n");
     EXPECT_THAT(run({"verify"}).out,
                 HasSubstr(path("settings/settings.ini") +
-                          ": its storage is called \"other\" here "
+                          ":1: its storage is called \"other\" here "
                           "and \"settings\" in " +
                           path("qel-default-settings/settings.ini") +
                           ": the settings there keep that name; give both the same #name\n"));
+}
+
+TEST_F(T8settingsVerifyLines, MistypedStorageNameIsOneFindingAndNotOneForEachSetting) {
+    put("settings/settings.ini", "#name = sittings\n[sound]\nbass = int8,3\n#crc32 = 1\n");
+    const std::string out = run({"verify", path("settings/settings.ini")}).out;
+    EXPECT_THAT(out, HasSubstr(":1: its storage is called \"sittings\" here and \"settings\" in "));
+    EXPECT_THAT(out, testing::Not(HasSubstr("did you mean")));
+}
+
+TEST_F(T8settingsVerifyLines, TextThatEndsInTheLineOfAMissingSettingHasLostALineFeed) {
+    put("qel-default-settings/x.ini",
+        "#name = x\n[a]\ntone = string,\nzoom = int8,1\n[b]\nzoom = int8,1\n");
+    const std::string reason =
+        " changed: x/a/tone ends in what looks like the line of x/a/zoom, which the file lacks";
+    EXPECT_EQ((Said{"2" + reason}), saidOf("[a]\ntone = string,dazoom = int8,3"));
+    EXPECT_EQ((Said{"2" + reason}), saidOf("[a]\ntone = string,da zoom=int8,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = int8,3\nzoom = int8,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = more,3"));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,dazoom = int8"));
+    EXPECT_EQ(Said{}, saidOf("[a]\nzoom = int8,2\ntone = string,dazoom = int8,3"));
 }
 
 }  // namespace

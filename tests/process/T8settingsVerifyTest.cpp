@@ -97,11 +97,15 @@ TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
                                      ".tmp is read in its place; the next save mends it\n"));
     EXPECT_THAT(torn.out, Not(HasSubstr(".bad")));
     std::filesystem::remove(file);
-    EXPECT_THAT(run({"verify"}).out,
-                StartsWith(file +
-                           ".tmp: whole copy of an interrupted save, which no program "
-                           "looks for since " +
-                           file + " is not there; t8settings recover " + file + "\n"));
+    EXPECT_THAT(
+        run({"verify"}).out,
+        StartsWith(
+            file +
+            ".tmp: whole copy of an interrupted save, which no program "
+            "looks for since " +
+            file +
+            " is not there; a program's next save replaces it: first of all: t8settings recover " +
+            file + "\n"));
 }
 
 TEST_F(T8settingsVerify, LinesOfACopyThatIsReadAreJudgedToo) {
@@ -375,6 +379,32 @@ TEST_F(T8settingsVerify, DirectoryWithoutSettingsFilesIsRemarkedUpon) {
     EXPECT_EQ("0 files, nothing to verify\n", verify.out);
     EXPECT_THAT(verify.err, StartsWith("t8settings: no settings files below"));
     EXPECT_EQ(1, verify.exitCode);
+}
+
+TEST_F(T8settingsVerify, DirectoryBehindALinkThatLeadsNowhereIsToldByWhoeverLooksThere) {
+    std::filesystem::remove_all(path("settings"));
+    std::filesystem::create_directory_symlink("nowhere", path("settings"));
+    const std::string told =
+        path("settings") + ": the directory cannot be read: it is a link that leads nowhere";
+    const testsupport::ToolRun verify = run({"verify"});
+    EXPECT_EQ(told + "\n1 file, 1 finding\n", verify.out);
+    EXPECT_EQ(1, verify.exitCode);
+    const testsupport::ToolRun get = run({"get", "settings/sound/bass"});
+    EXPECT_EQ("-2\n", get.out);
+    EXPECT_EQ("t8settings: warning: " + told + "; what lies in it may be left out here\n", get.err);
+    EXPECT_EQ(5, get.exitCode);
+}
+
+TEST_F(T8settingsVerify, DirectoryWithoutWhichNothingCanBeSavedIsRemarkedUpon) {
+    std::filesystem::remove_all(path("settings"));
+    const testsupport::ToolRun verify = run({"verify"});
+    EXPECT_EQ(path("settings") + ": not there, and nothing of " + path("qel-default-settings") +
+                  " can be saved without it\n1 file, all sound\n",
+              verify.out);
+    EXPECT_EQ(0, verify.exitCode);
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n#readonly\n[sound]\nbass = int8,1\n");
+    EXPECT_EQ("1 file, all sound\n", run({"verify"}).out);
 }
 
 }  // namespace

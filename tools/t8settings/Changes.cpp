@@ -7,10 +7,12 @@
 #include <exception>
 #include <map>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "EndDeferred.h"
 #include "Exit.h"
+#include "FileCheck.h"
 #include "FileOnDisk.h"
 #include "Files.h"
 #include "Foresight.h"
@@ -79,6 +81,21 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
                                              joined(foresight.harm) + "\nnothing was changed");
     }
     return foresight.added;
+}
+
+/// Verify tells of it as long as it lies there. Afterwards nobody could.
+void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
+    std::set<std::string> replaced;
+    for (const Change& change : changes) {
+        replaced.insert(change.setting->name());
+    }
+    const std::string& path = *storageOf(changes.front().setting).rwFilename();
+    const std::string findings = linesOf(lastingBySave(groupAt(path), replaced, store.factory()));
+    if (!findings.empty()) {
+        throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
+                                             storageOf(changes.front().setting).name() +
+                                             " would make that last");
+    }
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -206,6 +223,7 @@ void changeAndSave(const Store& store, const Changes& changes) {
     }
     std::vector<std::string> added;
     for (const auto& ofStorage : byStorage) {
+        demandThatASaveHidesNothing(store, ofStorage.second);
         const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
         added.insert(added.end(), ofThis.begin(), ofThis.end());
     }

@@ -23,8 +23,9 @@ void demandWritable(const SettingPtr& setting);
 /// gives them back. Throws `Failure` when one storage fails; what it and others have written is
 /// saved once more then with the old values, and the failure tells of each storage whether that
 /// went well. Nothing is changed when a save would cost another setting of its storage its value or
-/// name. Signals that end the process do so before or afterwards; from then on a broken pipe does
-/// not. The changed settings are to be looked up anew.
+/// name, or hide that something is wrong with the storage's file. Signals that end the process do
+/// so before or afterwards; from then on a broken pipe does not. The changed settings are to be
+/// looked up anew.
 void changeAndSave(const Store& store, const std::vector<Change>& changes);
 
 }  // namespace t8settings

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "Files.h"
 #include "KnownDefaults.h"
 #include "Pattern.h"
 #include "Shell.h"
@@ -16,7 +17,8 @@ namespace t8settings {
 
 namespace {
 
-using Kind = Qel::Settings::text::IniLine::Kind;
+namespace text = Qel::Settings::text;
+using Kind = text::IniLine::Kind;
 
 /// Each byte that differs must stand for several that do not.
 constexpr std::size_t kBytesForASlip = 2;
@@ -47,16 +49,15 @@ public:
                 missing_.push_back(known.first);
             }
         }
-        if (missing_.size() * unknown > kMostComparisons) {
-            missing_.clear();
-        }
+        mayBeSlips_ = file.storageName() == defaults_.storageName &&
+                      missing_.size() * unknown <= kMostComparisons;
     }
 
     std::vector<Finding> doubts() const {
         std::vector<Finding> doubts;
         for (const auto& [name, line] : lines_) {
-            for (const auto doubt :
-                 {&Doubter::doubtOfKey, &Doubter::doubtOfType, &Doubter::doubtOfName}) {
+            for (const auto doubt : {&Doubter::doubtOfKey, &Doubter::nextLineInValue,
+                                     &Doubter::doubtOfType, &Doubter::doubtOfName}) {
                 if (const auto found = (this->*doubt)(*line)) {
                     doubts.push_back(*found);
                     break;
@@ -75,11 +76,37 @@ private:
     }
 
     MaybeFinding doubtOfKey(const IniFile::Line& line) const {
-        using Qel::Settings::text::startsWith;
-        const bool isLikeAComment = startsWith(line.key, ";") || startsWith(line.key, "//");
+        const bool isLikeAComment =
+            text::startsWith(line.key, ";") || text::startsWith(line.key, "//");
         return isLikeAComment
                    ? MaybeFinding(doubt(line, " is a setting", "a comment is written # TEXT"))
                    : std::nullopt;
+    }
+
+    /// A lost line feed makes one text of two lines. A save would have put the comma in quotes.
+    MaybeFinding nextLineInValue(const IniFile::Line& line) const {
+        const std::string section = line.name.substr(0, line.name.size() - line.key.size());
+        for (std::size_t equals = line.value.find('='); equals != std::string::npos;
+             equals = line.value.find('=', equals + 1)) {
+            const text::IniLine next =
+                text::parseLine(std::string_view(line.value).substr(equals), whiteSpace_);
+            const std::string_view before =
+                whiteSpace_.trim(std::string_view(line.value).substr(0, equals));
+            if (!factory_->maker(std::string(next.type)).isKnown()) {
+                continue;
+            }
+            for (const std::string_view name : missing_) {
+                const bool isOfSection = text::startsWith(name, section);
+                const std::string_view key = name.substr(isOfSection ? section.size() : 0);
+                if (isOfSection && !key.empty() && endsWith(before, key)) {
+                    return Finding{line.number, Harm::kChanged,
+                                   visible(line.name) + " ends in what looks like the line of " +
+                                       visible(std::string(name)) + ", which the file lacks",
+                                   "write that on a line of its own"};
+                }
+            }
+        }
+        return std::nullopt;
     }
 
     /// A type may have several names. Empty when the text is none of its texts.
@@ -103,7 +130,7 @@ private:
     }
 
     MaybeFinding doubtOfName(const IniFile::Line& line) const {
-        if (defaults_.has(line.name) || missing_.empty()) {
+        if (defaults_.has(line.name) || !mayBeSlips_) {
             return std::nullopt;
         }
         const std::size_t length = lastPart(line.name).size();
@@ -125,9 +152,12 @@ private:
                                         "did you mean " + shellWord(std::string(nearest)) + "?"));
     }
 
+    const text::WhiteSpace whiteSpace_;
     const FactoryPtr& factory_;
     const KnownDefaults defaults_;
     std::map<std::string, const IniFile::Line*> lines_;  ///< those that count, by name
+    /// Under another name of the storage each of them would be unknown.
+    bool mayBeSlips_ = false;
     Names missing_;  ///< names of the defaults that the file does not have
 };
 

@@ -7,6 +7,7 @@
 
 #include "Doubts.h"
 #include "Exit.h"
+#include "KnownDefaults.h"
 #include "LoadOutcome.h"
 #include "SetUp.h"
 #include "Shell.h"
@@ -96,6 +97,22 @@ std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>&
     return ofFile;
 }
 
+/// That the first line calls the storage otherwise than its defaults file does.
+std::optional<Finding> otherNameIn(const IniFile& file) {
+    if (!file.saysItsName()) {
+        return std::nullopt;
+    }
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    if (defaults.path.empty() || defaults.storageName == file.storageName()) {
+        return std::nullopt;
+    }
+    return Finding{file.lines().front().number, Harm::kChanged,
+                   "its storage is called " + inQuotes(file.storageName()) + " here and " +
+                       inQuotes(defaults.storageName) + " in " + defaults.path +
+                       ": the settings there keep that name",
+                   "give both the same #name"};
+}
+
 /// What to do about a file that the next load sets aside. What was set aside before may be all
 /// there is of good values, and would be replaced. Nothing is amiss with a file because this user
 /// may not read it.
@@ -155,7 +172,7 @@ std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
                  {0, Harm::kLost,
                   "whole copy of an interrupted save, which no program looks for since " +
                       group.file.path() + " is not there",
-                  recover}}};
+                  "a program's next save replaces it: first of all: " + recover}}};
     }
     if (takenByLoad(group) != &copy) {
         std::vector<FileFinding> findings = findingsIn(copy);
@@ -256,10 +273,16 @@ std::string textToSeal(const IniFile& file) {
 }
 
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
-    const auto& factory = setUpWithoutFiles().types;
+    return findingsInLinesOf(file, setUpWithoutFiles().types);
+}
+
+std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> findings = findingsInLines(file, factory);
     for (Finding& doubt : doubtsIn(file, factory)) {
         findings.push_back(std::move(doubt));
+    }
+    if (const auto otherName = otherNameIn(file)) {
+        findings.push_back(*otherName);
     }
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
@@ -317,6 +340,35 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
         addLeftBehind(file, "kept by a save that could not use it, and never read");
     }
     return findings;
+}
+
+std::vector<FileFinding> lastingBySave(const FileGroup& group,
+                                       const std::set<std::string>& replaced,
+                                       const FactoryPtr& factory) {
+    const IniFile* const taken = takenByLoad(group);
+    if (taken == nullptr) {
+        const bool isCopyAlone = isMissing(group.file) && group.copy.accepted();
+        return isCopyAlone ? findingsInCopy(group) : std::vector<FileFinding>();
+    }
+    std::set<std::size_t> passedOver;
+    for (const IniFile::Line& line : taken->lines()) {
+        const bool isName = line.kind == Kind::Header && line.key == "name";
+        // A save writes that line itself.
+        const bool isSectionOfNone = line.kind == Kind::SkippedSection && line.whole == "[]";
+        if (isName || isSectionOfNone ||
+            (line.kind == Kind::Setting && replaced.count(line.name) != 0)) {
+            passedOver.insert(line.number);
+        }
+    }
+    std::vector<FileFinding> lasting;
+    for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
+        const Harm harm = finding.finding.harm;
+        if ((harm == Harm::kLost || harm == Harm::kChanged) &&
+            passedOver.count(finding.finding.line) == 0) {
+            lasting.push_back(std::move(finding));
+        }
+    }
+    return lasting;
 }
 
 }  // namespace t8settings

@@ -2,6 +2,7 @@
 #define T8SETTINGS_FILECHECK_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ std::string textToSeal(const IniFile& file);
 /// What is wrong with the lines of the file.
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file);
 
+/// The same without a set-up of its own, for a process with a store.
+std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr& factory);
+
 /// That the last line may be cut short; nothing of a file with a CRC line, and of a defaults file.
 std::optional<FileFinding> cutLineIn(const IniFile& file);
 
@@ -52,6 +56,13 @@ std::vector<FileFinding> findingsIn(const IniFile& file);
 
 /// The same for a file with all that lies beside it, and what that means for the next load.
 std::vector<FileFinding> findingsIn(const FileGroup& group);
+
+/// Of these the ones that a save would make last, as nothing tells of them afterwards: lines of the
+/// file in force that are lost or read as something else, and a whole copy without its file. A
+/// setting called in `replaced` gets another line; what a save writes once more is left out.
+std::vector<FileFinding> lastingBySave(const FileGroup& group,
+                                       const std::set<std::string>& replaced,
+                                       const FactoryPtr& factory);
 
 }  // namespace t8settings
 

@@ -216,8 +216,14 @@ std::string whyUnreadable(const std::string& path) {
     if (directory != nullptr) {
         ::closedir(directory);
     }
-    const bool isReadable = directory != nullptr && ::access(path.c_str(), X_OK) == 0;
-    return isReadable || errno == ENOENT ? "" : std::strerror(errno);
+    if (directory != nullptr && ::access(path.c_str(), X_OK) == 0) {
+        return "";
+    }
+    const int error = errno;
+    if (error == ENOENT) {
+        return isThere(path) ? "it is a link that leads nowhere" : "";
+    }
+    return std::strerror(error);
 }
 
 std::map<std::string, std::string> directoriesOutOfSight(const std::string& base) {

@@ -40,19 +40,18 @@ std::string textOf(const Finding& finding) {
     return finding.reason + (finding.remedy.empty() ? "" : "; " + finding.remedy);
 }
 
-bool saysItsName(const IniFile& file) {
-    const auto& lines = file.lines();
-    return !lines.empty() && lines.front().kind == Kind::Header && lines.front().key == "name";
-}
-
 /// Whether the names of its settings are those within a storage.
 bool isOfAStorage(const IniFile& file) {
-    return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || saysItsName(file);
+    return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.saysItsName();
 }
 
 /// Why nothing can be said about its single lines, if so.
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
+    const auto unread = unreadLinesIn(file);
+    if (hasCrc && !file.accepted() && unread) {
+        return DumpEntry{placeOf(file, unread->line), textOf(*unread)};
+    }
     if (hasCrc && !file.accepted()) {
         return DumpEntry{
             placeOf(file, file.crcLine()),
@@ -62,7 +61,7 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     if (const auto misplaced = misplacedNameIn(file)) {
         return DumpEntry{placeOf(file, misplaced->line), textOf(*misplaced)};
     }
-    if (hasCrc && file.storageName().empty() && !saysItsName(file)) {
+    if (hasCrc && file.storageName().empty() && !file.saysItsName()) {
         return DumpEntry{placeOf(file, 1),
                          "no #name tells which storage it is of; load the file by its own name"};
     }

@@ -57,6 +57,10 @@ const IniFile::Line* IniFile::misplacedName() const {
     return found == lines_.end() ? nullptr : &*found;
 }
 
+bool IniFile::saysItsName() const {
+    return !lines_.empty() && lines_.front().kind == Kind::Header && lines_.front().key == "name";
+}
+
 bool IniFile::read(std::string& data) {
     if (Qel::Settings::files::readWholeFile(path_, data)) {
         return true;

@@ -71,6 +71,7 @@ public:
 
     /// What the headers say.
     const std::string& storageName() const { return storageName_; }
+    bool saysItsName() const;  ///< its first line is a "#name"
     bool readonly() const { return readonly_; }
     const std::string& savePolicy() const { return savePolicy_; }  ///< empty without one
 

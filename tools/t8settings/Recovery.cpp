@@ -100,9 +100,7 @@ RightName rightNameOf(const IniFile& file, const IniFile& inForce) {
 /// A file whose bytes may be anything, with the right name of the storage; nothing when it says no
 /// other one. Under another name its settings would come back beside those of the storage.
 std::optional<IniFile> withRightName(const IniFile& file, const RightName& right) {
-    const bool saysName = !file.lines().empty() && file.lines().front().kind == Kind::Header &&
-                          file.lines().front().key == "name";
-    if (!saysName || file.state() >= FileState::kUnchecked || right.place.empty() ||
+    if (!file.saysItsName() || file.state() >= FileState::kUnchecked || right.place.empty() ||
         right.name == file.storageName()) {
         return std::nullopt;
     }

@@ -82,20 +82,23 @@ std::vector<KeptFile> toKeepOf(const FileGroup& group) {
 /// Lines that have no effect are told; the others stop the command unless they may be so.
 void demandSoundLines(const IniFile& file, bool force) {
     std::string grave;
+    bool mayBeForced = true;
     for (const FileFinding& finding : findingsToSeal(file)) {
         const bool stops =
             isGrave(finding.finding.harm) && (!force || finding.finding.harm == Harm::kUnusable);
         if (stops) {
             grave += textOf(finding) + "\n";
+            mayBeForced = mayBeForced && finding.finding.harm != Harm::kUnusable;
         } else {
             complain("warning: " + textOf(finding));
         }
     }
     if (!grave.empty()) {
         throw Failure(ExitCode::kFailed,
-                      grave + file.path() +
-                          (force ? " is unchanged: no program could load it"
-                                 : " is unchanged: mend these lines; --force seals it as it is"));
+                      grave + file.path() + " is unchanged: " +
+                          (mayBeForced ? "mend these lines; --force seals it as it is"
+                           : force     ? "no program could load it"
+                                       : "mend these lines; no program could load it as it is"));
     }
 }
 

@@ -121,7 +121,6 @@ void Verification::verifyStorage(const StorageFiles& storage) {
 }
 
 void Verification::verifyIni(const StorageFiles& storage) {
-    std::string name;
     std::string path;
     std::set<std::string> names;
     for (const std::string& file : {storage.defaults, storage.readWrite}) {
@@ -138,19 +137,19 @@ void Verification::verifyIni(const StorageFiles& storage) {
         if (taken == nullptr) {
             continue;
         }
-        if (!name.empty() && name != taken->storageName()) {
-            add(file, Harm::kChanged,
-                "its storage is called " + inQuotes(taken->storageName()) + " here and " +
-                    inQuotes(name) + " in " + storage.defaults +
-                    ": the settings there keep that name",
-                "give both the same #name");
-        }
-        name = taken->storageName();
         path = taken->path();
         const std::set<std::string> some = namesIn(*taken);
         names.insert(some.begin(), some.end());
     }
     noteNames(storage.readWrite, path, names);
+    noteMissingDirectory(storage);
+}
+
+void Verification::noteMissingDirectory(const StorageFiles& storage) {
+    const std::string directory = Qel::Settings::files::directoryOf(storage.readWrite);
+    if (!isThere(directory) && !defaultsOf(storage).readonly()) {
+        missing_[directory] = Qel::Settings::files::directoryOf(storage.defaults);
+    }
 }
 
 void Verification::verifyGroup(const FileGroup& group) {

@@ -32,11 +32,17 @@ public:
     /// Paths of what seal and recover have kept: nothing is amiss with that, but it may be deleted.
     const std::vector<std::string>& kept() const { return kept_; }
 
+    /// Directories that are not there, each with that of the defaults of which nothing can be saved
+    /// until then: nothing is amiss with that in a store that is only read.
+    const std::map<std::string, std::string>& missing() const { return missing_; }
+
 private:
     void verifyStorage(const StorageFiles& storage);
     void verifyIni(const StorageFiles& storage);
     void verifyGroup(const FileGroup& group);
     void verifyXml(const std::string& storage, const std::string& path);
+    /// Notes that nothing of the storage can be saved.
+    void noteMissingDirectory(const StorageFiles& storage);
     /// Whether the directory can be read; if not, that is its only finding.
     bool canRead(const std::string& directory);
     void verifyDirectory(const std::string& path);
@@ -54,6 +60,7 @@ private:
     std::vector<File> files_;
     std::vector<FileFinding> findings_;
     std::vector<std::string> kept_;
+    std::map<std::string, std::string> missing_;
     std::map<std::string, bool> canRead_;  ///< by directory
     std::set<std::string> known_;          ///< paths of the storages' files
     struct Place {

@@ -33,11 +33,16 @@ ExitCode codeOf(const std::vector<FileFinding>& findings) {
 std::string textOf(const Verification& verification) {
     const std::size_t count = verification.findings().size();
     const std::string verdict = verification.files().empty() ? "nothing to verify" : "all sound";
-    std::string kept;
-    for (const std::string& path : verification.kept()) {
-        kept += visible(path) + ": kept by seal or recover; delete it when nobody needs it\n";
+    std::string notes;
+    for (const auto& [directory, defaults] : verification.missing()) {
+        notes += visible(directory + ": not there, and nothing of " + defaults +
+                         " can be saved without it") +
+                 "\n";
     }
-    return linesOf(verification.findings()) + kept + counted(verification.files().size(), "file") +
+    for (const std::string& path : verification.kept()) {
+        notes += visible(path) + ": kept by seal or recover; delete it when nobody needs it\n";
+    }
+    return linesOf(verification.findings()) + notes + counted(verification.files().size(), "file") +
            ", " + (count == 0 ? verdict : counted(count, "finding")) + "\n";
 }
 
