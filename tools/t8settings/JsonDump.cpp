@@ -28,6 +28,11 @@ std::optional<std::string> bytesOfHexadecimal(const std::string& digits) {
     return bytes;
 }
 
+/// The string that a dump has beside the bytes in hexadecimal.
+Json asShown(const std::string& bytes) {
+    return Json::parse(textOfJson(bytes));
+}
+
 /// One setting's object in the array.
 class JsonSetting {
 public:
@@ -64,6 +69,10 @@ private:
         }
         const auto& given = member->get_ref<const std::string&>();
         const auto bytes = isExact ? bytesOfHexadecimal(given) : std::optional(given);
+        if (isExact && bytes && plain != json_.end() && *plain != asShown(*bytes)) {
+            // Whoever changed one of the two would find the other one loaded.
+            return amiss(key, "contradicts " + key + "Bytes; change both, or leave one out");
+        }
         return bytes ? *bytes : amiss(key + "Bytes", "is not in hexadecimal");
     }
 
