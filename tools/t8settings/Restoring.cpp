@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "LibraryLog.h"
 #include "Question.h"
 #include "Recovery.h"
 #include "Replacement.h"
@@ -126,6 +127,7 @@ void demandHeld(const files::DirectoryLock& lock, const std::string& path) {
 
 Result restore(const RestoreOptions& options, const std::string& marker, Format format) {
     demandNoReset(marker);
+    LibraryLog::instance().passOver({kGoingOnWithoutLock});
     const FileGroup seen = groupAt(options.path);
     const Plan seenPlan = planOf(seen, sourceIn(seen, options.from));
     if (seen.file.role() == IniFile::Role::kDefaults) {

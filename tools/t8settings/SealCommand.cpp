@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "FileCheck.h"
+#include "LibraryLog.h"
 #include "NameClash.h"
 #include "Recovery.h"
 #include "Replacement.h"
@@ -136,6 +137,7 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
     demandNoReset(marker);
     demandIniFile(path);
+    LibraryLog::instance().passOver({kGoingOnWithoutLock});
     const Sealing sealing = seal(path, force, marker);
     for (const FileFinding& clash : nameClashesOf(path)) {
         complain("warning: " + textOf(clash));
