@@ -53,6 +53,16 @@ TEST_F(T8settingsRecoverDamaged, OfADamagedFileAllAcceptableLinesArePutBackAndTh
               bytes());
 }
 
+TEST_F(T8settingsRecoverDamaged, ValuesBehindAWrongCrcAreToldToBeUncertain) {
+    put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,0\n");
+    putBad("#name = settings\nbass = int8,7\n#crc32 = 1\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.err, StartsWith("t8settings: warning: " + file_ + ".bad: wrong CRC: "));
+    EXPECT_THAT(recovered.err, testing::EndsWith("; so what comes back of it may have wrong "
+                                                 "values: look at them\n"));
+    EXPECT_EQ(0, recovered.exitCode);
+}
+
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {
     const std::string bad = file_ + ".bad";
     putBad(

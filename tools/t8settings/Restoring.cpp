@@ -57,6 +57,14 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
     return plan;
 }
 
+/// A line that is in order may be another one than was saved.
+void warnOfUnchecked(const IniFile& source) {
+    if (!source.accepted()) {
+        complain("warning: " + source.path() + ": " + stateOf(source) +
+                 "; so what comes back of it may have wrong values: look at them");
+    }
+}
+
 void demandConfirmation(const FileGroup& group, const IniFile& source, const Plan& plan) {
     std::string question = "Put " + counted(plan.salvage.settings.size(), "setting") + " from " +
                            source.path() + " in the place of " + group.file.path() + "?";
@@ -137,6 +145,7 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
         throw Failure(ExitCode::kUsage,
                       "recover --from needs --yes where nobody can be asked; nothing was changed");
     }
+    warnOfUnchecked(sourceIn(seen, options.from));
     if (!options.confirmed) {
         demandConfirmation(seen, sourceIn(seen, options.from), seenPlan);
     }
