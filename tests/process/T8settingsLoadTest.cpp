@@ -72,6 +72,13 @@ TEST_F(T8settingsLoad, TextThatContradictsTheBytesBesideItIsRefused) {
     EXPECT_EQ("Kitchen\n", run({"get", "a/s/title"}).out);
 }
 
+TEST_F(T8settingsLoad, SettingOfAnotherStorageThanTheDumpSaysIsRefused) {
+    const std::string head = R"([{"name": "a/s/bass", "type": "int8", "text": "5", "storage": ")";
+    expectRefused(head + "b\"}]",
+                  ": [0]: a/s/bass is unchanged: its storage is \"a\" and not \"b\"\n");
+    expectChanged(load(head + "a\"}]"), 1, 0);
+}
+
 TEST_F(T8settingsLoad, WhatIsNoDumpIsCalledWhatItIs) {
     const std::string empty =
         ":1: is empty, as it is when a dump fails; a dump that is to change nothing is []\n";
