@@ -63,6 +63,24 @@ TEST_F(T8settingsRecoverDamaged, ValuesBehindAWrongCrcAreToldToBeUncertain) {
     EXPECT_EQ(0, recovered.exitCode);
 }
 
+TEST_F(T8settingsRecoverDamaged, WhereNothingComesBackTheDefaultsAreNotListed) {
+    put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,0\n");
+    putBad("\x01\xFF");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.err, testing::HasSubstr(" has no setting that could be put back\n"));
+    EXPECT_EQ(std::string::npos, recovered.err.find("default")) << recovered.err;
+    EXPECT_EQ(1, recovered.exitCode);
+}
+
+TEST_F(T8settingsRecoverDamaged, LinkThatLeadsNowhereIsCalledSo) {
+    std::filesystem::create_symlink(path("nowhere"), path("settings/link.ini"));
+    const ToolRun shown = run({"recover", path("settings/link.ini")});
+    EXPECT_EQ("t8settings: " + path("settings/link.ini") +
+                  ": a link that leads nowhere, and nothing lies beside it\n",
+              shown.err);
+    EXPECT_EQ(1, shown.exitCode);
+}
+
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {
     const std::string bad = file_ + ".bad";
     putBad(

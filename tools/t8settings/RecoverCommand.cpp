@@ -198,7 +198,10 @@ Result recover(const RestoreOptions& options, const std::string& marker, Format 
                           (isIni(options.path) ? std::string("; ") + kMoveAway : ""));
     }
     if (group.file.state() == FileState::kMissing && membersOf(group).size() == 1) {
-        throw Failure(ExitCode::kFailed, options.path + ": not there, and nothing lies beside it");
+        throw Failure(ExitCode::kFailed,
+                      options.path +
+                          (isThere(options.path) ? ": a link that leads nowhere" : ": not there") +
+                          ", and nothing lies beside it");
     }
     return show(group, format);
 }

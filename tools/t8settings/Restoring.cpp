@@ -38,10 +38,20 @@ bool holds(const IniFile& file, const std::string& text) {
     return file.state() == FileState::kSealed && file.text() == text;
 }
 
+/// What is to be said of its single lines. What a file as a whole lacks goes without saying when
+/// nothing comes back.
+std::vector<FileFinding> ofLines(std::vector<FileFinding> findings) {
+    findings.erase(
+        std::remove_if(findings.begin(), findings.end(),
+                       [](const FileFinding& finding) { return finding.finding.line == 0; }),
+        findings.end());
+    return findings;
+}
+
 Plan planOf(const FileGroup& group, const IniFile& source) {
     Plan plan = {salvageOf(source, group.file), {}};
     if (plan.salvage.settings.empty()) {
-        throw Failure(ExitCode::kFailed, linesOf(plan.salvage.leftOut) + source.path() +
+        throw Failure(ExitCode::kFailed, linesOf(ofLines(plan.salvage.leftOut)) + source.path() +
                                              " has no setting that could be put back");
     }
     std::vector<const IniFile*> replaced = {&group.file, &group.copy};
