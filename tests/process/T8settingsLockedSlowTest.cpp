@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(kText, bytesOf("settings/a.ini"));
     }
 
-    const std::string kText = "#name = a\nbass = int8,3\n";
+    const std::string kText = "#name = a\nbass = int8,3\n#crc32 = false\n";
     const std::string file_ = path("settings/a.ini");
     int directory_ = -1;
 };
