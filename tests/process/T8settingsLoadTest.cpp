@@ -68,6 +68,26 @@ TEST_F(T8settingsLoad, TextInWhichNoSettingIsToBeFoundIsRefused) {
                   ":1: is UTF-16; save it as UTF-8 without a byte order mark (BOM)\n");
 }
 
+TEST_F(T8settingsLoad, TextThatContradictsTheBytesBesideItIsRefused) {
+    ASSERT_EQ(0, run({"set", "a/s/title", "caf\xE9"}).exitCode);
+    const std::string dump = run({"--json", "dump", "a/s/title"}).out;
+    expectChanged(load(dump), 0, 1);
+    const std::string text = "caf\xEF\xBF\xBD";
+    std::string edited = dump;
+    edited.replace(edited.find(text), text.size(), "Kitchen");
+    expectRefused(edited, ": [0].text: contradicts textBytes; change both, or leave one out\n");
+    edited.replace(edited.find("636166e9"), 8, "4b69746368656e");
+    expectChanged(load(edited), 1, 0);
+    EXPECT_EQ("Kitchen\n", run({"get", "a/s/title"}).out);
+}
+
+TEST_F(T8settingsLoad, SettingOfAnotherStorageThanTheDumpSaysIsRefused) {
+    const std::string head = R"([{"name": "a/s/bass", "type": "int8", "text": "5", "storage": ")";
+    expectRefused(head + "b\"}]",
+                  ": [0]: a/s/bass is unchanged: its storage is \"a\" and not \"b\"\n");
+    expectChanged(load(head + "a\"}]"), 1, 0);
+}
+
 TEST_F(T8settingsLoad, WhatIsNoDumpIsCalledWhatItIs) {
     const std::string empty =
         ":1: is empty, as it is when a dump fails; a dump that is to change nothing is []\n";

@@ -46,6 +46,22 @@ TEST_F(T8settingsNameClash, DefaultsFileNamesAStorageThatHasNoOther) {
         << verified;
 }
 
+TEST_F(T8settingsNameClash, InXmlTheRootElementIsTheNameToChange) {
+    put("qel-default-settings/product.xml", "<a><model value=\"T8\"/></a>");
+    const std::string remedy =
+        "; give one of the two another name: #name or, in XML, the root element\n";
+    const std::string xml = path("qel-default-settings/product.xml");
+    std::filesystem::remove(later_);
+    const std::string verified = run({"verify"}).out;
+    EXPECT_NE(std::string::npos,
+              verified.find(xml + ": its storage is called \"a\" as that of " + earlier_))
+        << verified;
+    EXPECT_NE(std::string::npos, verified.find(remedy)) << verified;
+    EXPECT_EQ(std::string::npos, verified.find("another #name")) << verified;
+    const std::string info = run({"info"}).out;
+    EXPECT_NE(std::string::npos, info.find("and takes its place" + remedy)) << info;
+}
+
 TEST_F(T8settingsNameClash, FileThatNoLoadTakesClashesWithNone) {
     put("calibration_data/panel.ini", "#name = a\ngamma = int8,22\n#crc32 = 1\n");
     EXPECT_EQ(std::string::npos, run({"verify"}).out.find("is called"));

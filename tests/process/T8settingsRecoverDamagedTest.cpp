@@ -53,6 +53,34 @@ TEST_F(T8settingsRecoverDamaged, OfADamagedFileAllAcceptableLinesArePutBackAndTh
               bytes());
 }
 
+TEST_F(T8settingsRecoverDamaged, ValuesBehindAWrongCrcAreToldToBeUncertain) {
+    put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,0\n");
+    putBad("#name = settings\nbass = int8,7\n#crc32 = 1\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.err, StartsWith("t8settings: warning: " + file_ + ".bad: wrong CRC: "));
+    EXPECT_THAT(recovered.err, testing::EndsWith("; so what comes back of it may have wrong "
+                                                 "values: look at them\n"));
+    EXPECT_EQ(0, recovered.exitCode);
+}
+
+TEST_F(T8settingsRecoverDamaged, WhereNothingComesBackTheDefaultsAreNotListed) {
+    put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,0\n");
+    putBad("\x01\xFF");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.err, testing::HasSubstr(" has no setting that could be put back\n"));
+    EXPECT_EQ(std::string::npos, recovered.err.find("default")) << recovered.err;
+    EXPECT_EQ(1, recovered.exitCode);
+}
+
+TEST_F(T8settingsRecoverDamaged, LinkThatLeadsNowhereIsCalledSo) {
+    std::filesystem::create_symlink(path("nowhere"), path("settings/link.ini"));
+    const ToolRun shown = run({"recover", path("settings/link.ini")});
+    EXPECT_EQ("t8settings: " + path("settings/link.ini") +
+                  ": a link that leads nowhere, and nothing lies beside it\n",
+              shown.err);
+    EXPECT_EQ(1, shown.exitCode);
+}
+
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {
     const std::string bad = file_ + ".bad";
     putBad(

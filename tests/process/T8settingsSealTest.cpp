@@ -73,6 +73,14 @@ TEST_F(T8settingsSeal, AnotherStorageNameThanTheDefaultsHaveStopsIt) {
                         ": the settings there keep that name; give both the same #name\n");
 }
 
+TEST_F(T8settingsSeal, FileWithoutAnySettingIsTold) {
+    put("settings/settings.ini", "#name = settings\n");
+    const ToolRun sealed = seal();
+    EXPECT_THAT(sealed.out, StartsWith(file_ + ": sealed, 0 settings, CRC "));
+    EXPECT_EQ("t8settings: warning: " + file_ + ": no setting is in it\n", sealed.err);
+    EXPECT_EQ(0, sealed.exitCode);
+}
+
 TEST_F(T8settingsSeal, SectionThatIsNotClosedAboveSettingsStopsIt) {
     const std::string text = kText + "[picture\ntone = int8,1\n";
     put("settings/settings.ini", text);

@@ -248,8 +248,14 @@ TEST_F(T8settingsSurvey, SingleFileIsReadInPlaceOfTheDirectory) {
     EXPECT_EQ("", list.err);
     EXPECT_EQ("20\n", runBare({"get", "s/a/moved", "--file", file}).out);
     EXPECT_EQ("s/a/moved = long long,20\n", runBare({"dump", "s/a/moved", "--file", file}).out);
-    EXPECT_THAT(runBare({"describe", "s/a/moved", "--file", file}).out,
-                HasSubstr("\ndefault\tnone\norigin\treadWriteFile " + file + "\n"));
+    EXPECT_THAT(
+        runBare({"describe", "s/a/moved", "--file", file}).out,
+        testing::AllOf(HasSubstr("\ndefault\tnot known\norigin\treadWriteFile " + file + "\n"),
+                       HasSubstr("\ndefaults file\tnot known\nread/write file\t" + file + "\n")));
+    EXPECT_THAT(
+        runBare({"describe", "product/model", "--file", path("qel-default-settings/product.xml")})
+            .out,
+        HasSubstr("\nread/write file\tnot known\n"));
     EXPECT_EQ(
         "T8\n",
         runBare({"get", "product/model", "--file", path("qel-default-settings/product.xml")}).out);

@@ -30,6 +30,16 @@ protected:
     }
 };
 
+TEST_F(T8settingsUsage, FlagTakesNoValue) {
+    for (const char* const word : {"--json=false", "--json=", "--json=3"}) {
+        const ToolRun refused = run({"list", word});
+        EXPECT_EQ("t8settings: --json takes no value\n", refused.err) << word;
+        EXPECT_EQ(2, refused.exitCode) << word;
+    }
+    EXPECT_EQ("t8settings: --changed takes no value\n", run({"list", "--changed=3"}).err);
+    EXPECT_EQ("t8settings: --all takes no value\n", run({"reset", "--all=false"}).err);
+}
+
 TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
     const ToolRun help = runBare({"--help"});
     for (const char* const piece :

@@ -71,14 +71,15 @@ std::string textOf(const std::optional<bool>& answer) {
     return !answer ? "not known" : *answer ? "yes" : "no";
 }
 
-std::string orNone(const std::string& text) {
-    return text.empty() ? "none" : text;
+/// A single file does not tell what another one of its storage has.
+const char* noneIn(const StorageFacts& storage) {
+    return storage.isWhole ? "none" : "not known";
 }
 
 /// A default of another type than the value's is shown in the form of the files.
 std::string defaultOf(const SettingFacts& setting) {
     if (!setting.byDefault) {
-        return "none";
+        return noneIn(*setting.storage);
     }
     const bool isSameType = setting.byDefault->type == setting.inForce.type;
     return (isSameType ? "" : setting.byDefault->type + ",") + setting.byDefault->text;
@@ -86,6 +87,9 @@ std::string defaultOf(const SettingFacts& setting) {
 
 std::string textOf(const SettingFacts& setting) {
     const StorageFacts& storage = *setting.storage;
+    const auto pathOrNone = [&storage](const std::string& path) {
+        return path.empty() ? noneIn(storage) : path;
+    };
     return linesOf({{"name", setting.inForce.name},
                     {"type", setting.inForce.type},
                     {"takes", takesOf(typeCalled(setting.inForce.type))},
@@ -93,8 +97,8 @@ std::string textOf(const SettingFacts& setting) {
                     {"default", defaultOf(setting)},
                     {"origin", setting.origin() + (" " + setting.file)},
                     {"storage", setting.inForce.storage},
-                    {"defaults file", orNone(storage.defaultsFile)},
-                    {"read/write file", orNone(storage.readWriteFile)},
+                    {"defaults file", pathOrNone(storage.defaultsFile)},
+                    {"read/write file", pathOrNone(storage.readWriteFile)},
                     {"save policy", policyTextOf(storage)},
                     {"read-only", textOf(isReadonly(storage))},
                     {"survives reset", textOf(storage.survivesReset)}},

@@ -1,6 +1,7 @@
 #ifndef T8SETTINGS_DUMP_H
 #define T8SETTINGS_DUMP_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,8 @@ struct DumpEntry {
     std::string problem = {};  ///< empty for a setting
     std::string name = {};
     std::string type = {};
-    std::string text = {};  ///< as people write it
+    std::string text = {};                    ///< as people write it
+    std::optional<std::string> storage = {};  ///< which a dump may tell
 };
 
 /// Reads a dump, JSON or ini text, which was read from `path` or, for "-", from standard input. Ini

@@ -98,7 +98,7 @@ std::string textOf(const Store& store) {
     for (const ReplacedStorage& storage : storagesReplacedBelow(SettingsManager::location())) {
         out += "REPLACED " + visible(storage.file) +
                "\n  error: " + visible(storage.by + " has its name " + inQuotes(storage.name)) +
-               " and takes its place; give one of the two another #name\n";
+               " and takes its place; " + remedyFor(storage) + "\n";
     }
     return out;
 }

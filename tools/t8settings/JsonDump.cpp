@@ -28,6 +28,11 @@ std::optional<std::string> bytesOfHexadecimal(const std::string& digits) {
     return bytes;
 }
 
+/// The string that a dump has beside the bytes in hexadecimal.
+Json asShown(const std::string& bytes) {
+    return Json::parse(textOfJson(bytes));
+}
+
 /// One setting's object in the array.
 class JsonSetting {
 public:
@@ -38,13 +43,12 @@ public:
             entries.push_back({place_, "is no object"});
             return;
         }
-        const DumpEntry setting = {place_, "", textOf("name"), textOf("type"), textOf("text")};
+        DumpEntry setting = {place_, "", textOf("name"), textOf("type"), textOf("text")};
+        if (json_.contains("storage") || json_.contains("storageBytes")) {
+            setting.storage = textOf("storage");
+        }
         for (const auto& member : json_.items()) {
             demandKnown(member.key());
-            // What nobody reads is to be of the right kind all the same: a dump has no other.
-            if (member.key() == "storage" && !member.value().is_string()) {
-                amiss("storage", "is no string");
-            }
         }
         if (problems_.empty()) {
             entries.push_back(setting);
@@ -64,6 +68,10 @@ private:
         }
         const auto& given = member->get_ref<const std::string&>();
         const auto bytes = isExact ? bytesOfHexadecimal(given) : std::optional(given);
+        if (isExact && bytes && plain != json_.end() && *plain != asShown(*bytes)) {
+            // Whoever changed one of the two would find the other one loaded.
+            return amiss(key, "contradicts " + key + "Bytes; change both, or leave one out");
+        }
         return bytes ? *bytes : amiss(key + "Bytes", "is not in hexadecimal");
     }
 

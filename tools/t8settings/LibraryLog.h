@@ -12,6 +12,9 @@ struct Record;
 
 namespace t8settings {
 
+/// In each message of a lock that could not be had, for who does not go on then.
+constexpr const char* kGoingOnWithoutLock = "going on without the lock";
+
 /// What the library logs while the tool runs: shown on standard error as the tool's own messages
 /// are, and kept, since the library gives its reasons nowhere else.
 ///

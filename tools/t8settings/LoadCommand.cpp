@@ -72,6 +72,7 @@ public:
         const SettingPtr setting = settingCalled(wanted.name);
         demandFirst(wanted);
         const Record record = recordOf(store_, setting);
+        demandStorage(wanted, record.storage);
         demandType(wanted, record.type);
         if (wanted.text == record.text) {
             return std::nullopt;
@@ -99,6 +100,14 @@ private:
         if (!inserted.second) {
             throw Failure(ExitCode::kFailed,
                           wanted.name + " has a value already, at " + inserted.first->second);
+        }
+    }
+
+    static void demandStorage(const DumpEntry& wanted, const std::string& storage) {
+        if (wanted.storage && *wanted.storage != storage) {
+            throw Failure(ExitCode::kFailed, wanted.name + " is unchanged: its storage is " +
+                                                 inQuotes(storage) + " and not " +
+                                                 inQuotes(*wanted.storage));
         }
     }
 

@@ -78,9 +78,15 @@ std::vector<ReplacedStorage> storagesReplacedBelow(const std::string& base) {
     return replaced;
 }
 
+std::string remedyFor(const ReplacedStorage& storage) {
+    return std::string("give one of the two another ") +
+           (isXml(storage.file) || isXml(storage.by) ? "name: #name or, in XML, the root element"
+                                                     : "#name");
+}
+
 std::vector<FileFinding> findingsOn(const ReplacedStorage& storage) {
     const std::string called = "its storage is called " + inQuotes(storage.name) + " as that of ";
-    const std::string remedy = "give one of the two another #name";
+    const std::string remedy = remedyFor(storage);
     return {
         {storage.file,
          {0, Harm::kChanged,

@@ -20,6 +20,9 @@ struct ReplacedStorage {
 /// cannot be read.
 std::vector<ReplacedStorage> storagesReplacedBelow(const std::string& base);
 
+/// What is to be done about it, for people.
+std::string remedyFor(const ReplacedStorage& storage);
+
 /// What that means, at either of the two files.
 std::vector<FileFinding> findingsOn(const ReplacedStorage& storage);
 

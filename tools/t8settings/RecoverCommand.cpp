@@ -20,9 +20,9 @@ constexpr const char* kRecoverHelp =
     "aside: the state of each, which of them a load takes, and each setting that is\n"
     "not the same in all, or would stay behind. With --from one of them is put in\n"
     "the place of FILE, with a right CRC: the whole of it, or of a damaged one the\n"
-    "lines that mean what they say beyond doubt; what does not come back is told\n"
-    "(exit code 5). Mend such lines in FILE by hand, and seal it. What is replaced\n"
-    "is kept beside it.\n\n"
+    "lines that are in order, whose values may be wrong all the same; what does not\n"
+    "come back is told (exit code 5). Mend such lines in FILE by hand, and seal it.\n"
+    "What is replaced is kept beside it.\n\n"
     "Example:\n"
     "  t8settings recover tv/settings/settings.ini";
 
@@ -198,7 +198,10 @@ Result recover(const RestoreOptions& options, const std::string& marker, Format 
                           (isIni(options.path) ? std::string("; ") + kMoveAway : ""));
     }
     if (group.file.state() == FileState::kMissing && membersOf(group).size() == 1) {
-        throw Failure(ExitCode::kFailed, options.path + ": not there, and nothing lies beside it");
+        throw Failure(ExitCode::kFailed,
+                      options.path +
+                          (isThere(options.path) ? ": a link that leads nowhere" : ": not there") +
+                          ", and nothing lies beside it");
     }
     return show(group, format);
 }

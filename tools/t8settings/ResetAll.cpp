@@ -101,7 +101,7 @@ void addReplaced(const std::vector<ReplacedStorage>& replaced, Result& result, J
         json.push_back(row);
         result.output += visible(storage.file + ": NOT reset, " + storage.by + " has its name " +
                                  inQuotes(storage.name)) +
-                         " and takes its place; give one of the two another #name\n";
+                         " and takes its place; " + remedyFor(storage) + "\n";
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "LibraryLog.h"
 #include "Question.h"
 #include "Recovery.h"
 #include "Replacement.h"
@@ -37,10 +38,20 @@ bool holds(const IniFile& file, const std::string& text) {
     return file.state() == FileState::kSealed && file.text() == text;
 }
 
+/// What is to be said of its single lines. What a file as a whole lacks goes without saying when
+/// nothing comes back.
+std::vector<FileFinding> ofLines(std::vector<FileFinding> findings) {
+    findings.erase(
+        std::remove_if(findings.begin(), findings.end(),
+                       [](const FileFinding& finding) { return finding.finding.line == 0; }),
+        findings.end());
+    return findings;
+}
+
 Plan planOf(const FileGroup& group, const IniFile& source) {
     Plan plan = {salvageOf(source, group.file), {}};
     if (plan.salvage.settings.empty()) {
-        throw Failure(ExitCode::kFailed, linesOf(plan.salvage.leftOut) + source.path() +
+        throw Failure(ExitCode::kFailed, linesOf(ofLines(plan.salvage.leftOut)) + source.path() +
                                              " has no setting that could be put back");
     }
     std::vector<const IniFile*> replaced = {&group.file, &group.copy};
@@ -54,6 +65,14 @@ Plan planOf(const FileGroup& group, const IniFile& source) {
         }
     }
     return plan;
+}
+
+/// A line that is in order may be another one than was saved.
+void warnOfUnchecked(const IniFile& source) {
+    if (!source.accepted()) {
+        complain("warning: " + source.path() + ": " + stateOf(source) +
+                 "; so what comes back of it may have wrong values: look at them");
+    }
 }
 
 void demandConfirmation(const FileGroup& group, const IniFile& source, const Plan& plan) {
@@ -126,6 +145,7 @@ void demandHeld(const files::DirectoryLock& lock, const std::string& path) {
 
 Result restore(const RestoreOptions& options, const std::string& marker, Format format) {
     demandNoReset(marker);
+    LibraryLog::instance().passOver({kGoingOnWithoutLock});
     const FileGroup seen = groupAt(options.path);
     const Plan seenPlan = planOf(seen, sourceIn(seen, options.from));
     if (seen.file.role() == IniFile::Role::kDefaults) {
@@ -135,6 +155,7 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
         throw Failure(ExitCode::kUsage,
                       "recover --from needs --yes where nobody can be asked; nothing was changed");
     }
+    warnOfUnchecked(sourceIn(seen, options.from));
     if (!options.confirmed) {
         demandConfirmation(seen, sourceIn(seen, options.from), seenPlan);
     }

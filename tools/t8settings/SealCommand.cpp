@@ -4,6 +4,7 @@
 
 #include "Command.h"
 #include "FileCheck.h"
+#include "LibraryLog.h"
 #include "NameClash.h"
 #include "Recovery.h"
 #include "Replacement.h"
@@ -59,6 +60,8 @@ std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     std::vector<FileFinding> findings = findingsInLinesOf(file);
     if (file.lines().empty()) {
         findings.push_back({file.path(), {0, Harm::kLost, "nothing is in it", ""}});
+    } else if (settingsOf(file).empty()) {
+        findings.push_back({file.path(), {0, Harm::kDoubtful, "no setting is in it", ""}});
     }
     if (const auto cut = cutLineIn(file)) {
         findings.push_back(*cut);
@@ -139,6 +142,7 @@ Sealing seal(const std::string& path, bool force, const std::string& marker) {
 Result sealed(const std::string& path, bool force, const std::string& marker, Format format) {
     demandNoReset(marker);
     demandIniFile(path);
+    LibraryLog::instance().passOver({kGoingOnWithoutLock});
     const Sealing sealing = seal(path, force, marker);
     for (const FileFinding& clash : nameClashesOf(path)) {
         complain("warning: " + textOf(clash));

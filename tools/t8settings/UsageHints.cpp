@@ -169,10 +169,15 @@ void demandValues(const CLI::App& app, int argc, const char* const* argv) {
             continue;
         }
         const std::string name = word.substr(0, word.find('='));
+        const bool isFlag = !takesValue(*optionCalled(app, commands, name));
+        if (isFlag && name != word) {
+            // The parser would take "false" and numbers too, in a way of its own.
+            throw Failure(ExitCode::kUsage, name + " takes no value");
+        }
         if (word.size() == name.size() + 1) {
             throw Failure(ExitCode::kUsage, name + " is empty");
         }
-        if (name == word && takesValue(*optionCalled(app, commands, name))) {
+        if (name == word && !isFlag) {
             ++i;
             if (i == argc || isOption(app, commands, argv[i])) {
                 throw Failure(ExitCode::kUsage, name + " lacks its value");
