@@ -391,18 +391,26 @@ boost::shared_ptr<SettingHolder> SettingStorageFileBase::orphanSettings() {
     // In a forked child nobody ends the changes, nor lets go of the lock.
     const bool isForked = ::getpid() != process_;
     boost::shared_ptr<SettingHolder> busy;
-    const auto orphan = [&](const boost::shared_ptr<SettingHolder>& holder) {
-        if (holder && !holder->orphan(*this, false) && !isForked) {
-            busy = holder;
-        }
-    };
     std::unique_lock<std::mutex> lock(settingsMutex_, std::defer_lock);
     if (!isForked) {
         lock.lock();
     }
-    settings_->forEach(orphan);
-    for (const auto& replaced : replacedSettings_) {
-        orphan(replaced.lock());
+    settings_->forEach([&](const boost::shared_ptr<SettingHolder>& holder) {
+        if (!holder->orphan(*this, false) && !isForked) {
+            busy = holder;
+        }
+    });
+    std::vector<boost::weak_ptr<SettingHolder>> replaced;
+    replaced.swap(replacedSettings_);
+    if (lock) {
+        lock.unlock();
+    }
+    // Whoever is the last to have one of these ends it, and its value may have a use for the
+    // storage.
+    for (const auto& entry : replaced) {
+        if (const auto holder = entry.lock()) {
+            holder->orphan(*this, !isForked);
+        }
     }
     return busy;
 }

@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "Log.h"
 #include "Qel/Settings/SettingStorageFileBase.h"
@@ -175,6 +176,11 @@ bool SettingStorageFileBase::keep(const std::string& path, int& error) {
     return false;
 }
 
+bool SettingStorageFileBase::copyIsNotKept(const std::string& path) const {
+    const int error = standing_.copyError;
+    return path == rwFilename_ && error > 0 && error != ENOSPC && error != EDQUOT;
+}
+
 // What could not be kept is lost now, not before: a save that fails earlier may be followed by one
 // that can keep it. What lies there from now on is the library's own text and not to be kept.
 void SettingStorageFileBase::damagedFileIsOverwritten(const std::string& path,
@@ -182,17 +188,22 @@ void SettingStorageFileBase::damagedFileIsOverwritten(const std::string& path,
     if (path != rwFilename_ || standing_.state == nullptr) {
         return;
     }
-    int& error = overwritten == path ? standing_.fileError : standing_.copyError;
-    if (error != 0) {
-        const std::string reason = std::generic_category().message(error);
-        QEL_LOG(kError,
-                "'%s' is lost and written afresh: the %s file there can neither be set aside nor "
-                "copied: %s",
-                overwritten.c_str(), standing_.state, reason.c_str());
-    }
-    error = 0;
+    const char* const state = standing_.state;
+    const int error =
+        std::exchange(overwritten == path ? standing_.fileError : standing_.copyError, 0);
     if (standing_.copyError == 0 && standing_.fileError == 0) {
         standing_ = {};
+    }
+    try {
+        if (error != 0) {
+            const std::string reason = std::generic_category().message(error);
+            QEL_LOG(kError,
+                    "'%s' is lost and written afresh: the %s file there can neither be set aside "
+                    "nor copied: %s",
+                    overwritten.c_str(), state, reason.c_str());
+        }
+    } catch (const std::bad_alloc&) {
+        // The new text is still to be written.
     }
 }
 

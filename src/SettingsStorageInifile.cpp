@@ -160,6 +160,10 @@ bool SettingStorageInifile::acceptCandidate(const std::string& file, const std::
         crc32_ = 0;
     }
     acceptedFile_ = candidate;
+    if (candidate != file) {
+        // Nobody has looked at it.
+        noteFileUnread();
+    }
     return true;
 }
 

@@ -220,6 +220,7 @@ bool SettingStorageInifile::buildText(std::string& data) const {
     std::string_view lastPrefix;
     bool inSection = false;
     bool sectionsStand = false;
+    bool isLate = false;  // will be read into the section before
     text::SectionsInOrder sections(sections_);
     NamesReadBack names(name().size());
     SettingFactory::Writer writer(*types, " = ");
@@ -236,14 +237,15 @@ bool SettingStorageInifile::buildText(std::string& data) const {
         }
         if (!inSection || prefix != lastPrefix) {
             const std::string_view section = sectionOf(prefix, root);
-            if (section.empty() && sectionsStand) {
-                tellOfLateRootSetting(*holder);
-            }
             sectionsStand = sectionsStand || !section.empty();
+            isLate = section.empty() && sectionsStand;
             names.startSection(whiteSpace.trim(section));
             data.append(inSection ? "\n\n[" : "\n[").append(section).append("]");
             lastPrefix = prefix;
             inSection = true;
+        }
+        if (isLate) {
+            tellOfLateRootSetting(*holder);
         }
         names.addKey(key.size());
         data += '\n';

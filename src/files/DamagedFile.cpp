@@ -155,7 +155,8 @@ bool isKept(const std::string& path) {
     }
     for (int number = 0; number < kMostNames; ++number) {
         const std::optional<FileStatus> other = statusOfEntryAt(nameToKeep(path, number));
-        if (other ? areOneFile(*file, *other) : mayBeThere(errno)) {
+        // What is too long for a name has never been one.
+        if (other ? areOneFile(*file, *other) : mayBeThere(errno) && errno != ENAMETOOLONG) {
             return true;
         }
     }

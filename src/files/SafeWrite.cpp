@@ -44,7 +44,8 @@ Descriptor openTruncated(const std::string& path, mode_t permissions, int more =
 struct Original {
     explicit Original(const std::string& path) {
         std::optional<FileStatus> status = statusOfEntryAt(path);
-        hasOtherNames = status ? status->names > 1 : mayBeThere(errno);
+        isKnown = status || !mayBeThere(errno);
+        hasOtherNames = status && status->names > 1;
         if (status && !status->isRegular) {
             status = statusAt(path);
         }
@@ -60,9 +61,10 @@ struct Original {
         }
     }
 
+    bool isKnown = false;  ///< whether the system tells what lies there, or that nothing does
     bool exists = false;
     bool mayExist = false;
-    bool hasOtherNames = false;  ///< the link, if it is one; or nothing is known
+    bool hasOtherNames = false;  ///< the link, if it is one
     Access access = {kNewFilePermissions};
 };
 
@@ -109,6 +111,12 @@ bool makesRoomAfterRefusal(const std::string& path, const std::optional<FileStat
            ::unlink(path.c_str()) == 0;
 }
 
+void tellOverwritten(const SafeWrite& write, const std::string& path) {
+    if (write.overwritten) {
+        write.overwritten(path);
+    }
+}
+
 struct OpenCopy {
     Descriptor file;
     bool existed;    ///< it was truncated, not made
@@ -153,6 +161,9 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
     if (!copy.file.isOpen()) {
         return WriteResult::kCopyFailed;
     }
+    if (path == write.copy) {
+        tellOverwritten(write, path);
+    }
     const bool written = writeAll(copy.file, write.data);
     if (written && finish(copy.file, write.durable) &&
         (syncedDirectory == nullptr || syncedDirectory->syncDirectory())) {
@@ -166,12 +177,6 @@ WriteResult writeCopy(const std::string& path, const SafeWrite& write,
 
 std::string asideOf(const SafeWrite& write) {
     return write.copy + ".new";
-}
-
-void tellOverwritten(const SafeWrite& write, const std::string& path) {
-    if (write.overwritten) {
-        write.overwritten(path);
-    }
 }
 
 WriteResult replacePreciousCopy(const SafeWrite& write, const DirectoryLock& directory) {
@@ -215,6 +220,10 @@ Descriptor openInPlace(const SafeWrite& write, Access access) {
 
 bool writeFile(const SafeWrite& write, const DirectoryLock& directory) {
     const Original original(write.file);
+    if (!original.isKnown) {
+        // It may go on under another name, and would be written through. The copy is whole.
+        return false;
+    }
     const bool goesOn = original.hasOtherNames && isKept(write.file);
     Descriptor file = goesOn ? openInPlace(write, original.access)
                              : openTruncated(write.file, kNewFilePermissions);

@@ -26,8 +26,8 @@ struct SafeWrite {
     /// Wait for the disk between the steps; without it the order of the steps holds for a crash of
     /// the process only.
     bool durable;
-    /// Called with the path of a precious copy, then of the file, each time as soon as what lay
-    /// there is gone from it.
+    /// Called with the path of the copy, then of the file, each time as soon as what lay there is
+    /// gone from it.
     std::function<void(const std::string& path)> overwritten = {};
 };
 

@@ -241,6 +241,26 @@ TEST_F(InifileDamagedFile, LosesItsCopyToNoSaveThatFailsToWriteAnother) {
     }
 }
 
+// What has been set since the start is worth more than what is torn.
+TEST_F(InifileDamagedFile, LosesItsCopyToASaveThatNeedsItsRoom) {
+    for (const int error : {ENOSPC, EDQUOT}) {
+        writeFile(copy_, "torn");
+        loadDamaged();
+        FileCalls calls(dir_.path());
+        calls.fail("create rw.ini.tmp.bad", error);
+        calls.fail("link rw.ini.tmp rw.ini.tmp.bad", EPERM);
+        calls.fail("create rw.ini.tmp.new", error, FileCalls::kForGood);
+        EXPECT_TRUE(storage_->save());
+        EXPECT_EQ(calls.struck().size(), 2U);
+        EXPECT_EQ(loggedByBase(5, lostCopy(std::generic_category().message(error))), 1U)
+            << log_.dump();
+        EXPECT_EQ(readFile(rw_), kSaved);
+        EXPECT_EQ(readFile(second_), kDamaged);
+        EXPECT_FALSE(exists(copy_ + ".bad"));
+        std::filesystem::remove(second_);
+    }
+}
+
 // The copy that lies there from then on is the new text.
 TEST_F(InifileDamagedFile, MayBeKeptByTheSaveAfterTheOneThatHasReplacedItsCopy) {
     for (const char* const call : {"fsync .", "create rw.ini"}) {

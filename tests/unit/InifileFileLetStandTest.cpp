@@ -531,8 +531,10 @@ TEST_F(InifileUnreadFile, ThatGoesOnUnderAnotherNameIsNotWrittenThroughWhenTheSy
         }
         ASSERT_TRUE(std::filesystem::equivalent(rw_, bad_));
         StatHook::instance().failing = unknown->c_str();
-        EXPECT_TRUE(storage_->save());
+        EXPECT_EQ(storage_->save(), unknown != &rw_);
+        EXPECT_EQ(readFile(bad_), healthy_) << *unknown;
         StatHook::instance().reset();
+        EXPECT_TRUE(storage_->save());
         EXPECT_EQ(readFile(rw_), kSaved) << *unknown;
         EXPECT_EQ(readFile(bad_), healthy_) << *unknown;
         std::filesystem::remove(bad_);

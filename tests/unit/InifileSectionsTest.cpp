@@ -48,14 +48,25 @@ TEST_F(InifileSections, RootSettingsStandAfterABracketPairAndMayReadBackInASecti
     add("settings/sound/bass", static_cast<signed char>(-2));
     add("settings/zeta", 26);
     EXPECT_EQ(saved(), readFile(T8_TEST_DATA_DIR "/ini/three-roots.ini"));
-    EXPECT_EQ(logged(5,
-                     "SettingStorageInifile: 'settings/zeta' has no section and will load under "
-                     "the one before it in the file"),
-              1U)
-        << log_.dump();
     defaults_.clear();
     ASSERT_TRUE(reopen());
     check({"settings/a = int,1", "settings/sound/bass = int8,-2", "settings/sound/zeta = int,26"});
+}
+
+TEST_F(InifileSections, EachRootSettingThatWillReadBackInASectionIsTold) {
+    ASSERT_TRUE(load("#name = settings\n#savepolicy = ondemand\n[sound]\n"));
+    for (const char* const name : {"a", "sound/bass", "zeta", "zulu"}) {
+        add(std::string("settings/") + name, 1);
+    }
+    saved();
+    const auto told = [this](const std::string& name) {
+        return logged(5, "SettingStorageInifile: 'settings/" + name +
+                             "' has no section and will load under the one before it in the file");
+    };
+    EXPECT_EQ(told("a"), 0U);
+    EXPECT_EQ(told("sound/bass"), 0U);
+    EXPECT_EQ(told("zeta"), 1U);
+    EXPECT_EQ(told("zulu"), 1U);
 }
 
 TEST_F(InifileSections, RootSettingsBeforeEverySectionReadBackAsTheyWere) {

@@ -135,11 +135,10 @@ protected:
     bool damagedFileIsKept(const std::string& path, const std::string& copy,
                            const files::DirectoryLock& directory);
 
-    /// Whether that has let the save go on although the temporary copy of `path` could not be kept.
-    /// The next save may be able to keep it, so one that fails is to leave it as it is.
-    bool copyIsNotKept(const std::string& path) const {
-        return path == rwFilename_ && standing_.copyError > 0;
-    }
+    /// Whether that has let the save go on although the temporary copy of `path` could not be kept,
+    /// and the next save may be able to keep it, so that one which fails is to leave it as it is.
+    /// On a full disk it is not: a new copy beside it would find no room either.
+    bool copyIsNotKept(const std::string& path) const;
 
     /// To be called by a subclass that has asked these, as soon as it has overwritten that copy,
     /// then `path` itself: when what lay at `overwritten`, one of the two, could not be kept, the
