@@ -35,9 +35,9 @@ std::string textOf(const Verification& verification) {
     const std::string verdict = verification.files().empty() ? "nothing to verify" : "all sound";
     std::string notes;
     for (const auto& [directory, defaults] : verification.missing()) {
-        notes += visible(directory + ": not there, and nothing of " + defaults +
-                         " can be saved without it") +
-                 "\n";
+        const std::string note =
+            directory + ": not there, and nothing of " + defaults + " can be saved without it";
+        notes += visible(note) + "\n";
     }
     for (const std::string& path : verification.kept()) {
         notes += visible(path) + ": kept by seal or recover; delete it when nobody needs it\n";
