@@ -35,8 +35,9 @@ std::string textOf(const Verification& verification) {
     const std::string verdict = verification.files().empty() ? "nothing to verify" : "all sound";
     std::string notes;
     for (const auto& [directory, defaults] : verification.missing()) {
-        const std::string note =
-            directory + ": not there, and nothing of " + defaults + " can be saved without it";
+        std::string note = directory;
+        note.append(": not there, and nothing of ").append(defaults);
+        note.append(" can be saved without it");
         notes += visible(note) + "\n";
     }
     for (const std::string& path : verification.kept()) {
