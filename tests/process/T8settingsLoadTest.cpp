@@ -59,6 +59,24 @@ TEST_F(T8settingsLoad, FileOfTheStoreItselfThatNoLoadTakesStaysWhereItIs) {
     expectChanged(run({"load", file}), 0, 1);
 }
 
+TEST_F(T8settingsLoad, DumpThatADamagedFileIsToBeSetAsideOverStaysWhereItIs) {
+    const std::string damaged = "#name = a\n[s]\nbass = int8,6\n";
+    const std::string dump = "#name = a\n[s]\nbass = int8,7\n#crc32 = false\n";
+    put("settings/a.ini", damaged);
+    put("settings/a.ini.bad", dump);
+    const std::string file = path("settings/a.ini");
+    const ToolRun refused = run({"load", file + ".bad"});
+    EXPECT_EQ("t8settings: " + file + ".bad: would be lost, as " + file +
+                  " is about to be set aside under its name; first of all: t8settings recover " +
+                  file + "\nt8settings: nothing was changed\n",
+              refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(dump, bytesOf("settings/a.ini.bad"));
+    EXPECT_EQ(damaged, bytesOf("settings/a.ini"));
+    put("settings/a.ini", damaged + "#crc32 = false\n");
+    expectChanged(run({"load", file + ".bad"}), 1, 0);
+}
+
 TEST_F(T8settingsLoad, TextInWhichNoSettingIsToBeFoundIsRefused) {
     const std::string none = ":1: has no setting in it; a dump that is to change nothing is []\n";
     expectRefused("# a comment\n", none);

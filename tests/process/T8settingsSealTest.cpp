@@ -127,6 +127,17 @@ TEST_F(T8settingsSeal, LineThatMayBeCutShortIsSealedByForceAlone) {
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini"));
 }
 
+TEST_F(T8settingsSeal, CrcLineThatHasLostItsLineFeedIsNoText) {
+    const std::string damaged = kText + "wakeTime = string,06:45#crc32 = 3179768639\n";
+    put("settings/settings.ini", damaged);
+    expectUnchanged(seal(), damaged,
+                    file_ +
+                        ":7: settings/sound/wakeTime has run into the CRC line; write \"#crc32\" "
+                        "at the start of a line of its own\n");
+    put("settings/settings.ini", kText + "wakeTime = string,\"06:45#crc32 = 3179768639\"\n");
+    EXPECT_EQ("", seal().err);
+}
+
 TEST_F(T8settingsSeal, BlanksAndCommentsBehindTheLastLineCutNothing) {
     put("settings/settings.ini", kText + "#savepol");
     EXPECT_EQ(1, seal().exitCode);

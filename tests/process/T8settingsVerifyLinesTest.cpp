@@ -202,4 +202,17 @@ TEST_F(T8settingsVerifyLines, TextThatEndsInTheLineOfAMissingSettingHasLostALine
     EXPECT_EQ(Said{}, saidOf("[a]\nzoom = int8,2\ntone = string,dazoom = int8,3"));
 }
 
+TEST_F(T8settingsVerifyLines, TextInQuotesMayReadLikeALineOfAMissingSetting) {
+    put("qel-default-settings/x.ini", "#name = x\n[a]\ntone = string,\nzoom = int8,1\n");
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,\"say zoom = int8,3\""));
+    EXPECT_EQ(Said{}, saidOf("[a]\ntone = string,\"a \\\"zoom = int8,3\""));
+    EXPECT_EQ((Said{"2 changed: x/a/tone ends in what looks like the line of x/a/zoom, which the "
+                    "file lacks"}),
+              saidOf("[a]\ntone = string,\"say\"zoom = int8,3"));
+}
+
+TEST_F(T8settingsVerifyLines, TextThatReadsLikeACrcLineIsSoundAboveOne) {
+    EXPECT_EQ(Said{}, saidOf("a = string,b#crc32 = 1"));
+}
+
 }  // namespace

@@ -29,6 +29,10 @@ using Changes = std::vector<Change>;
 using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
+/// The user hears of this before the save, with what it costs, or not at all when nothing.
+constexpr const char* kToldBeforeTheSave =
+    "has no section and will load under the one before it in the file";
+
 Failure notSaved(const Changes& changes, const std::string& why) {
     const std::string what = changes.size() == 1 ? changes.front().setting->name()
                                                  : counted(changes.size(), "setting") + " of " +
@@ -227,6 +231,7 @@ void changeAndSave(const Store& store, const Changes& changes) {
         const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
         added.insert(added.end(), ofThis.begin(), ofThis.end());
     }
+    const LibraryMessagePassedOver passedOver(kToldBeforeTheSave);
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
     const EndDeferred endDeferred;

@@ -9,7 +9,8 @@ namespace t8settings {
 
 /// Settings of the file that a load takes as they stand, but that are hardly meant so: a key that
 /// looks like a comment, another type than the defaults file has, a name that is like one of the
-/// defaults which the file lacks, and a text that ends in the line of such a one.
+/// defaults which the file lacks, and a text that ends in the line of such a one or in the CRC
+/// line.
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory);
 
 }  // namespace t8settings

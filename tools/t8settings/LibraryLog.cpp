@@ -14,11 +14,6 @@ namespace {
 constexpr const char* kContexts[] = {"Qel::Settings", "settings.inifile"};
 constexpr int kAboveAllLevels = 10;
 
-/// Whoever changes a setting hears of this before the save, with what it costs, or not at all when
-/// nothing.
-constexpr std::string_view kToldBeforeTheSave =
-    "has no section and will load under the one before it in the file";
-
 int thresholdOf(const char* contextName) {
     const QlogContext& context =
         *QlogContext::GetLogContext(contextName, "tools/t8settings/LibraryLog", __LINE__);
@@ -68,11 +63,9 @@ void LibraryLog::receive(const qlog::Record& record) {
 }
 
 bool LibraryLog::isPassedOver(const std::string& text) const {
-    const bool isTold = text.find(kToldBeforeTheSave) != std::string::npos;
-    return isTold ||
-           std::any_of(passedOver_.begin(), passedOver_.end(), [&text](const std::string& known) {
-               return text.find(known) != std::string::npos;
-           });
+    return std::any_of(passedOver_.begin(), passedOver_.end(), [&text](const std::string& known) {
+        return text.find(known) != std::string::npos;
+    });
 }
 
 void LibraryLog::show(const Message& message) {

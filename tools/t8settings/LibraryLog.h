@@ -93,6 +93,17 @@ private:
     bool wasHeld_;
 };
 
+/// While it lives messages with this text in them are not shown: the program has said it.
+class LibraryMessagePassedOver {
+public:
+    explicit LibraryMessagePassedOver(const std::string& text) {
+        LibraryLog::instance().passOver({text});
+    }
+    ~LibraryMessagePassedOver() { LibraryLog::instance().passOver({}); }
+    LibraryMessagePassedOver(const LibraryMessagePassedOver&) = delete;
+    LibraryMessagePassedOver& operator=(const LibraryMessagePassedOver&) = delete;
+};
+
 /// The errors among `messages` in plain words, each once, one below the other.
 std::string reasons(const std::vector<LibraryLog::Message>& messages);
 

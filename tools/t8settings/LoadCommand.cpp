@@ -183,15 +183,27 @@ bool leadToOneFile(const std::string& path, const std::string& other) {
     return one && two && one->device == two->device && one->inode == two->inode;
 }
 
-/// A store that came up would set aside the very file that its user takes for the dump.
+std::string isOfTheStore(const std::string& path) {
+    return path + ": is a file of the store itself, and is not taken as it is: " +
+           stateOf(iniFileUnderLock(path)) +
+           "; when its lines are as they should be: " + commandOn("seal", path);
+}
+
+std::string wouldBeReplaced(const std::string& path, const std::string& file) {
+    return path + ": would be lost, as " + file +
+           " is about to be set aside under its name; first of all: " + commandOn("recover", file);
+}
+
+/// A store that came up would set aside the very file that its user takes for the dump, or put
+/// another one in its place.
 void demandNotSetAside(const std::string& base, const std::string& path) {
     const LibraryMessagesDropped dropped;
     for (const StorageFiles& storage : storagesBelow(base)) {
-        if (!storage.isXml() && leadToOneFile(storage.readWrite, path) &&
-            loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside) {
-            throw refused({path + ": is a file of the store itself, and is not taken as it is: " +
-                           stateOf(iniFileUnderLock(path)) +
-                           "; when its lines are as they should be: " + commandOn("seal", path)});
+        const std::string& file = storage.readWrite;
+        const bool isFile = leadToOneFile(file, path);
+        if (!storage.isXml() && (isFile || leadToOneFile(setAsideOf(file), path)) &&
+            loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside) {
+            throw refused({isFile ? isOfTheStore(path) : wouldBeReplaced(path, file)});
         }
     }
 }

@@ -67,14 +67,6 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
                       : harm == Harm::kIgnored && counting.count(line) != 0);
     };
     leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(), isUseful), leftOut.end());
-    for (const IniFile::Line& line : file.lines()) {
-        if (!whole && line.kind == Kind::Setting &&
-            line.value.find("#crc32 = ") != std::string::npos) {
-            leftOut.push_back({file.path(),
-                               {line.number, Harm::kDoubtful,
-                                visible(line.name) + " has run into the CRC line", ""}});
-        }
-    }
     if (const auto cut = cutLineIn(file)) {
         leftOut.push_back(*cut);
     }
