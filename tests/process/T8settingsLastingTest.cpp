@@ -24,14 +24,15 @@ protected:
         put("settings/settings.ini", "#name = settings\n" + sections + "#crc32 = false\n");
     }
 
-    /// Exit code 1, these lines on standard error, and all files as they were.
+    /// Exit code 1, the finding and what to do on standard error, and the file as it was.
     void expectRefused(const std::vector<std::string>& command, const std::string& finding) const {
         const std::string before = testsupport::readFile(file_);
         const ToolRun run = this->run(command);
         EXPECT_EQ("", run.out);
         EXPECT_EQ("t8settings: " + finding +
                       "\nt8settings: nothing was changed, as a save of settings would make that "
-                      "last\n",
+                      "last\nt8settings: mend these lines, then: t8settings seal " +
+                      file_ + "\n",
                   run.err);
         EXPECT_EQ(1, run.exitCode);
         EXPECT_EQ(before, testsupport::readFile(file_));
@@ -50,6 +51,28 @@ TEST_F(T8settingsLasting, SectionThatIsNotClosedKeepsEachCommandFromSaving) {
     expectRefused({"reset", "settings/timer/sleep"}, finding);
     testsupport::writeFile(dir_.file("dump"), "settings/timer/sleep = int8,6\n");
     expectRefused({"load", dir_.file("dump")}, finding);
+}
+
+TEST_F(T8settingsLasting, SectionThatHasLostItsNameKeepsCommandsFromSaving) {
+    putFile("[timer]\nsleep = int8,3\n[]\nbass = int8,5\ntone = int8,6\n");
+    expectRefused({"set", "settings/timer/sleep", "6"},
+                  file_ +
+                      ":4: no line ends a section, so the settings below it are read into section "
+                      "\"timer\"; move settings without a section above all sections");
+}
+
+// A save writes such a line above a setting without a section, and above one of the old name.
+TEST_F(T8settingsLasting, LineOfASaveAboveSettingsWithoutASectionIsWrittenOnceMore) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\nzeta = int8,1\n[sound]\nbass = int8,0\n");
+    putFile("[sound]\nbass = int8,2\n[]\nzeta = int8,1\n");
+    const ToolRun set = run({"set", "settings/sound/bass", "3"});
+    EXPECT_EQ("", set.err);
+    EXPECT_EQ(0, set.exitCode);
+    put("settings/settings.ini",
+        "#name = new\n[sound]\nbass = int8,2\n[]\nsettings/sound/bass = int8,0\n"
+        "settings/zeta = int8,1\n#crc32 = false\n");
+    EXPECT_EQ(0, run({"set", "new/sound/bass", "3"}).exitCode);
 }
 
 TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) {

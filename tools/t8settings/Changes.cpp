@@ -12,10 +12,10 @@
 
 #include "EndDeferred.h"
 #include "Exit.h"
-#include "FileCheck.h"
 #include "FileOnDisk.h"
 #include "Files.h"
 #include "Foresight.h"
+#include "Lasting.h"
 #include "LibraryLog.h"
 #include "Progress.h"
 #include "Terminal.h"
@@ -89,12 +89,14 @@ void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
     for (const Change& change : changes) {
         replaced.insert(change.setting->name());
     }
-    const std::string& path = *storageOf(changes.front().setting).rwFilename();
-    const std::string findings = linesOf(lastingBySave(groupAt(path), replaced, store.factory()));
+    const SettingStorageFileBase& storage = storageOf(changes.front().setting);
+    const FileGroup group = groupAt(*storage.rwFilename());
+    const std::string findings = linesOf(lastingBySave(group, replaced, store.factory()));
     if (!findings.empty()) {
+        const std::string remedy = remedyForLasting(group);
         throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
-                                             storageOf(changes.front().setting).name() +
-                                             " would make that last");
+                                             storage.name() + " would make that last" +
+                                             (remedy.empty() ? "" : "\n" + remedy));
     }
 }
 
