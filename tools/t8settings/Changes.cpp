@@ -83,8 +83,9 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
     return foresight.added;
 }
 
-/// Verify tells of it as long as it lies there. Afterwards nobody could.
-void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
+/// Verify tells of it as long as it lies there. Afterwards nobody could. Gives what else would be
+/// told no more.
+std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
     std::set<std::string> replaced;
     for (const Change& change : changes) {
         replaced.insert(change.setting->name());
@@ -98,6 +99,7 @@ void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
                                              storage.name() + " would make that last" +
                                              (remedy.empty() ? "" : "\n" + remedy));
     }
+    return hiddenBySave(group, store.factory());
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -224,13 +226,19 @@ void changeAndSave(const Store& store, const Changes& changes) {
         byStorage[{storage.name(), &storage}].push_back(change);
     }
     std::vector<std::string> added;
+    std::vector<FileFinding> hidden;
     for (const auto& ofStorage : byStorage) {
-        demandThatASaveHidesNothing(store, ofStorage.second);
+        for (FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
+            hidden.push_back(std::move(finding));
+        }
         const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
         added.insert(added.end(), ofThis.begin(), ofThis.end());
     }
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
+    for (const FileFinding& finding : hidden) {
+        complain("warning: " + textOf(finding));
+    }
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {

@@ -73,19 +73,45 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
         }
         return lasting;
     }
-    std::set<std::size_t> passedOver = linesWrittenBySaves(*taken);
+    std::set<std::size_t> mended = linesWrittenBySaves(*taken);
     for (const IniFile::Line& line : taken->lines()) {
         const bool isName = line.kind == Kind::Header && line.key == "name";
         if (isName || (line.kind == Kind::Setting && replaced.count(line.name) != 0)) {
-            passedOver.insert(line.number);
+            mended.insert(line.number);
+        }
+    }
+    // A text with the line of another setting in it costs that one its value as well.
+    std::set<std::size_t> ofTwoSettings;
+    for (const Finding& doubt : doubtsIn(*taken, factory)) {
+        if (doubt.harm == Harm::kChanged) {
+            ofTwoSettings.insert(doubt.line);
         }
     }
     for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
-        if (isLasting(finding) && passedOver.count(finding.finding.line) == 0) {
+        const std::size_t line = finding.finding.line;
+        if (isLasting(finding) && (mended.count(line) == 0 || ofTwoSettings.count(line) != 0)) {
             lasting.push_back(std::move(finding));
         }
     }
     return lasting;
+}
+
+std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory) {
+    const IniFile* const taken = takenByLoad(group);
+    if (taken == nullptr) {
+        return {};
+    }
+    std::vector<FileFinding> hidden;
+    for (Finding& misspelt : misspeltNamesIn(*taken, factory)) {
+        misspelt.remedy += " after this save nothing tells of it any more";
+        hidden.push_back({taken->path(), std::move(misspelt)});
+    }
+    const auto unread = unreadLinesIn(*taken);
+    if (unread && !isGrave(unread->harm)) {
+        hidden.push_back(
+            {taken->path(), {unread->line, unread->harm, unread->reason, "this save drops them"}});
+    }
+    return hidden;
 }
 
 std::string remedyForLasting(const FileGroup& group) {

@@ -17,7 +17,12 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
                                        const std::set<std::string>& replaced,
                                        const FactoryPtr& factory);
 
-/// What is to be done about these before a save, in one line; empty when they say it themselves.
+/// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
+/// meant so, and lines that no load reads and that hold no setting.
+std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
+
+/// What is to be done about those that a save would make last, in one line; empty when they say it
+/// themselves.
 std::string remedyForLasting(const FileGroup& group);
 
 }  // namespace t8settings
