@@ -10,6 +10,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testsupport::ToolRun;
 
@@ -24,15 +25,24 @@ protected:
         put("settings/settings.ini", "#name = settings\n" + sections + "#crc32 = false\n");
     }
 
-    /// Exit code 1, these lines on standard error, and all files as they were.
+    /// The bytes of a file with a right CRC.
+    std::string sealed(const std::string& sections) const {
+        putFile(sections);
+        EXPECT_EQ(0, run({"seal", file_}).exitCode);
+        return testsupport::readFile(file_);
+    }
+
+    /// Exit code 1, the finding and what to do on standard error, and the file as it was.
     void expectRefused(const std::vector<std::string>& command, const std::string& finding) const {
         const std::string before = testsupport::readFile(file_);
         const ToolRun run = this->run(command);
         EXPECT_EQ("", run.out);
-        EXPECT_EQ("t8settings: " + finding +
-                      "\nt8settings: nothing was changed, as a save of settings would make that "
-                      "last\n",
-                  run.err);
+        // The library tells of some lines itself, when it loads them.
+        EXPECT_THAT(run.err,
+                    EndsWith("t8settings: " + finding +
+                             "\nt8settings: nothing was changed, as a save of settings would make "
+                             "that last\nt8settings: mend these lines, then: t8settings seal " +
+                             file_ + "\n"));
         EXPECT_EQ(1, run.exitCode);
         EXPECT_EQ(before, testsupport::readFile(file_));
     }
@@ -52,6 +62,28 @@ TEST_F(T8settingsLasting, SectionThatIsNotClosedKeepsEachCommandFromSaving) {
     expectRefused({"load", dir_.file("dump")}, finding);
 }
 
+TEST_F(T8settingsLasting, SectionThatHasLostItsNameKeepsCommandsFromSaving) {
+    putFile("[timer]\nsleep = int8,3\n[]\nbass = int8,5\ntone = int8,6\n");
+    expectRefused({"set", "settings/timer/sleep", "6"},
+                  file_ +
+                      ":4: no line ends a section, so the settings below it are read into section "
+                      "\"timer\"; move settings without a section above all sections");
+}
+
+// A save writes such a line above a setting without a section, and above one of the old name.
+TEST_F(T8settingsLasting, LineOfASaveAboveSettingsWithoutASectionIsWrittenOnceMore) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\nzeta = int8,1\n[sound]\nbass = int8,0\n");
+    putFile("[sound]\nbass = int8,2\n[]\nzeta = int8,1\n");
+    const ToolRun set = run({"set", "settings/sound/bass", "3"});
+    EXPECT_EQ("", set.err);
+    EXPECT_EQ(0, set.exitCode);
+    put("settings/settings.ini",
+        "#name = new\n[sound]\nbass = int8,2\n[]\nsettings/sound/bass = int8,0\n"
+        "settings/zeta = int8,1\n#crc32 = false\n");
+    EXPECT_EQ(0, run({"set", "new/sound/bass", "3"}).exitCode);
+}
+
 TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) {
     putFile("[sound]\nbass = int8,300\ntone = int8,5\n");
     expectRefused({"set", "settings/sound/tone", "6"},
@@ -63,6 +95,75 @@ TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) 
     EXPECT_EQ(0, mended.exitCode);
     EXPECT_EQ(0, run({"set", "settings/sound/tone", "6"}).exitCode);
     EXPECT_EQ(0, run({"verify"}).exitCode);
+}
+
+TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOwn) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\n");
+    putFile("[menu]\nlanguage = string,datimeout = int8,45\n");
+    const std::string finding = file_ +
+                                ":3: settings/menu/language ends in what looks like the line of "
+                                "settings/menu/timeout, which the file lacks; write that on a line "
+                                "of its own";
+    expectRefused({"set", "settings/menu/language", "en"}, finding);
+    expectRefused({"reset", "settings/menu/language"}, finding);
+}
+
+TEST_F(T8settingsLasting, LineThatIsLostKeepsCommandsFromSaving) {
+    putFile("[sound]\nbass = int9,5\ntone = int8,5\n");
+    expectRefused({"set", "settings/sound/tone", "6"},
+                  file_ +
+                      ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; "
+                      "t8settings types shows all types; or delete the line");
+    putFile("[sound]\nbass int8,5\n");
+    expectRefused(
+        {"set", "settings/sound/tone", "6"},
+        file_ +
+            ":3: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a comment "
+            "# TEXT");
+    for (const char* const behind : {"tone = int8,6\n", "# note\n[timer]\n"}) {
+        testsupport::writeFile(file_, sealed("[sound]\nbass = int8,5\n") + behind);
+        expectRefused({"set", "settings/sound/bass", "6"},
+                      file_ + ":4: lines after the CRC line are not read; move them above it");
+    }
+}
+
+TEST_F(T8settingsLasting, WhatHoldsNoSettingBehindTheCrcLineIsAWarning) {
+    for (const std::string& behind : {std::string("# note\n"), std::string(300, '\0')}) {
+        const std::string text = sealed("[sound]\nbass = int8,5\n");
+        testsupport::writeFile(file_, text + behind);
+        const std::string finding =
+            file_ + ":4: lines after the CRC line are not read, and none of them is a setting; ";
+        const ToolRun verified = run({"verify"});
+        EXPECT_THAT(verified.out, HasSubstr(finding + "t8settings seal " + file_ +
+                                            " drops them and keeps a copy\n"));
+        EXPECT_EQ(5, verified.exitCode);
+        EXPECT_EQ(0, run({"load", file_}).exitCode);
+        const ToolRun set = run({"set", "settings/sound/bass", "6"});
+        EXPECT_EQ("t8settings: warning: " + finding + "this save drops them\n", set.err);
+        EXPECT_EQ(0, set.exitCode);
+        EXPECT_EQ(0, run({"verify"}).exitCode);
+        testsupport::writeFile(file_, text + behind);
+        EXPECT_EQ(0, run({"seal", file_}).exitCode);
+        EXPECT_EQ(text + behind, bytesOf("settings/settings.ini.before-recover"));
+        std::filesystem::remove(path("settings/settings.ini.before-recover"));
+    }
+}
+
+TEST_F(T8settingsLasting, MisspeltSectionOrKeyIsToldForTheLastTime) {
+    putFile("[soundd]\nbass = int8,5\n[sound]\ntune = int8,5\n[timer]\nsleep = int8,3\n");
+    const std::string of = " is not in " + path("qel-default-settings/settings.ini") +
+                           "; did you mean settings/sound/";
+    const std::string after = "? after this save nothing tells of it any more\n";
+    const std::string warnings = "t8settings: warning: " + file_ + ":3: settings/soundd/bass" + of +
+                                 "bass" + after + "t8settings: warning: " + file_ +
+                                 ":5: settings/sound/tune" + of + "tone" + after;
+    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ("settings/timer/sleep\tint8\t6\n", set.out);
+    EXPECT_EQ(warnings, set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
+    EXPECT_EQ("5\n", run({"get", "settings/soundd/bass"}).out);
 }
 
 TEST_F(T8settingsLasting, WholeCopyWithoutItsFileIsNotReplaced) {

@@ -147,7 +147,7 @@ TEST_F(T8settingsVerifyLines, DefaultsNeedNoCrcButTheirLinesAreJudged) {
         run({"verify"}),
         {path("qel-default-settings/settings.ini") +
          ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; t8settings "
-         "types shows all types"});
+         "types shows all types; or delete the line"});
 }
 
 TEST_F(T8settingsVerifyLines, DefaultsBehindALinkAreDefaultsAllTheSame) {

@@ -12,10 +12,10 @@
 
 #include "EndDeferred.h"
 #include "Exit.h"
-#include "FileCheck.h"
 #include "FileOnDisk.h"
 #include "Files.h"
 #include "Foresight.h"
+#include "Lasting.h"
 #include "LibraryLog.h"
 #include "Progress.h"
 #include "Terminal.h"
@@ -87,19 +87,23 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
     return foresight.added;
 }
 
-/// Verify tells of it as long as it lies there. Afterwards nobody could.
-void demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
+/// Verify tells of it as long as it lies there. Afterwards nobody could. Gives what else would be
+/// told no more.
+std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
     std::set<std::string> replaced;
     for (const Change& change : changes) {
         replaced.insert(change.setting->name());
     }
-    const std::string& path = *storageOf(changes.front().setting).rwFilename();
-    const std::string findings = linesOf(lastingBySave(groupAt(path), replaced, store.factory()));
+    const SettingStorageFileBase& storage = storageOf(changes.front().setting);
+    const FileGroup group = groupAt(*storage.rwFilename());
+    const std::string findings = linesOf(lastingBySave(group, replaced, store.factory()));
     if (!findings.empty()) {
+        const std::string remedy = remedyForLasting(group);
         throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
-                                             storageOf(changes.front().setting).name() +
-                                             " would make that last");
+                                             storage.name() + " would make that last" +
+                                             (remedy.empty() ? "" : "\n" + remedy));
     }
+    return hiddenBySave(group, store.factory());
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -226,14 +230,20 @@ void changeAndSave(const Store& store, const Changes& changes) {
         byStorage[{storage.name(), &storage}].push_back(change);
     }
     std::vector<std::string> added;
+    std::vector<FileFinding> hidden;
     for (const auto& ofStorage : byStorage) {
-        demandThatASaveHidesNothing(store, ofStorage.second);
+        for (FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
+            hidden.push_back(std::move(finding));
+        }
         const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
         added.insert(added.end(), ofThis.begin(), ofThis.end());
     }
     const LibraryMessagePassedOver passedOver(kToldBeforeTheSave);
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
+    for (const FileFinding& finding : hidden) {
+        complain("warning: " + textOf(finding));
+    }
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {

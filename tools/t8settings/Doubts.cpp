@@ -86,6 +86,18 @@ public:
         return doubts;
     }
 
+    std::vector<Finding> misspeltNames() const {
+        std::vector<Finding> misspelt;
+        for (const auto& one : lines_) {
+            if (const auto found = doubtOfName(*one.second)) {
+                misspelt.push_back(*found);
+            }
+        }
+        std::sort(misspelt.begin(), misspelt.end(),
+                  [](const Finding& a, const Finding& b) { return a.line < b.line; });
+        return misspelt;
+    }
+
 private:
     using MaybeFinding = std::optional<Finding>;
 
@@ -198,6 +210,10 @@ private:
 
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
     return Doubter(file, factory).doubts();
+}
+
+std::vector<Finding> misspeltNamesIn(const IniFile& file, const FactoryPtr& factory) {
+    return Doubter(file, factory).misspeltNames();
 }
 
 }  // namespace t8settings

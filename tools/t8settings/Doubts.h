@@ -13,6 +13,10 @@ namespace t8settings {
 /// line.
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory);
 
+/// Of these the names that are like one of the defaults which the file lacks, in the order of the
+/// lines. A save writes that one as well, so that it is lacking no more.
+std::vector<Finding> misspeltNamesIn(const IniFile& file, const FactoryPtr& factory);
+
 }  // namespace t8settings
 
 #endif

@@ -342,33 +342,4 @@ std::vector<FileFinding> findingsIn(const FileGroup& group) {
     return findings;
 }
 
-std::vector<FileFinding> lastingBySave(const FileGroup& group,
-                                       const std::set<std::string>& replaced,
-                                       const FactoryPtr& factory) {
-    const IniFile* const taken = takenByLoad(group);
-    if (taken == nullptr) {
-        const bool isCopyAlone = isMissing(group.file) && group.copy.accepted();
-        return isCopyAlone ? findingsInCopy(group) : std::vector<FileFinding>();
-    }
-    std::set<std::size_t> passedOver;
-    for (const IniFile::Line& line : taken->lines()) {
-        const bool isName = line.kind == Kind::Header && line.key == "name";
-        // A save writes that line itself.
-        const bool isSectionOfNone = line.kind == Kind::SkippedSection && line.whole == "[]";
-        if (isName || isSectionOfNone ||
-            (line.kind == Kind::Setting && replaced.count(line.name) != 0)) {
-            passedOver.insert(line.number);
-        }
-    }
-    std::vector<FileFinding> lasting;
-    for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
-        const Harm harm = finding.finding.harm;
-        if ((harm == Harm::kLost || harm == Harm::kChanged) &&
-            passedOver.count(finding.finding.line) == 0) {
-            lasting.push_back(std::move(finding));
-        }
-    }
-    return lasting;
-}
-
 }  // namespace t8settings

@@ -2,7 +2,6 @@
 #define T8SETTINGS_FILECHECK_H
 
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -56,13 +55,6 @@ std::vector<FileFinding> findingsIn(const IniFile& file);
 
 /// The same for a file with all that lies beside it, and what that means for the next load.
 std::vector<FileFinding> findingsIn(const FileGroup& group);
-
-/// Of these the ones that a save would make last, as nothing tells of them afterwards: lines of the
-/// file in force that are lost or read as something else, and a whole copy without its file. A
-/// setting called in `replaced` gets another line; what a save writes once more is left out.
-std::vector<FileFinding> lastingBySave(const FileGroup& group,
-                                       const std::set<std::string>& replaced,
-                                       const FactoryPtr& factory);
 
 }  // namespace t8settings
 

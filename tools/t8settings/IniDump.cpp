@@ -49,7 +49,7 @@ bool isOfAStorage(const IniFile& file) {
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
     const auto unread = unreadLinesIn(file);
-    if (hasCrc && !file.accepted() && unread) {
+    if (hasCrc && !file.accepted() && unread && isGrave(unread->harm)) {
         return DumpEntry{placeOf(file, unread->line), textOf(*unread)};
     }
     if (hasCrc && !file.accepted()) {
@@ -77,7 +77,8 @@ Problems problemsIn(const IniFile& file) {
     if (const auto cut = cutLineIn(file)) {
         problems.emplace(cut->finding.line, textOf(cut->finding));
     }
-    if (const auto unread = unreadLinesIn(file)) {
+    const auto unread = unreadLinesIn(file);
+    if (unread && isGrave(unread->harm)) {
         problems.emplace(unread->line, textOf(*unread));
     }
     for (const IniFile::Line& line : file.lines()) {

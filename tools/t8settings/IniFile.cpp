@@ -95,7 +95,13 @@ void IniFile::judgeCrc(const std::string& data) {
     const std::string_view after = std::string_view(data).substr(text_.size() + 1);
     const std::size_t end = after.find('\n');
     isCrcLineOpen_ = end == std::string_view::npos;
-    moreAfterCrcLine_ = end != std::string_view::npos && text::IniWalk(after.substr(end)).next();
+    text::IniWalk walk(after.substr(std::min(end, after.size())));
+    while (walk.next()) {
+        const Kind kind = walk.line().kind;
+        moreAfterCrcLine_ = true;
+        settingsAfterCrcLine_ = settingsAfterCrcLine_ || kind == Kind::Setting ||
+                                kind == Kind::Section || kind == Kind::SkippedSection;
+    }
 }
 
 void IniFile::readLines(const std::string& data) {

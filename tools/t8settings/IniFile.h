@@ -86,6 +86,8 @@ public:
     /// The number of the CRC line; 0 without one. Lines may follow that no load reads.
     std::size_t crcLine() const { return crcLine_; }
     bool hasMoreAfterCrcLine() const { return moreAfterCrcLine_; }
+    /// Settings or sections among them.
+    bool hasSettingsAfterCrcLine() const { return settingsAfterCrcLine_; }
 
     /// No line feed ends the CRC line, so that a load takes its last byte for one.
     bool isCrcLineOpen() const { return isCrcLineOpen_; }
@@ -111,6 +113,7 @@ private:
     std::string text_;
     std::size_t crcLine_ = 0;
     bool moreAfterCrcLine_ = false;
+    bool settingsAfterCrcLine_ = false;
     bool isCrcLineOpen_ = false;
 };
 

@@ -8,9 +8,11 @@
 
 #include "CanonicalNumber.h"
 #include "Exit.h"
+#include "Files.h"
 #include "Meaning.h"
 #include "NamesInFull.h"
 #include "Progress.h"
+#include "Shell.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
@@ -179,7 +181,7 @@ private:
             reason = inOneLine(failure.what());
         }
         return Finding{line.number, Harm::kLost, visible(line.name) + ": " + reason,
-                       "t8settings types shows all types"};
+                       "t8settings types shows all types; or delete the line"};
     }
 
     MaybeFinding checkValue(const IniFile::Line& line) {
@@ -269,8 +271,14 @@ MaybeFinding unreadLinesIn(const IniFile& file) {
     if (!file.hasMoreAfterCrcLine() || file.role() == IniFile::Role::kDefaults) {
         return std::nullopt;
     }
-    return Finding{file.crcLine(), Harm::kLost, "lines after the CRC line are not read",
-                   "move them above it"};
+    const char* const reason = "lines after the CRC line are not read";
+    if (file.hasSettingsAfterCrcLine()) {
+        return Finding{file.crcLine(), Harm::kLost, reason, "move them above it"};
+    }
+    return Finding{
+        file.crcLine(), Harm::kIgnored, std::string(reason) + ", and none of them is a setting",
+        fileBeside(file.path()) ? ""
+                                : commandOn("seal", file.path()) + " drops them and keeps a copy"};
 }
 
 std::vector<Finding> findingsInLines(const IniFile& file, const FactoryPtr& factory) {

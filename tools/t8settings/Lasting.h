@@ -1,0 +1,30 @@
+#ifndef T8SETTINGS_LASTING_H
+#define T8SETTINGS_LASTING_H
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "FileCheck.h"
+
+namespace t8settings {
+
+/// What is wrong with a file and its lines that a save would make last, as nothing tells of it
+/// afterwards: lines of the file in force that are lost or read as something else, and a whole copy
+/// without its file. A setting called in `replaced` gets another line; what a save writes once more
+/// is left out.
+std::vector<FileFinding> lastingBySave(const FileGroup& group,
+                                       const std::set<std::string>& replaced,
+                                       const FactoryPtr& factory);
+
+/// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
+/// meant so, and lines that no load reads and that hold no setting.
+std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
+
+/// What is to be done about those that a save would make last, in one line; empty when they say it
+/// themselves.
+std::string remedyForLasting(const FileGroup& group);
+
+}  // namespace t8settings
+
+#endif
