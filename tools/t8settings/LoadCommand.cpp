@@ -180,7 +180,7 @@ void demandReadable(const std::vector<DumpEntry>& entries) {
 bool leadToOneFile(const std::string& path, const std::string& other) {
     const auto one = Qel::Settings::files::statusAt(path);
     const auto two = Qel::Settings::files::statusAt(other);
-    return one && two && one->device == two->device && one->inode == two->inode;
+    return one && two && Qel::Settings::files::areOneFile(*one, *two);
 }
 
 std::string isOfTheStore(const std::string& path) {
