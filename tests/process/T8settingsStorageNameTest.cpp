@@ -78,4 +78,19 @@ TEST_F(T8settingsStorageName, FileThatSaysNoneIsLoadedAndMissesNothingInRecovery
     EXPECT_EQ("7\n", run({"get", "xyz/s/bass"}).out);
 }
 
+TEST_F(T8settingsStorageName, IsThatOfTheStoreInADumpAlthoughTheFilesCallItDifferently) {
+    putOwn("#name = own\n[s]\nbass = int8,5\n");
+    put("qel-default-settings/x.xml", "<first><model value=\"T8\"/></first>");
+    put("settings/x.xml", "<second><number value=\"9\"/></second>");
+    const Json loaded = Json::parse(run({"list", "--json"}).out);
+    EXPECT_EQ(5u, loaded.size());
+    const ToolRun dumped = run({"dump", "--json"});
+    EXPECT_EQ(loaded, Json::parse(dumped.out));
+    put("dump", dumped.out);
+    const ToolRun load = run({"load", path("dump")});
+    EXPECT_EQ("0 changed, 5 the same\n", load.out);
+    EXPECT_EQ("", load.err);
+    EXPECT_EQ("own", Json::parse(run({"describe", "xyz/s/bass", "--json"}).out).at("storage"));
+}
+
 }  // namespace

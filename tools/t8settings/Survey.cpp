@@ -63,6 +63,14 @@ std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::
     return file;
 }
 
+/// Whatever its files call it, a storage has the name that a load comes to last.
+void nameStorage(SurveyedFile& file, const std::string& name) {
+    file.storage = name;
+    for (auto& setting : file.settings) {
+        setting.second.storage = name;
+    }
+}
+
 void addStorage(Facts& facts, const StorageFiles& files) {
     StorageFacts storage;
     storage.defaultsFile = files.defaults;
@@ -84,6 +92,7 @@ void addStorage(Facts& facts, const StorageFiles& files) {
         readWriteFile(files, defaults.storage, facts.code);
     if (readWrite) {
         addTo(storage, *readWrite);
+        nameStorage(defaults, readWrite->storage);
     }
     const auto shared = std::make_shared<const StorageFacts>(storage);
     addSettings(facts, defaults, &defaults, shared);
