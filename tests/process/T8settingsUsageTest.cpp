@@ -38,6 +38,15 @@ TEST_F(T8settingsUsage, FlagTakesNoValue) {
     }
     EXPECT_EQ("t8settings: --changed takes no value\n", run({"list", "--changed=3"}).err);
     EXPECT_EQ("t8settings: --all takes no value\n", run({"reset", "--all=false"}).err);
+    for (const char* const word : {"-h=3", "-h=", "-h3", "-hx"}) {
+        for (const auto& words : {std::vector<std::string>{"list", word}, {word}, {word, "list"}}) {
+            const ToolRun refused = run(words);
+            EXPECT_EQ("", refused.out) << word;
+            EXPECT_EQ("t8settings: -h takes no value\n", refused.err) << word;
+            EXPECT_EQ(2, refused.exitCode) << word;
+        }
+    }
+    EXPECT_EQ("t8settings: no such setting: \"-h3\"\n", run({"get", "--", "-h3"}).err);
 }
 
 TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
