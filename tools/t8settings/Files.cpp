@@ -106,7 +106,7 @@ IniFile fileOrCopy(const std::string& path, const std::string& storage, IniFile:
 /// first, and their name stands until then. The directory of defaults is locked for a moment.
 std::string storageNameOf(const std::string& path) {
     const auto kind = directoryKindOf(path);
-    const std::string own = nameByPath(path);
+    std::string own = nameByPath(path);
     const std::string defaults = defaultsBeside(path);
     if (!kind || kind->isDefaults || !isIni(defaults) || !files::statusAt(defaults)) {
         return own;
