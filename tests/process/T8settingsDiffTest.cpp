@@ -120,6 +120,72 @@ TEST_F(T8settingsDiff, WhatCannotBeComparedIsAFailure) {
     EXPECT_EQ(2, runBare({"diff"}).exitCode);
 }
 
+TEST_F(T8settingsDiff, DumpsAreComparedByWhatTheySay) {
+    put("qel-default-settings/t.ini",
+        "#name = t\nlist = string[],\"a,b\";c\ntext = string,\"x, y\"\n");
+    put("tv.json", run({"dump", "--json"}).out);
+    put("tv.ini", run({"dump"}).out);
+    put("sound", "# of mine\ns/a/equal = int,2\n");
+    for (const char* const dump : {"tv.json", "tv.ini"}) {
+        const ToolRun diff = runBare({"diff", path(dump), base_});
+        EXPECT_EQ("", diff.out);
+        EXPECT_EQ("", diff.err);
+        EXPECT_EQ(0, diff.exitCode);
+        EXPECT_THAT(runBare({"diff", path("sound"), path(dump)}).out,
+                    testing::StartsWith("s/a/equal\t2\t1\ns/a/fresh\t(unset)\t1\n"));
+    }
+    put("empty.json", "[]\n");
+    EXPECT_EQ("s/a/equal\t2\t(unset)\n", runBare({"diff", path("sound"), path("empty.json")}).out);
+}
+
+TEST_F(T8settingsDiff, FileOfAStorageIsNoDumpHoweverItsNamesLook) {
+    const std::string lines = "a/equal = int,2\n";
+    put("qel-default-settings/s.ini", lines);
+    put("named", "#name = s\n" + lines);
+    put("checked", lines + "#crc32 = false\n");
+    put("sections", lines + "[b]\nc/d = int,1\n");
+    put("short", lines + "c = int,1\n");
+    for (const auto& [name, storage] :
+         std::vector<std::pair<std::string, std::string>>{{"qel-default-settings/s.ini", "s"},
+                                                          {"named", "s"},
+                                                          {"checked", "checked"},
+                                                          {"sections", "sections"},
+                                                          {"short", "short"}}) {
+        EXPECT_THAT(run({"list", "--file", path(name)}).out,
+                    testing::StartsWith(storage + "/a/equal\tint\t2\n"));
+    }
+}
+
+TEST_F(T8settingsDiff, DumpOutOfFormIsAFailure) {
+    put("cut.json", "[{\"name\": \"s/a\"");
+    put("twice", "s/a = int,1\ns/a = int,2\n");
+    const ToolRun cut = runBare({"diff", path("cut.json"), base_});
+    EXPECT_EQ("", cut.out);
+    EXPECT_THAT(cut.err, testing::StartsWith("t8settings: " + path("cut.json") + ":1: "));
+    EXPECT_EQ(1, cut.exitCode);
+    EXPECT_EQ("t8settings: " + path("twice") + ":2: s/a has a value already\n",
+              runBare({"diff", base_, path("twice")}).err);
+}
+
+TEST_F(T8settingsDiff, DumpIsNoFileInPlaceOfADirectory) {
+    put("tv.json", run({"dump", "--json"}).out);
+    put("tv.ini", run({"dump"}).out);
+    for (const std::string dump : {"tv.json", "tv.ini"}) {
+        for (const auto& words :
+             {std::vector<std::string>{"list"}, {"get", "s/a/equal"}, {"dump"}}) {
+            std::vector<std::string> all = words;
+            all.insert(all.end(), {"--file", path(dump)});
+            const ToolRun refused = runBare(all);
+            EXPECT_EQ("", refused.out);
+            EXPECT_EQ("t8settings: \"" + path(dump) +
+                          "\" is a dump and no settings file: load takes it, and diff compares it "
+                          "with a store, a file or another dump\n",
+                      refused.err);
+            EXPECT_EQ(1, refused.exitCode);
+        }
+    }
+}
+
 TEST_F(T8settingsDiff, EmptyWordsAreBadUsage) {
     for (const auto& words :
          {std::vector<std::string>{"diff", "", ""}, {"diff", base_, ""}, {"diff", "", base_}}) {

@@ -77,6 +77,31 @@ TEST_F(T8settingsLoad, DumpThatADamagedFileIsToBeSetAsideOverStaysWhereItIs) {
     expectChanged(run({"load", file + ".bad"}), 1, 0);
 }
 
+TEST_F(T8settingsLoad, FileOfTheStoreItselfOnStandardInputStaysWhereItIs) {
+    const std::string edited = "#name = a\n[s]\nbass = int8,6\n";
+    const std::string file = path("settings/a.ini");
+    const auto loadFrom = [this](const std::string& dump) {
+        return run({"load", "-"}, {}, [&dump] { redirect(dump, O_RDONLY, STDIN_FILENO); });
+    };
+    put("settings/a.ini", edited);
+    const ToolRun refused = loadFrom(file);
+    EXPECT_EQ(
+        "t8settings: standard input: is a file of the store itself, and is not taken as it is: no "
+        "CRC line; when its lines are as they should be: t8settings seal " +
+            file + "\nt8settings: nothing was changed\n",
+        refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+    put("settings/a.ini.bad", edited);
+    EXPECT_EQ("t8settings: standard input: would be lost, as " + file +
+                  " is about to be set aside under its name; first of all: t8settings recover " +
+                  file + "\nt8settings: nothing was changed\n",
+              loadFrom(file + ".bad").err);
+    EXPECT_EQ(edited, bytesOf("settings/a.ini"));
+    EXPECT_EQ(edited, bytesOf("settings/a.ini.bad"));
+    put("settings/a.ini", edited + "#crc32 = false\n");
+    expectChanged(loadFrom(file), 0, 1);
+}
+
 TEST_F(T8settingsLoad, TextInWhichNoSettingIsToBeFoundIsRefused) {
     const std::string none = ":1: has no setting in it; a dump that is to change nothing is []\n";
     expectRefused("# a comment\n", none);

@@ -37,6 +37,19 @@ TEST_F(T8settingsNameClash, IsAFindingAtBothFiles) {
     EXPECT_EQ(5, verify.exitCode);
 }
 
+TEST_F(T8settingsNameClash, IsAFindingAtAFileThatIsVerifiedAlone) {
+    const std::string unchecked =
+        later_ + ":3: the CRC check is switched off, so damage goes unnoticed; t8settings seal " +
+        later_ + " switches it on\n";
+    const ToolRun verify = runBare({"verify", later_});
+    EXPECT_EQ(unchecked + laterFinding_ + "1 file, 2 findings\n", verify.out);
+    EXPECT_EQ(5, verify.exitCode);
+    const std::string both = runBare({"verify", earlier_, path("qel-default-settings/a.ini")}).out;
+    EXPECT_EQ(both.find("is called"), both.rfind("is called")) << both;
+    put("calibration_data/panel.ini.bad", "#name = a\n");
+    EXPECT_EQ(std::string::npos, runBare({"verify", later_ + ".bad"}).out.find("is called"));
+}
+
 TEST_F(T8settingsNameClash, DefaultsFileNamesAStorageThatHasNoOther) {
     std::filesystem::remove(earlier_);
     const std::string verified = run({"verify"}).out;

@@ -40,6 +40,20 @@ TEST_F(T8settingsUsage, FlagTakesNoValue) {
     EXPECT_EQ("t8settings: --all takes no value\n", run({"reset", "--all=false"}).err);
 }
 
+TEST_F(T8settingsUsage, ShortFlagForHelpStandsAlone) {
+    for (const auto& words :
+         {std::vector<std::string>{"list", "-h=3"}, {"list", "-h="}, {"-h=false", "list"}}) {
+        expectBadUsage(run(words), "-h takes no value\n");
+    }
+    expectBadUsage(run({"set", "settings/sound/bass", "-hello"}),
+                   "no such option of set: \"-hello\"\nt8settings: an argument that begins with "
+                   "\"-\" comes after \"--\", as in: t8settings set -- NAME TEXT\n");
+    expectBadUsage(run({"-hx"}), "no such option: \"-hx\"\n");
+    EXPECT_EQ(0, run({"list", "-h"}).exitCode);
+    EXPECT_EQ(1, run({"diff", "A", "B"}).exitCode);
+    EXPECT_EQ(3, run({"get", "--", "-hx"}).exitCode);
+}
+
 TEST_F(T8settingsUsage, HelpGoesToStandardOutputAndListsCommandsAndExitCodes) {
     const ToolRun help = runBare({"--help"});
     for (const char* const piece :

@@ -35,7 +35,8 @@ TEST_F(T8settingsVerify, SoundFilesAreCountedAndExitWith0) {
                  {"settings", 1}},
                 {{"file", path("settings/settings.ini")}, {"state", "sealed"}, {"settings", 2}}}},
               {"findings", Json::array()},
-              {"kept", Json::array()}}),
+              {"kept", Json::array()},
+              {"missing", Json::array()}}),
         Json::parse(json.out));
     EXPECT_EQ(0, json.exitCode);
 }
@@ -402,6 +403,8 @@ TEST_F(T8settingsVerify, DirectoryWithoutWhichNothingCanBeSavedIsRemarkedUpon) {
                   " can be saved without it\n1 file, all sound\n",
               verify.out);
     EXPECT_EQ(0, verify.exitCode);
+    EXPECT_EQ(Json({{{"directory", path("settings")}, {"defaults", path("qel-default-settings")}}}),
+              Json::parse(run({"verify", "--json"}).out).at("missing"));
     put("qel-default-settings/settings.ini",
         "#name = settings\n#readonly\n[sound]\nbass = int8,1\n");
     EXPECT_EQ("1 file, all sound\n", run({"verify"}).out);

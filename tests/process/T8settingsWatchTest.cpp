@@ -200,6 +200,15 @@ TEST_F(T8settingsWatch, JsonIsOneObjectALine) {
     EXPECT_EQ(nullptr, nlohmann::json::parse(watcher.line()).at("after"));
 }
 
+TEST_F(T8settingsWatch, StorageIsCalledAsAfterALoadOfBothItsFiles) {
+    put("qel-default-settings/z.ini", "#name = first\nbass = int8,3\n");
+    put("settings/z.ini", sealed("#name = own\nother = int8,1"));
+    Watcher watcher({"watch", "first", "--json"}, environment());
+    expectReady(watcher);
+    replace("qel-default-settings/z.ini", "#name = first\nbass = int8,4\n");
+    EXPECT_EQ("own", nlohmann::json::parse(watcher.line()).at("storage"));
+}
+
 TEST_F(T8settingsWatch, EndsAfterAsManyChangesAsWanted) {
     Watcher watcher({"watch", "--count", "2"}, environment());
     expectReady(watcher);

@@ -12,10 +12,10 @@ namespace {
 
 constexpr const char* kDiffHelp =
     "Without arguments: the settings whose values differ from their defaults, with\n"
-    "default and value. With A and B, each a base directory or a settings file: what\n"
-    "differs between them. A setting that one side does not have is shown there as\n"
-    "(unset), one that has different types with these. The files are read without\n"
-    "loading them. Exits with 5 when something differs, with 0 when nothing does.\n\n"
+    "default and value. With A and B, each a base directory, a settings file or a\n"
+    "dump: what differs between them. A setting that one side does not have is shown\n"
+    "there as (unset), one that has different types with these. The files are read\n"
+    "without loading them. Exits with 5 when something differs, else with 0.\n\n"
     "Examples:\n"
     "  t8settings --base tv diff\n"
     "  t8settings diff tv/qel-default-settings/media.ini tv/settings/media.ini";
@@ -120,7 +120,8 @@ Command addDiffCommand(CLI::App& app) {
     const auto sides = std::make_shared<Sides>();
     CLI::App* const command =
         app.add_subcommand("diff", "Show what differs from the defaults, or between two stores");
-    command->add_option("A", sides->left, "A base directory or a settings file")->type_name("");
+    command->add_option("A", sides->left, "A base directory, a settings file or a dump")
+        ->type_name("");
     command->add_option("B", sides->right, "The one to compare it with")->type_name("");
     command->footer(kDiffHelp);
     command->callback([sides] {

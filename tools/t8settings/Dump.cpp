@@ -1,7 +1,6 @@
 #include "Dump.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "Files.h"
 #include "IniDump.h"
@@ -32,23 +31,6 @@ bool beginsWithSetting(std::string_view bytes) {
     return line.find(',', std::min(line.find('='), line.size())) != std::string_view::npos;
 }
 
-/// A section line of ini text may begin with the same bracket, but no name goes on like this.
-bool isJson(std::string_view bytes) {
-    bytes = withoutBlanksInFront(bytes);
-    if (bytes.front() != '[') {
-        return bytes.front() == '{' ||
-               (!beginsWithSetting(bytes) && Json::accept(bytes.begin(), bytes.end()));
-    }
-    if (const std::size_t next = bytes.find_first_not_of(kBlanks, 1);
-        next == std::string_view::npos || bytes[next] == '{' || bytes[next] == ']') {
-        return true;
-    }
-    // An array of something else, which is to be refused as such; the name of a section may look
-    // like one element, but then settings follow.
-    return Json::accept(bytes.begin(), bytes.end()) ||
-           bytes.substr(0, bytes.find('\n')).find(']') == std::string_view::npos;
-}
-
 /// What was given in place of a dump, when its beginning tells; empty otherwise.
 std::string whatElse(const std::string& path, std::string_view bytes) {
     constexpr std::string_view kMark = "\xEF\xBB\xBF";
@@ -73,6 +55,23 @@ std::string whatElse(const std::string& path, std::string_view bytes) {
 }
 
 }  // namespace
+
+bool isJson(std::string_view bytes) {
+    bytes = withoutBlanksInFront(bytes);
+    // A section line of ini text may begin with the same bracket, but no name goes on like this.
+    if (bytes.front() != '[') {
+        return bytes.front() == '{' ||
+               (!beginsWithSetting(bytes) && Json::accept(bytes.begin(), bytes.end()));
+    }
+    if (const std::size_t next = bytes.find_first_not_of(kBlanks, 1);
+        next == std::string_view::npos || bytes[next] == '{' || bytes[next] == ']') {
+        return true;
+    }
+    // An array of something else, which is to be refused as such; the name of a section may look
+    // like one element, but then settings follow.
+    return Json::accept(bytes.begin(), bytes.end()) ||
+           bytes.substr(0, bytes.find('\n')).find(']') == std::string_view::npos;
+}
 
 std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes) {
     const std::string shown = shownPathOf(path);

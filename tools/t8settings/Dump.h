@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace t8settings {
@@ -16,6 +17,9 @@ struct DumpEntry {
     std::string text = {};                    ///< as people write it
     std::optional<std::string> storage = {};  ///< which a dump may tell
 };
+
+/// Whether the text, which has more than blanks, is to be read as JSON rather than as ini text.
+bool isJson(std::string_view bytes);
 
 /// Reads a dump, JSON or ini text, which was read from `path` or, for "-", from standard input. Ini
 /// text may also be a storage's file.

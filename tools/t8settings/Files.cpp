@@ -41,19 +41,20 @@ std::string_view withoutNumber(std::string_view path) {
 }
 
 /// Adds the files that have the names of `path` set aside, from this number on.
-void addSetAside(const std::string& path, int number, std::vector<IniFile>& all) {
+void addSetAside(const std::string& path, const std::string& storage, int number,
+                 std::vector<IniFile>& all) {
     for (; number <= kMostSetAsideLater; ++number) {
         const std::string name = setAsideOf(path, number);
         if (isThere(name)) {
-            all.push_back(iniFileAt(name));
+            all.emplace_back(name, storage, IniFile::Role::kReadWrite);
         }
     }
 }
 
-std::vector<IniFile> setAsideLater(const std::string& path) {
+std::vector<IniFile> setAsideLater(const std::string& path, const std::string& storage) {
     std::vector<IniFile> all;
-    addSetAside(path, 1, all);
-    addSetAside(copyOf(path), 0, all);
+    addSetAside(path, storage, 1, all);
+    addSetAside(copyOf(path), storage, 0, all);
     return all;
 }
 
@@ -64,7 +65,7 @@ bool takeOff(std::string_view end, std::string_view& path) {
     return had;
 }
 
-std::string storageNameOf(const std::string& path) {
+std::string nameByPath(const std::string& path) {
     const std::string name = lastPart(fileBeside(path).value_or(path));
     return endsWith(name, kIni) ? name.substr(0, name.size() - kIni.size()) : name;
 }
@@ -99,6 +100,19 @@ IniFile fileOrCopy(const std::string& path, const std::string& storage, IniFile:
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
     IniFile copy(copyOf(path), storage, IniFile::Role::kReadWrite);
     return copy.accepted() ? std::move(copy) : IniFile(path, storage, role);
+}
+
+/// What the storage of a file is called unless the file says another name: the defaults are loaded
+/// first, and their name stands until then. The directory of defaults is locked for a moment.
+std::string storageNameOf(const std::string& path) {
+    const auto kind = directoryKindOf(path);
+    std::string own = nameByPath(path);
+    const std::string defaults = defaultsBeside(path);
+    if (!kind || kind->isDefaults || !isIni(defaults) || !files::statusAt(defaults)) {
+        return own;
+    }
+    const IniFile file = fileOrCopy(defaults, own, IniFile::Role::kDefaults);
+    return file.accepted() ? file.storageName() : own;
 }
 
 }  // namespace
@@ -287,14 +301,19 @@ IniFile iniFileOf(const std::string& path, const std::string& data) {
 }
 
 IniFile iniFileUnderLock(const std::string& path) {
+    const std::string storage = storageNameOf(path);
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
-    return iniFileAt(path);
+    return {path, storage, roleOf(path)};
 }
 
 FileGroup groupAt(const std::string& path) {
+    const std::string storage = storageNameOf(path);
+    const auto beside = [&storage](const std::string& file) {
+        return IniFile(file, storage, IniFile::Role::kReadWrite);
+    };
     const files::DirectoryLock lock(files::directoryOf(path), files::DirectoryLock::Mode::kShared);
-    return {iniFileAt(path), iniFileAt(copyOf(path)), iniFileAt(setAsideOf(path)),
-            iniFileAt(newCopyOf(path)), setAsideLater(path)};
+    return {IniFile(path, storage, roleOf(path)), beside(copyOf(path)), beside(setAsideOf(path)),
+            beside(newCopyOf(path)), setAsideLater(path, storage)};
 }
 
 IniFile defaultsOf(const StorageFiles& storage) {

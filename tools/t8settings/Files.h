@@ -91,7 +91,8 @@ std::string defaultsBeside(const std::string& path);
 std::string baseMeantBy(const std::string& directory);
 
 /// The file that a path means by itself: a defaults file in a directory of defaults, else a
-/// read/write file; its storage is called as the file is.
+/// read/write file. Unless the file says it, its storage is called as the defaults file beside it
+/// says, or else as the file is.
 IniFile iniFileAt(const std::string& path);
 
 /// The same, read under the directory's lock: not while a save is half done.

@@ -11,6 +11,7 @@
 #include "Dump.h"
 #include "FileCheck.h"
 #include "Files.h"
+#include "IniDump.h"
 #include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
@@ -20,6 +21,7 @@
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "files/Descriptor.h"
 #include "files/FileStatus.h"
 #include "files/WholeFile.h"
 
@@ -177,20 +179,30 @@ void demandReadable(const std::vector<DumpEntry>& entries) {
     }
 }
 
-bool leadToOneFile(const std::string& path, const std::string& other) {
-    const auto one = Qel::Settings::files::statusAt(path);
-    const auto two = Qel::Settings::files::statusAt(other);
-    return one && two && Qel::Settings::files::areOneFile(*one, *two);
+using Qel::Settings::files::FileStatus;
+
+/// Of the dump; standard input may be a file as well.
+std::optional<FileStatus> statusOfDump(const std::string& path) {
+    using Qel::Settings::files::Descriptor;
+    return path == "-" ? statusOf(Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)))
+                       : Qel::Settings::files::statusAt(path);
 }
 
-std::string isOfTheStore(const std::string& path) {
-    return path + ": is a file of the store itself, and is not taken as it is: " +
-           stateOf(iniFileUnderLock(path)) +
-           "; when its lines are as they should be: " + commandOn("seal", path);
+bool isAt(const std::string& path, const FileStatus& dump) {
+    const auto status = Qel::Settings::files::statusAt(path);
+    return status && areOneFile(*status, dump);
+}
+
+/// `path` is that of the dump, by which `file` is to be called if it has one.
+std::string isOfTheStore(const std::string& path, const std::string& file) {
+    const std::string& called = path == "-" ? file : path;
+    return shownPathOf(path) + ": is a file of the store itself, and is not taken as it is: " +
+           stateOf(iniFileUnderLock(called)) +
+           "; when its lines are as they should be: " + commandOn("seal", called);
 }
 
 std::string wouldBeReplaced(const std::string& path, const std::string& file) {
-    return path + ": would be lost, as " + file +
+    return shownPathOf(path) + ": would be lost, as " + file +
            " is about to be set aside under its name; first of all: " + commandOn("recover", file);
 }
 
@@ -198,12 +210,14 @@ std::string wouldBeReplaced(const std::string& path, const std::string& file) {
 /// another one in its place.
 void demandNotSetAside(const std::string& base, const std::string& path) {
     const LibraryMessagesDropped dropped;
+    const auto dump = statusOfDump(path);
     for (const StorageFiles& storage : storagesBelow(base)) {
         const std::string& file = storage.readWrite;
-        const bool isFile = leadToOneFile(file, path);
-        if (!storage.isXml() && (isFile || leadToOneFile(setAsideOf(file), path)) &&
+        const bool isFile = dump && isAt(file, *dump);
+        const bool isSetAside = dump && isAt(setAsideOf(file), *dump);
+        if (!storage.isXml() && (isFile || isSetAside) &&
             loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside) {
-            throw refused({isFile ? isOfTheStore(path) : wouldBeReplaced(path, file)});
+            throw refused({isFile ? isOfTheStore(path, file) : wouldBeReplaced(path, file)});
         }
     }
 }

@@ -1,7 +1,10 @@
 #include "NameClash.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "LibraryLog.h"
 #include "Terminal.h"
@@ -50,6 +53,20 @@ std::optional<Named> nameOf(const StorageFiles& storage) {
     return isTaken(own) ? Named{own.storageName(), storage.readWrite} : named;
 }
 
+/// What a clash means, at either of the two files.
+std::vector<FileFinding> findingsOn(const ReplacedStorage& storage) {
+    const std::string called = "its storage is called " + inQuotes(storage.name) + " as that of ";
+    const std::string remedy = remedyFor(storage);
+    return {
+        {storage.file,
+         {0, Harm::kChanged,
+          called + storage.by + ", which takes its place: reset --all does not reset it", remedy}},
+        {storage.by,
+         {0, Harm::kChanged,
+          called + storage.file + " and takes its place: reset --all does not reset that one",
+          remedy}}};
+}
+
 /// Of two files of one store. The paths may lead there in different ways.
 bool isOfOneStorage(const std::string& one, const std::string& other) {
     return one.substr(one.rfind('/') + 1) == other.substr(other.rfind('/') + 1) &&
@@ -84,34 +101,37 @@ std::string remedyFor(const ReplacedStorage& storage) {
                                                      : "#name");
 }
 
-std::vector<FileFinding> findingsOn(const ReplacedStorage& storage) {
-    const std::string called = "its storage is called " + inQuotes(storage.name) + " as that of ";
-    const std::string remedy = remedyFor(storage);
-    return {
-        {storage.file,
-         {0, Harm::kChanged,
-          called + storage.by + ", which takes its place: reset --all does not reset it", remedy}},
-        {storage.by,
-         {0, Harm::kChanged,
-          called + storage.file + " and takes its place: reset --all does not reset that one",
-          remedy}}};
+std::vector<FileFinding> nameClashesBelow(const std::string& base) {
+    std::vector<FileFinding> findings;
+    for (const ReplacedStorage& storage : storagesReplacedBelow(base)) {
+        for (FileFinding& finding : findingsOn(storage)) {
+            findings.push_back(std::move(finding));
+        }
+    }
+    return findings;
 }
 
-std::vector<FileFinding> nameClashesOf(const std::string& path) {
+std::vector<FileFinding> NameClashes::take(const std::string& path) {
     const std::string base =
         survivesReset(path) ? baseMeantBy(Qel::Settings::files::directoryOf(path)) : "";
     if (base.empty() || !whyUnreadable(base).empty()) {
         return {};
     }
-    std::vector<FileFinding> findings;
-    for (const ReplacedStorage& storage : storagesReplacedBelow(base)) {
-        for (const FileFinding& finding : findingsOn(storage)) {
-            if (isOfOneStorage(finding.path, path)) {
-                findings.push_back(finding);
-            }
-        }
+    if (below_.count(base) == 0) {
+        below_[base] = nameClashesBelow(base);
     }
+    std::vector<FileFinding>& left = below_[base];
+    const auto taken = std::stable_partition(
+        left.begin(), left.end(),
+        [&path](const FileFinding& finding) { return !isOfOneStorage(finding.path, path); });
+    std::vector<FileFinding> findings(std::make_move_iterator(taken),
+                                      std::make_move_iterator(left.end()));
+    left.erase(taken, left.end());
     return findings;
+}
+
+std::vector<FileFinding> nameClashesOf(const std::string& path) {
+    return NameClashes().take(path);
 }
 
 }  // namespace t8settings

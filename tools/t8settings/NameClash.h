@@ -1,6 +1,7 @@
 #ifndef T8SETTINGS_NAMECLASH_H
 #define T8SETTINGS_NAMECLASH_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,21 @@ std::vector<ReplacedStorage> storagesReplacedBelow(const std::string& base);
 /// What is to be done about it, for people.
 std::string remedyFor(const ReplacedStorage& storage);
 
-/// What that means, at either of the two files.
-std::vector<FileFinding> findingsOn(const ReplacedStorage& storage);
+/// Those on all that are below the base directory.
+std::vector<FileFinding> nameClashesBelow(const std::string& base);
 
-/// The findings at a settings file that lies in a directory of a store; none at any other.
+/// Those of several stores, each of which is read once, for the first of its files.
+class NameClashes {
+public:
+    /// The findings at the files of the storage that a settings file in a directory of a store
+    /// belongs to, each of them once; none at any other file.
+    std::vector<FileFinding> take(const std::string& path);
+
+private:
+    std::map<std::string, std::vector<FileFinding>> below_;  ///< by base directory
+};
+
+/// The same for one file.
 std::vector<FileFinding> nameClashesOf(const std::string& path);
 
 }  // namespace t8settings

@@ -7,7 +7,8 @@ namespace t8settings {
 
 namespace {
 
-/// Puts the file's settings over those that are there; false when a load could not use it.
+/// Puts the file's settings over those that are there, and its name for the storage in place of
+/// theirs; false when a load could not use it.
 bool take(StoredStorage& storage, const SurveyedFile& file) {
     if (!file.error.empty()) {
         storage.problem = file.path + ": " + file.error;
@@ -15,6 +16,9 @@ bool take(StoredStorage& storage, const SurveyedFile& file) {
     }
     for (const auto& setting : file.settings) {
         storage.settings.insert_or_assign(setting.first, setting.second);
+    }
+    for (auto& setting : storage.settings) {
+        setting.second.storage = file.storage;
     }
     return true;
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "DumpedSettings.h"
 #include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
@@ -63,6 +64,14 @@ std::optional<SurveyedFile> readWriteFile(const StorageFiles& files, const std::
     return file;
 }
 
+/// Whatever its files call it, a storage has the name that a load comes to last.
+void nameStorage(SurveyedFile& file, const std::string& name) {
+    file.storage = name;
+    for (auto& setting : file.settings) {
+        setting.second.storage = name;
+    }
+}
+
 void addStorage(Facts& facts, const StorageFiles& files) {
     StorageFacts storage;
     storage.defaultsFile = files.defaults;
@@ -84,6 +93,7 @@ void addStorage(Facts& facts, const StorageFiles& files) {
         readWriteFile(files, defaults.storage, facts.code);
     if (readWrite) {
         addTo(storage, *readWrite);
+        nameStorage(defaults, readWrite->storage);
     }
     const auto shared = std::make_shared<const StorageFacts>(storage);
     addSettings(facts, defaults, &defaults, shared);
@@ -129,18 +139,15 @@ SurveyedFile readableXml(const std::string& path) {
     return surveyed(file);
 }
 
-SurveyedFile readableIni(const std::string& path) {
-    const IniFile file = iniFileUnderLock(path);
+IniFile readableIni(const std::string& path) {
+    IniFile file = iniFileUnderLock(path);
     if (file.state() <= FileState::kTooLarge) {
         throw unreadable(path, file.error().empty() ? surveyed(file).error : file.error());
     }
-    return surveyed(file);
+    return file;
 }
 
-Facts surveyOfFile(const std::string& path) {
-    Progress progress("reading file", 1);
-    progress.begin(path);
-    const SurveyedFile file = holdsXml(path) ? readableXml(path) : readableIni(path);
+Facts surveyOfFile(const std::string& path, const SurveyedFile& file) {
     const bool isDefaults = roleOf(path) == IniFile::Role::kDefaults;
     StorageFacts storage;
     (isDefaults ? storage.defaultsFile : storage.readWriteFile) = path;
@@ -155,6 +162,29 @@ Facts surveyOfFile(const std::string& path) {
     addSettings(facts, file, isDefaults ? &file : nullptr,
                 std::make_shared<const StorageFacts>(storage));
     return facts;
+}
+
+Facts noDump(const IniFile& dump) {
+    throw Failure(ExitCode::kFailed, inQuotes(dump.path()) +
+                                         " is a dump and no settings file: load takes it, and "
+                                         "diff compares it with a store, a file or another dump");
+}
+
+Facts surveyOfDump(const IniFile& dump) {
+    SurveyedFile file;
+    file.path = dump.path();
+    file.settings = settingsInDump(dump);
+    return surveyOfFile(dump.path(), file);
+}
+
+Facts surveyOfFile(const std::string& path, Facts (*ofDump)(const IniFile&)) {
+    Progress progress("reading file", 1);
+    progress.begin(path);
+    if (holdsXml(path)) {
+        return surveyOfFile(path, readableXml(path));
+    }
+    const IniFile file = readableIni(path);
+    return isDump(file) ? ofDump(file) : surveyOfFile(path, surveyed(file));
 }
 
 }  // namespace
@@ -173,11 +203,12 @@ ExitCode graver(ExitCode one, ExitCode other) {
 }
 
 Facts survey(const Location& location) {
-    return location.file.empty() ? surveyOfBase(location.base) : surveyOfFile(location.file);
+    return location.file.empty() ? surveyOfBase(location.base)
+                                 : surveyOfFile(location.file, noDump);
 }
 
 Facts surveyAt(const std::string& path) {
-    return isDirectory(path) ? surveyOfBase(path) : surveyOfFile(path);
+    return isDirectory(path) ? surveyOfBase(path) : surveyOfFile(path, surveyOfDump);
 }
 
 std::vector<std::string> namesOf(const Facts& facts) {

@@ -57,10 +57,11 @@ ExitCode graver(ExitCode one, ExitCode other);
 /// nothing is set aside. Files that would be are told of on standard error, and passed over.
 ///
 /// Of a location with a single file, all settings in that file, even if it would be set aside.
-/// Throws `Failure` when the base directory or the file cannot be read.
+/// Throws `Failure` when the base directory or the file cannot be read, and of a dump.
 Facts survey(const Location& location);
 
-/// The same for a path, be it that of a base directory or of a file.
+/// The same for a path, be it that of a base directory, of a file or of a dump, which gives what it
+/// says; throws `Failure` when it is not in form.
 Facts surveyAt(const std::string& path);
 
 std::vector<std::string> namesOf(const Facts& facts);

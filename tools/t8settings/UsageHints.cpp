@@ -79,15 +79,19 @@ std::string argumentsOf(const CLI::App& command) {
     return words;
 }
 
+/// Empty for a command that takes options alone.
+std::string hintOnDash(const CLI::App& command) {
+    const std::string arguments = argumentsOf(command);
+    return arguments.empty() ? ""
+                             : "\nan argument that begins with \"-\" comes after \"--\", as in: "
+                               "t8settings " +
+                                   command.get_name() + " -- " + arguments;
+}
+
 std::string hintOnOption(const CLI::App& app, const std::string& word) {
     std::string meant =
         didYouMean(Pattern::exactly(word.substr(0, word.find('='))), optionNames(app), shellWord);
-    const std::string arguments = argumentsOf(*chain(app).back());
-    if (!meant.empty() || arguments.empty()) {
-        return meant;
-    }
-    return "\nan argument that begins with \"-\" comes after \"--\", as in: t8settings " +
-           chain(app).back()->get_name() + " -- " + arguments;
+    return meant.empty() ? hintOnDash(*chain(app).back()) : meant;
 }
 
 /// The option that was said more often than once and takes one value; empty for none.
@@ -148,6 +152,24 @@ bool isOption(const CLI::App& app, const std::vector<const CLI::App*>& commands,
             optionCalled(app, commands, word.substr(0, word.find('='))) != nullptr);
 }
 
+/// The parser takes "-hx" for "-h", whatever follows: help in place of what was wanted.
+void demandFlagAlone(const CLI::App& app, const std::vector<const CLI::App*>& commands,
+                     const std::string& word) {
+    const std::string flag = word.substr(0, 2);
+    if (word.size() <= 2 || flag.front() != '-' || flag == "--" ||
+        optionCalled(app, commands, flag) == nullptr) {
+        return;
+    }
+    if (word[2] == '=') {
+        throw Failure(ExitCode::kUsage, flag + " takes no value");
+    }
+    const bool isOfACommand = commands.size() == 1;
+    throw Failure(ExitCode::kUsage,
+                  "no such option" +
+                      (isOfACommand ? " of " + commands.front()->get_name() : std::string()) +
+                      ": " + inQuotes(word) + (isOfACommand ? hintOnDash(*commands.front()) : ""));
+}
+
 /// The words that follow belong to somebody else's command line.
 bool isQuestionOfAShell(int argc, const char* const* argv) {
     return argc > 1 && std::string_view(argv[1]) == "complete";
@@ -164,6 +186,7 @@ void demandValues(const CLI::App& app, int argc, const char* const* argv) {
             return;
         }
         if (!isOption(app, commands, word)) {
+            demandFlagAlone(app, commands, word);
             const auto called = commandsCalled(app, word);
             commands = commands.size() == 1 || called.empty() ? commands : called;
             continue;

@@ -6,9 +6,9 @@
 #include <dirent.h>
 #include <memory>
 #include <unistd.h>
+#include <utility>
 
 #include "LoadOutcome.h"
-#include "NameClash.h"
 #include "Progress.h"
 #include "Replacement.h"
 #include "Shell.h"
@@ -64,10 +64,8 @@ void Verification::verifyBelow(const std::string& base) {
         progress.begin(storage.fileName);
         verifyStorage(storage);
     }
-    for (const ReplacedStorage& storage : storagesReplacedBelow(base)) {
-        for (const FileFinding& finding : findingsOn(storage)) {
-            findings_.push_back(finding);
-        }
+    for (FileFinding& clash : nameClashesBelow(base)) {
+        findings_.push_back(std::move(clash));
     }
     for (const auto& directory :
          Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
@@ -105,6 +103,11 @@ void Verification::verifyFile(const std::string& path) {
         }
     } else {
         verifyGroup(groupAt(path));
+    }
+    if (!fileBeside(path)) {
+        for (FileFinding& clash : clashes_.take(path)) {
+            findings_.push_back(std::move(clash));
+        }
     }
 }
 

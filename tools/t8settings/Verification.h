@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "FileCheck.h"
+#include "NameClash.h"
 
 namespace t8settings {
 
@@ -61,6 +62,7 @@ private:
     std::vector<FileFinding> findings_;
     std::vector<std::string> kept_;
     std::map<std::string, std::string> missing_;
+    NameClashes clashes_;
     std::map<std::string, bool> canRead_;  ///< by directory
     std::set<std::string> known_;          ///< paths of the storages' files
     struct Place {

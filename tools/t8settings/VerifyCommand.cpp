@@ -63,6 +63,13 @@ Json jsonOf(const Verification& verification) {
         addBytes(row, "file", path);
         json["kept"].push_back(row);
     }
+    json["missing"] = Json::array();
+    for (const auto& [directory, defaults] : verification.missing()) {
+        Json row;
+        addBytes(row, "directory", directory);
+        addBytes(row, "defaults", defaults);
+        json["missing"].push_back(row);
+    }
     return json;
 }
 
