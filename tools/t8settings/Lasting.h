@@ -25,6 +25,20 @@ std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& 
 /// themselves.
 std::string remedyForLasting(const FileGroup& group);
 
+/// Settings whose lines in the file in force are lost or read as something else than they say, so
+/// that what is in force does not come of them.
+class MisreadLines {
+public:
+    MisreadLines(const FileGroup& group, const FactoryPtr& factory);
+
+    bool haveOneOf(const std::string& name) const;
+
+private:
+    std::set<std::string> names_;
+    /// What is left of lines that are no settings, each with the section that it stands in.
+    std::vector<std::string> remains_;
+};
+
 }  // namespace t8settings
 
 #endif
