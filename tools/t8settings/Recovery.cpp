@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "HeaderLosses.h"
 #include "KnownDefaults.h"
 #include "Terminal.h"
 
@@ -235,6 +236,9 @@ Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
               "its storage is called " + inQuotes(damaged.storageName()) + " here and " +
                   inQuotes(right.name) + " in " + right.place + ", which counts",
               ""}});
+    }
+    for (FileFinding& loss : headerLossesOf(file, salvage.text, inForce)) {
+        salvage.leftOut.push_back(std::move(loss));
     }
     for (FileFinding& loss : lossesOf(file, salvage.settings)) {
         salvage.leftOut.push_back(std::move(loss));
