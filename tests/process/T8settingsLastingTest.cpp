@@ -201,6 +201,34 @@ TEST_F(T8settingsLasting, MisspeltSectionOrKeyIsToldForTheLastTime) {
     EXPECT_EQ("5\n", run({"get", "settings/soundd/bass"}).out);
 }
 
+TEST_F(T8settingsLasting, MisspeltSectionIsToldOnceForAllItsSettings) {
+    putFile("[sound]\ntune = int8,1\n[soundd]\nbass = int8,5\ntone = int8,5\nown = int8,5\n");
+    const std::string of =
+        " not in " + path("qel-default-settings/settings.ini") + "; did you mean ";
+    const std::string after = "? after this save nothing tells of it any more\n";
+    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ("t8settings: warning: " + file_ + ":3: settings/sound/tune is" + of +
+                  "settings/sound/tone" + after + "t8settings: warning: " + file_ +
+                  ":4: 2 settings of section \"soundd\" are" + of + "[sound]" + after,
+              set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
+}
+
+TEST_F(T8settingsLasting, SectionThatIsACommentIsToldForTheLastTime) {
+    putFile("[timer]\nsleep = int8,3\n#sound]\nbass = int8,5\n");
+    const std::string finding =
+        file_ +
+        ":4: is a comment; if it was a section, the settings below it are read into section "
+        "\"timer\"; write [NAME], unless it is meant so";
+    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ(
+        "t8settings: warning: " + finding + "; after this save nothing tells of it any more\n",
+        set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("5\n", run({"get", "settings/timer/bass"}).out);
+}
+
 TEST_F(T8settingsLasting, WholeCopyWithoutItsFileIsNotReplaced) {
     putFile("[sound]\nbass = int8,5\n");
     const std::string copy = file_ + ".tmp";

@@ -104,9 +104,10 @@ std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& 
         return {};
     }
     std::vector<FileFinding> hidden;
-    for (Finding& misspelt : misspeltNamesIn(*taken, factory)) {
-        misspelt.remedy += " after this save nothing tells of it any more";
-        hidden.push_back({taken->path(), std::move(misspelt)});
+    for (Finding& slip : slipsIn(*taken, factory)) {
+        slip.remedy += slip.remedy.back() == '?' ? " " : "; ";
+        slip.remedy += "after this save nothing tells of it any more";
+        hidden.push_back({taken->path(), std::move(slip)});
     }
     const auto unread = unreadLinesIn(*taken);
     if (unread && !isGrave(unread->harm)) {
