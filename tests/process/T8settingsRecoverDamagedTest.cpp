@@ -81,6 +81,31 @@ TEST_F(T8settingsRecoverDamaged, LinkThatLeadsNowhereIsCalledSo) {
     EXPECT_EQ(1, shown.exitCode);
 }
 
+TEST_F(T8settingsRecoverDamaged, DirectoryBesideAFileIsToBeMovedAwayAndHoldsNothing) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    putFile("#name = settings\n[sound]\nbass = int8,1\n#crc32 = 1\n");
+    std::filesystem::create_directory(file_ + ".bad");
+    EXPECT_THAT(run({"verify"}).out,
+                AllOf(HasSubstr("; after a hand edit: t8settings seal " + file_ +
+                                "; after damage: t8settings recover " + file_ + "\n"),
+                      HasSubstr(file_ + ".bad: "), HasSubstr("; move it away\n")));
+    const ToolRun shown = recover();
+    EXPECT_THAT(
+        shown.out,
+        testing::EndsWith("\nA load takes none of them, and leaves them where they are.\n" + file_ +
+                          ".bad is a directory: move it away.\nNo file lies beside "
+                          "it.\nWhen its lines are as they should be: t8settings "
+                          "seal " +
+                          file_ + "\nOtherwise, to put back what can be read of it: mv " + file_ +
+                          " " + file_ + ".bad; t8settings recover " + file_ + " --from bad\n"));
+    EXPECT_EQ(5, shown.exitCode);
+    EXPECT_EQ(Json::array(), Json::parse(recover({"--json"}).out).at("differences"));
+    putTmp("#name = settings\n[sound]\nbass = int8,2\n#crc32 = 1\n");
+    EXPECT_THAT(recover().out, testing::EndsWith(file_ + ".bad is a directory: move it away.\n"
+                                                         "setting\tfile\ttmp\n"
+                                                         "settings/sound/bass\tint8,1\tint8,2\n"));
+}
+
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {
     const std::string bad = file_ + ".bad";
     putBad(

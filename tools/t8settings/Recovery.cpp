@@ -186,8 +186,17 @@ SettingLines settingsOf(const IniFile& file) {
     return settings;
 }
 
-std::vector<Difference> differencesOf(const FileGroup& group) {
-    const std::vector<Member> members = membersOf(group);
+std::vector<Member> filesOf(const FileGroup& group) {
+    std::vector<Member> members = membersOf(group);
+    const auto isNoFile = [](const Member& member) {
+        return !whyNoPlainFile(member.file->path()).empty();
+    };
+    members.erase(std::remove_if(members.begin() + 1, members.end(), isNoFile), members.end());
+    return members;
+}
+
+std::vector<Difference> differencesOf(const std::vector<Member>& members) {
+    const IniFile& inForce = *members.front().file;
     std::map<std::string, std::vector<std::optional<Found>>> all;
     const auto add = [&](std::size_t member, const SettingLines& settings, bool comesBack) {
         for (const auto& [name, text] : settings) {
@@ -196,9 +205,9 @@ std::vector<Difference> differencesOf(const FileGroup& group) {
             texts[member] = Found{text, comesBack};
         }
     };
-    add(0, settingsOf(group.file), true);
+    add(0, settingsOf(inForce), true);
     for (std::size_t i = 1; i < members.size(); ++i) {
-        const Salvage salvage = salvageOf(*members[i].file, group.file);
+        const Salvage salvage = salvageOf(*members[i].file, inForce);
         add(i, salvage.settings, true);
         add(i, salvage.staysBehind, false);
     }

@@ -46,8 +46,12 @@ struct Difference {
     std::vector<std::optional<Found>> texts;  ///< for each member
 };
 
-/// Under the names that the settings have when they are put back.
-std::vector<Difference> differencesOf(const FileGroup& group);
+/// Those of the members that lie beside the file and are plain files, and the file itself, first.
+std::vector<Member> filesOf(const FileGroup& group);
+
+/// Of the first one, the file itself, and the others, under the names that the settings have when
+/// they are put back.
+std::vector<Difference> differencesOf(const std::vector<Member>& members);
 
 /// What of a file can be put back.
 struct Salvage {

@@ -92,6 +92,7 @@ std::vector<Store::FailedFile> filesLeftOut(const std::vector<LibraryLog::Messag
 
 Store::Store(const Location& location)
     : manager_(bringUp(location)),
+      base_(location.base),
       marker_(currentMarker()),
       factory_(static_cast<const SettingsManager&>(manager_).factory()),
       failedFiles_(filesLeftOut(LibraryLog::instance().take())) {
