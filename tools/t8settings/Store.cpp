@@ -30,6 +30,11 @@ std::vector<std::string> complainOfUnreadBelow(const std::string& base) {
             told.push_back("'" + directory + "/");
         }
     }
+    for (const StorageFiles& storage : storagesInSight(base)) {
+        if (isOutOfSight(storage.defaults)) {
+            told.push_back("FAILED to register storage for " + storage.fileName + ",");
+        }
+    }
     return told;
 }
 

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <utility>
 
-#include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
 #include "Progress.h"
@@ -74,7 +73,9 @@ void addStorage(Facts& facts, const StorageFiles& files) {
     if (hasDefaults) {
         defaults = files.isXml() ? surveyed(XmlFile(files.defaults)) : surveyed(defaultsOf(files));
         if (!defaults.error.empty()) {
-            tell(defaults, "no program can load the storage");
+            if (!isOutOfSight(files.defaults)) {
+                tell(defaults, "no program can load the storage");
+            }
             facts.code = ExitCode::kFindings;
             return;
         }
@@ -90,11 +91,6 @@ void addStorage(Facts& facts, const StorageFiles& files) {
     if (readWrite) {
         addSettings(facts, *readWrite, hasDefaults ? &defaults : nullptr, shared);
     }
-}
-
-std::vector<StorageFiles> storagesInSight(const std::string& base) {
-    const LibraryMessagesDropped dropped;
-    return storagesBelow(base);
 }
 
 Facts surveyOfBase(const std::string& base) {
