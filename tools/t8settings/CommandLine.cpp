@@ -97,7 +97,7 @@ std::string withoutSlashesAtEnd(std::string path) {
 
 /// A directory is always there, and would announce a reset that never ends.
 std::string markerOf(const Globals& globals) {
-    const std::string marker = said(globals.marker, "--marker", "T8SETTINGS_MARKER").value_or("");
+    std::string marker = said(globals.marker, "--marker", "T8SETTINGS_MARKER").value_or("");
     if (isDirectory(marker)) {
         throw Failure(ExitCode::kUsage,
                       (globals.marker ? "--marker " : "T8SETTINGS_MARKER ") + inQuotes(marker) +

@@ -106,6 +106,7 @@ public:
                 .push_back(slip);
         }
         std::vector<Finding> misspelt;
+        misspelt.reserve(slips.size());
         for (const auto& [place, ofPlace] : slips) {
             misspelt.push_back(ofPlace.size() == 1 ? doubtOf(ofPlace.front())
                                                    : doubtOf(ofPlace, place.second));

@@ -18,7 +18,8 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
                                        const FactoryPtr& factory);
 
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
-/// meant so, and lines that no load reads and that hold no setting.
+/// meant so, comments that seem to have been sections, and lines that no load reads and that hold
+/// no setting.
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
 
 /// What is to be done about those that a save would make last, in one line; empty when they say it

@@ -94,7 +94,10 @@ std::string adviceOnWhatIsNoFile(const std::vector<Member>& members) {
     for (auto member = members.begin() + 1; member != members.end(); ++member) {
         const std::string& path = member->file->path();
         const std::string unusual = whyNoPlainFile(path);
-        advice += unusual.empty() ? "" : visible(path + " " + unusual) + ": " + kMoveAway + ".\n";
+        if (!unusual.empty()) {
+            advice += visible(std::string(path).append(" ").append(unusual));
+            advice.append(": ").append(kMoveAway).append(".\n");
+        }
     }
     return advice;
 }
