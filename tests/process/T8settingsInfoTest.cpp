@@ -21,11 +21,18 @@ protected:
     }
 };
 
+TEST_F(T8settingsInfo, BaseIsShownWithoutSlashesAtItsEnd) {
+    const std::string shown = run({"info"}).out;
+    for (const std::string& base : {base_ + "/", base_ + "///"}) {
+        EXPECT_EQ(shown, run({"--base", base, "info"}).out);
+    }
+}
+
 TEST_F(T8settingsInfo, EveryStorageIsShownAsTheLibraryDescribesIt) {
     put("qel-default-settings/settings.ini", "#name = settings\nbass = int8,-2\n");
     put("calibration_data/panel.ini", "#name = panel\nhours = long,0\n#crc32 = false\n");
     const ToolRun info = run({"info"});
-    EXPECT_EQ("base " + base_ + "/\nmarker " + marker_ +
+    EXPECT_EQ("base " + base_ + "\nmarker " + marker_ +
                   "\npanel RW def=(No filename) rw=" + path("calibration_data/panel.ini") +
                   " savePolicy=Save_onEachChange\nsettings RW def=" +
                   path("qel-default-settings/settings.ini") +
@@ -43,7 +50,7 @@ TEST_F(T8settingsInfo, JsonHasEveryFact) {
     const std::string panel = path("calibration_data/panel.ini");
     const std::string product = path("qel-default-settings/product.xml");
     EXPECT_EQ(
-        Json({{"base", base_ + "/"},
+        Json({{"base", base_},
               {"marker", marker_},
               {"resetInProgress", false},
               {"storages",

@@ -97,6 +97,41 @@ TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) 
     EXPECT_EQ(0, run({"verify"}).exitCode);
 }
 
+TEST_F(T8settingsLasting, ResetWritesTheDefaultInPlaceOfALineThatNoLoadTakesAsItStands) {
+    for (const char* const line : {"int9,5", "int8,?", "int8,256", "int9,5\nbass = int8,0"}) {
+        putFile("[sound]\nbass = " + std::string(line) + "\ntone = int8,5\n");
+        const ToolRun reset = run({"reset", "settings/sound/bass"});
+        EXPECT_EQ("settings/sound/bass\tint8\t0\n", reset.out) << reset.err;
+        EXPECT_EQ(0, reset.exitCode);
+        EXPECT_THAT(testsupport::readFile(file_),
+                    HasSubstr("\n[sound]\nbass = int8,0\ntone = int8,5\n\n[timer]\n"))
+            << line;
+        EXPECT_EQ(0, run({"verify"}).exitCode) << line;
+    }
+}
+
+TEST_F(T8settingsLasting, ResetTellsThatTheRemainsOfALineOfTheSettingStay) {
+    for (const char* const line : {"bass int8,5", "bass", "bass = int8 5"}) {
+        putFile(std::string("[sound]\n") + line + "\ntone = int8,5\n");
+        const char* const reason = std::string(line).find('=') == std::string::npos
+                                       ? "no \"=\" after the key"
+                                       : "no \",\" after the type";
+        expectRefused(
+            {"reset", "settings/sound/bass"},
+            file_ + ":3: " + reason +
+                (line == std::string("bass") ? "; if it was a section, the settings below "
+                                               "it are read into section \"sound\""
+                                             : "") +
+                "; a setting is written KEY = TYPE,VALUE, a comment # TEXT");
+        // They are no line of another one, which has its default without any.
+        const ToolRun other = run({"reset", "settings/timer/sleep"});
+        EXPECT_EQ("settings/timer/sleep\tint8\t0\n", other.out);
+        EXPECT_EQ(0, other.exitCode);
+    }
+    putFile("[sound]\nbasso int8,5\n");
+    EXPECT_EQ(0, run({"reset", "settings/sound/bass"}).exitCode);
+}
+
 TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOwn) {
     put("qel-default-settings/settings.ini",
         "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\n");
@@ -164,6 +199,34 @@ TEST_F(T8settingsLasting, MisspeltSectionOrKeyIsToldForTheLastTime) {
     EXPECT_EQ(0, set.exitCode);
     EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
     EXPECT_EQ("5\n", run({"get", "settings/soundd/bass"}).out);
+}
+
+TEST_F(T8settingsLasting, MisspeltSectionIsToldOnceForAllItsSettings) {
+    putFile("[sound]\ntune = int8,1\n[soundd]\nbass = int8,5\ntone = int8,5\nown = int8,5\n");
+    const std::string of =
+        " not in " + path("qel-default-settings/settings.ini") + "; did you mean ";
+    const std::string after = "? after this save nothing tells of it any more\n";
+    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ("t8settings: warning: " + file_ + ":3: settings/sound/tune is" + of +
+                  "settings/sound/tone" + after + "t8settings: warning: " + file_ +
+                  ":4: 2 settings of section \"soundd\" are" + of + "[sound]" + after,
+              set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
+}
+
+TEST_F(T8settingsLasting, SectionThatIsACommentIsToldForTheLastTime) {
+    putFile("[timer]\nsleep = int8,3\n#sound]\nbass = int8,5\n");
+    const std::string finding =
+        file_ +
+        ":4: is a comment; if it was a section, the settings below it are read into section "
+        "\"timer\"; write [NAME], unless it is meant so";
+    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ(
+        "t8settings: warning: " + finding + "; after this save nothing tells of it any more\n",
+        set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("5\n", run({"get", "settings/timer/bass"}).out);
 }
 
 TEST_F(T8settingsLasting, WholeCopyWithoutItsFileIsNotReplaced) {

@@ -116,6 +116,27 @@ TEST_F(T8settingsLoadOutcome, WhatMayNotBeLookedAtIsNotTakenForMissing) {
     EXPECT_THAT(listed.err, StartsWith(unread + "t8settings: error: '" + file_ + "': wrong CRC: "));
 }
 
+TEST_F(T8settingsLoadOutcome, DirectoryOfDefaultsThatMayNotBeLookedIntoIsToldOnce) {
+    using std::filesystem::perms;
+    const std::string directory = path("qel-default-settings");
+    const std::string told = directory + ": the directory cannot be read: Permission denied";
+    put("qel-default-settings/s.ini", "#name = s\n[a]\nv = int,1\n");
+    put("qel-default-settings/t.ini", "#name = t\n[a]\nv = int,1\n");
+    put("qel-default-settings/u.xml", "<u><v value=\"1\"/></u>");
+    for (const perms allowed : {perms::none, perms::owner_read}) {
+        std::filesystem::permissions(directory, allowed);
+        for (const char* const command : {"list", "info", "diff", "dump"}) {
+            EXPECT_EQ("t8settings: warning: " + told + "; what lies in it may be left out here\n",
+                      run({command}, {}, ordinaryUser).err)
+                << command;
+        }
+        const ToolRun verify = run({"verify"}, {}, ordinaryUser);
+        EXPECT_EQ("", verify.err);
+        EXPECT_THAT(verify.out, HasSubstr(told + "\n"));
+        std::filesystem::permissions(directory, perms::owner_all);
+    }
+}
+
 TEST_F(T8settingsLoadOutcome, DirectoryThatCannotBeReadIsOneFindingOfVerify) {
     const std::string directory = path("settings");
     std::filesystem::permissions(directory, std::filesystem::perms::none);

@@ -81,6 +81,31 @@ TEST_F(T8settingsRecoverDamaged, LinkThatLeadsNowhereIsCalledSo) {
     EXPECT_EQ(1, shown.exitCode);
 }
 
+TEST_F(T8settingsRecoverDamaged, DirectoryBesideAFileIsToBeMovedAwayAndHoldsNothing) {
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
+    putFile("#name = settings\n[sound]\nbass = int8,1\n#crc32 = 1\n");
+    std::filesystem::create_directory(file_ + ".bad");
+    EXPECT_THAT(run({"verify"}).out,
+                AllOf(HasSubstr("; after a hand edit: t8settings seal " + file_ +
+                                "; after damage: t8settings recover " + file_ + "\n"),
+                      HasSubstr(file_ + ".bad: "), HasSubstr("; move it away\n")));
+    const ToolRun shown = recover();
+    EXPECT_THAT(
+        shown.out,
+        testing::EndsWith("\nA load takes none of them, and leaves them where they are.\n" + file_ +
+                          ".bad is a directory: move it away.\nNo file lies beside "
+                          "it.\nWhen its lines are as they should be: t8settings "
+                          "seal " +
+                          file_ + "\nOtherwise, to put back what can be read of it: mv " + file_ +
+                          " " + file_ + ".bad; t8settings recover " + file_ + " --from bad\n"));
+    EXPECT_EQ(5, shown.exitCode);
+    EXPECT_EQ(Json::array(), Json::parse(recover({"--json"}).out).at("differences"));
+    putTmp("#name = settings\n[sound]\nbass = int8,2\n#crc32 = 1\n");
+    EXPECT_THAT(recover().out, testing::EndsWith(file_ + ".bad is a directory: move it away.\n"
+                                                         "setting\tfile\ttmp\n"
+                                                         "settings/sound/bass\tint8,1\tint8,2\n"));
+}
+
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {
     const std::string bad = file_ + ".bad";
     putBad(
@@ -325,6 +350,98 @@ TEST_F(T8settingsRecoverDamaged, SettingsBelowItStayBehindAlsoOfAFileThatALoadTa
     EXPECT_EQ(2U, Json::parse(recovered.out).at("leftOut").size());
     EXPECT_EQ(5, recovered.exitCode);
     EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,1\n#crc32 = "));
+}
+
+class T8settingsRecoverHeaders : public T8settingsRecoverDamaged {
+protected:
+    T8settingsRecoverHeaders() { put("qel-default-settings/settings.ini", kSound); }
+
+    /// Puts back a file with these headers: the finding of the whole file or of one line, and exit
+    /// code 5; or, when it is empty, exit code 0. The headers come back.
+    void expectTold(const std::string& headers, const std::string& finding,
+                    const std::string& crcLine = "#crc32 = 1\n") {
+        putBad("#name = settings\n" + headers + kSound + crcLine);
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        const std::string told =
+            finding.empty() ? "" : file_ + ".bad" + finding + "; see that it is right\n";
+        EXPECT_THAT(recovered.out, StartsWith(told + file_ + ": 1 setting from ")) << headers;
+        EXPECT_EQ(finding.empty() ? 0 : 5, recovered.exitCode) << headers;
+        EXPECT_THAT(bytes(), StartsWith("#name = settings\n" + headers + kSound));
+    }
+
+    void putInForce(const std::string& headers) {
+        putFile("#name = settings\n" + headers + kSound + "#crc32 = false\n");
+        ASSERT_EQ(0, run({"seal", file_}).exitCode);
+    }
+
+    const std::string kSound = "[sound]\nbass = int8,0\n";
+};
+
+TEST_F(T8settingsRecoverHeaders, CommentsThatMayHaveBeenHeadersAreToldOfFilesWithoutARightCrc) {
+    const std::string policy =
+        ":2: is a comment; if it was #savepolicy, the storage has the save policy of each program "
+        "now";
+    const std::string readonly =
+        ":2: is a comment; if it was #readonly, the storage can be changed now";
+    for (const char* const crcLine : {"#crc32 = 1\n", "#crc32 = false\n", ""}) {
+        expectTold("#savepXlicy = async\n", policy, crcLine);
+        expectTold("#savepolicy ? async\n", policy, crcLine);
+        expectTold("#SavePolicy = async\n", policy, crcLine);
+        expectTold("#readonlX\n", readonly, crcLine);
+        expectTold("# a note on the save policy\n", "", crcLine);
+        expectTold("#savepolicy = async\n", "", crcLine);
+    }
+}
+
+TEST_F(T8settingsRecoverHeaders, SavePolicyThatIsNotThatOfTheFileInForceIsTold) {
+    const std::string has = ", and " + file_ + " has \"eachchange\"";
+    putInForce("#savepolicy = eachchange\n");
+    expectTold("#savepolicy = async\n", ": comes back with the save policy \"async\"" + has);
+    putInForce("#savepolicy = eachchange\n");
+    expectTold("", ": comes back without a save policy" + has);
+    putInForce("#savepolicy = eachchange\n");
+    expectTold("#savepolicy = eachchange\n", "");
+}
+
+TEST_F(T8settingsRecoverHeaders, WithoutAFileInForceTheSavePolicyOfTheDefaultsCounts) {
+    put("qel-default-settings/settings.ini", "#savepolicy = ondemand\n" + kSound);
+    expectTold("#savepolicy = async\n", ": comes back with the save policy \"async\", and " +
+                                            path("qel-default-settings/settings.ini") +
+                                            " has \"ondemand\"");
+}
+
+TEST_F(T8settingsRecoverHeaders, ReadOnlyLineThatComesOrGoesIsTold) {
+    const std::string comes = ": comes back with #readonly, so that nobody can change its settings";
+    expectTold("#readonly\n", comes);
+    std::filesystem::remove(file_);
+    expectTold("#readonly\n", comes, "#crc32 = false\n");
+    putInForce("#readonly\n");
+    expectTold("", ": comes back without #readonly, which " + file_ + " has");
+    putInForce("#readonly\n");
+    expectTold("#readonly\n", "");
+    put("qel-default-settings/settings.ini", "#readonly\n" + kSound);
+    expectTold("", "");
+}
+
+TEST_F(T8settingsRecoverHeaders, OfAFileWithARightCrcOnlyWhatDiffersIsTold) {
+    const auto sealed = [this](const std::string& headers) {
+        putInForce(headers);
+        std::filesystem::rename(file_, file_ + ".bad");
+    };
+    sealed("#savepXlicy = async\n#readonlX\n");
+    putInForce("#savepolicy = eachchange\n");
+    EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
+    sealed("#savepolicy = async\n");
+    putInForce("#savepolicy = eachchange\n");
+    const Json recovered = Json::parse(recover({"--from", "bad", "--yes", "--json"}).out);
+    ASSERT_EQ(1U, recovered.at("leftOut").size());
+    EXPECT_EQ(Json({{"file", file_ + ".bad"},
+                    {"line", nullptr},
+                    {"harm", "changed"},
+                    {"reason", "comes back with the save policy \"async\", and " + file_ +
+                                   " has \"eachchange\""},
+                    {"remedy", "see that it is right"}}),
+              recovered.at("leftOut")[0]);
 }
 
 }  // namespace

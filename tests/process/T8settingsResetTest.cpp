@@ -123,7 +123,7 @@ TEST_F(T8settingsReset, ScratchDirectoryNeedsAMarkerOfItsOwn) {
     for (const std::string& base : {base_, base_ + "/"}) {
         const ToolRun reset = runBare({"--base", base, "reset", "--all", "--yes"});
         EXPECT_EQ("", reset.out);
-        EXPECT_EQ("t8settings: reset --all below \"" + base +
+        EXPECT_EQ("t8settings: reset --all below \"" + base_ +
                       "\" needs a marker of its own: the machine's would keep all its processes "
                       "from saving\nt8settings: add --marker " +
                       base_ + "/reset.tmp or set T8SETTINGS_MARKER\n",
@@ -137,7 +137,7 @@ TEST_F(T8settingsReset, YesOnATerminalResets) {
     for (const char* const answer : {"y\n", "yes\n", "Y\n", "YES\n", "Yes\n"}) {
         const ToolRun reset = runOnTerminal({"reset", "--all"}, answer);
         EXPECT_THAT(reset.out,
-                    StartsWith("Reset 1 storage below " + base_ + "/ to the defaults? " + marker_ +
+                    StartsWith("Reset 1 storage below " + base_ + " to the defaults? " + marker_ +
                                " then keeps every process from saving until the "
                                "restart. [y/N] "));
         EXPECT_THAT(reset.out, HasSubstr("settings: reset to its defaults\r\n"));

@@ -140,6 +140,40 @@ TEST_F(T8settingsUsage, EmptyWordsDoNotStandForDefaults) {
                    "T8SETTINGS_MARKER is empty\n");
 }
 
+TEST_F(T8settingsUsage, MarkerThatIsADirectoryIsBadUsage) {
+    const std::string file = path("settings/settings.ini");
+    const std::string is = "\"" + base_ +
+                           "/\" is a directory, and a marker is a file; did you mean " + base_ +
+                           "/reset.tmp?\n";
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{"list"},
+                                               {"get", "settings/sound/bass"},
+                                               {"describe", "settings/sound/bass"},
+                                               {"diff"},
+                                               {"dump"},
+                                               {"load", file},
+                                               {"set", "settings/sound/bass", "1"},
+                                               {"reset", "settings/sound/bass"},
+                                               {"reset", "--all", "--yes"},
+                                               {"info"},
+                                               {"watch"},
+                                               {"verify"},
+                                               {"seal", file},
+                                               {"recover", file}}) {
+        std::vector<std::string> words = command;
+        expectBadUsage(run(words, {{"T8SETTINGS_MARKER", base_ + "/"}}), "T8SETTINGS_MARKER " + is);
+        words.insert(words.end(), {"--marker", base_ + "/"});
+        expectBadUsage(run(words), "--marker " + is);
+    }
+    const std::string defaults = path("qel-default-settings/settings.ini");
+    for (std::vector<std::string> words :
+         {std::vector<std::string>{"types"}, {"verify", defaults}, {"diff", defaults, defaults}}) {
+        EXPECT_EQ(0, run(words, {{"T8SETTINGS_MARKER", base_}}).exitCode);
+        words.insert(words.end(), {"--marker", base_ + "/"});
+        expectBadUsage(run(words), "--marker " + is);
+    }
+}
+
 TEST_F(T8settingsUsage, OptionWithNothingBehindItsEqualsSignTakesNoOtherWord) {
     expectBadUsage(run({"--marker=", "--json", "info"}), "--marker is empty\n");
     expectBadUsage(runBare({"--base=", base_, "list"}), "--base is empty\n");

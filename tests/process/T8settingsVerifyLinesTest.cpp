@@ -118,6 +118,28 @@ TEST_F(T8settingsVerifyLines, LineThatWasASectionIsToldWithWhatItCosts) {
     EXPECT_EQ(Said(), saidOf("# see [sound]\n#[sound]\n# a]\n#todo]\nc = int,2"));
 }
 
+TEST_F(T8settingsVerifyLines, CommentIsASectionWhenTheDefaultsKnowWhatIsBelowInItAlone) {
+    put("qel-default-settings/x.ini",
+        "[parental]\npin = int8,0\nbass = int8,0\n[sound]\nbass = int8,0\ntone = int8,0\n");
+    const std::string above = "[parental]\npin = int8,1\n";
+    for (const char* const comment :
+         {"#sound]", "#[sound]", "# [sound]", "##[sound", "#[ sound ]"}) {
+        EXPECT_EQ((Said{"3 doubtful: is a comment; if it was a section, the settings below it are "
+                        "read into section \"parental\""}),
+                  saidOf(above + comment + "\nown = int8,1\nbass = int8,2\ntone = int8,3"))
+            << comment;
+    }
+    EXPECT_EQ((Said{"1 doubtful: is a comment; if it was a section, the settings below it have no "
+                    "section"}),
+              saidOf("#[sound]\ntone = int8,3"));
+    for (const char* const sound :
+         {"#[sound]\nbass = int8,2", "#[sound]\nown = int8,2", "#[timer]\ntone = int8,2",
+          "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
+          "#[sound]\ntone = int8,2\n[sound]\ntone = int8,2"}) {
+        EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
+    }
+}
+
 TEST_F(T8settingsVerifyLines, NameThatIsNotFirstCostsTheFile) {
     EXPECT_EQ((Said{"2 unusable: #name is not the first line; the next program to load it sets it "
                     "aside as " +

@@ -5,10 +5,12 @@
 #include <set>
 #include <vector>
 
+#include "Files.h"
 #include "Json.h"
 #include "LineSoFar.h"
 #include "Progress.h"
 #include "Shell.h"
+#include "Terminal.h"
 #include "UsageHints.h"
 
 namespace t8settings {
@@ -86,8 +88,23 @@ std::optional<std::string> said(const std::optional<std::string>& option, const 
     return value;
 }
 
+std::string withoutSlashesAtEnd(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
+}
+
+/// A directory is always there, and would announce a reset that never ends.
 std::string markerOf(const Globals& globals) {
-    return said(globals.marker, "--marker", "T8SETTINGS_MARKER").value_or("");
+    std::string marker = said(globals.marker, "--marker", "T8SETTINGS_MARKER").value_or("");
+    if (isDirectory(marker)) {
+        throw Failure(ExitCode::kUsage,
+                      (globals.marker ? "--marker " : "T8SETTINGS_MARKER ") + inQuotes(marker) +
+                          " is a directory, and a marker is a file; did you mean " +
+                          shellPath(withoutSlashesAtEnd(marker) + "/reset.tmp") + "?");
+    }
+    return marker;
 }
 
 Location locationOf(const Globals& globals) {
@@ -103,7 +120,7 @@ Location locationOf(const Globals& globals) {
     if (!base) {
         throw Failure(ExitCode::kUsage, "no base directory: say --base DIR or set T8SETTINGS_BASE");
     }
-    return {*base, marker, ""};
+    return {withoutSlashesAtEnd(*base), marker, ""};
 }
 
 std::string typed(const char* name, const std::optional<std::string>& value) {
@@ -141,6 +158,10 @@ const Command& chosenOf(const std::vector<Command>& commands, const CLI::App& ap
 
 Result resultOf(const Command& command, const Globals& globals) {
     const Format format = globals.json ? Format::kJson : Format::kText;
+    if (globals.marker) {
+        // Also where nobody looks at it.
+        markerOf(globals);
+    }
     if (command.runWithoutStore) {
         return command.runWithoutStore(format);
     }

@@ -5,7 +5,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "CommentedSections.h"
 #include "Files.h"
 #include "KnownDefaults.h"
 #include "Pattern.h"
@@ -48,10 +50,18 @@ std::string_view lastPart(std::string_view name) {
     return name.substr(name.rfind('/') + 1);
 }
 
+/// A name that is hardly meant so.
+struct Slip {
+    const IniFile::Line* line;
+    std::string_view meant;
+    std::size_t sectionLine;  ///< that of the section that it stands in; 0 for none
+};
+
 class Doubter {
 public:
     Doubter(const IniFile& file, const FactoryPtr& factory)
-        : factory_(factory),
+        : file_(file),
+          factory_(factory),
           defaults_(knownDefaultsFor(file)),
           lacksCrcLine_(file.role() == IniFile::Role::kReadWrite && file.crcLine() == 0) {
         for (const IniFile::Line& line : file.lines()) {
@@ -86,15 +96,21 @@ public:
         return doubts;
     }
 
+    /// One for all settings of a section whose name is the slip.
     std::vector<Finding> misspeltNames() const {
-        std::vector<Finding> misspelt;
-        for (const auto& one : lines_) {
-            if (const auto found = doubtOfName(*one.second)) {
-                misspelt.push_back(*found);
-            }
+        std::map<std::pair<std::size_t, std::string>, std::vector<Slip>> slips;
+        for (const Slip& slip : slipsInOrder()) {
+            const bool isOfSection = slip.sectionLine != 0 && !meantSectionOf(slip).empty();
+            slips[isOfSection ? std::pair(slip.sectionLine, meantSectionOf(slip))
+                              : std::pair(slip.line->number, std::string())]
+                .push_back(slip);
         }
-        std::sort(misspelt.begin(), misspelt.end(),
-                  [](const Finding& a, const Finding& b) { return a.line < b.line; });
+        std::vector<Finding> misspelt;
+        misspelt.reserve(slips.size());
+        for (const auto& [place, ofPlace] : slips) {
+            misspelt.push_back(ofPlace.size() == 1 ? doubtOf(ofPlace.front())
+                                                   : doubtOf(ofPlace, place.second));
+        }
         return misspelt;
     }
 
@@ -174,8 +190,28 @@ private:
     }
 
     MaybeFinding doubtOfName(const IniFile::Line& line) const {
+        const std::string_view meant = meantBy(line);
+        return meant.empty() ? std::nullopt : MaybeFinding(doubtOf(Slip{&line, meant, 0}));
+    }
+
+    Finding doubtOf(const Slip& slip) const {
+        return doubt(*slip.line, " is not in " + defaults_.path,
+                     "did you mean " + shellWord(std::string(slip.meant)) + "?");
+    }
+
+    Finding doubtOf(const std::vector<Slip>& ofSection, const std::string& meant) const {
+        const Slip& first = ofSection.front();
+        return {first.sectionLine, Harm::kDoubtful,
+                std::to_string(ofSection.size()) + " settings of section " +
+                    inQuotes(sectionOf(first.line->name, *first.line)) + " are not in " +
+                    defaults_.path,
+                "did you mean [" + meant + "]?"};
+    }
+
+    /// The name of the defaults that the file lacks and that is most like this one; empty for none.
+    std::string_view meantBy(const IniFile::Line& line) const {
         if (defaults_.has(line.name) || !mayBeSlips_) {
-            return std::nullopt;
+            return {};
         }
         const std::size_t length = lastPart(line.name).size();
         const Pattern wanted = Pattern::exactly(line.name);
@@ -190,13 +226,40 @@ private:
                 nearest = name;
             }
         }
-        return nearest.empty()
-                   ? std::nullopt
-                   : MaybeFinding(doubt(line, " is not in " + defaults_.path,
-                                        "did you mean " + shellWord(std::string(nearest)) + "?"));
+        return nearest;
+    }
+
+    std::vector<Slip> slipsInOrder() const {
+        std::vector<Slip> slips;
+        std::size_t sectionLine = 0;
+        for (const IniFile::Line& line : file_.lines()) {
+            sectionLine = line.kind == Kind::Section ? line.number : sectionLine;
+            const bool counts = line.kind == Kind::Setting && lines_.at(line.name) == &line;
+            const std::string_view meant = counts ? meantBy(line) : std::string_view();
+            if (!meant.empty()) {
+                slips.push_back({&line, meant, sectionLine});
+            }
+        }
+        return slips;
+    }
+
+    /// The section of a name that ends in the key of the line, after the name of the storage; empty
+    /// for none.
+    std::string sectionOf(std::string_view name, const IniFile::Line& line) const {
+        const std::size_t root = file_.storageName().size() + 1;
+        const std::size_t end = line.key.size() + 1;
+        return std::string(name.size() > root + end ? name.substr(root, name.size() - root - end)
+                                                    : std::string_view());
+    }
+
+    /// The section that the key of the slip would be right in; empty when it is the key that is
+    /// not.
+    std::string meantSectionOf(const Slip& slip) const {
+        return endsWith(slip.meant, "/" + slip.line->key) ? sectionOf(slip.meant, *slip.line) : "";
     }
 
     const text::WhiteSpace whiteSpace_;
+    const IniFile& file_;
     const FactoryPtr& factory_;
     const KnownDefaults defaults_;
     const bool lacksCrcLine_;
@@ -209,11 +272,21 @@ private:
 }  // namespace
 
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
-    return Doubter(file, factory).doubts();
+    std::vector<Finding> doubts = Doubter(file, factory).doubts();
+    for (Finding& commented : commentedSectionsIn(file)) {
+        doubts.push_back(std::move(commented));
+    }
+    return doubts;
 }
 
-std::vector<Finding> misspeltNamesIn(const IniFile& file, const FactoryPtr& factory) {
-    return Doubter(file, factory).misspeltNames();
+std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory) {
+    std::vector<Finding> slips = Doubter(file, factory).misspeltNames();
+    for (Finding& commented : commentedSectionsIn(file)) {
+        slips.push_back(std::move(commented));
+    }
+    std::stable_sort(slips.begin(), slips.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return slips;
 }
 
 }  // namespace t8settings

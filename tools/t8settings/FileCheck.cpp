@@ -126,7 +126,9 @@ std::string remedyFor(const FileGroup& group) {
     }
     const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
     const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
-    if (!isMissing(group.setAside)) {
+    const bool mayBeAllThereIs =
+        !isMissing(group.setAside) && whyNoPlainFile(group.setAside.path()).empty();
+    if (mayBeAllThereIs) {
         return "first of all: " + commandOn("recover", path) + (seal.empty() ? "" : "; " + seal);
     }
     return (seal.empty() ? "" : seal + "; ") + "after damage: " + commandOn("recover", path);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Exit.h"
+#include "LibraryLog.h"
 #include "Shell.h"
 #include "Terminal.h"
 #include "files/Descriptor.h"
@@ -127,6 +128,11 @@ std::vector<StorageFiles> storagesBelow(const std::string& base) {
         }
     }
     return all;
+}
+
+std::vector<StorageFiles> storagesInSight(const std::string& base) {
+    const LibraryMessagesDropped dropped;
+    return storagesBelow(base);
 }
 
 void demandReadableDirectory(const std::string& path) {

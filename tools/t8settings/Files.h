@@ -19,6 +19,9 @@ using Qel::Settings::files::StorageFiles;
 /// cannot be read.
 std::vector<StorageFiles> storagesBelow(const std::string& base);
 
+/// The same without a word of the library on directories that cannot be read: the caller tells.
+std::vector<StorageFiles> storagesInSight(const std::string& base);
+
 /// Throws `Failure` when it cannot be read.
 void demandReadableDirectory(const std::string& path);
 

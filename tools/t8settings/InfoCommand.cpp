@@ -11,7 +11,6 @@ namespace t8settings {
 
 namespace {
 
-using Qel::Settings::SettingsManager;
 using Qel::Settings::SettingStorageFileBase;
 
 std::vector<std::string> errorsOf(const StoragePtr& storage) {
@@ -49,7 +48,7 @@ Json jsonOf(const StoragePtr& storage) {
 
 Json jsonOf(const Store& store) {
     Json json;
-    addBytes(json, "base", SettingsManager::location());
+    addBytes(json, "base", store.base());
     addBytes(json, "marker", store.marker());
     json["resetInProgress"] =
         store.manager().getSettingsOperationMode() != Qel::Settings::SOM_Normal;
@@ -65,7 +64,7 @@ Json jsonOf(const Store& store) {
         json["failedFiles"].push_back(row);
     }
     json["replaced"] = Json::array();
-    for (const ReplacedStorage& storage : storagesReplacedBelow(SettingsManager::location())) {
+    for (const ReplacedStorage& storage : storagesReplacedBelow(store.base())) {
         Json row;
         addBytes(row, "name", storage.name);
         addBytes(row, "file", storage.file);
@@ -82,7 +81,7 @@ void appendLines(std::string& out, const std::vector<std::string>& lines) {
 }
 
 std::string textOf(const Store& store) {
-    std::string out = "base " + visible(SettingsManager::location()) + "\n";
+    std::string out = "base " + visible(store.base()) + "\n";
     out += "marker " + visible(store.marker());
     out += store.manager().getSettingsOperationMode() == Qel::Settings::SOM_Normal
                ? "\n"
@@ -95,7 +94,7 @@ std::string textOf(const Store& store) {
         out += "NOT LOADED " + visible(file.name) + "\n";
         appendLines(out, file.errors);
     }
-    for (const ReplacedStorage& storage : storagesReplacedBelow(SettingsManager::location())) {
+    for (const ReplacedStorage& storage : storagesReplacedBelow(store.base())) {
         out += "REPLACED " + visible(storage.file) +
                "\n  error: " + visible(storage.by + " has its name " + inQuotes(storage.name)) +
                " and takes its place; " + remedyFor(storage) + "\n";
@@ -111,7 +110,7 @@ Command addInfoCommand(CLI::App& app) {
     command->footer("Example:\n  t8settings --base tv info");
     return {command, [](const Store& store, Format format) -> Result {
                 return {format == Format::kJson ? textOfJson(jsonOf(store)) : textOf(store),
-                        codeOfLookAt(SettingsManager::location())};
+                        codeOfLookAt(store.base())};
             }};
 }
 

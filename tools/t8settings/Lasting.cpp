@@ -1,6 +1,7 @@
 #include "Lasting.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "Doubts.h"
@@ -8,6 +9,7 @@
 #include "LoadOutcome.h"
 #include "Shell.h"
 #include "Strays.h"
+#include "text/IniPlaces.h"
 
 namespace t8settings {
 
@@ -102,9 +104,10 @@ std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& 
         return {};
     }
     std::vector<FileFinding> hidden;
-    for (Finding& misspelt : misspeltNamesIn(*taken, factory)) {
-        misspelt.remedy += " after this save nothing tells of it any more";
-        hidden.push_back({taken->path(), std::move(misspelt)});
+    for (Finding& slip : slipsIn(*taken, factory)) {
+        slip.remedy += slip.remedy.back() == '?' ? " " : "; ";
+        slip.remedy += "after this save nothing tells of it any more";
+        hidden.push_back({taken->path(), std::move(slip)});
     }
     const auto unread = unreadLinesIn(*taken);
     if (unread && !isGrave(unread->harm)) {
@@ -120,6 +123,39 @@ std::string remedyForLasting(const FileGroup& group) {
     return taken == nullptr       ? ""
            : taken == &group.copy ? "first of all: " + commandOn("recover", path)
                                   : "mend these lines, then: " + commandOn("seal", path);
+}
+
+MisreadLines::MisreadLines(const FileGroup& group, const FactoryPtr& factory) {
+    const IniFile* const taken = takenByLoad(group);
+    if (taken == nullptr) {
+        return;
+    }
+    std::set<std::size_t> misread;
+    for (const FileFinding& finding : findingsInLinesOf(*taken, factory)) {
+        if (isLasting(finding)) {
+            misread.insert(finding.finding.line);
+        }
+    }
+    std::string prefix = taken->storageName() + "/";
+    for (const IniFile::Line& line : taken->lines()) {
+        if (line.kind == Kind::Section) {
+            prefix = taken->storageName() + "/" + line.key + "/";
+        } else if (line.kind == Kind::Malformed) {
+            remains_.push_back(prefix + line.whole);
+        } else if (line.kind == Kind::Setting && misread.count(line.number) != 0) {
+            names_.insert(line.name);
+        }
+    }
+}
+
+bool MisreadLines::haveOneOf(const std::string& name) const {
+    constexpr std::string_view kBehindAKey = " \t=,";
+    const auto isOfIt = [&](const std::string& remains) {
+        return Qel::Settings::text::startsWith(remains, name) &&
+               (remains.size() == name.size() ||
+                kBehindAKey.find(remains[name.size()]) != std::string_view::npos);
+    };
+    return names_.count(name) != 0 || std::any_of(remains_.begin(), remains_.end(), isOfIt);
 }
 
 }  // namespace t8settings

@@ -18,12 +18,27 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
                                        const FactoryPtr& factory);
 
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
-/// meant so, and lines that no load reads and that hold no setting.
+/// meant so, comments that seem to have been sections, and lines that no load reads and that hold
+/// no setting.
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
 
 /// What is to be done about those that a save would make last, in one line; empty when they say it
 /// themselves.
 std::string remedyForLasting(const FileGroup& group);
+
+/// Settings whose lines in the file in force are lost or read as something else than they say, so
+/// that what is in force does not come of them.
+class MisreadLines {
+public:
+    MisreadLines(const FileGroup& group, const FactoryPtr& factory);
+
+    bool haveOneOf(const std::string& name) const;
+
+private:
+    std::set<std::string> names_;
+    /// What is left of lines that are no settings, each with the section that it stands in.
+    std::vector<std::string> remains_;
+};
 
 }  // namespace t8settings
 

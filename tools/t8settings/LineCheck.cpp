@@ -70,7 +70,7 @@ public:
         const bool isMisleading = misleading_.count(line.number) != 0;
         if (isMisleading && line.kind != Kind::SkippedSection && !isMisplacedName(line)) {
             return Finding{line.number, Harm::kChanged,
-                           "looks like a section and opens none, so " + whereSettingsGo(),
+                           "looks like a section and opens none, so " + whereSettingsGo(section_),
                            "write [NAME], on a line of its own"};
         }
         using Check = MaybeFinding (LineChecker::*)(const IniFile::Line&);
@@ -112,18 +112,9 @@ private:
                            "write ondemand, eachchange or async"};
         }
         if (doubtful_.count(line.number) != 0) {
-            return Finding{line.number, Harm::kDoubtful,
-                           "is a comment; if it was a section, " + whereSettingsGo(),
-                           "write [NAME], unless it is meant so"};
+            return commentedSection(line.number, section_);
         }
         return std::nullopt;
-    }
-
-    /// What becomes of the settings below a line that opens no section.
-    std::string whereSettingsGo() const {
-        return section_.empty()
-                   ? "the settings below it have no section"
-                   : "the settings below it are read into section " + inQuotes(section_);
     }
 
     MaybeFinding checkSection(const IniFile::Line& line) {
@@ -134,7 +125,7 @@ private:
     MaybeFinding checkSkippedSection(const IniFile::Line& line) {
         const bool isMisleading = misleading_.count(line.number) != 0;
         const Harm harm = isMisleading ? Harm::kChanged : Harm::kIgnored;
-        const std::string stays = isMisleading ? ", so " + whereSettingsGo() : "";
+        const std::string stays = isMisleading ? ", so " + whereSettingsGo(section_) : "";
         if (!isClosed(line) && line.whole.find(']') != std::string::npos) {
             return Finding{line.number, harm,
                            "something stands behind the \"]\" of a section" + stays,
@@ -153,7 +144,7 @@ private:
     MaybeFinding checkMalformed(const IniFile::Line& line) {
         std::string reason = Qel::Settings::text::whyMalformed(line.whole);
         if (mayHaveBeenSection(line) && aboveSettings_.count(line.number) != 0) {
-            reason += "; if it was a section, " + whereSettingsGo();
+            reason += "; if it was a section, " + whereSettingsGo(section_);
         }
         return Finding{line.number, Harm::kLost, reason, kForm};
     }
@@ -247,6 +238,16 @@ std::vector<Finding> findingsInOrder(const IniFile& file) {
 }
 
 }  // namespace
+
+std::string whereSettingsGo(const std::string& section) {
+    return section.empty() ? "the settings below it have no section"
+                           : "the settings below it are read into section " + inQuotes(section);
+}
+
+Finding commentedSection(std::size_t line, const std::string& section) {
+    return {line, Harm::kDoubtful, "is a comment; if it was a section, " + whereSettingsGo(section),
+            "write [NAME], unless it is meant so"};
+}
 
 std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file) {
     std::vector<Finding> findings;

@@ -35,6 +35,12 @@ struct Finding {
     std::string remedy;  ///< what to do about it
 };
 
+/// What becomes of the settings below a line that opens no section; `section` is empty for none.
+std::string whereSettingsGo(const std::string& section);
+
+/// That the comment may have been a section.
+Finding commentedSection(std::size_t line, const std::string& section);
+
 /// These settings, whose names are not known, as findings.
 std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file);
 

@@ -72,7 +72,7 @@ std::string tableOf(const std::vector<Member>& members,
     return linesOf(rows);
 }
 
-/// What to do about a file that no load takes when it is all that there is.
+/// What to do about a file that no load takes when there is no other one.
 std::string adviceOn(const IniFile& file) {
     const std::string& path = file.path();
     if (file.accepted() || mayNotBeRead(path)) {
@@ -88,6 +88,20 @@ std::string adviceOn(const IniFile& file) {
            " --from bad\n";
 }
 
+/// What lies there in the place of a file and is none is in the way of the next load or save.
+std::string adviceOnWhatIsNoFile(const std::vector<Member>& members) {
+    std::string advice;
+    for (auto member = members.begin() + 1; member != members.end(); ++member) {
+        const std::string& path = member->file->path();
+        const std::string unusual = whyNoPlainFile(path);
+        if (!unusual.empty()) {
+            advice += visible(std::string(path).append(" ").append(unusual));
+            advice.append(": ").append(kMoveAway).append(".\n");
+        }
+    }
+    return advice;
+}
+
 std::string textOf(const FileGroup& group) {
     const std::vector<Member> members = membersOf(group);
     std::string text;
@@ -98,8 +112,13 @@ std::string textOf(const FileGroup& group) {
     if (members.size() == 1) {
         return text + "Nothing lies beside it.\n" + adviceOn(group.file);
     }
-    const std::vector<Difference> differences = differencesOf(group);
-    return text + (differences.empty() ? "No setting differs.\n" : tableOf(members, differences));
+    text += adviceOnWhatIsNoFile(members);
+    const std::vector<Member> files = filesOf(group);
+    if (files.size() == 1) {
+        return text + "No file lies beside it.\n" + adviceOn(group.file);
+    }
+    const std::vector<Difference> differences = differencesOf(files);
+    return text + (differences.empty() ? "No setting differs.\n" : tableOf(files, differences));
 }
 
 Json jsonOf(const Member& member) {
@@ -145,8 +164,9 @@ Json jsonOf(const FileGroup& group) {
         }
     }
     json["differences"] = Json::array();
-    for (const Difference& difference : differencesOf(group)) {
-        json["differences"].push_back(jsonOf(members, difference));
+    const std::vector<Member> files = filesOf(group);
+    for (const Difference& difference : differencesOf(files)) {
+        json["differences"].push_back(jsonOf(files, difference));
     }
     return json;
 }
@@ -162,8 +182,8 @@ std::string isSource(std::string& word) {
 
 /// What `verify` has nothing to say of is sound.
 ExitCode codeOf(const FileGroup& group) {
-    return findingsIn(group).empty() && differencesOf(group).empty() ? ExitCode::kDone
-                                                                     : ExitCode::kFindings;
+    return findingsIn(group).empty() && differencesOf(filesOf(group)).empty() ? ExitCode::kDone
+                                                                              : ExitCode::kFindings;
 }
 
 Result show(const FileGroup& group, Format format) {

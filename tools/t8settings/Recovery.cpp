@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "HeaderLosses.h"
 #include "KnownDefaults.h"
 #include "Terminal.h"
 
@@ -185,8 +186,17 @@ SettingLines settingsOf(const IniFile& file) {
     return settings;
 }
 
-std::vector<Difference> differencesOf(const FileGroup& group) {
-    const std::vector<Member> members = membersOf(group);
+std::vector<Member> filesOf(const FileGroup& group) {
+    std::vector<Member> members = membersOf(group);
+    const auto isNoFile = [](const Member& member) {
+        return !whyNoPlainFile(member.file->path()).empty();
+    };
+    members.erase(std::remove_if(members.begin() + 1, members.end(), isNoFile), members.end());
+    return members;
+}
+
+std::vector<Difference> differencesOf(const std::vector<Member>& members) {
+    const IniFile& inForce = *members.front().file;
     std::map<std::string, std::vector<std::optional<Found>>> all;
     const auto add = [&](std::size_t member, const SettingLines& settings, bool comesBack) {
         for (const auto& [name, text] : settings) {
@@ -195,9 +205,9 @@ std::vector<Difference> differencesOf(const FileGroup& group) {
             texts[member] = Found{text, comesBack};
         }
     };
-    add(0, settingsOf(group.file), true);
+    add(0, settingsOf(inForce), true);
     for (std::size_t i = 1; i < members.size(); ++i) {
-        const Salvage salvage = salvageOf(*members[i].file, group.file);
+        const Salvage salvage = salvageOf(*members[i].file, inForce);
         add(i, salvage.settings, true);
         add(i, salvage.staysBehind, false);
     }
@@ -235,6 +245,9 @@ Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
               "its storage is called " + inQuotes(damaged.storageName()) + " here and " +
                   inQuotes(right.name) + " in " + right.place + ", which counts",
               ""}});
+    }
+    for (FileFinding& loss : headerLossesOf(file, salvage.text, inForce)) {
+        salvage.leftOut.push_back(std::move(loss));
     }
     for (FileFinding& loss : lossesOf(file, salvage.settings)) {
         salvage.leftOut.push_back(std::move(loss));

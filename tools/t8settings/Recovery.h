@@ -46,8 +46,12 @@ struct Difference {
     std::vector<std::optional<Found>> texts;  ///< for each member
 };
 
-/// Under the names that the settings have when they are put back.
-std::vector<Difference> differencesOf(const FileGroup& group);
+/// Those of the members that lie beside the file and are plain files, and the file itself, first.
+std::vector<Member> filesOf(const FileGroup& group);
+
+/// Of the first one, the file itself, and the others, under the names that the settings have when
+/// they are put back.
+std::vector<Difference> differencesOf(const std::vector<Member>& members);
 
 /// What of a file can be put back.
 struct Salvage {
@@ -61,7 +65,8 @@ struct Salvage {
 /// section cannot be read, with the line that should have opened it. Of any other file, whose bytes
 /// may be anything, also without all other lines that something is wrong with, and without a last
 /// line that may be cut short; its storage is called as in the defaults file or, without one, as in
-/// the file `inForce` if its CRC is right. The defaults' settings that it does not give are told.
+/// the file `inForce` if its CRC is right. The defaults' settings that it does not give are told,
+/// and so is what becomes of the save policy and of a read-only storage.
 Salvage salvageOf(const IniFile& file, const IniFile& inForce);
 
 }  // namespace t8settings

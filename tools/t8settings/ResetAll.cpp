@@ -60,16 +60,15 @@ std::size_t resettable(const Store& store) {
 void demandSomethingToReset(const Store& store) {
     if (resettable(store) == 0) {
         // The marker alone would keep every process from saving, for nothing.
-        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " +
-                                             Qel::Settings::SettingsManager::location() +
+        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " + store.base() +
                                              " has a defaults file that a reset goes back to");
     }
 }
 
 void demandConfirmation(const Store& store) {
-    demandYes("Reset " + counted(resettable(store), "storage") + " below " +
-                  Qel::Settings::SettingsManager::location() + " to the defaults? " +
-                  store.marker() + " then keeps every process from saving until the restart.",
+    demandYes("Reset " + counted(resettable(store), "storage") + " below " + store.base() +
+                  " to the defaults? " + store.marker() +
+                  " then keeps every process from saving until the restart.",
               "nothing was reset");
 }
 
@@ -179,7 +178,7 @@ Result resetAll(const Store& store, Format format, bool confirmed) {
     if (!confirmed) {
         demandConfirmation(store);
     }
-    const auto replaced = storagesReplacedBelow(Qel::Settings::SettingsManager::location());
+    const auto replaced = storagesReplacedBelow(store.base());
     resetStore(store);
     return report(store, format, replaced);
 }

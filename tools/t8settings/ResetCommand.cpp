@@ -1,10 +1,14 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "Changes.h"
 #include "Command.h"
 #include "FileOnDisk.h"
+#include "Files.h"
+#include "Lasting.h"
 #include "LibraryLog.h"
 #include "Records.h"
 #include "ResetAll.h"
@@ -64,6 +68,27 @@ private:
     std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
 };
 
+/// The read/write files that were looked into so far.
+class LinesOnDisk {
+public:
+    explicit LinesOnDisk(const Store& store) : store_(store) {}
+
+    /// Whether the line of the setting is one that no load takes as it stands.
+    bool isMisread(const SettingPtr& setting) {
+        const SettingStorageFileBase& storage = storageOf(setting);
+        auto known = misread_.find(&storage);
+        if (known == misread_.end()) {
+            const MisreadLines lines(groupAt(*storage.rwFilename()), store_.factory());
+            known = misread_.emplace(&storage, lines).first;
+        }
+        return known->second.haveOneOf(setting->name());
+    }
+
+private:
+    const Store& store_;
+    std::map<const SettingStorageFileBase*, MisreadLines> misread_;
+};
+
 /// Each once.
 std::vector<SettingPtr> settingsCalled(const Store& store, const std::vector<std::string>& names) {
     std::vector<SettingPtr> settings;
@@ -80,15 +105,17 @@ std::string typeAndText(const Store& store, const SettingPtr& setting) {
     return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
 }
 
-/// A setting that has its default already needs no writing.
+/// A setting that has its default already needs no writing, unless it has it because nobody can
+/// read its line: that one would stay, and count once it is mended.
 std::vector<Change> changesToDefaults(const Store& store, const std::vector<SettingPtr>& settings) {
     Defaults defaults(store);
+    LinesOnDisk lines(store);
     std::vector<Change> changes;
     for (const SettingPtr& setting : settings) {
         demandWritable(setting);
         const SettingPtr byDefault = defaults.of(setting);
         const std::string text = typeAndText(store, byDefault);
-        if (text != typeAndText(store, setting)) {
+        if (text != typeAndText(store, setting) || lines.isMisread(setting)) {
             changes.push_back({setting, byDefault->value(), text});
         }
     }

@@ -30,6 +30,11 @@ std::vector<std::string> complainOfUnreadBelow(const std::string& base) {
             told.push_back("'" + directory + "/");
         }
     }
+    for (const StorageFiles& storage : storagesInSight(base)) {
+        if (isOutOfSight(storage.defaults)) {
+            told.push_back("FAILED to register storage for " + storage.fileName + ",");
+        }
+    }
     return told;
 }
 
@@ -92,6 +97,7 @@ std::vector<Store::FailedFile> filesLeftOut(const std::vector<LibraryLog::Messag
 
 Store::Store(const Location& location)
     : manager_(bringUp(location)),
+      base_(location.base),
       marker_(currentMarker()),
       factory_(static_cast<const SettingsManager&>(manager_).factory()),
       failedFiles_(filesLeftOut(LibraryLog::instance().take())) {

@@ -39,6 +39,9 @@ public:
     Qel::Settings::SettingsManager& manager() const { return manager_; }
     const FactoryPtr& factory() const { return factory_; }
 
+    /// The base directory as it was said.
+    const std::string& base() const { return base_; }
+
     /// Path of the marker in force.
     const std::string& marker() const { return marker_; }
     const std::vector<FailedFile>& failedFiles() const { return failedFiles_; }
@@ -58,6 +61,7 @@ public:
 
 private:
     Qel::Settings::SettingsManager& manager_;
+    std::string base_;
     std::string marker_;
     FactoryPtr factory_;
     std::vector<FailedFile> failedFiles_;

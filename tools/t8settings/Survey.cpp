@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "DumpedSettings.h"
-#include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Nearest.h"
 #include "Progress.h"
@@ -83,7 +82,9 @@ void addStorage(Facts& facts, const StorageFiles& files) {
     if (hasDefaults) {
         defaults = files.isXml() ? surveyed(XmlFile(files.defaults)) : surveyed(defaultsOf(files));
         if (!defaults.error.empty()) {
-            tell(defaults, "no program can load the storage");
+            if (!isOutOfSight(files.defaults)) {
+                tell(defaults, "no program can load the storage");
+            }
             facts.code = ExitCode::kFindings;
             return;
         }
@@ -100,11 +101,6 @@ void addStorage(Facts& facts, const StorageFiles& files) {
     if (readWrite) {
         addSettings(facts, *readWrite, hasDefaults ? &defaults : nullptr, shared);
     }
-}
-
-std::vector<StorageFiles> storagesInSight(const std::string& base) {
-    const LibraryMessagesDropped dropped;
-    return storagesBelow(base);
 }
 
 Facts surveyOfBase(const std::string& base) {

@@ -54,7 +54,7 @@ std::vector<std::string> entriesOf(const std::string& path, int& error) {
 }  // namespace
 
 void Verification::verifyBelow(const std::string& base) {
-    const std::vector<StorageFiles> storages = storagesBelow(base);
+    const std::vector<StorageFiles> storages = storagesInSight(base);
     for (const StorageFiles& storage : storages) {
         known_.insert(storage.defaults);
         known_.insert(storage.readWrite);
