@@ -21,6 +21,7 @@
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "XmlFile.h"
 #include "files/Descriptor.h"
 #include "files/FileStatus.h"
 #include "files/WholeFile.h"
@@ -193,17 +194,35 @@ bool isAt(const std::string& path, const FileStatus& dump) {
     return status && areOneFile(*status, dump);
 }
 
+constexpr const char* kLoadFromElsewhere = "move it elsewhere and load it from there";
+
 /// `path` is that of the dump, by which `file` is to be called if it has one.
 std::string isOfTheStore(const std::string& path, const std::string& file) {
     const std::string& called = path == "-" ? file : path;
-    return shownPathOf(path) + ": is a file of the store itself, and is not taken as it is: " +
-           stateOf(iniFileUnderLock(called)) +
+    const std::string is = shownPathOf(path) + ": is a file of the store itself, and ";
+    if (isXml(file)) {
+        return is + "is not taken as it is: " + XmlFile(file).error + "; " + kLoadFromElsewhere;
+    }
+    const IniFile copy = iniFileUnderLock(copyOf(file));
+    if (copy.accepted()) {
+        return is + "no program can load " + copy.path() +
+               ", which is read in its place; first of all move that one away, or put it in "
+               "order: " +
+               commandOn("recover", file) + " --from tmp";
+    }
+    return is + "is not taken as it is: " + stateOf(iniFileUnderLock(called)) +
            "; when its lines are as they should be: " + commandOn("seal", called);
 }
 
 std::string wouldBeReplaced(const std::string& path, const std::string& file) {
     return shownPathOf(path) + ": would be lost, as " + file +
-           " is about to be set aside under its name; first of all: " + commandOn("recover", file);
+           " is about to be set aside under its name; " +
+           (isXml(file) ? kLoadFromElsewhere : "first of all: " + commandOn("recover", file));
+}
+
+bool isAboutToBeSetAside(const std::string& file) {
+    return isXml(file) ? isThere(file) && !XmlFile(file).error.empty()
+                       : loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside;
 }
 
 /// A store that came up would set aside the very file that its user takes for the dump, or put
@@ -215,8 +234,7 @@ void demandNotSetAside(const std::string& base, const std::string& path) {
         const std::string& file = storage.readWrite;
         const bool isFile = dump && isAt(file, *dump);
         const bool isSetAside = dump && isAt(setAsideOf(file), *dump);
-        if (!storage.isXml() && (isFile || isSetAside) &&
-            loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside) {
+        if ((isFile || isSetAside) && isAboutToBeSetAside(file)) {
             throw refused({isFile ? isOfTheStore(path, file) : wouldBeReplaced(path, file)});
         }
     }
