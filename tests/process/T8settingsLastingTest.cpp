@@ -97,6 +97,36 @@ TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) 
     EXPECT_EQ(0, run({"verify"}).exitCode);
 }
 
+// A load reads 300 as 44, and abc as the 0 of the defaults.
+TEST_F(T8settingsLasting, LineThatIsMisreadIsMendedAlsoByTheValueThatItIsReadAs) {
+    const std::string mended = "\nbass = int8,44\n";
+    const auto putMisread = [this] { putFile("[sound]\nbass = int8,300\ntone = int8,5\n"); };
+    putMisread();
+    testsupport::writeFile(dir_.file("dump"),
+                           "settings/sound/bass = int8,44\nsettings/sound/tone = int8,5\n");
+    EXPECT_EQ("1 changed, 1 the same\n", run({"load", dir_.file("dump")}).out);
+    EXPECT_THAT(testsupport::readFile(file_), HasSubstr(mended));
+    EXPECT_EQ("0 changed, 2 the same\n", run({"load", dir_.file("dump")}).out);
+    putMisread();
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "44"}).exitCode);
+    EXPECT_THAT(testsupport::readFile(file_), HasSubstr(mended));
+    putFile("[sound]\nbass = int8,abc\ntone = int8,5\n");
+    const ToolRun reset = run({"reset", "settings/sound/bass", "settings/sound/tone"});
+    EXPECT_EQ("settings/sound/bass\tint8\t0\nsettings/sound/tone\tint8\t0\n", reset.out);
+    EXPECT_EQ(0, reset.exitCode);
+    EXPECT_EQ(0, run({"verify"}).exitCode);
+}
+
+// Where nothing is written nothing is made to last.
+TEST_F(T8settingsLasting, LineThatIsSoundKeepsNoCommandFromLeavingAllAsItIs) {
+    putFile("[sound]\nbass = int8,300\ntone = int8,5\n");
+    const std::string before = testsupport::readFile(file_);
+    testsupport::writeFile(dir_.file("dump"), "settings/sound/tone = int8,5\n");
+    EXPECT_EQ("0 changed, 1 the same\n", run({"load", dir_.file("dump")}).out);
+    EXPECT_EQ(0, run({"reset", "settings/timer/sleep"}).exitCode);
+    EXPECT_EQ(before, testsupport::readFile(file_));
+}
+
 TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOwn) {
     put("qel-default-settings/settings.ini",
         "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\n");

@@ -96,6 +96,29 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
     return lasting;
 }
 
+std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                                   const FactoryPtr& factory) {
+    std::set<std::size_t> lines;
+    for (const FileFinding& finding : lastingBySave(group, {}, factory)) {
+        lines.insert(finding.finding.line);
+    }
+    if (lines.empty()) {
+        return {};
+    }
+    for (const FileFinding& finding : lastingBySave(group, replaced, factory)) {
+        lines.erase(finding.finding.line);
+    }
+    std::set<std::string> names;
+    const IniFile* const taken = takenByLoad(group);
+    for (std::size_t i = 0; taken != nullptr && i < taken->lines().size(); ++i) {
+        const IniFile::Line& line = taken->lines()[i];
+        if (line.kind == Kind::Setting && lines.count(line.number) != 0) {
+            names.insert(line.name);
+        }
+    }
+    return names;
+}
+
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory) {
     const IniFile* const taken = takenByLoad(group);
     if (taken == nullptr) {

@@ -17,6 +17,11 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
                                        const std::set<std::string>& replaced,
                                        const FactoryPtr& factory);
 
+/// Settings called in `replaced` whose lines are lost or read as something else, and are put right
+/// when a save writes them anew.
+std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                                   const FactoryPtr& factory);
+
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
 /// meant so, and lines that no load reads and that hold no setting.
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);

@@ -69,8 +69,8 @@ class Judge {
 public:
     explicit Judge(const Store& store) : store_(store) {}
 
-    /// What is to be changed for `wanted`; nothing when all is so already. Throws `Failure` when it
-    /// cannot be.
+    /// What is to be changed for `wanted`, or may have to be written; nothing when it is so and
+    /// never written. Throws `Failure` when it cannot be.
     std::optional<Change> changeFor(const DumpEntry& wanted) {
         const SettingPtr setting = settingCalled(wanted.name);
         demandFirst(wanted);
@@ -78,17 +78,26 @@ public:
         demandStorage(wanted, record.storage);
         demandType(wanted, record.type);
         if (wanted.text == record.text) {
-            return std::nullopt;
+            return same(setting);
         }
         demandWritable(setting);
         const Value value = valueOf(store_.factory(), record.type, wanted.name, wanted.text);
         if (value.fileText == store_.factory()->valueAsString(setting)) {
-            return std::nullopt;
+            return same(setting);
         }
         return Change{setting, value.value, record.type + "," + value.fileText};
     }
 
 private:
+    std::optional<Change> same(const SettingPtr& setting) const {
+        if (storageOf(setting).readonly()) {
+            return std::nullopt;
+        }
+        const auto& factory = store_.factory();
+        return Change{setting, setting->value(),
+                      factory->typeAsString(setting) + "," + factory->valueAsString(setting), true};
+    }
+
     SettingPtr settingCalled(const std::string& name) {
         SettingPtr setting = store_.manager().setting(name);
         // A hint takes a look at all names; a dump of another product has none but unknown ones.
@@ -251,16 +260,14 @@ Result load(const Location& location, Format format, const std::string& path) {
     demandNotSetAside(location.base, path);
     const Store store(location);
     store.demandNormalMode();
-    const std::vector<Change> changes = changesFor(store, entries);
-    changeAndSave(store, changes);
-    const std::size_t same = entries.size() - changes.size();
+    const std::size_t changed = changeAndSave(store, changesFor(store, entries));
+    const std::size_t same = entries.size() - changed;
     Result result;
-    result.changed = !changes.empty();
+    result.changed = changed != 0;
     result.deed = result.changed ? "what the dump changes is saved" : "";
-    result.output =
-        format == Format::kJson
-            ? textOfJson({{"changed", changes.size()}, {"same", same}})
-            : std::to_string(changes.size()) + " changed, " + std::to_string(same) + " the same\n";
+    result.output = format == Format::kJson ? textOfJson({{"changed", changed}, {"same", same}})
+                                            : std::to_string(changed) + " changed, " +
+                                                  std::to_string(same) + " the same\n";
     return result;
 }
 

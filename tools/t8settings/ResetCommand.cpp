@@ -80,7 +80,6 @@ std::string typeAndText(const Store& store, const SettingPtr& setting) {
     return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
 }
 
-/// A setting that has its default already needs no writing.
 std::vector<Change> changesToDefaults(const Store& store, const std::vector<SettingPtr>& settings) {
     Defaults defaults(store);
     std::vector<Change> changes;
@@ -88,9 +87,7 @@ std::vector<Change> changesToDefaults(const Store& store, const std::vector<Sett
         demandWritable(setting);
         const SettingPtr byDefault = defaults.of(setting);
         const std::string text = typeAndText(store, byDefault);
-        if (text != typeAndText(store, setting)) {
-            changes.push_back({setting, byDefault->value(), text});
-        }
+        changes.push_back({setting, byDefault->value(), text, text == typeAndText(store, setting)});
     }
     return changes;
 }
@@ -98,8 +95,7 @@ std::vector<Change> changesToDefaults(const Store& store, const std::vector<Sett
 Result resetNamed(const Store& store, Format format, const std::vector<std::string>& names) {
     const std::vector<SettingPtr> settings = settingsCalled(store, names);
     store.demandNormalMode();
-    const std::vector<Change> changes = changesToDefaults(store, settings);
-    changeAndSave(store, changes);
+    const bool isSaved = changeAndSave(store, changesToDefaults(store, settings)) != 0;
     std::vector<Row> rows;
     Json json = Json::array();
     for (const SettingPtr& setting : settings) {
@@ -109,8 +105,8 @@ Result resetNamed(const Store& store, Format format, const std::vector<std::stri
     }
     Result result;
     result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
-    result.changed = !changes.empty();
-    result.deed = result.changed ? "what differed from its default is saved" : "";
+    result.changed = isSaved;
+    result.deed = isSaved ? "what differed from its default is saved" : "";
     return result;
 }
 
