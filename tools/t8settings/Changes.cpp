@@ -61,14 +61,6 @@ void apply(const Changes& changes) {
     }
 }
 
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += (text.empty() ? "" : "\n") + line;
-    }
-    return text;
-}
-
 /// The storage's settings as they are meant to be.
 SettingTexts textsAfter(const Store& store, const Changes& changes) {
     SettingTexts texts = textsOf(storageOf(changes.front().setting), store.factory());
@@ -86,9 +78,13 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
     LibraryLog::instance().hold();
     const Foresight foresight = foreseen(storage, textsAfter(store, changes), store.factory());
     LibraryLog::instance().take();
-    if (!foresight.harm.empty()) {
+    if (!foresight.losses.empty()) {
+        std::string losses;
+        for (const Loss& loss : foresight.losses) {
+            losses += textOf(loss) + "\n";
+        }
         throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
-                                             joined(foresight.harm) + "\nnothing was changed");
+                                             losses + "nothing was changed");
     }
     return foresight.added;
 }

@@ -36,9 +36,10 @@ constexpr const char* kLoadHelp =
     "them, and that what is read-only stays the same; to copy from one television to\n"
     "another, dump what may change alone, such as 'settings/*'. When anything is\n"
     "wrong nothing is changed, and each problem is told with its line, or in JSON\n"
-    "the member's path. Settings that are not in FILE stay as they are. When a\n"
-    "storage cannot be saved, the old values are saved again, and it is told where\n"
-    "that fails.\n\n"
+    "the member's path; nor is it while other lines of a file that is to be saved\n"
+    "are lost or misread: a save would hide that. Settings that are not in FILE stay\n"
+    "as they are. When a storage cannot be saved, the old values are saved again,\n"
+    "and it is told where that fails.\n\n"
     "Example:\n"
     "  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 

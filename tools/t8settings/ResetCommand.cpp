@@ -16,12 +16,12 @@ namespace {
 using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kResetHelp =
-    "With names, these settings get the values of their defaults files, are saved\n"
-    "and shown. When one is read-only or has no default, nothing is changed.\n\n"
-    "With --all, every storage goes back to its defaults but calibration data, which\n"
-    "survives, read-only storages, and storages without a defaults file. A marker\n"
-    "file announces it and stays until the restart: until then none saves. Below any\n"
-    "directory but / it needs --marker, so that only who looks there waits.\n\n"
+    "With names, these settings get their defaults, are saved and shown; not when\n"
+    "one is read-only or has no default, or other lines of its file are lost or\n"
+    "misread: a save would hide that. --all resets every storage but calibration\n"
+    "data and what is read-only or has no defaults file, and nothing when settings\n"
+    "would get other names, unless it has --force. A marker announces it: until the\n"
+    "restart no process saves. Below any directory but / it needs --marker.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
@@ -29,7 +29,7 @@ constexpr const char* kResetHelp =
 struct Wanted {
     std::vector<std::string> names;
     bool all = false;
-    bool confirmed = false;
+    ResetOptions options;
 };
 
 /// The defaults files that were looked into so far.
@@ -117,13 +117,17 @@ Command addResetCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand("reset", "Go back to the defaults");
     command->add_option("NAME", wanted->names, "Whole names of settings")->type_name("");
     command->add_flag("--all", wanted->all, "The whole store");
-    command->add_flag("--yes", wanted->confirmed, "Do not ask before --all");
+    command->add_flag("--yes", wanted->options.confirmed, "Do not ask before --all");
+    command->add_flag("--force", wanted->options.forced,
+                      "With --all, also when settings get other names");
     command->footer(kResetHelp);
     Command added = {command, {}};
     added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };
     added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
-        if (wanted->confirmed && !wanted->all) {
-            throw Failure(ExitCode::kUsage, "--yes requires --all\nsee t8settings reset --help");
+        const ResetOptions& options = wanted->options;
+        if ((options.confirmed || options.forced) && !wanted->all) {
+            throw Failure(ExitCode::kUsage, std::string(options.confirmed ? "--yes" : "--force") +
+                                                " requires --all\nsee t8settings reset --help");
         }
         if (wanted->all == !wanted->names.empty()) {
             throw Failure(ExitCode::kUsage,
@@ -137,7 +141,7 @@ Command addResetCommand(CLI::App& app) {
             demandMarkerFor(where);
         }
         const Store store(where);
-        return wanted->all ? resetAll(store, format, wanted->confirmed)
+        return wanted->all ? resetAll(store, format, options)
                            : resetNamed(store, format, wanted->names);
     };
     return added;
