@@ -1,8 +1,11 @@
 #include "ResetForesight.h"
 
 #include <Qel/Settings/SettingStorageInifile.h>
+#include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <map>
+#include <string_view>
 
 #include "Files.h"
 #include "Foresight.h"
@@ -31,20 +34,42 @@ void loadAndReset(SettingStorageInifile& storage) {
     }
 }
 
-/// The line that gives the setting its value, of the files that a load takes.
-FileFinding findingOn(const Loss& loss, const FileGroup& group, const std::string& defaultsPath) {
-    const IniFile defaults = iniFileAt(defaultsPath);
-    FileFinding finding = {group.file.path(), {0, Harm::kMoved, loss.reason, loss.remedy}};
-    for (const IniFile* const file : {&defaults, takenByLoad(group)}) {
+struct Place {
+    const IniFile* file;
+    std::size_t line;
+};
+
+/// The lines that give settings their values, by the names of these: the last ones of the files
+/// that a load takes, one after the other.
+std::map<std::string_view, Place> placesIn(const std::vector<const IniFile*>& files) {
+    std::map<std::string_view, Place> places;
+    for (const IniFile* const file : files) {
         for (std::size_t i = 0; file != nullptr && i < file->lines().size(); ++i) {
             const IniFile::Line& line = file->lines()[i];
-            if (line.kind == Kind::Setting && line.name == loss.name) {
-                finding.path = file->path();
-                finding.finding.line = line.number;
+            if (line.kind == Kind::Setting) {
+                places[line.name] = {file, line.number};
             }
         }
     }
-    return finding;
+    return places;
+}
+
+void addRenamed(const std::vector<Loss>& losses, const SettingStorageInifile& storage,
+                ResetForesight& all) {
+    const FileGroup defaults = groupAt(*storage.filename());
+    const FileGroup group = groupAt(*storage.rwFilename());
+    const auto places = placesIn({takenByLoad(defaults), takenByLoad(group)});
+    bool isOfDefaults = true;
+    for (const Loss& loss : losses) {
+        const auto found = places.find(loss.name);
+        const Place place = found == places.end() ? Place{&group.file, 0} : found->second;
+        isOfDefaults = isOfDefaults && place.file == takenByLoad(defaults);
+        all.renamed.push_back(
+            {place.file->path(), {place.line, Harm::kMoved, loss.reason, loss.remedy}});
+    }
+    if (!isOfDefaults) {
+        all.remedies.push_back(remedyForLasting(group));
+    }
 }
 
 void add(const SettingStorageInifile& storage, const FactoryPtr& factory, ResetForesight& all) {
@@ -52,16 +77,12 @@ void add(const SettingStorageInifile& storage, const FactoryPtr& factory, ResetF
                                 *storage.filename(), *storage.rwFilename(), factory,
                                 SettingStorageInifile::Save_onDemand);
     loadAndReset(after);
-    const FileGroup group = groupAt(*storage.rwFilename());
-    bool isOfItsFile = false;
-    for (const Loss& loss : foreseen(after, textsOf(after, factory), factory).losses) {
-        if (loss.isOfName) {
-            all.renamed.push_back(findingOn(loss, group, *storage.filename()));
-            isOfItsFile = isOfItsFile || all.renamed.back().path != *storage.filename();
-        }
-    }
-    if (isOfItsFile) {
-        all.remedies.push_back(remedyForLasting(group));
+    std::vector<Loss> losses = foreseen(after, textsOf(after, factory), factory).losses;
+    losses.erase(std::remove_if(losses.begin(), losses.end(),
+                                [](const Loss& loss) { return !loss.isOfName; }),
+                 losses.end());
+    if (!losses.empty()) {
+        addRenamed(losses, storage, all);
     }
 }
 
