@@ -55,7 +55,7 @@ TEST_F(T8settingsCompletion, CommandsComeFirst) {
 TEST_F(T8settingsCompletion, OptionsAreThoseOfTheCommandAndOfAll) {
     EXPECT_EQ("words\n--base\n--file\n--help\n--json\n--marker\n--version\n",
               answer("t8settings --"));
-    EXPECT_EQ("words\n--all\n--base\n--help\n--json\n--marker\n--version\n--yes\n",
+    EXPECT_EQ("words\n--all\n--base\n--force\n--help\n--json\n--marker\n--version\n--yes\n",
               answer("t8settings reset -"));
     EXPECT_EQ("words\n", answer("t8settings set settings/general/language -- --"));
 }

@@ -110,26 +110,34 @@ TEST_F(T8settingsLasting, ResetWritesTheDefaultInPlaceOfALineThatNoLoadTakesAsIt
     }
 }
 
-TEST_F(T8settingsLasting, ResetTellsThatTheRemainsOfALineOfTheSettingStay) {
-    for (const char* const line : {"bass int8,5", "bass", "bass = int8 5"}) {
-        putFile(std::string("[sound]\n") + line + "\ntone = int8,5\n");
-        const char* const reason = std::string(line).find('=') == std::string::npos
-                                       ? "no \"=\" after the key"
-                                       : "no \",\" after the type";
-        expectRefused(
-            {"reset", "settings/sound/bass"},
-            file_ + ":3: " + reason +
-                (line == std::string("bass") ? "; if it was a section, the settings below "
-                                               "it are read into section \"sound\""
-                                             : "") +
-                "; a setting is written KEY = TYPE,VALUE, a comment # TEXT");
-        // They are no line of another one, which has its default without any.
-        const ToolRun other = run({"reset", "settings/timer/sleep"});
-        EXPECT_EQ("settings/timer/sleep\tint8\t0\n", other.out);
-        EXPECT_EQ(0, other.exitCode);
-    }
-    putFile("[sound]\nbasso int8,5\n");
-    EXPECT_EQ(0, run({"reset", "settings/sound/bass"}).exitCode);
+// A load reads 300 as 44, and abc as the 0 of the defaults.
+TEST_F(T8settingsLasting, LineThatIsMisreadIsMendedAlsoByTheValueThatItIsReadAs) {
+    const std::string mended = "\nbass = int8,44\n";
+    const auto putMisread = [this] { putFile("[sound]\nbass = int8,300\ntone = int8,5\n"); };
+    putMisread();
+    testsupport::writeFile(dir_.file("dump"),
+                           "settings/sound/bass = int8,44\nsettings/sound/tone = int8,5\n");
+    EXPECT_EQ("1 changed, 1 the same\n", run({"load", dir_.file("dump")}).out);
+    EXPECT_THAT(testsupport::readFile(file_), HasSubstr(mended));
+    EXPECT_EQ("0 changed, 2 the same\n", run({"load", dir_.file("dump")}).out);
+    putMisread();
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "44"}).exitCode);
+    EXPECT_THAT(testsupport::readFile(file_), HasSubstr(mended));
+    putFile("[sound]\nbass = int8,abc\ntone = int8,5\n");
+    const ToolRun reset = run({"reset", "settings/sound/bass", "settings/sound/tone"});
+    EXPECT_EQ("settings/sound/bass\tint8\t0\nsettings/sound/tone\tint8\t0\n", reset.out);
+    EXPECT_EQ(0, reset.exitCode);
+    EXPECT_EQ(0, run({"verify"}).exitCode);
+}
+
+// Where nothing is written nothing is made to last.
+TEST_F(T8settingsLasting, LineThatIsSoundKeepsNoCommandFromLeavingAllAsItIs) {
+    putFile("[sound]\nbass = int8,300\ntone = int8,5\n");
+    const std::string before = testsupport::readFile(file_);
+    testsupport::writeFile(dir_.file("dump"), "settings/sound/tone = int8,5\n");
+    EXPECT_EQ("0 changed, 1 the same\n", run({"load", dir_.file("dump")}).out);
+    EXPECT_EQ(0, run({"reset", "settings/timer/sleep"}).exitCode);
+    EXPECT_EQ(before, testsupport::readFile(file_));
 }
 
 TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOwn) {

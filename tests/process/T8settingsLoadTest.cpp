@@ -77,6 +77,56 @@ TEST_F(T8settingsLoad, DumpThatADamagedFileIsToBeSetAsideOverStaysWhereItIs) {
     expectChanged(run({"load", file + ".bad"}), 1, 0);
 }
 
+// Its own CRC is right, and no seal would help.
+TEST_F(T8settingsLoad, CopyThatNoProgramCanLoadIsTheFaultAndNotTheFile) {
+    const std::string file = path("settings/a.ini");
+    const auto expectCopyTold = [&] {
+        put("settings/a.ini", "#name = a\n[s]\nbass = int8,6\n#crc32 = false\n");
+        put("settings/a.ini.tmp", "[s]\nbass = int8,7\n#name = a\n#crc32 = false\n");
+        const ToolRun refused = run({"load", file});
+        EXPECT_EQ(
+            "t8settings: " + file + ": is a file of the store itself, and no program can load " +
+                file +
+                ".tmp, which is read in its place; first of all move that one away, or put it "
+                "in order: t8settings recover " +
+                file + " --from tmp\nt8settings: nothing was changed\n",
+            refused.err);
+        EXPECT_EQ(1, refused.exitCode);
+    };
+    expectCopyTold();
+    std::filesystem::rename(file + ".tmp", dir_.file("away"));
+    expectChanged(run({"load", file}), 0, 1);
+    expectCopyTold();
+    EXPECT_EQ(5, run({"recover", file, "--from", "tmp", "--yes"}).exitCode);
+    expectChanged(run({"load", file}), 0, 1);
+    EXPECT_EQ("7\n", run({"get", "a/s/bass"}).out);
+}
+
+TEST_F(T8settingsLoad, DumpThatDamagedXmlIsToBeSetAsideOverStaysWhereItIs) {
+    const std::string file = path("settings/product.xml");
+    const std::string dump = "a/s/bass = int8,7\n";
+    const std::string elsewhere =
+        "; move it elsewhere and load it from there\nt8settings: nothing was changed\n";
+    put("settings/product.xml", "<bad");
+    put("settings/product.xml.bad", dump);
+    const ToolRun refused = run({"load", file + ".bad"});
+    EXPECT_EQ("t8settings: " + file + ".bad: would be lost, as " + file +
+                  " is about to be set aside under its name" + elsewhere,
+              refused.err);
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(dump, bytesOf("settings/product.xml.bad"));
+    EXPECT_EQ("<bad", bytesOf("settings/product.xml"));
+    put("settings/product.xml", dump);
+    EXPECT_EQ("t8settings: " + file +
+                  ": is a file of the store itself, and is not taken as it is: no readable "
+                  "well-formed XML document" +
+                  elsewhere,
+              run({"load", file}).err);
+    EXPECT_EQ(dump, bytesOf("settings/product.xml"));
+    std::filesystem::rename(file, dir_.file("elsewhere"));
+    expectChanged(run({"load", dir_.file("elsewhere")}), 1, 0);
+}
+
 TEST_F(T8settingsLoad, FileOfTheStoreItselfOnStandardInputStaysWhereItIs) {
     const std::string edited = "#name = a\n[s]\nbass = int8,6\n";
     const std::string file = path("settings/a.ini");

@@ -217,6 +217,11 @@ TEST_F(T8settingsRecover, OfAWholeFileValuesAreKeptAsTheyAre) {
     const ToolRun recovered = recover({"--from", "bad", "--yes", "--json"});
     EXPECT_EQ(1U, Json::parse(recovered.out).at("leftOut").size());
     EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_EQ(
+        "t8settings: warning: " + file_ +
+            ":3: settings/sound/bass: int8 would not keep \"300\", it would make \"44\" of it; "
+            "int8 takes whole numbers from -128 to 127\n",
+        recovered.err);
     EXPECT_THAT(bytes(), StartsWith("#name = settings\n[sound]\nbass = int8,300\n#crc32 = "));
 }
 

@@ -387,9 +387,17 @@ TEST_F(T8settingsUsage, HelpSaysInALineOfItsOwnWhatYesGoesWith) {
     }
 }
 
+TEST_F(T8settingsUsage, HelpOfWhatSavesSaysThatDamageMustNotBeHidden) {
+    for (const char* const command : {"set", "reset", "load"}) {
+        EXPECT_THAT(runBare({command, "--help"}).out, HasSubstr("misread: a save would hide that."))
+            << command;
+    }
+}
+
 TEST_F(T8settingsUsage, YesIsAnAnswerToAQuestionThatIsAsked) {
     expectBadUsage(run({"reset", "--yes", "settings/sound/bass"}), "--yes requires --all\n");
     expectBadUsage(run({"reset", "--yes"}), "--yes requires --all\n");
+    expectBadUsage(run({"reset", "--force", "settings/sound/bass"}), "--force requires --all\n");
     expectBadUsage(run({"recover", "--yes", path("settings/settings.ini")}),
                    "--yes requires --from\n");
 }

@@ -84,6 +84,20 @@ TEST_F(T8settingsVerify, SwitchedOffCheckIsAFinding) {
                                      file + " switches it on"});
 }
 
+// What is advised has to be taken as it stands.
+TEST_F(T8settingsVerify, SwitchedOffCheckBesideAFileIsNoMatterForSeal) {
+    const std::string file = path("settings/settings.ini");
+    for (const char* const beside : {".tmp", ".bad"}) {
+        put(std::string("settings/settings.ini") + beside, "#name = settings\n#crc32 = false\n");
+        const std::string finding =
+            file + beside + ":2: the CRC check is switched off, so damage goes unnoticed; ";
+        const std::string recover = "t8settings recover " + file + " shows what it holds\n";
+        EXPECT_THAT(run({"verify", file + beside}).out, StartsWith(finding + recover));
+        EXPECT_EQ(2, run({"seal", file + beside}).exitCode);
+    }
+    EXPECT_EQ(5, run({"recover", file}).exitCode);
+}
+
 TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
     const std::string file = path("settings/settings.ini");
     const std::string shows = "t8settings recover " + file + " shows what differs";

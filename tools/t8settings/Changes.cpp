@@ -2,12 +2,17 @@
 
 #include <Qel/Settings/SettingHolder.h>
 #include <Qel/Settings/SettingStorageInifile.h>
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <csignal>
 #include <exception>
+#include <iterator>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <set>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "EndDeferred.h"
@@ -17,6 +22,7 @@
 #include "Foresight.h"
 #include "Lasting.h"
 #include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Progress.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
@@ -55,14 +61,6 @@ void apply(const Changes& changes) {
     }
 }
 
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += (text.empty() ? "" : "\n") + line;
-    }
-    return text;
-}
-
 /// The storage's settings as they are meant to be.
 SettingTexts textsAfter(const Store& store, const Changes& changes) {
     SettingTexts texts = textsOf(storageOf(changes.front().setting), store.factory());
@@ -80,23 +78,81 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
     LibraryLog::instance().hold();
     const Foresight foresight = foreseen(storage, textsAfter(store, changes), store.factory());
     LibraryLog::instance().take();
-    if (!foresight.harm.empty()) {
+    if (!foresight.losses.empty()) {
+        std::string losses;
+        for (const Loss& loss : foresight.losses) {
+            losses += textOf(loss) + "\n";
+        }
         throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
-                                             joined(foresight.harm) + "\nnothing was changed");
+                                             losses + "nothing was changed");
     }
     return foresight.added;
+}
+
+std::set<std::string> namesOf(const Changes& changes) {
+    std::set<std::string> names;
+    for (const Change& change : changes) {
+        names.insert(change.setting->name());
+    }
+    return names;
+}
+
+/// Whether a line of the file in force says one of those that are the same in other words, be they
+/// right or wrong.
+bool isSaidOtherwise(const Changes& changes, const FileGroup& group) {
+    const IniFile* const taken = takenByLoad(group);
+    std::unordered_map<std::string_view, std::string_view> texts;
+    for (const Change& change : changes) {
+        if (change.isSame) {
+            texts[change.setting->name()] = change.typeAndText;
+        }
+    }
+    return taken != nullptr && std::any_of(taken->lines().begin(), taken->lines().end(),
+                                           [&texts](const IniFile::Line& line) {
+                                               const auto text = texts.find(line.name);
+                                               return text != texts.end() &&
+                                                      line.type + "," + line.value != text->second;
+                                           });
+}
+
+/// All are of one storage. What is the same need not be written unless its line is misread.
+Changes worthSaving(const Store& store, const Changes& changes) {
+    const SettingStorageFileBase& storage = storageOf(changes.front().setting);
+    const FileGroup group = groupAt(*storage.rwFilename());
+    const auto mended = isSaidOtherwise(changes, group)
+                            ? mendedBySave(group, namesOf(changes), store.factory())
+                            : std::set<std::string>();
+    Changes worth;
+    for (const Change& change : changes) {
+        if (!change.isSame || mended.count(change.setting->name()) != 0) {
+            worth.push_back(change);
+        }
+    }
+    return worth;
+}
+
+using ByStorage = std::map<std::pair<std::string, const SettingStorageFileBase*>, Changes>;
+
+/// What is worth saving, each storage in its turn.
+ByStorage toSave(const Store& store, const Changes& changes) {
+    ByStorage byStorage;
+    for (const Change& change : changes) {
+        const SettingStorageFileBase& storage = storageOf(change.setting);
+        byStorage[{storage.name(), &storage}].push_back(change);
+    }
+    for (auto ofStorage = byStorage.begin(); ofStorage != byStorage.end();) {
+        ofStorage->second = worthSaving(store, ofStorage->second);
+        ofStorage = ofStorage->second.empty() ? byStorage.erase(ofStorage) : std::next(ofStorage);
+    }
+    return byStorage;
 }
 
 /// Verify tells of it as long as it lies there. Afterwards nobody could. Gives what else would be
 /// told no more.
 std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
-    std::set<std::string> replaced;
-    for (const Change& change : changes) {
-        replaced.insert(change.setting->name());
-    }
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
     const FileGroup group = groupAt(*storage.rwFilename());
-    const std::string findings = linesOf(lastingBySave(group, replaced, store.factory()));
+    const std::string findings = linesOf(lastingBySave(group, namesOf(changes), store.factory()));
     if (!findings.empty()) {
         const std::string remedy = remedyForLasting(group);
         throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
@@ -223,12 +279,8 @@ void demandWritable(const SettingPtr& setting) {
     }
 }
 
-void changeAndSave(const Store& store, const Changes& changes) {
-    std::map<std::pair<std::string, const SettingStorageFileBase*>, Changes> byStorage;
-    for (const Change& change : changes) {
-        const SettingStorageFileBase& storage = storageOf(change.setting);
-        byStorage[{storage.name(), &storage}].push_back(change);
-    }
+std::size_t changeAndSave(const Store& store, const Changes& changes) {
+    const ByStorage byStorage = toSave(store, changes);
     std::vector<std::string> added;
     std::vector<FileFinding> hidden;
     for (const auto& ofStorage : byStorage) {
@@ -267,6 +319,9 @@ void changeAndSave(const Store& store, const Changes& changes) {
         }
         throw failure;
     }
+    return std::accumulate(
+        byStorage.begin(), byStorage.end(), std::size_t{0},
+        [](std::size_t sum, const auto& ofStorage) { return sum + ofStorage.second.size(); });
 }
 
 }  // namespace t8settings

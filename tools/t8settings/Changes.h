@@ -2,6 +2,7 @@
 #define T8SETTINGS_CHANGES_H
 
 #include <boost/any.hpp>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ struct Change {
     SettingPtr setting;
     boost::any value;
     std::string typeAndText;  ///< type name, "," and text, in the form of the files
+    /// The setting has this value already: a save is for the file alone, if its line there says
+    /// something else.
+    bool isSame = false;
 };
 
 /// Throws `Failure` for a setting that takes no changes.
@@ -25,8 +29,8 @@ void demandWritable(const SettingPtr& setting);
 /// went well. Nothing is changed when a save would cost another setting of its storage its value or
 /// name, or hide that something is wrong with the storage's file. Signals that end the process do
 /// so before or afterwards; from then on a broken pipe does not. The changed settings are to be
-/// looked up anew.
-void changeAndSave(const Store& store, const std::vector<Change>& changes);
+/// looked up anew. Gives the number of settings that were to be saved.
+std::size_t changeAndSave(const Store& store, const std::vector<Change>& changes);
 
 }  // namespace t8settings
 

@@ -56,6 +56,13 @@ Json jsonOf(const FileFinding& finding) {
     return json;
 }
 
+/// What lies beside a file cannot be sealed.
+std::string remedyForUnchecked(const std::string& path) {
+    const auto file = fileBeside(path);
+    return file ? commandOn("recover", *file) + " shows what it holds"
+                : commandOn("seal", path) + " switches it on";
+}
+
 /// What a state is worth, if nothing lies beside the file. Of a file that a load refuses, no more
 /// than that: the caller knows what the load does then.
 std::vector<Finding> findingsInState(const IniFile& file) {
@@ -73,7 +80,7 @@ std::vector<Finding> findingsInState(const IniFile& file) {
         case FileState::kUnchecked:
             return {{file.crcLine(), Harm::kIgnored,
                      "the CRC check is switched off, so damage goes unnoticed",
-                     commandOn("seal", file.path()) + " switches it on"}};
+                     remedyForUnchecked(file.path())}};
         default:
             return {{file.crcLine(), Harm::kUnusable, stateOf(file), ""}};
     }

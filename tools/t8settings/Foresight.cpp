@@ -22,7 +22,8 @@ using Sections = text::SectionsInOrder::Sections;
 /// A setting that does not come back under its name.
 struct Lapse {
     std::string name;
-    std::string what;  ///< what becomes of it, why, and what to do
+    std::string what;  ///< what becomes of it, and why
+    std::string remedy;
 };
 
 /// What a load of a file gives.
@@ -31,13 +32,19 @@ struct Loaded {
     std::map<std::string, Lapse> lapses;  ///< by the names of all whom they may cost something
 };
 
-constexpr const char* kWithoutSection =
-    "it has no section and sorts after one that has; give it a section, in the defaults file too";
-constexpr const char* kOfAnotherStorage =
-    "its files give the storage two names; give both the same #name";
-constexpr const char* kOfBlanks =
-    "white space at the ends of a key is cut off; take it out of the name";
-constexpr const char* kAnotherKey = "; begin the key with another character";
+/// Why a name does not come back, and what is to be done.
+struct Reason {
+    const char* why;
+    const char* remedy;
+};
+
+constexpr Reason kWithoutSection = {"it has no section and sorts after one that has",
+                                    "give it a section, in the defaults file too"};
+constexpr Reason kOfAnotherStorage = {"its files give the storage two names",
+                                      "give both the same #name"};
+constexpr Reason kOfBlanks = {"white space at the ends of a key is cut off",
+                              "take it out of the name"};
+constexpr const char* kAnotherKey = "begin the key with another character";
 constexpr const char* kAnotherText =
     "set it to a text that lasts; load does so with several at once";
 
@@ -56,7 +63,7 @@ public:
     void add(std::string_view prefix, const std::string& name, const std::string& typeAndText) {
         const std::string_view key = std::string_view(name).substr(prefix.size());
         if (const char* const reason = text::reasonToLeaveOut(name, key, whiteSpace_)) {
-            loaded_.lapses[name] = {name, std::string("is left out, as ") + reason + kAnotherKey};
+            loaded_.lapses[name] = {name, std::string("is left out, as ") + reason, kAnotherKey};
             return;
         }
         startSection(prefix);
@@ -70,10 +77,10 @@ public:
             loaded_.texts.insert_or_assign(given, *back);
         }
         if (given != name) {
-            const char* const why = !text::startsWith(name, root_) ? kOfAnotherStorage
-                                    : prefix == root_              ? kWithoutSection
-                                                                   : kOfBlanks;
-            const Lapse lapse = {name, "is read as " + given + ", as " + why};
+            const Reason& reason = !text::startsWith(name, root_) ? kOfAnotherStorage
+                                   : prefix == root_              ? kWithoutSection
+                                                                  : kOfBlanks;
+            const Lapse lapse = {name, "is read as " + given + ", as " + reason.why, reason.remedy};
             loaded_.lapses[name] = loaded_.lapses[given] = lapse;
         }
     }
@@ -130,27 +137,33 @@ std::string textIn(const SettingTexts& texts, const std::string& name) {
     return found == texts.end() ? "nothing" : inQuotes(found->second);
 }
 
-std::string reasonFor(const std::string& name, const Loaded& loaded) {
+/// What becomes of the setting, after this beginning.
+Loss lossOf(const std::string& name, const std::string& beginning, const Loaded& loaded) {
     const auto found = loaded.lapses.find(name);
     if (found == loaded.lapses.end()) {
-        return kAnotherText;
+        return {name, beginning, kAnotherText, false};
     }
     const Lapse& lapse = found->second;
-    return (lapse.name == name ? "it" : lapse.name) + " " + lapse.what;
+    return {name, beginning + ": " + (lapse.name == name ? "it" : lapse.name) + " " + lapse.what,
+            lapse.remedy, true};
 }
 
 std::vector<std::string> addedBy(const Loaded& loaded, const SettingTexts& wanted) {
     std::vector<std::string> added;
     for (const auto& setting : loaded.texts) {
         if (wanted.count(setting.first) == 0) {
-            added.push_back("a save adds " + setting.first + ": " +
-                            reasonFor(setting.first, loaded));
+            const std::string beginning = "a save adds " + setting.first;
+            added.push_back(textOf(lossOf(setting.first, beginning, loaded)));
         }
     }
     return added;
 }
 
 }  // namespace
+
+std::string textOf(const Loss& loss) {
+    return loss.reason + (loss.isOfName ? "; " : ": ") + loss.remedy;
+}
 
 SettingTexts textsOf(const SettingStorageFileBase& storage, const FactoryPtr& factory) {
     SettingTexts texts;
@@ -169,9 +182,9 @@ Foresight foreseen(const SettingStorageFileBase& storage, const SettingTexts& te
     for (const auto& setting : texts) {
         const std::string comesBack = textIn(loaded.texts, setting.first);
         if (comesBack != inQuotes(setting.second)) {
-            foresight.harm.push_back(setting.first + " comes back as " + comesBack +
-                                     " in place of " + inQuotes(setting.second) + ": " +
-                                     reasonFor(setting.first, loaded));
+            const std::string beginning = setting.first + " comes back as " + comesBack +
+                                          " in place of " + inQuotes(setting.second);
+            foresight.losses.push_back(lossOf(setting.first, beginning, loaded));
         }
     }
     return foresight;

@@ -16,9 +16,20 @@ using SettingTexts = std::map<std::string, std::string>;
 SettingTexts textsOf(const Qel::Settings::SettingStorageFileBase& storage,
                      const FactoryPtr& factory);
 
-/// What a load would give after a save, against what was saved; each a line for people.
+/// A setting that would be missing or have another text.
+struct Loss {
+    std::string name;
+    std::string reason;  ///< what becomes of it, for people
+    std::string remedy;
+    bool isOfName;  ///< its name does not come back, or another one comes back under it
+};
+
+/// One line for people.
+std::string textOf(const Loss& loss);
+
+/// What a load would give after a save, against what was saved.
 struct Foresight {
-    std::vector<std::string> harm;   ///< settings that would be missing or have another text
+    std::vector<Loss> losses;
     std::vector<std::string> added;  ///< settings that come up besides, and were nobody's
 };
 

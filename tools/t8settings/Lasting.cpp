@@ -1,7 +1,6 @@
 #include "Lasting.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "Doubts.h"
@@ -9,7 +8,6 @@
 #include "LoadOutcome.h"
 #include "Shell.h"
 #include "Strays.h"
-#include "text/IniPlaces.h"
 
 namespace t8settings {
 
@@ -98,6 +96,29 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
     return lasting;
 }
 
+std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                                   const FactoryPtr& factory) {
+    std::set<std::size_t> lines;
+    for (const FileFinding& finding : lastingBySave(group, {}, factory)) {
+        lines.insert(finding.finding.line);
+    }
+    if (lines.empty()) {
+        return {};
+    }
+    for (const FileFinding& finding : lastingBySave(group, replaced, factory)) {
+        lines.erase(finding.finding.line);
+    }
+    std::set<std::string> names;
+    const IniFile* const taken = takenByLoad(group);
+    for (std::size_t i = 0; taken != nullptr && i < taken->lines().size(); ++i) {
+        const IniFile::Line& line = taken->lines()[i];
+        if (line.kind == Kind::Setting && lines.count(line.number) != 0) {
+            names.insert(line.name);
+        }
+    }
+    return names;
+}
+
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory) {
     const IniFile* const taken = takenByLoad(group);
     if (taken == nullptr) {
@@ -123,39 +144,6 @@ std::string remedyForLasting(const FileGroup& group) {
     return taken == nullptr       ? ""
            : taken == &group.copy ? "first of all: " + commandOn("recover", path)
                                   : "mend these lines, then: " + commandOn("seal", path);
-}
-
-MisreadLines::MisreadLines(const FileGroup& group, const FactoryPtr& factory) {
-    const IniFile* const taken = takenByLoad(group);
-    if (taken == nullptr) {
-        return;
-    }
-    std::set<std::size_t> misread;
-    for (const FileFinding& finding : findingsInLinesOf(*taken, factory)) {
-        if (isLasting(finding)) {
-            misread.insert(finding.finding.line);
-        }
-    }
-    std::string prefix = taken->storageName() + "/";
-    for (const IniFile::Line& line : taken->lines()) {
-        if (line.kind == Kind::Section) {
-            prefix = taken->storageName() + "/" + line.key + "/";
-        } else if (line.kind == Kind::Malformed) {
-            remains_.push_back(prefix + line.whole);
-        } else if (line.kind == Kind::Setting && misread.count(line.number) != 0) {
-            names_.insert(line.name);
-        }
-    }
-}
-
-bool MisreadLines::haveOneOf(const std::string& name) const {
-    constexpr std::string_view kBehindAKey = " \t=,";
-    const auto isOfIt = [&](const std::string& remains) {
-        return Qel::Settings::text::startsWith(remains, name) &&
-               (remains.size() == name.size() ||
-                kBehindAKey.find(remains[name.size()]) != std::string_view::npos);
-    };
-    return names_.count(name) != 0 || std::any_of(remains_.begin(), remains_.end(), isOfIt);
 }
 
 }  // namespace t8settings

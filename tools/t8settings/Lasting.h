@@ -17,6 +17,11 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
                                        const std::set<std::string>& replaced,
                                        const FactoryPtr& factory);
 
+/// Settings called in `replaced` whose lines are lost or read as something else, and are put right
+/// when a save writes them anew.
+std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                                   const FactoryPtr& factory);
+
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
 /// meant so, comments that seem to have been sections, and lines that no load reads and that hold
 /// no setting.
@@ -25,20 +30,6 @@ std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& 
 /// What is to be done about those that a save would make last, in one line; empty when they say it
 /// themselves.
 std::string remedyForLasting(const FileGroup& group);
-
-/// Settings whose lines in the file in force are lost or read as something else than they say, so
-/// that what is in force does not come of them.
-class MisreadLines {
-public:
-    MisreadLines(const FileGroup& group, const FactoryPtr& factory);
-
-    bool haveOneOf(const std::string& name) const;
-
-private:
-    std::set<std::string> names_;
-    /// What is left of lines that are no settings, each with the section that it stands in.
-    std::vector<std::string> remains_;
-};
 
 }  // namespace t8settings
 

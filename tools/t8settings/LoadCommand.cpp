@@ -21,6 +21,7 @@
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
+#include "XmlFile.h"
 #include "files/Descriptor.h"
 #include "files/FileStatus.h"
 #include "files/WholeFile.h"
@@ -35,9 +36,10 @@ constexpr const char* kLoadHelp =
     "them, and that what is read-only stays the same; to copy from one television to\n"
     "another, dump what may change alone, such as 'settings/*'. When anything is\n"
     "wrong nothing is changed, and each problem is told with its line, or in JSON\n"
-    "the member's path. Settings that are not in FILE stay as they are. When a\n"
-    "storage cannot be saved, the old values are saved again, and it is told where\n"
-    "that fails.\n\n"
+    "the member's path; nor is it while other lines of a file that is to be saved\n"
+    "are lost or misread: a save would hide that. Settings that are not in FILE stay\n"
+    "as they are. When a storage cannot be saved, the old values are saved again,\n"
+    "and it is told where that fails.\n\n"
     "Example:\n"
     "  t8settings --base tv dump 'settings/*' | t8settings --base tv load -";
 
@@ -68,8 +70,8 @@ class Judge {
 public:
     explicit Judge(const Store& store) : store_(store) {}
 
-    /// What is to be changed for `wanted`; nothing when all is so already. Throws `Failure` when it
-    /// cannot be.
+    /// What is to be changed for `wanted`, or may have to be written; nothing when it is so and
+    /// never written. Throws `Failure` when it cannot be.
     std::optional<Change> changeFor(const DumpEntry& wanted) {
         const SettingPtr setting = settingCalled(wanted.name);
         demandFirst(wanted);
@@ -77,17 +79,26 @@ public:
         demandStorage(wanted, record.storage);
         demandType(wanted, record.type);
         if (wanted.text == record.text) {
-            return std::nullopt;
+            return same(setting);
         }
         demandWritable(setting);
         const Value value = valueOf(store_.factory(), record.type, wanted.name, wanted.text);
         if (value.fileText == store_.factory()->valueAsString(setting)) {
-            return std::nullopt;
+            return same(setting);
         }
         return Change{setting, value.value, record.type + "," + value.fileText};
     }
 
 private:
+    std::optional<Change> same(const SettingPtr& setting) const {
+        if (storageOf(setting).readonly()) {
+            return std::nullopt;
+        }
+        const auto& factory = store_.factory();
+        return Change{setting, setting->value(),
+                      factory->typeAsString(setting) + "," + factory->valueAsString(setting), true};
+    }
+
     SettingPtr settingCalled(const std::string& name) {
         SettingPtr setting = store_.manager().setting(name);
         // A hint takes a look at all names; a dump of another product has none but unknown ones.
@@ -193,17 +204,35 @@ bool isAt(const std::string& path, const FileStatus& dump) {
     return status && areOneFile(*status, dump);
 }
 
+constexpr const char* kLoadFromElsewhere = "move it elsewhere and load it from there";
+
 /// `path` is that of the dump, by which `file` is to be called if it has one.
 std::string isOfTheStore(const std::string& path, const std::string& file) {
     const std::string& called = path == "-" ? file : path;
-    return shownPathOf(path) + ": is a file of the store itself, and is not taken as it is: " +
-           stateOf(iniFileUnderLock(called)) +
+    const std::string is = shownPathOf(path) + ": is a file of the store itself, and ";
+    if (isXml(file)) {
+        return is + "is not taken as it is: " + XmlFile(file).error + "; " + kLoadFromElsewhere;
+    }
+    const IniFile copy = iniFileUnderLock(copyOf(file));
+    if (copy.accepted()) {
+        return is + "no program can load " + copy.path() +
+               ", which is read in its place; first of all move that one away, or put it in "
+               "order: " +
+               commandOn("recover", file) + " --from tmp";
+    }
+    return is + "is not taken as it is: " + stateOf(iniFileUnderLock(called)) +
            "; when its lines are as they should be: " + commandOn("seal", called);
 }
 
 std::string wouldBeReplaced(const std::string& path, const std::string& file) {
     return shownPathOf(path) + ": would be lost, as " + file +
-           " is about to be set aside under its name; first of all: " + commandOn("recover", file);
+           " is about to be set aside under its name; " +
+           (isXml(file) ? kLoadFromElsewhere : "first of all: " + commandOn("recover", file));
+}
+
+bool isAboutToBeSetAside(const std::string& file) {
+    return isXml(file) ? isThere(file) && !XmlFile(file).error.empty()
+                       : loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside;
 }
 
 /// A store that came up would set aside the very file that its user takes for the dump, or put
@@ -215,8 +244,7 @@ void demandNotSetAside(const std::string& base, const std::string& path) {
         const std::string& file = storage.readWrite;
         const bool isFile = dump && isAt(file, *dump);
         const bool isSetAside = dump && isAt(setAsideOf(file), *dump);
-        if (!storage.isXml() && (isFile || isSetAside) &&
-            loadOutcomeOf(groupAt(file)) == LoadOutcome::kSetAside) {
+        if ((isFile || isSetAside) && isAboutToBeSetAside(file)) {
             throw refused({isFile ? isOfTheStore(path, file) : wouldBeReplaced(path, file)});
         }
     }
@@ -233,16 +261,14 @@ Result load(const Location& location, Format format, const std::string& path) {
     demandNotSetAside(location.base, path);
     const Store store(location);
     store.demandNormalMode();
-    const std::vector<Change> changes = changesFor(store, entries);
-    changeAndSave(store, changes);
-    const std::size_t same = entries.size() - changes.size();
+    const std::size_t changed = changeAndSave(store, changesFor(store, entries));
+    const std::size_t same = entries.size() - changed;
     Result result;
-    result.changed = !changes.empty();
+    result.changed = changed != 0;
     result.deed = result.changed ? "what the dump changes is saved" : "";
-    result.output =
-        format == Format::kJson
-            ? textOfJson({{"changed", changes.size()}, {"same", same}})
-            : std::to_string(changes.size()) + " changed, " + std::to_string(same) + " the same\n";
+    result.output = format == Format::kJson ? textOfJson({{"changed", changed}, {"same", same}})
+                                            : std::to_string(changed) + " changed, " +
+                                                  std::to_string(same) + " the same\n";
     return result;
 }
 

@@ -8,6 +8,7 @@
 #include "LibraryLog.h"
 #include "NameClash.h"
 #include "Question.h"
+#include "ResetForesight.h"
 #include "Shell.h"
 #include "Terminal.h"
 #include "files/FileStatus.h"
@@ -30,6 +31,9 @@ constexpr Fate kReadonly = {"readonly", "kept, it is read-only"};
 constexpr Fate kWithoutDefaults = {"withoutDefaults", "kept, it has no defaults file"};
 constexpr Fate kFailed = {"failed", "could NOT be reset"};
 
+/// In the library's errors on settings that do not keep their names.
+constexpr const char* kToldInTheResult = "will load under";
+
 const Fate& fateBefore(const StoragePtr& storage) {
     const std::string* const defaults = storage->filename();
     return storage->surviveResetToDefaults()          ? kSurvives
@@ -50,15 +54,17 @@ const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
     return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
 }
 
-std::size_t resettable(const Store& store) {
-    const auto storages = store.storages();
-    return static_cast<std::size_t>(
-        std::count_if(storages.begin(), storages.end(),
-                      [](const StoragePtr& storage) { return &fateBefore(storage) == &kReset; }));
+std::vector<StoragePtr> resettable(const Store& store) {
+    std::vector<StoragePtr> storages = store.storages();
+    storages.erase(
+        std::remove_if(storages.begin(), storages.end(),
+                       [](const StoragePtr& storage) { return &fateBefore(storage) != &kReset; }),
+        storages.end());
+    return storages;
 }
 
 void demandSomethingToReset(const Store& store) {
-    if (resettable(store) == 0) {
+    if (resettable(store).empty()) {
         // The marker alone would keep every process from saving, for nothing.
         throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " + store.base() +
                                              " has a defaults file that a reset goes back to");
@@ -66,10 +72,23 @@ void demandSomethingToReset(const Store& store) {
 }
 
 void demandConfirmation(const Store& store) {
-    demandYes("Reset " + counted(resettable(store), "storage") + " below " + store.base() +
+    demandYes("Reset " + counted(resettable(store).size(), "storage") + " below " + store.base() +
                   " to the defaults? " + store.marker() +
                   " then keeps every process from saving until the restart.",
               "nothing was reset");
+}
+
+/// A reset keeps what the defaults do not have, and afterwards nothing would tell what it was
+/// called.
+void demandThatNamesLast(const ResetForesight& foresight) {
+    if (foresight.renamed.empty()) {
+        return;
+    }
+    std::string text = linesOf(foresight.renamed) + "nothing was reset";
+    for (const std::string& remedy : foresight.remedies) {
+        text += remedy.empty() ? "" : "\n" + remedy;
+    }
+    throw Failure(ExitCode::kFailed, text + "\n--force resets all the same");
 }
 
 void resetStore(const Store& store) {
@@ -104,7 +123,26 @@ void addReplaced(const std::vector<ReplacedStorage>& replaced, Result& result, J
     }
 }
 
-Result report(const Store& store, Format format, const std::vector<ReplacedStorage>& replaced) {
+/// What a reset that was forced has cost. The lines and what could be done are those of files that
+/// it has replaced.
+void addRenamed(std::vector<FileFinding> renamed, Result& result, Json& json) {
+    for (FileFinding& finding : renamed) {
+        finding.finding.line = 0;
+        finding.finding.remedy.clear();
+    }
+    if (!renamed.empty() && result.code == ExitCode::kDone) {
+        result.code = ExitCode::kFindings;
+    }
+    result.output += linesOf(renamed);
+    json = jsonOf(renamed);
+}
+
+struct Seen {
+    std::vector<ReplacedStorage> replaced;
+    std::vector<FileFinding> renamed;
+};
+
+Result report(const Store& store, Format format, const Seen& seen) {
     Result result;
     result.changed = true;
     bool anyReset = false;
@@ -130,7 +168,9 @@ Result report(const Store& store, Format format, const std::vector<ReplacedStora
         storages.push_back(row);
         result.output += visible(file.name) + ": not reset, it could not be loaded\n";
     }
-    addReplaced(replaced, result, storages);
+    addReplaced(seen.replaced, result, storages);
+    Json findings;
+    addRenamed(seen.renamed, result, findings);
     if (!anyReset) {
         complain("nothing was reset, and yet no process saves settings while the marker " +
                  store.marker() +
@@ -140,7 +180,7 @@ Result report(const Store& store, Format format, const std::vector<ReplacedStora
     result.deed = anyReset ? "the store is reset and " + store.marker() + " is there" : "";
     result.output += markerStays(store);
     if (format == Format::kJson) {
-        Json json = {{"storages", storages}};
+        Json json = {{"storages", storages}, {"findings", findings}};
         addBytes(json, "marker", store.marker());
         result.output = textOfJson(json);
     }
@@ -168,19 +208,26 @@ void demandMarkerFor(const Location& location) {
     }
 }
 
-Result resetAll(const Store& store, Format format, bool confirmed) {
+Result resetAll(const Store& store, Format format, const ResetOptions& options) {
     store.demandNormalMode();
-    if (!confirmed && !canAsk()) {
+    if (!options.confirmed && !canAsk()) {
         throw Failure(ExitCode::kUsage,
                       "reset --all needs --yes where nobody can be asked; nothing was reset");
     }
     demandSomethingToReset(store);
-    if (!confirmed) {
+    const ResetForesight foresight = foreseenOfReset(resettable(store), store.factory());
+    if (!options.forced) {
+        demandThatNamesLast(foresight);
+    }
+    if (!options.confirmed) {
         demandConfirmation(store);
     }
     const auto replaced = storagesReplacedBelow(store.base());
+    if (!foresight.renamed.empty()) {
+        LibraryLog::instance().passOver({kToldInTheResult});
+    }
     resetStore(store);
-    return report(store, format, replaced);
+    return report(store, format, {replaced, foresight.renamed});
 }
 
 }  // namespace t8settings

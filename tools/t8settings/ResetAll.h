@@ -9,8 +9,13 @@ namespace t8settings {
 /// to all of the machine. To be asked before anything is loaded.
 void demandMarkerFor(const Location& location);
 
-/// Resets the whole store, after asking unless that is `confirmed`. Throws `Failure`.
-Result resetAll(const Store& store, Format format, bool confirmed);
+struct ResetOptions {
+    bool confirmed = false;  ///< do not ask
+    bool forced = false;     ///< also when settings get other names by it
+};
+
+/// Resets the whole store. Throws `Failure`.
+Result resetAll(const Store& store, Format format, const ResetOptions& options);
 
 }  // namespace t8settings
 

@@ -7,8 +7,6 @@
 #include "Changes.h"
 #include "Command.h"
 #include "FileOnDisk.h"
-#include "Files.h"
-#include "Lasting.h"
 #include "LibraryLog.h"
 #include "Records.h"
 #include "ResetAll.h"
@@ -20,12 +18,12 @@ namespace {
 using Qel::Settings::SettingStorageFileBase;
 
 constexpr const char* kResetHelp =
-    "With names, these settings get the values of their defaults files, are saved\n"
-    "and shown. When one is read-only or has no default, nothing is changed.\n\n"
-    "With --all, every storage goes back to its defaults but calibration data, which\n"
-    "survives, read-only storages, and storages without a defaults file. A marker\n"
-    "file announces it and stays until the restart: until then none saves. Below any\n"
-    "directory but / it needs --marker, so that only who looks there waits.\n\n"
+    "With names, these settings get their defaults, are saved and shown; not when\n"
+    "one is read-only or has no default, or other lines of its file are lost or\n"
+    "misread: a save would hide that. --all resets every storage but calibration\n"
+    "data and what is read-only or has no defaults file, and nothing when settings\n"
+    "would get other names, unless it has --force. A marker announces it: until the\n"
+    "restart no process saves. Below any directory but / it needs --marker.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
     "  t8settings --base tv --marker tv/reset.tmp reset --all --yes";
@@ -33,7 +31,7 @@ constexpr const char* kResetHelp =
 struct Wanted {
     std::vector<std::string> names;
     bool all = false;
-    bool confirmed = false;
+    ResetOptions options;
 };
 
 /// The defaults files that were looked into so far.
@@ -68,27 +66,6 @@ private:
     std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
 };
 
-/// The read/write files that were looked into so far.
-class LinesOnDisk {
-public:
-    explicit LinesOnDisk(const Store& store) : store_(store) {}
-
-    /// Whether the line of the setting is one that no load takes as it stands.
-    bool isMisread(const SettingPtr& setting) {
-        const SettingStorageFileBase& storage = storageOf(setting);
-        auto known = misread_.find(&storage);
-        if (known == misread_.end()) {
-            const MisreadLines lines(groupAt(*storage.rwFilename()), store_.factory());
-            known = misread_.emplace(&storage, lines).first;
-        }
-        return known->second.haveOneOf(setting->name());
-    }
-
-private:
-    const Store& store_;
-    std::map<const SettingStorageFileBase*, MisreadLines> misread_;
-};
-
 /// Each once.
 std::vector<SettingPtr> settingsCalled(const Store& store, const std::vector<std::string>& names) {
     std::vector<SettingPtr> settings;
@@ -105,19 +82,14 @@ std::string typeAndText(const Store& store, const SettingPtr& setting) {
     return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
 }
 
-/// A setting that has its default already needs no writing, unless it has it because nobody can
-/// read its line: that one would stay, and count once it is mended.
 std::vector<Change> changesToDefaults(const Store& store, const std::vector<SettingPtr>& settings) {
     Defaults defaults(store);
-    LinesOnDisk lines(store);
     std::vector<Change> changes;
     for (const SettingPtr& setting : settings) {
         demandWritable(setting);
         const SettingPtr byDefault = defaults.of(setting);
         const std::string text = typeAndText(store, byDefault);
-        if (text != typeAndText(store, setting) || lines.isMisread(setting)) {
-            changes.push_back({setting, byDefault->value(), text});
-        }
+        changes.push_back({setting, byDefault->value(), text, text == typeAndText(store, setting)});
     }
     return changes;
 }
@@ -125,8 +97,7 @@ std::vector<Change> changesToDefaults(const Store& store, const std::vector<Sett
 Result resetNamed(const Store& store, Format format, const std::vector<std::string>& names) {
     const std::vector<SettingPtr> settings = settingsCalled(store, names);
     store.demandNormalMode();
-    const std::vector<Change> changes = changesToDefaults(store, settings);
-    changeAndSave(store, changes);
+    const bool isSaved = changeAndSave(store, changesToDefaults(store, settings)) != 0;
     std::vector<Row> rows;
     Json json = Json::array();
     for (const SettingPtr& setting : settings) {
@@ -136,8 +107,8 @@ Result resetNamed(const Store& store, Format format, const std::vector<std::stri
     }
     Result result;
     result.output = format == Format::kJson ? textOfJson(json) : linesOf(rows, nameAndType());
-    result.changed = !changes.empty();
-    result.deed = result.changed ? "what differed from its default is saved" : "";
+    result.changed = isSaved;
+    result.deed = isSaved ? "what differed from its default is saved" : "";
     return result;
 }
 
@@ -148,13 +119,17 @@ Command addResetCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand("reset", "Go back to the defaults");
     command->add_option("NAME", wanted->names, "Whole names of settings")->type_name("");
     command->add_flag("--all", wanted->all, "The whole store");
-    command->add_flag("--yes", wanted->confirmed, "Do not ask before --all");
+    command->add_flag("--yes", wanted->options.confirmed, "Do not ask before --all");
+    command->add_flag("--force", wanted->options.forced,
+                      "With --all, also when settings get other names");
     command->footer(kResetHelp);
     Command added = {command, {}};
     added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };
     added.runOnFiles = [wanted](const std::function<Location()>& location, Format format) {
-        if (wanted->confirmed && !wanted->all) {
-            throw Failure(ExitCode::kUsage, "--yes requires --all\nsee t8settings reset --help");
+        const ResetOptions& options = wanted->options;
+        if ((options.confirmed || options.forced) && !wanted->all) {
+            throw Failure(ExitCode::kUsage, std::string(options.confirmed ? "--yes" : "--force") +
+                                                " requires --all\nsee t8settings reset --help");
         }
         if (wanted->all == !wanted->names.empty()) {
             throw Failure(ExitCode::kUsage,
@@ -168,7 +143,7 @@ Command addResetCommand(CLI::App& app) {
             demandMarkerFor(where);
         }
         const Store store(where);
-        return wanted->all ? resetAll(store, format, wanted->confirmed)
+        return wanted->all ? resetAll(store, format, options)
                            : resetNamed(store, format, wanted->names);
     };
     return added;

@@ -131,6 +131,15 @@ Result report(const FileGroup& group, const IniFile& source, const Plan& plan, s
     return result;
 }
 
+/// Of a file that is whole every line that a load takes comes back, whatever it is read as.
+void warnOfMisread(const std::string& path) {
+    for (const FileFinding& finding : findingsInLinesOf(iniFileAt(path))) {
+        if (isGrave(finding.finding.harm)) {
+            complain("warning: " + textOf(finding));
+        }
+    }
+}
+
 /// Without it another program's save might come between, and one of the two would be torn.
 void demandHeld(const files::DirectoryLock& lock, const std::string& path) {
     if (!lock.held()) {
@@ -169,6 +178,7 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
     Plan plan = planOf(group, source);
     const std::uint32_t crc =
         replaceKeeping(plan.kept, {group, plan.salvage.text, source.path()}, lock);
+    warnOfMisread(options.path);
     return report(group, source, plan, crc, format);
 }
 

@@ -11,14 +11,14 @@ namespace {
 
 constexpr const char* kSetHelp =
     "The text is that of the setting's type, in the form of the settings files; for\n"
-    "a string it is the string itself. A text that the type would not keep as it is\n"
-    "meant is refused: 300 for a uint8, abc for a number, maybe for a bool, more\n"
-    "than 6 digits for a float, no name of an enumeration, a field too few in a\n"
-    "record, blanks at the ends of a string without \",\" and \";\", in a list, record\n"
-    "or map a backslash before what needs none, such as \\;. Another way to write the\n"
-    "same value is taken: +5, 007, 1.50, TRUE. The empty text empties a string, list\n"
-    "or map. What a type takes: t8settings types NAME. A text that begins with \"-\"\n"
-    "and no digit comes after \"--\", and so does \"++\": set NAME -- -.5\n\n"
+    "a string it is the string itself. Refused is what the type would not keep as it\n"
+    "is meant: 300 for a uint8, abc for a number, maybe for a bool, over 6 digits\n"
+    "for a float, no name of an enumeration, a field too few in a record, blanks at\n"
+    "the ends of a string without \",\" and \";\", in a list, record or map a needless\n"
+    "backslash, as \\;. Taken are +5, 007, 1.50, TRUE; the empty text empties a\n"
+    "string, list or map; the rest: t8settings types NAME. A text with \"-\" and no\n"
+    "digit in front comes after \"--\", and so does \"++\": set NAME -- -.5. Nothing is\n"
+    "set while other lines of the file are lost or misread: a save would hide that.\n\n"
     "Example:\n"
     "  t8settings --base tv set settings/sound/bass 5";
 

@@ -1,0 +1,138 @@
+// A reset of the whole store keeps what the defaults do not have, though not always its name.
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "ToolRun.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testsupport::ToolRun;
+
+const std::string kWithoutSection =
+    "user/z comes back as nothing in place of \"int,5\": it is read as user/v/z, as it has no "
+    "section and sorts after one that has";
+const std::string kOfTwoNames =
+    "new/v/v comes back as nothing in place of \"int,5\": it is read as user/new/v/v, as its files "
+    "give the storage two names";
+
+class T8settingsResetRenames : public testsupport::ToolTest {
+protected:
+    T8settingsResetRenames() { putDefaults("[aa]\nq = int,1\n[v]\nv = int,0\n"); }
+
+    void SetUp() override { demandOwnMarker(); }
+
+    void putDefaults(const std::string& lines) const {
+        put("qel-default-settings/user.ini", "#name = user\n" + lines);
+    }
+
+    /// Sealed, so that what is advised is needed in full.
+    void putFile(const std::string& text) const {
+        put("settings/user.ini", text + "#crc32 = false\n");
+        EXPECT_EQ(0, run({"seal", "--force", file_}).exitCode);
+    }
+
+    ToolRun reset(std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"reset", "--all", "--yes"});
+        return run(options);
+    }
+
+    /// Exit code 1, this finding and the ways out, no marker, and the file as it was.
+    void expectRefused(const std::string& finding) const {
+        const std::string before = bytesOf("settings/user.ini");
+        const ToolRun refused = reset();
+        EXPECT_EQ("", refused.out);
+        EXPECT_EQ("t8settings: " + file_ + finding +
+                      "\nt8settings: nothing was reset\nt8settings: mend these lines, then: "
+                      "t8settings seal " +
+                      file_ + "\nt8settings: --force resets all the same\n",
+                  refused.err);
+        EXPECT_EQ(1, refused.exitCode);
+        EXPECT_FALSE(testsupport::exists(marker_));
+        EXPECT_EQ(before, bytesOf("settings/user.ini"));
+    }
+
+    /// Exit code 0, and this is what a load gives afterwards.
+    void expectReset(const std::string& list) const {
+        const ToolRun done = reset();
+        EXPECT_THAT(done.out, HasSubstr("user: reset to its defaults\n"));
+        EXPECT_EQ(0, done.exitCode) << done.err;
+        std::filesystem::remove(marker_);
+        EXPECT_EQ(list, run({"list"}).out);
+    }
+
+    std::string file_ = path("settings/user.ini");
+};
+
+TEST_F(T8settingsResetRenames, SettingWithoutASectionThatWouldGetOneKeepsTheStoreFromAReset) {
+    putFile("#name = user\nz = int,5\n[aa]\nq = int,7\n");
+    expectRefused(":2: " + kWithoutSection + "; give it a section, in the defaults file too");
+    putFile("#name = user\n[aa]\nz = int,5\nq = int,7\n");
+    expectReset("user/aa/q\tint\t1\nuser/aa/z\tint\t5\nuser/v/v\tint\t0\n");
+}
+
+TEST_F(T8settingsResetRenames, OtherNameOfTheStorageKeepsTheStoreFromAReset) {
+    putFile("#name = new\n[v]\nv = int,5\n");
+    expectRefused(":3: " + kOfTwoNames + "; give both the same #name");
+    putFile("#name = user\n[v]\nv = int,5\n");
+    expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
+}
+
+TEST_F(T8settingsResetRenames, PersonOnATerminalIsToldBeforeTheQuestion) {
+    putFile("#name = new\n[v]\nv = int,5\n");
+    const ToolRun refused = runOnTerminal({"reset", "--all"}, "y\n");
+    EXPECT_THAT(refused.out, HasSubstr(kOfTwoNames));
+    EXPECT_THAT(refused.out, testing::Not(HasSubstr("[y/N]")));
+    EXPECT_EQ(1, refused.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, ForcedResetTellsWhatItHasRenamed) {
+    putFile("#name = user\nz = int,5\n[aa]\nq = int,7\n");
+    const ToolRun forced = reset({"--force"});
+    EXPECT_EQ("user: reset to its defaults\n" + file_ + ": " + kWithoutSection + "\nThe marker " +
+                  marker_ + " stays until the restart; until then no process saves settings.\n",
+              forced.out);
+    EXPECT_EQ("", forced.err);
+    EXPECT_EQ(5, forced.exitCode);
+    std::filesystem::remove(marker_);
+    EXPECT_EQ("user/aa/q\tint\t1\nuser/v/v\tint\t0\nuser/v/z\tint\t5\n", run({"list"}).out);
+}
+
+TEST_F(T8settingsResetRenames, JsonHasWhatAForcedResetHasRenamed) {
+    putFile("#name = new\n[v]\nv = int,5\n");
+    const ToolRun forced = reset({"--force", "--json"});
+    EXPECT_EQ(nlohmann::json({{{"file", file_},
+                               {"line", nullptr},
+                               {"harm", "moved"},
+                               {"reason", kOfTwoNames},
+                               {"remedy", ""}}}),
+              nlohmann::json::parse(forced.out).at("findings"));
+    EXPECT_EQ(5, forced.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, StorageThatCouldNotBeResetCountsForMore) {
+    putFile("#name = user\nz = int,5\n[aa]\nq = int,7\n");
+    std::filesystem::create_directory(file_ + ".tmp");
+    EXPECT_EQ(1, reset({"--force"}).exitCode);
+}
+
+// A save writes what the defaults have under another name; the defaults give it back all the same.
+TEST_F(T8settingsResetRenames, SettingThatTheDefaultsGiveBackIsInNobodysWay) {
+    putDefaults("z = int,1\n[aa]\nq = int,1\n");
+    putFile("#name = user\n[aa]\nq = int,7\n");
+    expectReset("user/aa/q\tint\t1\nuser/aa/z\tint\t1\nuser/z\tint\t1\n");
+}
+
+// No television must be kept from its reset by what nobody there can mend.
+TEST_F(T8settingsResetRenames, DefaultThatNoSaveKeepsIsInNobodysWay) {
+    putDefaults("[v]\ntitle = string,\"Hello \"\n");
+    putFile("#name = user\n[v]\ntitle = string,Hi\n");
+    expectReset("user/v/title\tstring\tHello\n");
+}
+
+}  // namespace

@@ -1,0 +1,24 @@
+#ifndef T8SETTINGS_RESETFORESIGHT_H
+#define T8SETTINGS_RESETFORESIGHT_H
+
+#include <string>
+#include <vector>
+
+#include "FileCheck.h"
+#include "Store.h"
+
+namespace t8settings {
+
+/// What a reset to defaults would cost settings that the defaults do not have, which it keeps: the
+/// names under which programs look for them.
+struct ResetForesight {
+    std::vector<FileFinding> renamed;   ///< at the lines that these settings come from
+    std::vector<std::string> remedies;  ///< for the files that these lines stand in, one for each
+};
+
+/// For these storages, all of which are to be reset; nothing is changed by it.
+ResetForesight foreseenOfReset(const std::vector<StoragePtr>& storages, const FactoryPtr& factory);
+
+}  // namespace t8settings
+
+#endif
