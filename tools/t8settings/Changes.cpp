@@ -2,6 +2,7 @@
 
 #include <Qel/Settings/SettingHolder.h>
 #include <Qel/Settings/SettingStorageInifile.h>
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <csignal>
 #include <exception>
@@ -17,7 +18,9 @@
 #include "Foresight.h"
 #include "Lasting.h"
 #include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Progress.h"
+#include "Recovery.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
 
@@ -29,8 +32,8 @@ using Changes = std::vector<Change>;
 using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
-/// The user hears of this before the save, with what it costs, or not at all when nothing.
-constexpr const char* kToldBeforeTheSave =
+/// The user hears of this with what it costs, or not at all when nothing.
+constexpr const char* kToldByTheWarnings =
     "has no section and will load under the one before it in the file";
 
 Failure notSaved(const Changes& changes, const std::string& why) {
@@ -96,14 +99,32 @@ std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const C
     }
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
     const FileGroup group = groupAt(*storage.rwFilename());
-    const std::string findings = linesOf(lastingBySave(group, replaced, store.factory()));
-    if (!findings.empty()) {
-        const std::string remedy = remedyForLasting(group);
-        throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
-                                             storage.name() + " would make that last" +
+    Lasting lasting = lastingBySave(group, replaced, store.factory());
+    if (!lasting.stopping.empty()) {
+        const std::string remedy = remedyForLasting(group, lasting.stopping);
+        throw Failure(ExitCode::kFailed, linesOf(lasting.stopping) +
+                                             "nothing was changed, as a save of " + storage.name() +
+                                             " would make that last" +
                                              (remedy.empty() ? "" : "\n" + remedy));
     }
-    return hiddenBySave(group, store.factory());
+    for (FileFinding& finding : hiddenBySave(group, store.factory())) {
+        lasting.told.push_back(std::move(finding));
+    }
+    return std::move(lasting.told);
+}
+
+/// Whether a file with a right CRC says all of it in the form of a save: it is written no more.
+bool isSaidAlready(const Changes& changes) {
+    const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
+    const IniFile* const taken = takenByLoad(group);
+    if (taken != &group.file || taken->state() != FileState::kSealed) {
+        return false;
+    }
+    const SettingLines said = settingsOf(*taken);
+    return std::all_of(changes.begin(), changes.end(), [&said](const Change& change) {
+        const auto found = said.find(change.setting->name());
+        return found != said.end() && found->second == change.typeAndText;
+    });
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -229,21 +250,21 @@ void changeAndSave(const Store& store, const Changes& changes) {
         const SettingStorageFileBase& storage = storageOf(change.setting);
         byStorage[{storage.name(), &storage}].push_back(change);
     }
-    std::vector<std::string> added;
-    std::vector<FileFinding> hidden;
-    for (const auto& ofStorage : byStorage) {
-        for (FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
-            hidden.push_back(std::move(finding));
-        }
-        const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
-        added.insert(added.end(), ofThis.begin(), ofThis.end());
+    for (auto ofStorage = byStorage.begin(); ofStorage != byStorage.end();) {
+        ofStorage = isSaidAlready(ofStorage->second) ? byStorage.erase(ofStorage) : ++ofStorage;
     }
-    const LibraryMessagePassedOver passedOver(kToldBeforeTheSave);
+    std::vector<std::string> warnings;
+    for (const auto& ofStorage : byStorage) {
+        for (const FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
+            warnings.push_back(textOf(finding));
+        }
+        for (const std::string& added : demandThatASaveKeepsAll(store, ofStorage.second)) {
+            warnings.push_back(added);
+        }
+    }
+    const LibraryMessagePassedOver passedOver(kToldByTheWarnings);
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
-    for (const FileFinding& finding : hidden) {
-        complain("warning: " + textOf(finding));
-    }
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
@@ -253,8 +274,8 @@ void changeAndSave(const Store& store, const Changes& changes) {
             befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
         }
-        for (const std::string& line : added) {
-            complain("warning: " + line);
+        for (const std::string& warning : warnings) {
+            complain("warning: " + warning);
         }
     } catch (const std::exception& error) {
         const auto* const known = dynamic_cast<const Failure*>(&error);

@@ -8,9 +8,8 @@
 namespace t8settings {
 
 /// Settings of the file that a load takes as they stand, but that are hardly meant so: a key that
-/// looks like a comment, another type than the defaults file has, a name that is like one of the
-/// defaults which the file lacks, and a text that ends in the line of such a one or in the CRC
-/// line.
+/// looks like a comment, another type than the defaults file has, and a name that is like one of
+/// the defaults which the file lacks.
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory);
 
 /// Of these the names that are like one of the defaults which the file lacks, in the order of the
