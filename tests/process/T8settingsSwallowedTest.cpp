@@ -266,12 +266,14 @@ TEST_F(T8settingsSwallowed, LongLinesTakeNoLongTime) {
         defaults += "k" + std::to_string(i) + " = int,1\n";
     }
     put("qel-default-settings/settings.ini", defaults);
-    std::string text = "[a]\ns = string,";
+    std::string known;
+    std::string unknown;
     for (int i = 0; i < 20000; ++i) {
-        text += "x=int9,1 ";
+        known += "x=int,1 ";
+        unknown += "x=int9,1 ";
     }
-    putFile(text + "\nt = string," + std::string(400000, '=') + "\nu = string," +
-            std::string(400000, '#') + "\n");
+    putFile("[a]\ns = string," + known + "\nt = string," + unknown + "\nu = string," +
+            std::string(400000, '=') + "\nv = string," + std::string(400000, '#') + "\n");
     const rlimit seconds = {10, 10};
     EXPECT_EQ(5, run({"verify", file_}, {}, [&] { setrlimit(RLIMIT_CPU, &seconds); }).exitCode);
 }

@@ -66,6 +66,10 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
+std::string typeAndTextOf(const Store& store, const SettingPtr& setting) {
+    return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
+}
+
 /// The storage's settings as they are meant to be.
 SettingTexts textsAfter(const Store& store, const Changes& changes) {
     SettingTexts texts = textsOf(storageOf(changes.front().setting), store.factory());
@@ -114,7 +118,13 @@ std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const C
 }
 
 /// Whether a file with a right CRC says all of it in the form of a save: it is written no more.
-bool isSaidAlready(const Changes& changes) {
+bool isSaidAlready(const Store& store, const Changes& changes) {
+    const auto isOfNow = [&store](const Change& change) {
+        return typeAndTextOf(store, change.setting) == change.typeAndText;
+    };
+    if (!std::all_of(changes.begin(), changes.end(), isOfNow)) {
+        return false;
+    }
     const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
     const IniFile* const taken = takenByLoad(group);
     if (taken != &group.file || taken->state() != FileState::kSealed) {
@@ -190,11 +200,9 @@ private:
 struct Before {
     Before(const Store& store, const Changes& changes)
         : storage(storageOf(changes.front().setting)), files(storage) {
-        const auto& factory = store.factory();
         for (const Change& change : changes) {
-            opposite.push_back({change.setting, change.setting->value(),
-                                factory->typeAsString(change.setting) + "," +
-                                    factory->valueAsString(change.setting)});
+            opposite.push_back(
+                {change.setting, change.setting->value(), typeAndTextOf(store, change.setting)});
         }
     }
 
@@ -251,7 +259,8 @@ void changeAndSave(const Store& store, const Changes& changes) {
         byStorage[{storage.name(), &storage}].push_back(change);
     }
     for (auto ofStorage = byStorage.begin(); ofStorage != byStorage.end();) {
-        ofStorage = isSaidAlready(ofStorage->second) ? byStorage.erase(ofStorage) : ++ofStorage;
+        ofStorage =
+            isSaidAlready(store, ofStorage->second) ? byStorage.erase(ofStorage) : ++ofStorage;
     }
     std::vector<std::string> warnings;
     for (const auto& ofStorage : byStorage) {
