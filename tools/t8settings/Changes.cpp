@@ -32,9 +32,10 @@ using Changes = std::vector<Change>;
 using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
-/// The user hears of this with what it costs, or not at all when nothing.
-constexpr const char* kToldByTheWarnings =
-    "has no section and will load under the one before it in the file";
+/// The user hears of these with what they cost, or not at all when nothing.
+const std::vector<std::string> kToldByTheWarnings = {
+    "has no section and will load under the one before it in the file",
+    "and will load under its name"};
 
 Failure notSaved(const Changes& changes, const std::string& why) {
     const std::string what = changes.size() == 1 ? changes.front().setting->name()
