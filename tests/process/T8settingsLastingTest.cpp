@@ -127,6 +127,12 @@ TEST_F(T8settingsLasting, LineThatIsLostKeepsCommandsFromSaving) {
                   "; or: t8settings set settings/sound/bass TEXT");
     EXPECT_EQ(0, run({"set", "settings/sound/bass", "0"}).exitCode);
     EXPECT_EQ(0, run({"set", "settings/sound/tone", "6"}).exitCode);
+    putFile("[sound]\nother = int9,5\n");
+    expectRefused(
+        {"set", "settings/sound/tone", "6"},
+        file_ +
+            ":3: settings/sound/other: no such type: \"int9\"; did you mean int or int8?; "
+            "t8settings types shows all types; or delete the line");
     putFile("[sound]\nbass int8,5\n");
     expectRefused(
         {"set", "settings/sound/tone", "6"},

@@ -79,23 +79,34 @@ std::set<std::size_t> headerLinesOf(const IniFile& file) {
     return numbers;
 }
 
-/// The command that mends the only one of them; empty when it would not, or there are more.
+/// The command that mends the only one of them; empty when it would not, or there are more. A
+/// setting whose line no load takes is there when it has a default.
 std::string settingOf(const IniFile& file, const std::vector<FileFinding>& stopping) {
-    if (stopping.size() != 1 || stopping.front().finding.concern != Concern::kValue) {
+    const Finding& finding = stopping.front().finding;
+    if (stopping.size() != 1 || finding.concern != Concern::kValue) {
         return "";
     }
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.number == stopping.front().finding.line) {
-            return commandOnName("set", line.name) + " TEXT";
-        }
-    }
-    return "";
+    const auto line =
+        std::find_if(file.lines().begin(), file.lines().end(),
+                     [&finding](const IniFile::Line& one) { return one.number == finding.line; });
+    const bool isThere = finding.harm == Harm::kChanged || knownDefaultsFor(file).has(line->name);
+    return isThere ? commandOnName("set", line->name) + " TEXT" : "";
 }
 
 /// By a save that gives the settings of these lines another text.
 bool isMended(const Finding& finding, const std::set<std::size_t>& lines) {
     return finding.concern == Concern::kStorageName ||
            (finding.concern == Concern::kValue && lines.count(finding.line) != 0);
+}
+
+void add(Lasting& lasting, FileFinding finding, bool isSealed) {
+    const Finding& what = finding.finding;
+    if (isSealed && what.concern == Concern::kValue && what.harm == Harm::kChanged) {
+        finding.finding.remedy = "this save makes that last";
+        lasting.told.push_back(std::move(finding));
+    } else {
+        lasting.stopping.push_back(std::move(finding));
+    }
 }
 
 }  // namespace
@@ -122,12 +133,7 @@ Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& repla
             lasting.told.push_back(std::move(finding));
         } else if (isLasting(finding) && !isMended(finding.finding, replacedLines) &&
                    writtenAgain.count(line) == 0) {
-            const bool wasSaved = taken->state() == FileState::kSealed &&
-                                  finding.finding.concern == Concern::kValue &&
-                                  finding.finding.harm == Harm::kChanged;
-            finding.finding.remedy =
-                wasSaved ? "this save makes that last" : finding.finding.remedy;
-            (wasSaved ? lasting.told : lasting.stopping).push_back(std::move(finding));
+            add(lasting, std::move(finding), taken->state() == FileState::kSealed);
         }
     }
     return lasting;
