@@ -116,6 +116,8 @@ TEST_F(T8settingsSwallowed, SettingIsToldByItsFormInAnyKindOfText) {
               saidOf("a = map<string:string>,1,k,1,vb = map<int:int>,"));
     EXPECT_EQ(reason("YESb = YesNo,NO"), saidOf("a = YesNo,YESb = YesNo,NO"));
     EXPECT_EQ(reason("zoom = int8,3"), saidOf("a = string,\"say\"zoom = int8,3"));
+    EXPECT_EQ(reason("zoom = int8,3"), saidOf("a = string,say\"zoom = int8,3"));
+    EXPECT_EQ(Said{}, saidOf("a = string,b\\=int8,3"));
     EXPECT_EQ(Said{}, saidOf("a = string,dazoom = more,3"));
     EXPECT_EQ(Said{}, saidOf("a = string,dazoom = int8"));
     EXPECT_EQ(Said{}, saidOf("a = string,= int8,5"));

@@ -21,20 +21,25 @@ constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kCrcKey = "#crc32";
 constexpr const char* kOwnLine = "write that on a line of its own";
 
-/// Each byte in double quotes, and each one escaped, as a quote: none of them means anything.
+/// Takes the place of each byte that means nothing but itself.
+constexpr char kPlain = '\\';
+
+/// Each byte in double quotes, and each one escaped, as `kPlain`. A quote that nothing closes is
+/// none.
 std::string withoutQuoted(std::string_view text) {
     std::string bare(text);
-    bool quoted = false;
-    for (std::size_t at = 0; at < bare.size(); ++at) {
-        if (text[at] == '\\') {
-            bare[at] = '"';
-            at = std::min(at + 1, bare.size() - 1);
-            bare[at] = '"';
-        } else if (text[at] == '"') {
-            quoted = !quoted;
-        } else if (quoted) {
-            bare[at] = '"';
+    for (std::size_t at = bare.find('\\'); at != std::string::npos; at = bare.find('\\', at + 2)) {
+        bare[std::min(at + 1, bare.size() - 1)] = kPlain;
+    }
+    for (std::size_t open = bare.find('"'); open != std::string::npos;
+         open = bare.find('"', open + 1)) {
+        const std::size_t close = bare.find('"', open + 1);
+        if (close == std::string::npos) {
+            break;
         }
+        std::fill(bare.begin() + static_cast<std::ptrdiff_t>(open),
+                  bare.begin() + static_cast<std::ptrdiff_t>(close) + 1, kPlain);
+        open = close;
     }
     return bare;
 }
@@ -42,7 +47,7 @@ std::string withoutQuoted(std::string_view text) {
 /// Where the key before this "=" begins, as far as one can tell.
 std::size_t keyBefore(std::string_view bare, std::size_t equals) {
     const std::size_t last = bare.find_last_not_of(kBlanks, equals - 1);
-    return bare.find_last_of(" \t,;\"]", last) + 1;
+    return bare.find_last_of(" \t,;\"]\\", last) + 1;
 }
 
 /// Where "KEY = TYPE," begins, of a type that is known.
