@@ -22,9 +22,9 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 /// left the section as it was.
 using StrayLines = std::map<std::size_t, std::size_t>;
 
-/// Those below broken sections, and below a text that has run into a section: one that its type
-/// refuses, or one of a file without a right CRC of whose next settings one is of that section in
-/// the defaults file, and unknown or there already where it stands.
+/// Those below broken sections, and in a file without a right CRC below a text that has run into a
+/// section: one that its type refuses, or of whose next settings one is of that section in the
+/// defaults file, and unknown or there already where it stands.
 StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
 
 /// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
