@@ -176,7 +176,8 @@ TEST_F(T8settingsDump, DamagedFileOfAStorageIsRefused) {
     expectRefused(text + "7\n#crc32 = 3079123813",
                   ":4: wrong CRC: the line feed after the CRC line is missing" + remedy);
     expectRefused(text + "6\n#crc32 = 3229647859\n\ntop = int64,3\n",
-                  ":4: lines after the CRC line are not read; move them above it\n");
+                  ":4: lines after the CRC line are not read; move them above it, each below its "
+                  "[section]\n");
 }
 
 TEST_F(T8settingsDump, LinesThatALoadReadsAsSomethingElseAreRefused) {

@@ -33,7 +33,8 @@ protected:
     }
 
     /// Exit code 1, the finding and what to do on standard error, and the file as it was.
-    void expectRefused(const std::vector<std::string>& command, const std::string& finding) const {
+    void expectRefused(const std::vector<std::string>& command, const std::string& finding,
+                       const std::string& orElse = "") const {
         const std::string before = testsupport::readFile(file_);
         const ToolRun run = this->run(command);
         EXPECT_EQ("", run.out);
@@ -42,7 +43,7 @@ protected:
                     EndsWith("t8settings: " + finding +
                              "\nt8settings: nothing was changed, as a save of settings would make "
                              "that last\nt8settings: mend these lines, then: t8settings seal " +
-                             file_ + "\n"));
+                             file_ + orElse + "\n"));
         EXPECT_EQ(1, run.exitCode);
         EXPECT_EQ(before, testsupport::readFile(file_));
     }
@@ -67,7 +68,7 @@ TEST_F(T8settingsLasting, SectionThatHasLostItsNameKeepsCommandsFromSaving) {
     expectRefused({"set", "settings/timer/sleep", "6"},
                   file_ +
                       ":4: no line ends a section, so the settings below it are read into section "
-                      "\"timer\"; move settings without a section above all sections");
+                      "\"timer\"; give the settings below it a section");
 }
 
 // A save writes such a line above a setting without a section, and above one of the old name.
@@ -81,7 +82,13 @@ TEST_F(T8settingsLasting, LineOfASaveAboveSettingsWithoutASectionIsWrittenOnceMo
     put("settings/settings.ini",
         "#name = new\n[sound]\nbass = int8,2\n[]\nsettings/sound/bass = int8,0\n"
         "settings/zeta = int8,1\n#crc32 = false\n");
-    EXPECT_EQ(0, run({"set", "new/sound/bass", "3"}).exitCode);
+    const auto added = [](const std::string& name) {
+        return "t8settings: warning: a save adds new/" + name + ": " + name + " is read as new/" +
+               name + ", as its files give the storage two names; give both the same #name\n";
+    };
+    const ToolRun renamed = run({"set", "new/sound/bass", "3"});
+    EXPECT_EQ(added("settings/sound/bass") + added("settings/zeta"), renamed.err);
+    EXPECT_EQ(0, renamed.exitCode);
 }
 
 TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) {
@@ -89,7 +96,8 @@ TEST_F(T8settingsLasting, ValueThatIsReadAsAnotherIsMendedByItsOwnSettingAlone) 
     expectRefused({"set", "settings/sound/tone", "6"},
                   file_ +
                       ":3: settings/sound/bass: int8 would not keep \"300\", it would make \"44\" "
-                      "of it; int8 takes whole numbers from -128 to 127");
+                      "of it; int8 takes whole numbers from -128 to 127",
+                  "; or: t8settings set settings/sound/bass TEXT");
     const ToolRun mended = run({"set", "settings/sound/bass", "30"});
     EXPECT_EQ("", mended.err);
     EXPECT_EQ(0, mended.exitCode);
@@ -144,10 +152,11 @@ TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOw
     put("qel-default-settings/settings.ini",
         "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\n");
     putFile("[menu]\nlanguage = string,datimeout = int8,45\n");
-    const std::string finding = file_ +
-                                ":3: settings/menu/language ends in what looks like the line of "
-                                "settings/menu/timeout, which the file lacks; write that on a line "
-                                "of its own";
+    const std::string finding =
+        file_ +
+        ":3: settings/menu/language has run into what looks like another setting, \"datimeout = "
+        "int8,45\"; write that on a line of its own; if it is meant so: language = "
+        "string,\"datimeout = int8,45\"";
     expectRefused({"set", "settings/menu/language", "en"}, finding);
     expectRefused({"reset", "settings/menu/language"}, finding);
 }
@@ -157,17 +166,29 @@ TEST_F(T8settingsLasting, LineThatIsLostKeepsCommandsFromSaving) {
     expectRefused({"set", "settings/sound/tone", "6"},
                   file_ +
                       ":3: settings/sound/bass: no such type: \"int9\"; did you mean int or int8?; "
-                      "t8settings types shows all types; or delete the line");
+                      "t8settings types shows all types; or delete the line",
+                  "; or: t8settings set settings/sound/bass TEXT");
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "0"}).exitCode);
+    EXPECT_EQ(0, run({"set", "settings/sound/tone", "6"}).exitCode);
+    putFile("[sound]\nother = int9,5\n");
+    expectRefused(
+        {"set", "settings/sound/tone", "6"},
+        file_ +
+            ":3: settings/sound/other: no such type: \"int9\"; did you mean int or int8?; "
+            "t8settings types shows all types; or delete the line");
     putFile("[sound]\nbass int8,5\n");
     expectRefused(
         {"set", "settings/sound/tone", "6"},
         file_ +
             ":3: no \"=\" after the key; a setting is written KEY = TYPE,VALUE, a comment "
             "# TEXT");
-    for (const char* const behind : {"tone = int8,6\n", "# note\n[timer]\n"}) {
+    for (const char* const behind : {"tone = int8,6\n", "# note\n[timer]\n", "tone int8,6\n",
+                                     "tone = int8\n", "#savepolicy = async\n", "#readonly\n"}) {
         testsupport::writeFile(file_, sealed("[sound]\nbass = int8,5\n") + behind);
         expectRefused({"set", "settings/sound/bass", "6"},
-                      file_ + ":4: lines after the CRC line are not read; move them above it");
+                      file_ +
+                          ":4: lines after the CRC line are not read; move them above it, "
+                          "each below its [section]");
     }
 }
 
@@ -191,6 +212,66 @@ TEST_F(T8settingsLasting, WhatHoldsNoSettingBehindTheCrcLineIsAWarning) {
         EXPECT_EQ(text + behind, bytesOf("settings/settings.ini.before-recover"));
         std::filesystem::remove(path("settings/settings.ini.before-recover"));
     }
+}
+
+TEST_F(T8settingsLasting, TextThatALibrarySavedIsAWarningThoughNoLoadKeepsIt) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,0\nrecent = string[],\n");
+    putFile(
+        "[sound]\nbass = int8,2\nrecent = string[],A;\nresume = "
+        "map<string:string>,4,Film,0,\n");
+    ASSERT_EQ(0, run({"seal", file_, "--force"}).exitCode);
+    const std::string warning = "t8settings: warning: " + file_;
+    const ToolRun set = run({"set", "settings/sound/bass", "3"});
+    EXPECT_THAT(set.err,
+                testing::AllOf(testing::StartsWith(warning + ":4: settings/sound/recent: string[] "
+                                                             "would not keep \"A;\", "),
+                               HasSubstr("; this save makes that last\n" + warning +
+                                         ":5: settings/sound/resume: map<string:string> would "),
+                               EndsWith("; this save makes that last\n")));
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("A\n", run({"get", "settings/sound/recent"}).out);
+    EXPECT_EQ(0, run({"verify"}).exitCode);
+}
+
+TEST_F(T8settingsLasting, SavePolicyThatDoesNotExistIsToldForTheLastTime) {
+    putFile("#savepolicy = asinc\n[sound]\nbass = int8,2\n");
+    const ToolRun set = run({"set", "settings/sound/bass", "3"});
+    EXPECT_EQ("t8settings: warning: " + file_ +
+                  ":2: no such save policy: \"asinc\"; this save writes what is in force\n",
+              set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("", run({"set", "settings/sound/bass", "4"}).err);
+}
+
+TEST_F(T8settingsLasting, NothingIsRefusedNorWarnedOfWhenNothingIsWritten) {
+    const std::string text = sealed("[sound]\nbass = int8,5\ntone = int8,6\n");
+    for (const char* const behind : {"# note\n", "bass = int8,6\n"}) {
+        testsupport::writeFile(file_, text + behind);
+        const ToolRun set = run({"set", "settings/sound/bass", "5"});
+        EXPECT_EQ("settings/sound/bass\tint8\t5\n", set.out);
+        EXPECT_EQ("", set.err);
+        EXPECT_EQ(0, set.exitCode);
+        EXPECT_EQ(text + behind, testsupport::readFile(file_));
+    }
+}
+
+TEST_F(T8settingsLasting, ValueOfNowIsWrittenWhereTheFileSaysItOtherwise) {
+    putFile("[sound]\nbass = int8,+5\n");
+    const std::string text = sealed("[sound]\nbass = int8,+5\n");
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
+    EXPECT_THAT(testsupport::readFile(file_), HasSubstr("\nbass = int8,5\n"));
+    putFile("[sound]\nbass = int8,5\n");
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
+    EXPECT_THAT(testsupport::readFile(file_), testing::Not(HasSubstr("false")));
+}
+
+TEST_F(T8settingsLasting, SaveThatFailsWarnsOfNothingThatItWouldHaveDropped) {
+    testsupport::writeFile(file_, sealed("[sound]\nbass = int8,5\n") + "# note\n");
+    std::filesystem::create_directory(file_ + ".tmp");
+    const ToolRun set = run({"set", "settings/sound/bass", "6"});
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_THAT(set.err, testing::Not(HasSubstr("drops")));
 }
 
 TEST_F(T8settingsLasting, MisspeltSectionOrKeyIsToldForTheLastTime) {

@@ -34,7 +34,8 @@ TEST_F(T8settingsLoad, DamagedFileOfTheStoreItselfStaysWhereItIs) {
 TEST_F(T8settingsLoad, LineAfterTheCrcLineIsTheFaultAndNotTheCrc) {
     const ToolRun refused = load("#name = a\n[s]\n#crc32 = false\nbass = int8,6\n");
     EXPECT_EQ("t8settings: " + path("dump") +
-                  ":3: lines after the CRC line are not read; move them above it\n"
+                  ":3: lines after the CRC line are not read; move them above it, each below its "
+                  "[section]\n"
                   "t8settings: nothing was changed\n",
               refused.err);
     EXPECT_EQ(1, refused.exitCode);

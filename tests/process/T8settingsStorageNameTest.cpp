@@ -65,7 +65,8 @@ TEST_F(T8settingsStorageName, LineThatIsNotKeptIsMendedBySettingIt) {
 
 TEST_F(T8settingsStorageName, LineThatSwallowsAnotherIsSeen) {
     putOwn("[s]\nbass = int8,5treble = int8,30\n");
-    EXPECT_THAT(run({"verify", own_}).out, HasSubstr("xyz/s/treble"));
+    EXPECT_THAT(run({"verify", own_}).out,
+                HasSubstr("xyz/s/bass has run into what looks like another setting"));
 }
 
 TEST_F(T8settingsStorageName, FileThatSaysNoneIsLoadedAndMissesNothingInRecovery) {

@@ -24,6 +24,7 @@
 #include "LibraryLog.h"
 #include "LoadOutcome.h"
 #include "Progress.h"
+#include "Recovery.h"
 #include "Terminal.h"
 #include "files/WholeFile.h"
 
@@ -35,9 +36,10 @@ using Changes = std::vector<Change>;
 using Qel::Settings::SettingHolder;
 using Qel::Settings::SettingStorageFileBase;
 
-/// The user hears of this before the save, with what it costs, or not at all when nothing.
-constexpr const char* kToldBeforeTheSave =
-    "has no section and will load under the one before it in the file";
+/// The user hears of these with what they cost, or not at all when nothing.
+const std::vector<std::string> kToldByTheWarnings = {
+    "has no section and will load under the one before it in the file",
+    "and will load under its name"};
 
 Failure notSaved(const Changes& changes, const std::string& why) {
     const std::string what = changes.size() == 1 ? changes.front().setting->name()
@@ -59,6 +61,10 @@ void apply(const Changes& changes) {
     if (!setting->setValue(changes.back().value)) {
         throw Failure(ExitCode::kRefused, last + " refuses the change");
     }
+}
+
+std::string typeAndTextOf(const Store& store, const SettingPtr& setting) {
+    return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
 }
 
 /// The storage's settings as they are meant to be.
@@ -131,6 +137,26 @@ Changes worthSaving(const Store& store, const Changes& changes) {
     return worth;
 }
 
+/// Whether a file with a right CRC says all of it in the form of a save: it is written no more.
+bool isSaidAlready(const Store& store, const Changes& changes) {
+    const auto isOfNow = [&store](const Change& change) {
+        return typeAndTextOf(store, change.setting) == change.typeAndText;
+    };
+    if (!std::all_of(changes.begin(), changes.end(), isOfNow)) {
+        return false;
+    }
+    const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
+    const IniFile* const taken = takenByLoad(group);
+    if (taken != &group.file || taken->state() != FileState::kSealed) {
+        return false;
+    }
+    const SettingLines said = settingsOf(*taken);
+    return std::all_of(changes.begin(), changes.end(), [&said](const Change& change) {
+        const auto found = said.find(change.setting->name());
+        return found != said.end() && found->second == change.typeAndText;
+    });
+}
+
 using ByStorage = std::map<std::pair<std::string, const SettingStorageFileBase*>, Changes>;
 
 /// What is worth saving, each storage in its turn.
@@ -141,8 +167,10 @@ ByStorage toSave(const Store& store, const Changes& changes) {
         byStorage[{storage.name(), &storage}].push_back(change);
     }
     for (auto ofStorage = byStorage.begin(); ofStorage != byStorage.end();) {
-        ofStorage->second = worthSaving(store, ofStorage->second);
-        ofStorage = ofStorage->second.empty() ? byStorage.erase(ofStorage) : std::next(ofStorage);
+        Changes& worth = ofStorage->second;
+        worth = worthSaving(store, worth);
+        const bool isIdle = worth.empty() || isSaidAlready(store, worth);
+        ofStorage = isIdle ? byStorage.erase(ofStorage) : std::next(ofStorage);
     }
     return byStorage;
 }
@@ -152,14 +180,18 @@ ByStorage toSave(const Store& store, const Changes& changes) {
 std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
     const FileGroup group = groupAt(*storage.rwFilename());
-    const std::string findings = linesOf(lastingBySave(group, namesOf(changes), store.factory()));
-    if (!findings.empty()) {
-        const std::string remedy = remedyForLasting(group);
-        throw Failure(ExitCode::kFailed, findings + "nothing was changed, as a save of " +
-                                             storage.name() + " would make that last" +
+    Lasting lasting = lastingBySave(group, namesOf(changes), store.factory());
+    if (!lasting.stopping.empty()) {
+        const std::string remedy = remedyForLasting(group, lasting.stopping);
+        throw Failure(ExitCode::kFailed, linesOf(lasting.stopping) +
+                                             "nothing was changed, as a save of " + storage.name() +
+                                             " would make that last" +
                                              (remedy.empty() ? "" : "\n" + remedy));
     }
-    return hiddenBySave(group, store.factory());
+    for (FileFinding& finding : hiddenBySave(group, store.factory())) {
+        lasting.told.push_back(std::move(finding));
+    }
+    return std::move(lasting.told);
 }
 
 void demandOnDisk(const Store& store, const Changes& changes) {
@@ -225,11 +257,9 @@ private:
 struct Before {
     Before(const Store& store, const Changes& changes)
         : storage(storageOf(changes.front().setting)), files(storage) {
-        const auto& factory = store.factory();
         for (const Change& change : changes) {
-            opposite.push_back({change.setting, change.setting->value(),
-                                factory->typeAsString(change.setting) + "," +
-                                    factory->valueAsString(change.setting)});
+            opposite.push_back(
+                {change.setting, change.setting->value(), typeAndTextOf(store, change.setting)});
         }
     }
 
@@ -281,21 +311,18 @@ void demandWritable(const SettingPtr& setting) {
 
 std::size_t changeAndSave(const Store& store, const Changes& changes) {
     const ByStorage byStorage = toSave(store, changes);
-    std::vector<std::string> added;
-    std::vector<FileFinding> hidden;
+    std::vector<std::string> warnings;
     for (const auto& ofStorage : byStorage) {
-        for (FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
-            hidden.push_back(std::move(finding));
+        for (const FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
+            warnings.push_back(textOf(finding));
         }
-        const auto ofThis = demandThatASaveKeepsAll(store, ofStorage.second);
-        added.insert(added.end(), ofThis.begin(), ofThis.end());
+        for (const std::string& added : demandThatASaveKeepsAll(store, ofStorage.second)) {
+            warnings.push_back(added);
+        }
     }
-    const LibraryMessagePassedOver passedOver(kToldBeforeTheSave);
+    const LibraryMessagePassedOver passedOver(kToldByTheWarnings);
     // Nobody may read the messages any more.
     std::signal(SIGPIPE, SIG_IGN);
-    for (const FileFinding& finding : hidden) {
-        complain("warning: " + textOf(finding));
-    }
     const EndDeferred endDeferred;
     std::vector<Before> befores;
     try {
@@ -305,8 +332,8 @@ std::size_t changeAndSave(const Store& store, const Changes& changes) {
             befores.emplace_back(store, ofStorage.second);
             changeAndSaveOne(store, ofStorage.second);
         }
-        for (const std::string& line : added) {
-            complain("warning: " + line);
+        for (const std::string& warning : warnings) {
+            complain("warning: " + warning);
         }
     } catch (const std::exception& error) {
         const auto* const known = dynamic_cast<const Failure*>(&error);

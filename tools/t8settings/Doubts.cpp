@@ -30,22 +30,6 @@ constexpr std::size_t kMostComparisons = 100000;
 
 using Names = std::vector<std::string_view>;
 
-constexpr std::string_view kCrcLine = "#crc32 = ";
-
-/// Whether a text up to its end leaves quotes open: what follows is part of a text that somebody
-/// has put in quotes, and not of another line.
-bool endsInQuotes(std::string_view text) {
-    bool quoted = false;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] == '\\') {
-            ++at;
-        } else if (text[at] == '"') {
-            quoted = !quoted;
-        }
-    }
-    return quoted;
-}
-
 std::string_view lastPart(std::string_view name) {
     return name.substr(name.rfind('/') + 1);
 }
@@ -60,10 +44,7 @@ struct Slip {
 class Doubter {
 public:
     Doubter(const IniFile& file, const FactoryPtr& factory)
-        : file_(file),
-          factory_(factory),
-          defaults_(knownDefaultsFor(file)),
-          lacksCrcLine_(file.role() == IniFile::Role::kReadWrite && file.crcLine() == 0) {
+        : file_(file), factory_(factory), defaults_(knownDefaultsFor(file)) {
         for (const IniFile::Line& line : file.lines()) {
             if (line.kind == Kind::Setting) {
                 lines_[line.name] = &line;
@@ -85,8 +66,7 @@ public:
         std::vector<Finding> doubts;
         for (const auto& [name, line] : lines_) {
             for (const auto doubt :
-                 {&Doubter::doubtOfKey, &Doubter::crcLineInValue, &Doubter::nextLineInValue,
-                  &Doubter::doubtOfType, &Doubter::doubtOfName}) {
+                 {&Doubter::doubtOfKey, &Doubter::doubtOfType, &Doubter::doubtOfName}) {
                 if (const auto found = (this->*doubt)(*line)) {
                     doubts.push_back(*found);
                     break;
@@ -128,45 +108,6 @@ private:
         return isLikeAComment
                    ? MaybeFinding(doubt(line, " is a setting", "a comment is written # TEXT"))
                    : std::nullopt;
-    }
-
-    /// A lost line feed, too. Above a CRC line it is a text, which a save puts in no quotes.
-    MaybeFinding crcLineInValue(const IniFile::Line& line) const {
-        const std::size_t start = line.value.find(kCrcLine);
-        if (!lacksCrcLine_ || start == std::string::npos ||
-            endsInQuotes(std::string_view(line.value).substr(0, start))) {
-            return std::nullopt;
-        }
-        return Finding{line.number, Harm::kChanged,
-                       visible(line.name) + " has run into the CRC line",
-                       "write \"#crc32\" at the start of a line of its own"};
-    }
-
-    /// A lost line feed makes one text of two lines. A save would have put the comma in quotes.
-    MaybeFinding nextLineInValue(const IniFile::Line& line) const {
-        const std::string section = line.name.substr(0, line.name.size() - line.key.size());
-        for (std::size_t equals = line.value.find('='); equals != std::string::npos;
-             equals = line.value.find('=', equals + 1)) {
-            const text::IniLine next =
-                text::parseLine(std::string_view(line.value).substr(equals), whiteSpace_);
-            const std::string_view before =
-                whiteSpace_.trim(std::string_view(line.value).substr(0, equals));
-            if (!factory_->maker(std::string(next.type)).isKnown() ||
-                endsInQuotes(std::string_view(line.value).substr(0, equals))) {
-                continue;
-            }
-            for (const std::string_view name : missing_) {
-                const bool isOfSection = text::startsWith(name, section);
-                const std::string_view key = name.substr(isOfSection ? section.size() : 0);
-                if (isOfSection && !key.empty() && endsWith(before, key)) {
-                    return Finding{line.number, Harm::kChanged,
-                                   visible(line.name) + " ends in what looks like the line of " +
-                                       visible(std::string(name)) + ", which the file lacks",
-                                   "write that on a line of its own"};
-                }
-            }
-        }
-        return std::nullopt;
     }
 
     /// A type may have several names. Empty when the text is none of its texts.
@@ -258,11 +199,9 @@ private:
         return endsWith(slip.meant, "/" + slip.line->key) ? sectionOf(slip.meant, *slip.line) : "";
     }
 
-    const text::WhiteSpace whiteSpace_;
     const IniFile& file_;
     const FactoryPtr& factory_;
     const KnownDefaults defaults_;
-    const bool lacksCrcLine_;
     std::map<std::string, const IniFile::Line*> lines_;  ///< those that count, by name
     /// Under another name of the storage each of them would be unknown.
     bool mayBeSlips_ = false;

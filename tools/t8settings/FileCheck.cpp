@@ -88,9 +88,8 @@ std::vector<Finding> findingsInState(const IniFile& file) {
 
 /// A comment loses nothing, but may be a cut header itself.
 bool losesByACut(const IniFile::Line& line) {
-    static constexpr std::array<std::string_view, 3> kHeaders = {"name", "readonly", "savepolicy"};
     return line.kind != Kind::Header ||
-           std::any_of(kHeaders.begin(), kHeaders.end(), [&line](std::string_view header) {
+           std::any_of(kHeaderKeys.begin(), kHeaderKeys.end(), [&line](std::string_view header) {
                return header.substr(0, line.key.size()) == line.key;
            });
 }
@@ -117,7 +116,7 @@ std::optional<Finding> otherNameIn(const IniFile& file) {
                    "its storage is called " + inQuotes(file.storageName()) + " here and " +
                        inQuotes(defaults.storageName) + " in " + defaults.path +
                        ": the settings there keep that name",
-                   "give both the same #name"};
+                   "give both the same #name", Concern::kStorageName};
 }
 
 /// What to do about a file that the next load sets aside. What was set aside before may be all

@@ -1,11 +1,14 @@
 #include "IniDump.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <map>
 #include <optional>
 #include <utility>
 
 #include "FileCheck.h"
+#include "SetUp.h"
+#include "Swallowed.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 
@@ -45,6 +48,12 @@ bool isOfAStorage(const IniFile& file) {
     return file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.saysItsName();
 }
 
+/// The whole name that the line gives a setting.
+std::string nameIn(const IniFile& file, const IniFile::Line& setting) {
+    const std::size_t prefix = isOfAStorage(file) ? 0 : file.storageName().size() + 1;
+    return setting.name.substr(std::min(prefix, setting.name.size()));
+}
+
 /// Why nothing can be said about its single lines, if so.
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
@@ -71,8 +80,16 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
 /// What a load would not read, or read as something else than it says.
 Problems problemsIn(const IniFile& file) {
     Problems problems;
-    for (const Finding& finding : findingsIn(strayLines(file), file)) {
+    const FactoryPtr& factory = setUpWithoutFiles().types;
+    for (const Finding& finding : findingsIn(strayLines(file, factory), file)) {
         problems.emplace(finding.line, textOf(finding));
+    }
+    const bool lacksCrc = lacksCrcLine(file) && isOfAStorage(file);
+    for (IniFile::Line line : file.lines()) {
+        line.name = nameIn(file, line);
+        if (const auto swallowed = swallowedLineIn(line, factory, lacksCrc)) {
+            problems[line.number] = textOf(*swallowed);
+        }
     }
     if (const auto cut = cutLineIn(file)) {
         problems.emplace(cut->finding.line, textOf(cut->finding));
@@ -92,15 +109,14 @@ Problems problemsIn(const IniFile& file) {
 
 /// In the order of the lines.
 Entries entriesOf(const IniFile& file, const Problems& problems) {
-    const std::size_t prefix = isOfAStorage(file) ? 0 : file.storageName().size() + 1;
     std::map<std::size_t, DumpEntry> entries;
     for (const auto& [line, problem] : problems) {
         entries[line] = {placeOf(file, line), problem};
     }
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::Setting && problems.count(line.number) == 0) {
-            entries[line.number] = {placeOf(file, line.number), "", line.name.substr(prefix),
-                                    line.type, textForPeople(line.type, line.value)};
+            entries[line.number] = {placeOf(file, line.number), "", nameIn(file, line), line.type,
+                                    textForPeople(line.type, line.value)};
         }
     }
     Entries all;

@@ -28,6 +28,19 @@ IniFile::Line lineOf(const text::IniWalk& walk) {
             std::string(line.value), ""};
 }
 
+/// Neither a comment nor bytes that are like no line at all.
+bool isMeantToBeRead(const text::IniWalk& walk) {
+    switch (walk.line().kind) {
+        case Kind::Header:
+            return std::find(kHeaderKeys.begin(), kHeaderKeys.end(), walk.line().key) !=
+                   kHeaderKeys.end();
+        case Kind::Malformed:
+            return walk.whole().find_first_of("=,") != std::string_view::npos;
+        default:
+            return true;
+    }
+}
+
 bool isMisplacedName(const IniFile::Line& line) {
     return line.kind == Kind::Header && line.key == "name" && !line.isFirst;
 }
@@ -97,10 +110,8 @@ void IniFile::judgeCrc(const std::string& data) {
     isCrcLineOpen_ = end == std::string_view::npos;
     text::IniWalk walk(after.substr(std::min(end, after.size())));
     while (walk.next()) {
-        const Kind kind = walk.line().kind;
         moreAfterCrcLine_ = true;
-        settingsAfterCrcLine_ = settingsAfterCrcLine_ || kind == Kind::Setting ||
-                                kind == Kind::Section || kind == Kind::SkippedSection;
+        losesLinesAfterCrcLine_ = losesLinesAfterCrcLine_ || isMeantToBeRead(walk);
     }
 }
 

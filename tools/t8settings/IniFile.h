@@ -1,9 +1,11 @@
 #ifndef T8SETTINGS_INIFILE_H
 #define T8SETTINGS_INIFILE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "text/IniGrammar.h"
@@ -19,6 +21,9 @@ enum class FileState {
     kUnchecked,  ///< its CRC line switches the check off
     kSealed,     ///< the CRC is right
 };
+
+/// The keys of the headers that a load goes by, but for the CRC line's.
+constexpr std::array<std::string_view, 3> kHeaderKeys = {"name", "readonly", "savepolicy"};
 
 /// One ini file as it lies on the disk, read with the library's own grammar but not loaded: nothing
 /// is set aside, locked or logged, whatever the file holds. What its lines are worth is said by
@@ -86,8 +91,8 @@ public:
     /// The number of the CRC line; 0 without one. Lines may follow that no load reads.
     std::size_t crcLine() const { return crcLine_; }
     bool hasMoreAfterCrcLine() const { return moreAfterCrcLine_; }
-    /// Settings or sections among them.
-    bool hasSettingsAfterCrcLine() const { return settingsAfterCrcLine_; }
+    /// Settings, sections or headers among them, or lines that may have been meant so.
+    bool losesLinesAfterCrcLine() const { return losesLinesAfterCrcLine_; }
 
     /// No line feed ends the CRC line, so that a load takes its last byte for one.
     bool isCrcLineOpen() const { return isCrcLineOpen_; }
@@ -113,7 +118,7 @@ private:
     std::string text_;
     std::size_t crcLine_ = 0;
     bool moreAfterCrcLine_ = false;
-    bool settingsAfterCrcLine_ = false;
+    bool losesLinesAfterCrcLine_ = false;
     bool isCrcLineOpen_ = false;
 };
 

@@ -36,7 +36,7 @@ std::set<std::string> knownNamesOf(const IniFile& file) {
 /// The "[]" lines that a save may have written, as it does above a setting without a section, be
 /// it one of the storage's old name, that sorts after one with a section. It writes them again.
 /// Below a damaged section stands at least one setting that nobody knows without it.
-std::set<std::size_t> linesWrittenBySaves(const IniFile& file) {
+std::set<std::size_t> linesWrittenBySaves(const IniFile& file, const FactoryPtr& factory) {
     std::set<std::size_t> numbers;
     for (const IniFile::Line& line : file.lines()) {
         if (line.kind == Kind::SkippedSection && line.whole == "[]") {
@@ -46,7 +46,7 @@ std::set<std::size_t> linesWrittenBySaves(const IniFile& file) {
     if (numbers.empty()) {
         return numbers;
     }
-    const StrayLines strays = strayLines(file);
+    const StrayLines strays = strayLines(file, factory);
     const std::set<std::string> known = knownNamesOf(file);
     for (const IniFile::Line& line : file.lines()) {
         const auto stray = strays.find(line.number);
@@ -58,39 +58,92 @@ std::set<std::size_t> linesWrittenBySaves(const IniFile& file) {
     return numbers;
 }
 
+/// Those of settings with these names.
+std::set<std::size_t> linesOf(const IniFile& file, const std::set<std::string>& names) {
+    std::set<std::size_t> numbers;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting && names.count(line.name) != 0) {
+            numbers.insert(line.number);
+        }
+    }
+    return numbers;
+}
+
+std::set<std::size_t> headerLinesOf(const IniFile& file) {
+    std::set<std::size_t> numbers;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Header) {
+            numbers.insert(line.number);
+        }
+    }
+    return numbers;
+}
+
+/// The command that mends the only one of them; empty when it would not, or there are more. A
+/// setting whose line no load takes is there when it has a default.
+std::string settingOf(const IniFile& file, const std::vector<FileFinding>& stopping) {
+    if (stopping.size() != 1 || stopping.front().finding.concern != Concern::kValue) {
+        return "";
+    }
+    const Finding& finding = stopping.front().finding;
+    const auto line =
+        std::find_if(file.lines().begin(), file.lines().end(),
+                     [&finding](const IniFile::Line& one) { return one.number == finding.line; });
+    const bool isThere = finding.harm == Harm::kChanged || knownDefaultsFor(file).has(line->name);
+    return isThere ? commandOnName("set", line->name) + " TEXT" : "";
+}
+
+/// By a save that gives the settings of these lines another text.
+bool isMended(const Finding& finding, const std::set<std::size_t>& lines) {
+    return finding.concern == Concern::kStorageName ||
+           (finding.concern == Concern::kValue && lines.count(finding.line) != 0);
+}
+
+void add(Lasting& lasting, FileFinding finding, bool isSealed) {
+    const Finding& what = finding.finding;
+    if (isSealed && what.concern == Concern::kValue && what.harm == Harm::kChanged) {
+        finding.finding.remedy = "this save makes that last";
+        lasting.told.push_back(std::move(finding));
+    } else {
+        lasting.stopping.push_back(std::move(finding));
+    }
+}
+
+std::set<std::size_t> linesOf(const Lasting& lasting) {
+    std::set<std::size_t> numbers;
+    for (const auto* const findings : {&lasting.stopping, &lasting.told}) {
+        for (const FileFinding& finding : *findings) {
+            numbers.insert(finding.finding.line);
+        }
+    }
+    return numbers;
+}
+
 }  // namespace
 
-std::vector<FileFinding> lastingBySave(const FileGroup& group,
-                                       const std::set<std::string>& replaced,
-                                       const FactoryPtr& factory) {
-    std::vector<FileFinding> lasting;
+Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                      const FactoryPtr& factory) {
+    Lasting lasting;
     const IniFile* const taken = takenByLoad(group);
     if (taken == nullptr) {
         for (FileFinding& finding : findingsIn(group)) {
             if (group.copy.accepted() && finding.path == group.copy.path() && isLasting(finding)) {
-                lasting.push_back(std::move(finding));
+                lasting.stopping.push_back(std::move(finding));
             }
         }
         return lasting;
     }
-    std::set<std::size_t> mended = linesWrittenBySaves(*taken);
-    for (const IniFile::Line& line : taken->lines()) {
-        const bool isName = line.kind == Kind::Header && line.key == "name";
-        if (isName || (line.kind == Kind::Setting && replaced.count(line.name) != 0)) {
-            mended.insert(line.number);
-        }
-    }
-    // A text with the line of another setting in it costs that one its value as well.
-    std::set<std::size_t> ofTwoSettings;
-    for (const Finding& doubt : doubtsIn(*taken, factory)) {
-        if (doubt.harm == Harm::kChanged) {
-            ofTwoSettings.insert(doubt.line);
-        }
-    }
+    const std::set<std::size_t> writtenAgain = linesWrittenBySaves(*taken, factory);
+    const std::set<std::size_t> replacedLines = linesOf(*taken, replaced);
+    const std::set<std::size_t> headers = headerLinesOf(*taken);
     for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
         const std::size_t line = finding.finding.line;
-        if (isLasting(finding) && (mended.count(line) == 0 || ofTwoSettings.count(line) != 0)) {
-            lasting.push_back(std::move(finding));
+        if (finding.finding.harm == Harm::kIgnored && headers.count(line) != 0) {
+            finding.finding.remedy = "this save writes what is in force";
+            lasting.told.push_back(std::move(finding));
+        } else if (isLasting(finding) && !isMended(finding.finding, replacedLines) &&
+                   writtenAgain.count(line) == 0) {
+            add(lasting, std::move(finding), taken->state() == FileState::kSealed);
         }
     }
     return lasting;
@@ -98,15 +151,12 @@ std::vector<FileFinding> lastingBySave(const FileGroup& group,
 
 std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
                                    const FactoryPtr& factory) {
-    std::set<std::size_t> lines;
-    for (const FileFinding& finding : lastingBySave(group, {}, factory)) {
-        lines.insert(finding.finding.line);
-    }
+    std::set<std::size_t> lines = linesOf(lastingBySave(group, {}, factory));
     if (lines.empty()) {
         return {};
     }
-    for (const FileFinding& finding : lastingBySave(group, replaced, factory)) {
-        lines.erase(finding.finding.line);
+    for (const std::size_t line : linesOf(lastingBySave(group, replaced, factory))) {
+        lines.erase(line);
     }
     std::set<std::string> names;
     const IniFile* const taken = takenByLoad(group);
@@ -138,12 +188,18 @@ std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& 
     return hidden;
 }
 
-std::string remedyForLasting(const FileGroup& group) {
+std::string remedyForLasting(const FileGroup& group, const std::vector<FileFinding>& stopping) {
     const IniFile* const taken = takenByLoad(group);
     const std::string& path = group.file.path();
-    return taken == nullptr       ? ""
-           : taken == &group.copy ? "first of all: " + commandOn("recover", path)
-                                  : "mend these lines, then: " + commandOn("seal", path);
+    if (taken == nullptr) {
+        return "";
+    }
+    if (taken == &group.copy) {
+        return "first of all: " + commandOn("recover", path);
+    }
+    const std::string set = settingOf(*taken, stopping);
+    return "mend these lines, then: " + commandOn("seal", path) +
+           (set.empty() ? "" : "; or: " + set);
 }
 
 }  // namespace t8settings

@@ -10,12 +10,18 @@
 namespace t8settings {
 
 /// What is wrong with a file and its lines that a save would make last, as nothing tells of it
-/// afterwards: lines of the file in force that are lost or read as something else, and a whole copy
-/// without its file. A setting called in `replaced` gets another line; what a save writes once more
-/// is left out.
-std::vector<FileFinding> lastingBySave(const FileGroup& group,
-                                       const std::set<std::string>& replaced,
-                                       const FactoryPtr& factory);
+/// afterwards.
+struct Lasting {
+    std::vector<FileFinding> stopping;  ///< costs settings their values or names
+    std::vector<FileFinding> told;      ///< is no more than to be told
+};
+
+/// Lines of the file in force that are lost or read as something else, and a whole copy without its
+/// file. A setting called in `replaced` gets another text; what a save writes once more is left
+/// out. A text that is read as another one, in a file with a right CRC, was saved so: every program
+/// reads it in that way, and it is told. So is a header that is read as nothing.
+Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& replaced,
+                      const FactoryPtr& factory);
 
 /// Settings called in `replaced` whose lines are lost or read as something else, and are put right
 /// when a save writes them anew.
@@ -27,9 +33,8 @@ std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::s
 /// no setting.
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
 
-/// What is to be done about those that a save would make last, in one line; empty when they say it
-/// themselves.
-std::string remedyForLasting(const FileGroup& group);
+/// What is to be done about those that keep a save, in one line; empty when they say it themselves.
+std::string remedyForLasting(const FileGroup& group, const std::vector<FileFinding>& stopping);
 
 }  // namespace t8settings
 

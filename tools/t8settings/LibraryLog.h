@@ -93,11 +93,11 @@ private:
     bool wasHeld_;
 };
 
-/// While it lives messages with this text in them are not shown: the program has said it.
+/// While it lives messages with one of these texts in them are not shown: the program has said it.
 class LibraryMessagePassedOver {
 public:
-    explicit LibraryMessagePassedOver(const std::string& text) {
-        LibraryLog::instance().passOver({text});
+    explicit LibraryMessagePassedOver(const std::vector<std::string>& texts) {
+        LibraryLog::instance().passOver(texts);
     }
     ~LibraryMessagePassedOver() { LibraryLog::instance().passOver({}); }
     LibraryMessagePassedOver(const LibraryMessagePassedOver&) = delete;

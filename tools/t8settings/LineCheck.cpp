@@ -13,6 +13,7 @@
 #include "NamesInFull.h"
 #include "Progress.h"
 #include "Shell.h"
+#include "Swallowed.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
@@ -51,23 +52,29 @@ bool isClosed(const IniFile::Line& section) {
 /// Goes through the lines with what is known from the lines before.
 class LineChecker {
 public:
-    LineChecker(const IniFile& file, const FactoryPtr& factory) : factory_(factory) {
-        for (const IniFile::Line& line : file.lines()) {
-            if (line.kind == Kind::Setting) {
-                lastLineOf_[line.name] = line.number;
-            }
-        }
-        for (const auto& stray : strayLines(file)) {
+    LineChecker(const IniFile& file, const FactoryPtr& factory)
+        : factory_(factory),
+          lacksCrcLine_(lacksCrcLine(file)),
+          countingLineOf_(linesThatCount(file, factory, {})) {
+        const StrayLines strays = strayLines(file, factory);
+        for (const auto& stray : strays) {
             misleading_.insert(stray.second);
         }
-        for (const auto& stray : strayLinesIfDamaged(file)) {
+        findLateSettings(file, strays);
+        for (const auto& stray : strayLinesIfDamaged(file, factory)) {
             doubtful_.insert(stray.second);
         }
         findLinesAboveSettings(file);
     }
 
     MaybeFinding check(const IniFile::Line& line) {
+        if (auto swallowed = swallowedLineIn(line, factory_, lacksCrcLine_)) {
+            return swallowed;
+        }
         const bool isMisleading = misleading_.count(line.number) != 0;
+        if (isMisleading && line.kind == Kind::Setting) {
+            return sectionInText(line);
+        }
         if (isMisleading && line.kind != Kind::SkippedSection && !isMisplacedName(line)) {
             return Finding{line.number, Harm::kChanged,
                            "looks like a section and opens none, so " + whereSettingsGo(section_),
@@ -95,6 +102,25 @@ private:
         }
     }
 
+    /// Above all sections they would not stay: a save writes settings in the order of their names.
+    void findLateSettings(const IniFile& file, const StrayLines& strays) {
+        const std::string root = file.storageName() + "/";
+        std::string_view first;
+        for (const IniFile::Line& line : file.lines()) {
+            const bool hasSection = line.name.size() > root.size() + line.key.size();
+            if (line.kind == Kind::Setting && hasSection && strays.count(line.number) == 0 &&
+                (first.empty() || line.name < first)) {
+                first = line.name;
+            }
+        }
+        for (const IniFile::Line& line : file.lines()) {
+            const auto stray = strays.find(line.number);
+            if (stray != strays.end() && !first.empty() && root + line.key > first) {
+                late_.insert(stray->second);
+            }
+        }
+    }
+
     MaybeFinding checkHeader(const IniFile::Line& line) {
         if (isMisplacedName(line)) {
             return misplacedName(line);
@@ -115,6 +141,14 @@ private:
             return commentedSection(line.number, section_);
         }
         return std::nullopt;
+    }
+
+    Finding sectionInText(const IniFile::Line& line) const {
+        const std::string section = "[" + std::string(sectionAtEndOf(line)) + "]";
+        return {line.number, Harm::kChanged,
+                visible(line.name) + " has run into what looks like the section " + section +
+                    ", so " + whereSettingsGo(section_),
+                "write that on a line of its own" + ifMeantSo(line, factory_)};
     }
 
     MaybeFinding checkSection(const IniFile::Line& line) {
@@ -138,7 +172,9 @@ private:
             return std::nullopt;
         }
         return Finding{line.number, harm, "no line ends a section" + stays,
-                       "move settings without a section above all sections"};
+                       late_.count(line.number) != 0
+                           ? "give the settings below it a section"
+                           : "move settings without a section above all sections"};
     }
 
     MaybeFinding checkMalformed(const IniFile::Line& line) {
@@ -153,11 +189,11 @@ private:
         if (!factory_->maker(line.type).isKnown()) {
             return unknownType(line);
         }
-        const std::size_t last = lastLineOf_.at(line.name);
-        if (last != line.number) {
+        const std::size_t counting = countingLineOf_.at(line.name);
+        if (counting > line.number) {
             return Finding{line.number, Harm::kIgnored,
                            visible(line.name) + " is given once more in line " +
-                               std::to_string(last) + ", which counts",
+                               std::to_string(counting) + ", which counts",
                            "delete one of the two"};
         }
         return checkValue(line);
@@ -172,7 +208,7 @@ private:
             reason = inOneLine(failure.what());
         }
         return Finding{line.number, Harm::kLost, visible(line.name) + ": " + reason,
-                       "t8settings types shows all types; or delete the line"};
+                       "t8settings types shows all types; or delete the line", Concern::kValue};
     }
 
     MaybeFinding checkValue(const IniFile::Line& line) {
@@ -183,13 +219,15 @@ private:
         return Finding{line.number, outcome->lost ? Harm::kLost : Harm::kChanged,
                        visible(line.name) + ": " + line.type + " would not keep " +
                            inQuotes(line.value) + ", " + outcome->text,
-                       outcome->takes};
+                       outcome->takes, Concern::kValue};
     }
 
     const FactoryPtr& factory_;
-    std::map<std::string, std::size_t> lastLineOf_;
-    std::set<std::size_t> misleading_;     ///< lines that open no section, with settings below
-    std::set<std::size_t> doubtful_;       ///< those of a damaged file that may have opened one
+    const bool lacksCrcLine_;
+    const std::map<std::string_view, std::size_t> countingLineOf_;
+    std::set<std::size_t> misleading_;  ///< lines that open no section, with settings below
+    std::set<std::size_t> late_;        ///< those of them with settings that sort after a section
+    std::set<std::size_t> doubtful_;    ///< those of a damaged file that may have opened one
     std::set<std::size_t> aboveSettings_;  ///< lines that may have opened their section
     std::string section_;
 };
@@ -268,13 +306,35 @@ MaybeFinding misplacedNameIn(const IniFile& file) {
     return line == nullptr ? std::nullopt : MaybeFinding(misplacedName(*line));
 }
 
+std::map<std::string_view, std::size_t> linesThatCount(const IniFile& file,
+                                                       const FactoryPtr& factory,
+                                                       const std::set<std::size_t>& passedOver) {
+    const auto isTaken = [&factory](const IniFile::Line& line) {
+        return factory->create(line.type, line.name, line.value) != nullptr;
+    };
+    std::map<std::string_view, const IniFile::Line*> counting;
+    for (auto line = file.lines().rbegin(); line != file.lines().rend(); ++line) {
+        if (line->kind != Kind::Setting || passedOver.count(line->number) != 0) {
+            continue;
+        }
+        const IniFile::Line*& one = counting[line->name];
+        one = one == nullptr || !isTaken(*one) ? &*line : one;
+    }
+    std::map<std::string_view, std::size_t> numbers;
+    for (const auto& [name, line] : counting) {
+        numbers[name] = line->number;
+    }
+    return numbers;
+}
+
 MaybeFinding unreadLinesIn(const IniFile& file) {
     if (!file.hasMoreAfterCrcLine() || file.role() == IniFile::Role::kDefaults) {
         return std::nullopt;
     }
     const char* const reason = "lines after the CRC line are not read";
-    if (file.hasSettingsAfterCrcLine()) {
-        return Finding{file.crcLine(), Harm::kLost, reason, "move them above it"};
+    if (file.losesLinesAfterCrcLine()) {
+        return Finding{file.crcLine(), Harm::kLost, reason,
+                       "move them above it, each below its [section]"};
     }
     return Finding{
         file.crcLine(), Harm::kIgnored, std::string(reason) + ", and none of them is a setting",

@@ -2,8 +2,11 @@
 #define T8SETTINGS_LINECHECK_H
 
 #include <cstddef>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "IniFile.h"
@@ -28,11 +31,19 @@ inline bool isGrave(Harm harm) {
     return harm < Harm::kDoubtful;
 }
 
+/// What has to change so that a finding is none.
+enum class Concern {
+    kLine,
+    kValue,        ///< type or text of one setting alone: another text does
+    kStorageName,  ///< a save keeps each setting, under whatever name
+};
+
 struct Finding {
     std::size_t line;  ///< from 1; 0 for the file as a whole
     Harm harm;
     std::string reason;
     std::string remedy;  ///< what to do about it
+    Concern concern = Concern::kLine;
 };
 
 /// What becomes of the settings below a line that opens no section; `section` is empty for none.
@@ -46,6 +57,12 @@ std::vector<Finding> findingsIn(const StrayLines& strays, const IniFile& file);
 
 /// The "#name" that makes a load fail.
 std::optional<Finding> misplacedNameIn(const IniFile& file);
+
+/// The number of the line that a load goes by, for each name: the last one that it takes, or of
+/// none the first. Lines of `passedOver` do not count. The file must outlive it.
+std::map<std::string_view, std::size_t> linesThatCount(const IniFile& file,
+                                                       const FactoryPtr& factory,
+                                                       const std::set<std::size_t>& passedOver);
 
 /// That lines stand where no load reads.
 std::optional<Finding> unreadLinesIn(const IniFile& file);

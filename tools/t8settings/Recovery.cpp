@@ -7,6 +7,7 @@
 
 #include "HeaderLosses.h"
 #include "KnownDefaults.h"
+#include "SetUp.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -19,21 +20,6 @@ using Numbers = std::set<std::size_t>;
 
 std::string textOf(const IniFile::Line& setting) {
     return setting.type + "," + setting.value;
-}
-
-/// The last line of each name, of those that are not misread.
-Numbers linesThatCount(const IniFile& file, const Numbers& misread) {
-    std::map<std::string_view, std::size_t> last;
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Setting && misread.count(line.number) == 0) {
-            last[line.name] = line.number;
-        }
-    }
-    Numbers numbers;
-    for (const auto& line : last) {
-        numbers.insert(line.second);
-    }
-    return numbers;
 }
 
 /// Nobody knows what a setting is called whose section cannot be read: that stands for all other
@@ -58,8 +44,12 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
-    addStrays(file, strayLinesIfDamaged(file), leftOut, misread);
-    const Numbers counting = linesThatCount(file, misread);
+    const FactoryPtr& factory = setUpWithoutFiles().types;
+    addStrays(file, strayLinesIfDamaged(file, factory), leftOut, misread);
+    Numbers counting;
+    for (const auto& line : linesThatCount(file, factory, misread)) {
+        counting.insert(line.second);
+    }
     const auto isUseful = [&](const FileFinding& finding) {
         const std::size_t line = finding.finding.line;
         const Harm harm = finding.finding.harm;

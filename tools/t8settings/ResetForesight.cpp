@@ -68,7 +68,7 @@ void addRenamed(const std::vector<Loss>& losses, const SettingStorageInifile& st
             {place.file->path(), {place.line, Harm::kMoved, loss.reason, loss.remedy}});
     }
     if (!isOfDefaults) {
-        all.remedies.push_back(remedyForLasting(group));
+        all.remedies.push_back(remedyForLasting(group, {}));
     }
 }
 

@@ -1,12 +1,14 @@
 #include "Strays.h"
 
 #include <algorithm>
-#include <array>
-#include <functional>
+#include <optional>
 #include <set>
 #include <string_view>
+#include <vector>
 
 #include "KnownDefaults.h"
+#include "Swallowed.h"
+#include "TextOfValue.h"
 
 namespace t8settings {
 
@@ -25,8 +27,8 @@ bool endsInList(const IniFile::Line& line) {
 
 /// A header that the library knows never ends in "]": it has run into the section on the next line.
 bool isBrokenSectionInHeader(const IniFile::Line& line) {
-    static constexpr std::array<std::string_view, 3> kKnown = {"name", "readonly", "savepolicy"};
-    return isClosed(line) && std::find(kKnown.begin(), kKnown.end(), line.key) != kKnown.end();
+    return isClosed(line) &&
+           std::find(kHeaderKeys.begin(), kHeaderKeys.end(), line.key) != kHeaderKeys.end();
 }
 
 /// "#sound]" and "# [sound]" are comments, and no save writes any.
@@ -43,48 +45,97 @@ bool isBrokenSectionInMalformed(const IniFile::Line& line) {
 /// Goes through the lines with what is known from the lines before.
 class StrayFinder {
 public:
-    using IsExpected = std::function<bool(const std::string& name)>;
-
-    /// `isExpected` may be null for a file whose bytes are what they were meant to be.
-    explicit StrayFinder(const IsExpected* isExpected) : isExpected_(isExpected) {}
+    StrayFinder(const IniFile& file, const FactoryPtr& factory, bool ifDamaged)
+        : file_(file), factory_(factory), ifDamaged_(ifDamaged) {}
 
     void add(const IniFile::Line& line) {
-        if (line.kind == Kind::Section) {
+        if (line.kind == Kind::Section && !swallowedLineIn(line, factory_, false)) {
             hasSection_ = true;
             broken_ = doubtful_ = 0;
-        } else if (isBrokenSection(line)) {
+            runInto_ = {};
+        } else if (line.kind == Kind::Section || isBrokenSection(line)) {
             const bool isNeedless =
                 line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
             broken_ = isNeedless ? 0 : line.number;
-        } else if (mayHaveBeenSection(line) && isExpected_ != nullptr) {
+        } else if (mayHaveBeenSection(line) && ifDamaged_) {
             doubtful_ = doubtful_ == 0 ? line.number : doubtful_;
         } else if (line.kind == Kind::Setting) {
             addSetting(line);
+            lookForSectionIn(line);
         }
     }
 
     const StrayLines& strays() const { return strays_; }
 
 private:
+    /// A setting whose text ends in what may have been a section, and those below it.
+    struct RunInto {
+        std::size_t line = 0;
+        std::string prefix;  ///< of the names that the section would give
+        std::vector<std::size_t> below;
+    };
+
     void addSetting(const IniFile::Line& line) {
         const bool isNew = names_.insert(line.name).second;
+        judgeSectionAbove(line, isNew);
         if (broken_ != 0) {
             strays_[line.number] = broken_;
-        } else if (doubtful_ != 0 && !(isNew && (*isExpected_)(line.name))) {
+        } else if (doubtful_ != 0 && !(isNew && isExpected(line.name))) {
             strays_[line.number] = doubtful_;
         }
     }
 
-    const IsExpected* isExpected_;
+    void judgeSectionAbove(const IniFile::Line& line, bool isNew) {
+        if (runInto_.line == 0) {
+            return;
+        }
+        if (!isExpected(runInto_.prefix + line.key) || (isNew && isExpected(line.name))) {
+            runInto_.below.push_back(line.number);
+            return;
+        }
+        broken_ = runInto_.line;
+        for (const std::size_t above : runInto_.below) {
+            strays_[above] = broken_;
+        }
+        runInto_ = {};
+    }
+
+    /// Of a file with a right CRC each text is what was saved.
+    void lookForSectionIn(const IniFile::Line& line) {
+        const std::string section(sectionAtEndOf(line));
+        if (section.empty() || file_.state() == FileState::kSealed ||
+            !factory_->maker(line.type).isKnown()) {
+            return;
+        }
+        runInto_ = {};
+        if (outcomeOf(factory_, line.type, line.name, line.value)) {
+            broken_ = line.number;
+        } else {
+            runInto_ = {line.number, file_.storageName() + "/" + section + "/", {}};
+        }
+    }
+
+    bool isExpected(const std::string& name) {
+        if (!defaults_) {
+            defaults_ = knownDefaultsFor(file_);
+        }
+        return defaults_->has(name);
+    }
+
+    const IniFile& file_;
+    const FactoryPtr& factory_;
+    const bool ifDamaged_;  ///< whether the bytes may be other ones than were meant
+    std::optional<KnownDefaults> defaults_;
     bool hasSection_ = false;
     std::size_t broken_ = 0;
     std::size_t doubtful_ = 0;
+    RunInto runInto_;
     std::set<std::string> names_;
     StrayLines strays_;
 };
 
-StrayLines straysIn(const IniFile& file, const StrayFinder::IsExpected* isExpected) {
-    StrayFinder finder(isExpected);
+StrayLines straysIn(const IniFile& file, const FactoryPtr& factory, bool ifDamaged) {
+    StrayFinder finder(file, factory, ifDamaged);
     for (const IniFile::Line& line : file.lines()) {
         finder.add(line);
     }
@@ -112,19 +163,12 @@ bool mayHaveBeenSection(const IniFile::Line& line) {
     return line.kind == Kind::Malformed && inside.find_first_of("=,") == std::string_view::npos;
 }
 
-StrayLines strayLines(const IniFile& file) {
-    return straysIn(file, nullptr);
+StrayLines strayLines(const IniFile& file, const FactoryPtr& factory) {
+    return straysIn(file, factory, false);
 }
 
-StrayLines strayLinesIfDamaged(const IniFile& file) {
-    if (file.accepted()) {
-        return strayLines(file);
-    }
-    const KnownDefaults defaults = knownDefaultsFor(file);
-    const StrayFinder::IsExpected isExpected = [&](const std::string& name) {
-        return defaults.has(name);
-    };
-    return straysIn(file, &isExpected);
+StrayLines strayLinesIfDamaged(const IniFile& file, const FactoryPtr& factory) {
+    return straysIn(file, factory, !file.accepted());
 }
 
 }  // namespace t8settings

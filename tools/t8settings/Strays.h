@@ -6,6 +6,7 @@
 #include <string>
 
 #include "IniFile.h"
+#include "Store.h"
 
 namespace t8settings {
 
@@ -21,13 +22,15 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 /// left the section as it was.
 using StrayLines = std::map<std::size_t, std::size_t>;
 
-/// Those below broken sections.
-StrayLines strayLines(const IniFile& file);
+/// Those below broken sections, and in a file without a right CRC below a text that has run into a
+/// section: one that its type refuses, or of whose next settings one is of that section in the
+/// defaults file, and unknown or there already where it stands.
+StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
 
 /// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
 /// below a line that may have been a section, unless the defaults file knows the name that they are
 /// read under and no line above has it already.
-StrayLines strayLinesIfDamaged(const IniFile& file);
+StrayLines strayLinesIfDamaged(const IniFile& file, const FactoryPtr& factory);
 
 }  // namespace t8settings
 

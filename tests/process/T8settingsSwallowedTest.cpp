@@ -1,0 +1,283 @@
+// Lines that hold another one: what is made of them, and what is no such line.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "VerifyFixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using testsupport::ToolRun;
+
+class T8settingsSwallowed : public testsupport::VerifyTest {
+protected:
+    T8settingsSwallowed() {
+        put("qel-default-settings/settings.ini",
+            "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\n[timer]\n"
+            "sleep = int8,0\nwake = string,06:00\n");
+    }
+
+    void putFile(const std::string& sections) const {
+        put("settings/settings.ini", "#name = settings\n" + sections + "#crc32 = false\n");
+    }
+
+    /// A file that a load reads without an error, and with the same value for `set` to change.
+    void expectNothingChanges(const std::vector<std::string>& command,
+                              const std::string& finding) const {
+        const auto before = everything();
+        const ToolRun run = this->run(command);
+        EXPECT_EQ("", run.out);
+        EXPECT_THAT(run.err, HasSubstr("t8settings: " + finding + "\n"));
+        EXPECT_EQ(1, run.exitCode);
+        EXPECT_EQ(before, everything());
+    }
+
+    /// For each command that makes what it reads last.
+    void expectRefused(const std::string& name, const std::string& finding) const {
+        expectNothingChanges({"set", name, "7"}, file_ + finding);
+        expectNothingChanges({"seal", file_}, file_ + finding);
+    }
+
+    void expectSound() const {
+        const ToolRun verify = run({"verify", file_});
+        EXPECT_THAT(verify.out, HasSubstr("1 file, all sound\n"));
+    }
+
+    const std::string file_ = path("settings/settings.ini");
+    const std::string dump_ = dir_.file("settings.ini");
+};
+
+TEST_F(T8settingsSwallowed, NoLoadTakesATextThatHasSwallowedALine) {
+    const std::string setting =
+        "settings/menu/language has run into what looks like another setting, ";
+    put("../settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,datimeout = int8,45\n#crc32 = false\n");
+    expectNothingChanges({"load", dump_},
+                         dump_ + ":3: " + setting +
+                             "\"datimeout = int8,45\"; write that on a line of its own; if it is "
+                             "meant so: language = string,\"datimeout = int8,45\"");
+    put("../settings.ini", "settings/menu/language = string,dasettings/menu/timeout = int8,45\n");
+    expectNothingChanges({"load", dump_},
+                         dump_ + ":1: " + setting +
+                             "\"dasettings/menu/timeout = int8,45\"; write that on a line of its "
+                             "own; if it is meant so: settings/menu/language = "
+                             "string,\"dasettings/menu/timeout = int8,45\"");
+    put("../settings.ini", "#name = settings\n[timer]\nwake = string,06:45#crc32=123\n");
+    expectNothingChanges({"load", dump_},
+                         dump_ +
+                             ":3: settings/timer/wake has run into the CRC line; write "
+                             "\"#crc32\" at the start of a line of its own");
+}
+
+TEST_F(T8settingsSwallowed, DumpHasNoCrcLineThatATextCouldRunInto) {
+    const std::string dump = "settings/timer/wake = string,06:45#crc32 = 123\n";
+    put("../settings.ini", dump);
+    EXPECT_EQ("1 changed, 0 the same\n", run({"load", dump_}).out);
+    EXPECT_EQ(dump, run({"dump", "settings/timer/wake"}).out);
+    expectSound();
+}
+
+TEST_F(T8settingsSwallowed, LineFeedThatIsLostOrAnotherByteIsFoundWithoutDefaults) {
+    for (const std::string byte : {"", "X", ",", "=", " "}) {
+        put("settings/x.ini",
+            "#name = x\n[agc]\nhigh = short,-27" + byte + "low = short,-31\n#crc32 = false\n");
+        const std::string shown = byte == "X" ? "-27Xlow" : byte.empty() ? "-27low" : "";
+        const std::string finding = ":3: x/agc/high has run into what looks like another setting, ";
+        const std::string start = path("settings/x.ini") + finding;
+        EXPECT_THAT(run({"verify", path("settings/x.ini")}).out, HasSubstr(start));
+        const auto before = everything();
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"set", "x/agc/high", "-30"},
+              std::vector<std::string>{"seal", path("settings/x.ini")}}) {
+            const ToolRun run = this->run(command);
+            EXPECT_THAT(run.err, HasSubstr(start)) << byte;
+            EXPECT_EQ(1, run.exitCode);
+        }
+        EXPECT_EQ(before, everything());
+    }
+}
+
+TEST_F(T8settingsSwallowed, SettingIsToldByItsFormInAnyKindOfText) {
+    const auto reason = [](const std::string& what) {
+        return Said{"1 changed: x/a has run into what looks like another setting, \"" + what +
+                    "\""};
+    };
+    EXPECT_EQ(reason("datimeout = int8,3"), saidOf("a = string,datimeout = int8,3"));
+    EXPECT_EQ(reason("timeout=int8,3"), saidOf("a = string,da timeout=int8,3"));
+    EXPECT_EQ(reason("b =  string[] ,x"), saidOf("a = string,say \"hi\" b =  string[] ,x"));
+    EXPECT_EQ(reason("Bvolume = uint8,22"), saidOf("a = string[],A;Bvolume = uint8,22"));
+    EXPECT_EQ(reason("vb = map<int:int>,"),
+              saidOf("a = map<string:string>,1,k,1,vb = map<int:int>,"));
+    EXPECT_EQ(reason("YESb = YesNo,NO"), saidOf("a = YesNo,YESb = YesNo,NO"));
+    EXPECT_EQ(reason("zoom = int8,3"), saidOf("a = string,\"say\"zoom = int8,3"));
+    EXPECT_EQ(reason("zoom = int8,3"), saidOf("a = string,say\"zoom = int8,3"));
+    EXPECT_EQ(Said{}, saidOf("a = string,b\\=int8,3"));
+    EXPECT_EQ(Said{}, saidOf("a = string,dazoom = more,3"));
+    EXPECT_EQ(Said{}, saidOf("a = string,dazoom = int8"));
+    EXPECT_EQ(Said{}, saidOf("a = string,= int8,5"));
+    EXPECT_EQ(Said{}, saidOf("a = string,\"say zoom = int8,3\""));
+    EXPECT_EQ(Said{}, saidOf("a = string,\"a \\\"zoom = int8,3\""));
+}
+
+TEST_F(T8settingsSwallowed, LineIsToldOfBesidesADoubtfulKey) {
+    EXPECT_EQ((Said{"1 changed: x/;a has run into what looks like another setting, \"b = int8,3\"",
+                    "1 doubtful: x/;a is a setting"}),
+              saidOf(";a = string,b = int8,3"));
+}
+
+TEST_F(T8settingsSwallowed, TextThatIsMeantSoIsTakenAsTheMessageSays) {
+    putFile("[menu]\nlanguage = string,say \"x\", b = int8,3\n");
+    EXPECT_THAT(
+        run({"seal", file_}).err,
+        HasSubstr("; if it is meant so: language = string,\"say \\\"x\\\", b = int8,3\"\n"));
+    putFile("[menu]\nlanguage = string,\"say \\\"x\\\", b = int8,3\"\n");
+    EXPECT_EQ(0, run({"seal", file_}).exitCode);
+    expectSound();
+    EXPECT_EQ("say \"x\", b = int8,3\n", run({"get", "settings/menu/language"}).out);
+}
+
+TEST_F(T8settingsSwallowed, SectionAtTheEndOfANumberIsNotMendedByItsOwnSetting) {
+    putFile("[menu]\ntimeout = int8,22[timer]\nsleep = int8,30\n");
+    expectRefused("settings/menu/timeout",
+                  ":3: settings/menu/timeout has run into what looks like the section [timer], so "
+                  "the settings below it are read into section \"menu\"; write that on a line of "
+                  "its own");
+    put("settings/settings.ini.bad", bytesOf("settings/settings.ini"));
+    EXPECT_EQ(1, run({"recover", file_, "--from", "bad", "--yes"}).exitCode);
+    put("settings/settings.ini.bad",
+        "#name = settings\n[menu]\nlanguage = string,da\ntimeout = int8,22[timer]\n"
+        "sleep = int8,30\n");
+    const ToolRun recovered = run({"recover", file_, "--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out + recovered.err,
+                HasSubstr(".bad:5: sleep: its section is not known, as line 4 opens none; "));
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"),
+                StartsWith("#name = settings\n[menu]\nlanguage = string,da\n#crc32 = "));
+}
+
+TEST_F(T8settingsSwallowed, SectionAtTheEndOfATextIsToldByTheDefaultsOfTheSettingsBelow) {
+    const std::string finding =
+        ":3: settings/menu/language has run into what looks like the section [timer], so the "
+        "settings below it are read into section \"menu\"; write that on a line of its own; if it "
+        "is meant so: language = string,\"da[timer]\"";
+    putFile("[menu]\nlanguage = string,da[timer]\nother = int8,1\nsleep = int8,30\n");
+    expectRefused("settings/menu/language", finding);
+    put("../settings.ini", bytesOf("settings/settings.ini"));
+    putFile("[menu]\nlanguage = string,en\n");
+    EXPECT_EQ(1, run({"load", dump_}).exitCode);
+    for (const std::string sound :
+         {"[menu]\nlanguage = string,\"da[timer]\"\nsleep = int8,30\n",
+          "[menu]\nlanguage = string,da[timer]\ntimeout = int8,30\n",
+          "[menu]\nlanguage = string,da[timer]\n[timer]\nsleep = int8,30\n"}) {
+        putFile(sound);
+        EXPECT_EQ(0, run({"seal", file_}).exitCode) << sound;
+        expectSound();
+        EXPECT_EQ("da[timer]\n", run({"get", "settings/menu/language"}).out);
+    }
+}
+
+TEST_F(T8settingsSwallowed, SectionAndSettingOnOneLineAreLost) {
+    for (const std::string line :
+         {"[timer]sleep = int8,30", "[timer sleep = int8,30", "[timer sleep = int8,30]"}) {
+        putFile("[menu]\ntimeout = int8,22\n" + line + "\n");
+        expectRefused("settings/menu/timeout",
+                      ":4: a section and a setting stand on one line, so that neither is read; "
+                      "write the section and the setting on lines of their own");
+        put("../settings.ini", bytesOf("settings/settings.ini"));
+        expectNothingChanges({"load", dump_},
+                             dump_ +
+                                 ":4: a section and a setting stand on one line, so that "
+                                 "neither is read; write the section and the setting on lines "
+                                 "of their own");
+    }
+    putFile("[menu]\ntimeout = int8,22\n[timer]\nsleep = int8,30\n");
+    EXPECT_EQ(0, run({"set", "settings/menu/timeout", "7"}).exitCode);
+}
+
+TEST_F(T8settingsSwallowed, NameThatHasRunIntoTheNextLineKeepsCommandsFromSaving) {
+    const std::string file = path("settings/x.ini");
+    for (const auto& [name, finding] : std::vector<std::pair<std::string, std::string>>{
+             {"x[agc]",
+              ":1: looks like a section and opens none, so the settings below it have no section; "
+              "write [NAME], on a line of its own"},
+             {"x#savepolicy = async",
+              ":1: #name has run into what looks like another line, \"#savepolicy = async\"; write "
+              "that on a line of its own"},
+             {"x#readonly",
+              ":1: #name has run into what looks like another line, \"#readonly\"; write that on a "
+              "line of its own"},
+             {"xlow = short,-31",
+              ":1: #name has run into what looks like another line, \"xlow = short,-31\"; write "
+              "that on a line of its own"}}) {
+        put("settings/x.ini", "#name = " + name + "\nhigh = short,-27\n#crc32 = false\n");
+        expectNothingChanges({"set", name + "/high", "5"}, file + finding);
+        expectNothingChanges({"seal", file}, file + finding);
+    }
+}
+
+TEST_F(T8settingsSwallowed, SavePolicyMayHaveRunIntoASetting) {
+    put("settings/settings.ini",
+        "#name = settings\n#savepolicy = asyncbass = int8,3\n[timer]\nsleep = int8,3\n"
+        "#crc32 = false\n");
+    expectRefused("settings/timer/sleep",
+                  ":2: #savepolicy has run into what looks like another line, \"asyncbass = "
+                  "int8,3\"; write that on a line of its own");
+}
+
+// What the library has saved is what somebody has set.
+TEST_F(T8settingsSwallowed, TextOfASaveIsNeverDoubtedWhateverItsBytes) {
+    put("settings/settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,en\nlist = string[],a\n"
+        "map = map<string:string>,1,k,1,v\nsleep = int8,1\n#crc32 = false\n");
+    ASSERT_EQ(0, run({"seal", file_}).exitCode);
+    const std::vector<std::pair<std::string, std::vector<std::string>>> kTexts = {
+        {"settings/menu/language",
+         {"da timeout = int8,45", "\"da\" timeout = int8,45", "timeout=int8", "da[timer]",
+          "\"[timer]", "[timer]", "06:45#crc32 = 123", "#name = x", "\\timeout = int8,4",
+          "a;b = int,1", ";x", "\" = int8,"}},
+        {"settings/menu/list",
+         {"a;\"timeout = int8,45\"", "x = int;[timer]", "a;b[timer]", "\\\"x = int;#crc32 = 1"}},
+        {"settings/menu/map",
+         {"1,k,7,x = int,1,l,1,y", "7,x = int,1,v", "1,k,7,[timer]", "1,k,7,\\\"[b] =,1,l,1,a"}}};
+    int number = 0;
+    for (const auto& [name, texts] : kTexts) {
+        for (const std::string& text : texts) {
+            const ToolRun set = run({"set", name, text});
+            ASSERT_EQ("", set.err) << text;
+            expectSound();
+            ++number;
+            const ToolRun other = run({"set", "settings/timer/sleep", std::to_string(number)});
+            EXPECT_EQ("", other.err) << text;
+            EXPECT_EQ(0, run({"seal", file_}).exitCode);
+            const ToolRun dumped = run({"dump", name});
+            put("../settings.ini", dumped.out);
+            EXPECT_EQ("0 changed, 1 the same\n", run({"load", dump_}).out) << text;
+        }
+    }
+}
+
+TEST_F(T8settingsSwallowed, LongLinesTakeNoLongTime) {
+    std::string defaults = "#name = settings\n[a]\n";
+    for (int i = 0; i < 20000; ++i) {
+        defaults += "k" + std::to_string(i) + " = int,1\n";
+    }
+    put("qel-default-settings/settings.ini", defaults);
+    std::string known;
+    std::string unknown;
+    for (int i = 0; i < 20000; ++i) {
+        known += "x=int,1 ";
+        unknown += "x=int9,1 ";
+    }
+    putFile("[a]\ns = string," + known + "\nt = string," + unknown + "\nu = string," +
+            std::string(400000, '=') + "\nv = string," + std::string(400000, '#') + "\n");
+    const rlimit seconds = {10, 10};
+    EXPECT_EQ(5, run({"verify", file_}, {}, [&] { setrlimit(RLIMIT_CPU, &seconds); }).exitCode);
+}
+
+}  // namespace
