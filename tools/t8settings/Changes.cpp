@@ -4,7 +4,9 @@
 #include <Qel/Settings/SettingStorageInifile.h>
 #include <algorithm>
 #include <boost/make_shared.hpp>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <map>
 #include <optional>
@@ -275,6 +277,24 @@ void demandWritable(const SettingPtr& setting) {
     const SettingStorageFileBase& storage = storageOf(setting);
     if (storage.readonly()) {
         throw Failure(ExitCode::kRefused, setting->name() + " is read-only: " + storage.info());
+    }
+}
+
+void demandSeen(const std::vector<SettingPtr>& settings) {
+    std::set<std::string> files;
+    for (const SettingPtr& setting : settings) {
+        const SettingStorageFileBase& storage = storageOf(setting);
+        const std::string file = storage.readonly() ? "" : *storage.rwFilename();
+        if (!files.insert(file).second || !mayNotBeRead(file)) {
+            continue;
+        }
+        const FileGroup group = groupAt(file);
+        if (takenByLoad(group) == nullptr) {
+            throw Failure(ExitCode::kFailed, file + " cannot be read: " + std::strerror(EACCES) +
+                                                 "\nnothing was changed, as nobody knows what " +
+                                                 setting->name() +
+                                                 " is there; be a user who may read it");
+        }
     }
 }
 

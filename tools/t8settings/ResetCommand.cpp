@@ -98,6 +98,7 @@ std::vector<Change> changesToDefaults(const Store& store, const std::vector<Sett
 Result resetNamed(const Store& store, Format format, const std::vector<std::string>& names) {
     const std::vector<SettingPtr> settings = settingsCalled(store, names);
     store.demandNormalMode();
+    demandSeen(settings);
     const std::vector<Change> changes = changesToDefaults(store, settings);
     changeAndSave(store, changes);
     std::vector<Row> rows;
