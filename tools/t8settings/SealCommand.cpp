@@ -58,10 +58,8 @@ void demandSealable(const FileGroup& group) {
 
 std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     std::vector<FileFinding> findings = findingsInLinesOf(file);
-    if (file.lines().empty()) {
-        findings.push_back({file.path(), {0, Harm::kLost, "nothing is in it", ""}});
-    } else if (settingsOf(file).empty()) {
-        findings.push_back({file.path(), {0, Harm::kDoubtful, "no setting is in it", ""}});
+    if (const auto nothing = nothingIn(file)) {
+        findings.push_back(*nothing);
     }
     if (const auto cut = cutLineIn(file)) {
         findings.push_back(*cut);
