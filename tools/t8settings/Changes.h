@@ -19,8 +19,8 @@ struct Change {
 /// Throws `Failure` for a setting that takes no changes.
 void demandWritable(const SettingPtr& setting);
 
-/// Throws `Failure` for settings of a read/write file that this user may not read: what they seem to
-/// have here is not what others get.
+/// Throws `Failure` for settings of a read/write file that this user may not read: what they seem
+/// to have here is not what others get.
 void demandSeen(const std::vector<SettingPtr>& settings);
 
 /// Makes the changes and saves them, each storage once and whatever its policy, until the disk

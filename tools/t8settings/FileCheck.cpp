@@ -147,8 +147,10 @@ void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& finding
     if (group.file.accepted() || outcome == LoadOutcome::kNotLoaded) {
         return;
     }
-    refusal->finding.remedy =
-        outcome == LoadOutcome::kTakesCopy ? "the next save mends it" : remedyFor(group);
+    refusal->finding.remedy = outcome == LoadOutcome::kTakesCopy
+                                  ? "the next save mends it; after a hand edit, before any save: " +
+                                        commandOn("recover", group.file.path())
+                                  : remedyFor(group);
 }
 
 std::vector<FileFinding> findingsInCopy(const FileGroup& group) {

@@ -42,6 +42,7 @@ struct Sealing {
 void demandSealable(const FileGroup& group) {
     const std::string& path = group.file.path();
     const std::string recover = "\n" + commandOn("recover", path) + " shows what there is";
+    const std::string choice = recover + ", and how to keep the one or the other";
     if (group.file.state() < FileState::kWithoutCrc) {
         const bool helps = isThere(group.copy.path()) || isThere(group.setAside.path());
         throw Failure(ExitCode::kFailed,
@@ -52,7 +53,7 @@ void demandSealable(const FileGroup& group) {
                                              group.copy.path() +
                                              " in its place, the whole copy of an interrupted "
                                              "save" +
-                                             recover);
+                                             choice);
     }
 }
 
