@@ -234,6 +234,35 @@ TEST_F(T8settingsLoadOutcome, DirectoryThatMayNotBeLookedIntoShowsInTheExitCode)
     }
 }
 
+TEST_F(T8settingsLoadOutcome, WhatMayNotBeReadIsNotSaidToHaveItsDefaultAlready) {
+    using std::filesystem::perms;
+    const std::string before = bytesOf("settings/s.ini");
+    put("dump", "s/a/moved = int64,2\n");
+    const auto expectRefused = [this] {
+        for (const auto& words : {std::vector<std::string>{"set", "s/a/moved", "2"},
+                                  {"reset", "s/a/moved"},
+                                  {"load", path("dump")}}) {
+            const ToolRun refused = run(words, {}, ordinaryUser);
+            EXPECT_EQ("", refused.out);
+            EXPECT_THAT(refused.err,
+                        testing::EndsWith("t8settings: " + file_ +
+                                          " cannot be read: Permission denied\n"
+                                          "t8settings: nothing was changed, as nobody knows what "
+                                          "s/a/moved is there; be a user who may read it\n"));
+            EXPECT_EQ(1, refused.exitCode) << words.front();
+        }
+    };
+    std::filesystem::permissions(path("settings"), perms::none);
+    expectRefused();
+    std::filesystem::permissions(path("settings"), perms::owner_read | perms::owner_exec);
+    std::filesystem::permissions(file_, perms::none);
+    expectRefused();
+    std::filesystem::permissions(path("settings"), perms::owner_all);
+    std::filesystem::permissions(file_, perms::owner_all);
+    EXPECT_EQ(before, bytesOf("settings/s.ini"));
+    EXPECT_EQ("s/a/moved\tlong long\t2\n", run({"reset", "s/a/moved"}, {}, ordinaryUser).out);
+}
+
 TEST_F(T8settingsLoadOutcome, WhatElseIsThereIsShownByWhatIsAdvised) {
     put("settings/other.ini", "b = int,3\n#crc32 = false\n");
     const std::string base = dir_.file("it's \"tv\"");

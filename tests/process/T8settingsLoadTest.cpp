@@ -358,6 +358,32 @@ TEST_F(T8settingsLoadOfTwo, StorageThatCannotBeTakenBackIsTold) {
     EXPECT_EQ("5\n", run({"get", "a/s/bass"}).out);
 }
 
+// Of several programs that save, the last one wins; a failure is no reason to be the last one.
+TEST_F(T8settingsLoadOfTwo, StorageThatSomebodyElseHasSavedSinceIsNotTakenBack) {
+    const std::string err = dir_.file("told");
+    const int file = open(err.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    std::string theirs;
+    EXPECT_EQ(1, exitCodeWith(
+                     [&](pid_t) {
+                         EXPECT_EQ(0, run({"set", "a/s/title", "theirs"}).exitCode);
+                         theirs = bytesOf("settings/a.ini");
+                         std::filesystem::create_directory(path("calibration_data/panel.ini.tmp"));
+                     },
+                     file));
+    close(file);
+    EXPECT_THAT(
+        testsupport::readFile(err),
+        testing::EndsWith("\nt8settings: a: another program has written " + path("settings/a.ini") +
+                          " meanwhile, so it stays as it is\n"
+                          "t8settings: a/s/bass is \"int8,5\" there\n"
+                          "t8settings: to change it all the same, run this once more\n"));
+    EXPECT_EQ(theirs, bytesOf("settings/a.ini"));
+    std::filesystem::remove(path("calibration_data/panel.ini.tmp"));
+    EXPECT_EQ(0, run({"load", path("dump")}).exitCode);
+    expectSaved();
+    EXPECT_EQ("theirs\n", run({"get", "a/s/title"}).out);
+}
+
 TEST_F(T8settingsLoad, HundredThousandSettingsAreLoaded) {
     std::string file = "#name = many\n";
     std::string dump;

@@ -197,6 +197,18 @@ TEST_F(T8settingsRecoverDamaged, WhatCannotBeSavedDoesNotComeOfADamagedFirstSect
     EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
 }
 
+TEST_F(T8settingsRecoverDamaged, WhatASaveWouldPutIntoASectionOfTheDefaultsDoesNotComeBack) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[first]\nmode = int8,0\nx = int8,0\n");
+    putBad("#name = settings\nmode = int8,1\n[timer]\nx = int8,4\n");
+    const ToolRun recovered = recover({"--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out, HasSubstr(":2: settings/mode has no section and sorts after "
+                                         "settings/first/ of "));
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytes(), StartsWith("#name = settings\n[timer]\nx = int8,4\n#crc32 = "));
+    EXPECT_EQ(0, run({"set", "settings/first/x", "7"}).exitCode);
+}
+
 TEST_F(T8settingsRecoverDamaged, OfADamagedFileTheStorageHasTheNameOfItsDefaults) {
     put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,0\n");
     for (const char* const name : {"settinXs", "settings?#savepolicy = async", "set\ntings"}) {

@@ -86,6 +86,29 @@ TEST_F(T8settingsResetNames, AllNamesAreLookedUpFirst) {
     expectNothingChanged(run({"reset", "a/s/two"}), 4, "a reset to defaults is in progress, ");
 }
 
+TEST_F(T8settingsResetNames, DefaultThatIsReadAsSomethingElseIsNotGoneBackTo) {
+    put("qel-default-settings/a.ini", "#name = a\n[s]\none = int,1\ntwo = int8,999\n");
+    for (const std::string& file : {bytesOf("settings/a.ini"), std::string()}) {
+        if (file.empty()) std::filesystem::remove(path("settings/a.ini"));
+        const ToolRun reset = run({"reset", "a/s/one", "a/s/two"});
+        EXPECT_EQ("", reset.out);
+        EXPECT_THAT(reset.err,
+                    testing::EndsWith(
+                        "t8settings: a/s/two is unchanged, as its default is not what it says:\n"
+                        "t8settings: " +
+                        path("qel-default-settings/a.ini") +
+                        ":4: int8 would not keep \"999\", it would make \"-25\" of it; int8 takes "
+                        "whole numbers from -128 to 127\n"
+                        "t8settings: mend that line, or: t8settings set a/s/two TEXT\n"));
+        EXPECT_EQ(1, reset.exitCode);
+        EXPECT_EQ(!file.empty(), testsupport::exists(path("settings/a.ini")));
+    }
+    EXPECT_EQ(0, run({"set", "a/s/two", "7"}).exitCode);
+    EXPECT_EQ("a/s/one\tint\t1\n", run({"reset", "a/s/one"}).out);
+    put("qel-default-settings/a.ini", "#name = a\n[s]\none = int,1\ntwo = int8,99\n");
+    EXPECT_EQ("a/s/two\tint8\t99\n", run({"reset", "a/s/two"}).out);
+}
+
 TEST_F(T8settingsResetNames, FullDiskChangesNothing) {
     expectNothingChanged(run({"reset", "a/s/one", "a/s/two"}, {}, fullDisk), 1,
                          "2 settings of a could not be saved:\n");

@@ -72,6 +72,48 @@ TEST_F(T8settingsReset, JsonTellsEachStoragesFate) {
     EXPECT_EQ(0, reset.exitCode);
 }
 
+TEST_F(T8settingsReset, SettingsWithoutADefaultAreNamedAsTheyStay) {
+    put("qel-default-settings/user.ini", "#name = user\n[v]\nw = int,0\n");
+    put("settings/user.ini", "#name = user\n[v]\nv = int,1\nw = int,1\n#crc32 = false\n");
+    EXPECT_THAT(run({"reset", "--all", "--yes"}).out,
+                HasSubstr("\nuser: reset to its defaults, but 1 setting has none and keeps its "
+                          "value: user/v/v\n"));
+    expectReset(true);
+    std::filesystem::remove(marker_);
+    put("settings/user.ini",
+        "#name = user\n[v]\n\xC3 = int,1\na = int,1\nb = int,1\nv = int,1\n#crc32 = false\n");
+    EXPECT_THAT(run({"reset", "--all", "--yes"}).out,
+                HasSubstr("\nuser: reset to its defaults, but 4 settings have none and keep their "
+                          "values: user/v/a, user/v/b, user/v/v and 1 more\n"));
+    std::filesystem::remove(marker_);
+    const auto json = nlohmann::json::parse(run({"reset", "--all", "--yes", "--json"}).out);
+    EXPECT_EQ(nlohmann::json::parse(R"([{"name": "user/v/a"}, {"name": "user/v/b"},
+                                        {"name": "user/v/v"}, {"name": "user/v/\uFFFD",
+                                         "nameBytes": "757365722f762fc3"}])"),
+              json.at("storages").at(3).at("kept"));
+}
+
+TEST_F(T8settingsReset, DefaultsFileWithoutASettingIsNoneToGoBackTo) {
+    for (const std::string& nothing : {std::string(), std::string(600, '\0')}) {
+        put("qel-default-settings/user.ini", nothing);
+        EXPECT_THAT(
+            run({"verify"}).out,
+            HasSubstr(path("qel-default-settings/user.ini") + ": no" +
+                      (nothing.empty() ? "thing" : " setting") +
+                      " is in it, so no setting of its storage can be reset; put it back as it was "
+                      "delivered, or delete it\n"));
+        const ToolRun reset = run({"reset", "--all", "--yes"});
+        EXPECT_THAT(reset.out, HasSubstr("\nuser: kept, its defaults file has no setting in it\n"));
+        EXPECT_EQ(0, reset.exitCode);
+        expectReset(true);
+        std::filesystem::remove(marker_);
+        const ToolRun json = run({"reset", "--all", "--yes", "--json"});
+        EXPECT_EQ("withoutDefaults",
+                  nlohmann::json::parse(json.out).at("storages").at(3).at("fate"));
+        std::filesystem::remove(marker_);
+    }
+}
+
 TEST_F(T8settingsReset, UntilTheMarkerGoesNothingIsSavedOrResetAgain) {
     EXPECT_EQ(0, run({"reset", "--all", "--yes"}).exitCode);
     for (const ToolRun& refused :

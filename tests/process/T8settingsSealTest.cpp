@@ -255,8 +255,24 @@ TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
                     file_ + " is unchanged: programs would read " + file_ +
                         ".tmp in its place, the whole copy of an interrupted save\nt8settings: "
                         "t8settings recover " +
-                        file_ + " shows what there is\n");
+                        file_ + " shows what there is, and how to keep the one or the other\n");
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini.tmp"));
+    const std::string shown = run({"recover", file_}).out;
+    const std::string before = "\nTo keep the copy: t8settings recover " + file_ +
+                               " --from tmp\nTo keep " + file_ +
+                               ", when its lines are as they should be: ";
+    ASSERT_THAT(shown, HasSubstr(before));
+    const std::string command = shown.substr(shown.find(before) + before.size());
+    EXPECT_EQ(
+        "mv " + file_ + ".tmp " + file_ + ".tmp.before-recover && t8settings seal " + file_ + "\n",
+        command);
+    EXPECT_EQ(0, run({}, {}, [&] {
+                     const std::string all = "t8settings() { '" T8_TOOL "' \"$@\"; }\n" + command;
+                     execl("/bin/sh", "sh", "-c", all.c_str(), nullptr);
+                 }).exitCode);
+    EXPECT_EQ(kSealed, bytesOf("settings/settings.ini.tmp.before-recover"));
+    EXPECT_EQ(0, run({"verify", file_}).exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"), StartsWith(kText));
 }
 
 TEST_F(T8settingsSeal, TornCopyIsKept) {

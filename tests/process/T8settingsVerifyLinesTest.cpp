@@ -12,6 +12,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testsupport::kSound;
+using testsupport::ToolRun;
 using Json = nlohmann::json;
 
 class T8settingsVerifyLines : public testsupport::VerifyTest {};
@@ -130,7 +131,9 @@ TEST_F(T8settingsVerifyLines, CommentIsASectionWhenTheDefaultsKnowWhatIsBelowInI
             << comment;
     }
     EXPECT_EQ((Said{"1 doubtful: is a comment; if it was a section, the settings below it have no "
-                    "section"}),
+                    "section",
+                    "2 moved: x/tone has no section and sorts after x/sound/ of " +
+                        path("qel-default-settings/x.ini") + ": a save makes x/sound/tone of it"}),
               saidOf("#[sound]\ntone = int8,3"));
     for (const char* const sound :
          {"#[sound]\nbass = int8,2", "#[sound]\nown = int8,2", "#[timer]\ntone = int8,2",
@@ -178,6 +181,50 @@ TEST_F(T8settingsVerifyLines, SettingWithoutASectionThatSortsLateIsToGetOne) {
     put("settings/settings.ini",
         "#name = settings\nalpha = int8,1\n[sound]\nbass = int8,1\n#crc32 = false\n");
     EXPECT_EQ(0, run({"seal", path("settings/settings.ini")}).exitCode);
+}
+
+// A save writes the settings of both files of a storage together.
+TEST_F(T8settingsVerifyLines, SettingsThatMoveIntoASectionOfTheDefaultsAreNamedAndNotSealed) {
+    put("qel-default-settings/x.ini", "#name = x\n[s]\nb = int,1\nz = int,1\n");
+    const std::string defaults = path("qel-default-settings/x.ini");
+    const Said expected = {"2 moved: x/z has no section and sorts after x/s/ of " + defaults +
+                           ": a save makes x/s/z of it"};
+    EXPECT_EQ(expected, saidOf("b = int,2\nz = int,2"));
+    EXPECT_EQ(1, run({"seal", path("settings/x.ini")}).exitCode);
+    EXPECT_EQ(1, run({"set", "x/s/b", "5"}).exitCode);
+    EXPECT_EQ(Said(), saidOf("[s]\nb = int,2\nz = int,2"));
+    EXPECT_EQ(0, run({"set", "x/s/b", "5"}).exitCode);
+}
+
+TEST_F(T8settingsVerifyLines, SettingsOfTheDefaultsThatMoveIntoASectionOfTheFileAreNamed) {
+    put("qel-default-settings/x.ini", "#name = x\ny = int,1\nz = int,1\n");
+    const std::string defaults = path("qel-default-settings/x.ini");
+    EXPECT_EQ((Said{"null moved: x/y and 1 more of " + defaults +
+                    " have no section and sort after x/s/: a save makes x/s/y of the first"}),
+              saidOf("[s]\na = int,2"));
+    const ToolRun seal = run({"seal", path("settings/x.ini")});
+    EXPECT_THAT(seal.err, HasSubstr("; give them a section there, or take [s] out of this file\n"));
+    EXPECT_EQ(1, seal.exitCode);
+    EXPECT_EQ(1, run({"set", "x/y", "5"}).exitCode);
+    EXPECT_EQ((Said{"null moved: x/z of " + defaults +
+                        " has no section and sorts after x/s/: a save makes x/s/z of it",
+                    "1 moved: x/y has no section and sorts after x/s/: a save makes x/s/y of it"}),
+              saidOf("y = int,2\n[s]\na = int,2"));
+    EXPECT_THAT(
+        run({"verify", path("settings/x.ini")}).out,
+        HasSubstr("; give it a section, in " + defaults + " too, or take [s] out of this file\n"));
+    EXPECT_EQ(Said(), saidOf("y = int,2"));
+    EXPECT_EQ(0, run({"set", "x/y", "5"}).exitCode);
+    put("qel-default-settings/x.ini", "#name = x\n[e]\ny = int,1\nz = int,1\n");
+    EXPECT_EQ(Said(), saidOf("[s]\na = int,2"));
+    EXPECT_EQ(0, run({"set", "x/e/y", "5"}).exitCode);
+}
+
+TEST_F(T8settingsVerifyLines, WhatTheDefaultsMoveByThemselvesIsToldOfThemAlone) {
+    put("qel-default-settings/x.ini", "#name = x\nz = int,1\n[s]\na = int,1\n");
+    EXPECT_EQ(Said(), saidOf("[s]\na = int,2"));
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("qel-default-settings/x.ini") + ":2: x/z has no section "));
 }
 
 TEST_F(T8settingsVerifyLines, LinesAfterTheCrcLineAreNamed) {

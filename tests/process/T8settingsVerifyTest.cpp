@@ -109,7 +109,9 @@ TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
     put("settings/settings.ini", "torn");
     const ToolRun torn = run({"verify"});
     EXPECT_THAT(torn.out, StartsWith(file + ": no CRC line; " + file +
-                                     ".tmp is read in its place; the next save mends it\n"));
+                                     ".tmp is read in its place; the next save mends it; "
+                                     "after a hand edit, before any save: t8settings recover " +
+                                     path("settings/settings.ini") + "\n"));
     EXPECT_THAT(torn.out, Not(HasSubstr(".bad")));
     std::filesystem::remove(file);
     EXPECT_THAT(

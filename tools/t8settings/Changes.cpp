@@ -4,7 +4,9 @@
 #include <Qel/Settings/SettingStorageInifile.h>
 #include <algorithm>
 #include <boost/make_shared.hpp>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <map>
@@ -61,6 +63,14 @@ void apply(const Changes& changes) {
     if (!setting->setValue(changes.back().value)) {
         throw Failure(ExitCode::kRefused, last + " refuses the change");
     }
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
 }
 
 std::string typeAndTextOf(const Store& store, const SettingPtr& setting) {
@@ -268,12 +278,65 @@ struct Before {
     Changes opposite;
 };
 
+/// Whether a load would read what the last save of this process has left. The CRC of that text is
+/// not known when a save failed half-way, but what was meant; a name that it only adds was
+/// nobody's.
+bool holdsOwnSave(const Store& store, const SettingStorageFileBase& storage, const IniFile& taken) {
+    const auto* const ini = dynamic_cast<const Qel::Settings::SettingStorageInifile*>(&storage);
+    if (ini == nullptr || taken.state() != FileState::kSealed || taken.hasMoreAfterCrcLine()) {
+        return false;
+    }
+    if (ini->crc32() != 0) {
+        return ini->crc32() == taken.computedCrc();
+    }
+    const SettingTexts meant = textsOf(storage, store.factory());
+    const SettingTexts onDisk =
+        FileOnDisk(storage, *storage.rwFilename(), store.factory()).settings();
+    return std::all_of(onDisk.begin(), onDisk.end(), [&meant](const auto& setting) {
+        const auto found = meant.find(setting.first);
+        return found == meant.end() || found->second == setting.second;
+    });
+}
+
+/// What somebody else's save has left of the settings that were to change: those that have not
+/// their old values.
+std::string leftByOthers(const Store& store, const Before& before) {
+    constexpr std::size_t kMost = 10;
+    const std::string& file = *before.storage.rwFilename();
+    const SettingTexts onDisk = FileOnDisk(before.storage, file, store.factory()).settings();
+    std::vector<std::string> lines;
+    for (const Change& change : before.opposite) {
+        const auto found = onDisk.find(change.setting->name());
+        if (found == onDisk.end() || found->second != change.typeAndText) {
+            lines.push_back(change.setting->name() + " is " +
+                            (found == onDisk.end() ? "not" : inQuotes(found->second)) + " there");
+        }
+    }
+    const std::size_t more = lines.size() - std::min(lines.size(), kMost);
+    lines.resize(lines.size() - more);
+    if (more != 0) {
+        lines.push_back("and " + std::to_string(more) + " more have not their old values there");
+    }
+    return before.storage.name() + ": another program has written " + file +
+           " meanwhile, so it stays as it is" +
+           (lines.empty() ? ", with the old values" : "\n" + joined(lines)) +
+           "\nto change it all the same, run this once more";
+}
+
 /// What there is to be told of it; nothing of files that are untouched.
 std::string takenBack(const Store& store, const Before& before) {
     if (before.files == FilesThen(before.storage)) {
         return "";
     }
+    const FileGroup group = groupAt(*before.storage.rwFilename());
+    const IniFile* const taken = takenByLoad(group);
     const std::string name = "\n" + before.storage.name();
+    if (taken == nullptr) {
+        return name + ": no program can read " + group.file.path() + " as it is now; it stays so";
+    }
+    if (!holdsOwnSave(store, before.storage, *taken)) {
+        return "\n" + leftByOthers(store, before);
+    }
     try {
         changeAndSaveOne(store, before.opposite);
     } catch (const std::exception& failure) {
@@ -306,6 +369,24 @@ void demandWritable(const SettingPtr& setting) {
     const SettingStorageFileBase& storage = storageOf(setting);
     if (storage.readonly()) {
         throw Failure(ExitCode::kRefused, setting->name() + " is read-only: " + storage.info());
+    }
+}
+
+void demandSeen(const std::vector<SettingPtr>& settings) {
+    std::set<std::string> files;
+    for (const SettingPtr& setting : settings) {
+        const SettingStorageFileBase& storage = storageOf(setting);
+        const std::string file = storage.readonly() ? "" : *storage.rwFilename();
+        if (!files.insert(file).second || !mayNotBeRead(file)) {
+            continue;
+        }
+        const FileGroup group = groupAt(file);
+        if (takenByLoad(group) == nullptr) {
+            throw Failure(ExitCode::kFailed, file + " cannot be read: " + std::strerror(EACCES) +
+                                                 "\nnothing was changed, as nobody knows what " +
+                                                 setting->name() +
+                                                 " is there; be a user who may read it");
+        }
     }
 }
 

@@ -23,6 +23,10 @@ struct Change {
 /// Throws `Failure` for a setting that takes no changes.
 void demandWritable(const SettingPtr& setting);
 
+/// Throws `Failure` for settings of a read/write file that this user may not read: what they seem
+/// to have here is not what others get.
+void demandSeen(const std::vector<SettingPtr>& settings);
+
 /// Makes the changes and saves them, each storage once and whatever its policy, until the disk
 /// gives them back. Throws `Failure` when one storage fails; what it and others have written is
 /// saved once more then with the old values, and the failure tells of each storage whether that

@@ -155,8 +155,10 @@ void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& finding
     if (group.file.accepted() || outcome == LoadOutcome::kNotLoaded) {
         return;
     }
-    refusal->finding.remedy =
-        outcome == LoadOutcome::kTakesCopy ? "the next save mends it" : remedyFor(group);
+    refusal->finding.remedy = outcome == LoadOutcome::kTakesCopy
+                                  ? "the next save mends it; after a hand edit, before any save: " +
+                                        commandOn("recover", group.file.path())
+                                  : remedyFor(group);
 }
 
 std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
@@ -312,8 +314,28 @@ std::optional<FileFinding> cutLineIn(const IniFile& file) {
         {last.number, Harm::kLost, "the last line may be cut short, as no line feed ends it", ""}};
 }
 
+std::optional<FileFinding> nothingIn(const IniFile& file) {
+    const bool isEmpty = file.lines().empty();
+    const bool hasSetting =
+        std::any_of(file.lines().begin(), file.lines().end(),
+                    [](const IniFile::Line& line) { return line.kind == Kind::Setting; });
+    if (hasSetting) {
+        return std::nullopt;
+    }
+    const bool isDefaults = file.role() == IniFile::Role::kDefaults;
+    return FileFinding{file.path(),
+                       {0, isEmpty ? Harm::kLost : Harm::kDoubtful,
+                        std::string(isEmpty ? "nothing is in it" : "no setting is in it") +
+                            (isDefaults ? ", so no setting of its storage can be reset" : ""),
+                        isDefaults ? "put it back as it was delivered, or delete it" : ""}};
+}
+
 std::vector<FileFinding> findingsIn(const IniFile& file) {
     std::vector<FileFinding> findings = ofFile(file, findingsInState(file));
+    const bool isDefaults = file.role() == IniFile::Role::kDefaults && file.accepted();
+    if (const auto nothing = isDefaults ? nothingIn(file) : std::nullopt) {
+        findings.push_back(*nothing);
+    }
     for (FileFinding& finding : findingsInLinesOf(file)) {
         findings.push_back(std::move(finding));
     }

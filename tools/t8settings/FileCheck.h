@@ -49,6 +49,9 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr
 /// That the last line may be cut short; nothing of a file with a CRC line, and of a defaults file.
 std::optional<FileFinding> cutLineIn(const IniFile& file);
 
+/// That it has no setting; of a defaults file what that costs.
+std::optional<FileFinding> nothingIn(const IniFile& file);
+
 /// All that is wrong with the file itself and with its lines; what lies beside it is not looked at.
 /// A missing file is sound.
 std::vector<FileFinding> findingsIn(const IniFile& file);

@@ -4,6 +4,12 @@
 
 namespace t8settings {
 
+namespace {
+
+using Kind = Qel::Settings::text::IniLine::Kind;
+
+}  // namespace
+
 KnownDefaults knownDefaultsFor(const IniFile& file) {
     KnownDefaults known;
     const std::string path = defaultsBeside(file.path());
@@ -17,8 +23,10 @@ KnownDefaults knownDefaultsFor(const IniFile& file) {
     known.path = path;
     known.storageName = defaults.storageName();
     for (const IniFile::Line& line : defaults.lines()) {
-        if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
+        if (line.kind == Kind::Setting) {
             known.settings.insert_or_assign(line.name, line);
+        } else if (line.kind == Kind::Section) {
+            known.sections.insert(line.key);
         }
     }
     return known;

@@ -2,6 +2,7 @@
 #define T8SETTINGS_KNOWNDEFAULTS_H
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "IniFile.h"
@@ -13,6 +14,7 @@ struct KnownDefaults {
     std::string path;  ///< empty when there is no such file, or it cannot be read
     std::string storageName;
     std::map<std::string, IniFile::Line> settings;  ///< by their names
+    std::set<std::string> sections;
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }
 };

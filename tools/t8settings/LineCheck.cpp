@@ -11,13 +11,13 @@
 #include "Files.h"
 #include "Meaning.h"
 #include "NamesInFull.h"
+#include "OrderCheck.h"
 #include "Progress.h"
 #include "Shell.h"
 #include "Swallowed.h"
 #include "Terminal.h"
 #include "TextOfValue.h"
 #include "Types.h"
-#include "text/IniPlaces.h"
 
 namespace t8settings {
 
@@ -243,36 +243,6 @@ MaybeFinding findingInNames(const IniFile& file) {
         return Finding{0, Harm::kUnusable, error.what(), "give its sections shorter names"};
     }
     return std::nullopt;
-}
-
-/// A save writes the settings in the order of their names, and no line ends a section.
-std::vector<Finding> findingsInOrder(const IniFile& file) {
-    std::map<std::string, std::size_t> lineOf;
-    Qel::Settings::text::SectionsInOrder::Sections all;
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Setting) {
-            lineOf[line.name] = line.number;
-        } else if (line.kind == Kind::Section) {
-            all.insert(file.storageName() + "/" + line.key + "/");
-        }
-    }
-    std::vector<Finding> findings;
-    Qel::Settings::text::SectionsInOrder sections(all);
-    std::string before;
-    for (const auto& [name, line] : lineOf) {
-        const std::string section(sections.longestOf(name));
-        if (!section.empty()) {
-            before = section;
-        } else if (!before.empty()) {
-            const std::string key = name.substr(file.storageName().size() + 1);
-            findings.push_back({line, Harm::kMoved,
-                                visible(name) + " has no section and sorts after " +
-                                    visible(before) + ": a save makes " + visible(before + key) +
-                                    " of it",
-                                "give it a section"});
-        }
-    }
-    return findings;
 }
 
 }  // namespace

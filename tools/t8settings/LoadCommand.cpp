@@ -175,6 +175,17 @@ std::vector<Change> changesFor(const Store& store, const std::vector<DumpEntry>&
     return changes;
 }
 
+/// What the dump leaves as it is needs no writing, but has to be known.
+void demandAllSeen(const Store& store, const std::vector<DumpEntry>& entries) {
+    std::vector<SettingPtr> settings;
+    for (const DumpEntry& entry : entries) {
+        if (SettingPtr setting = store.manager().setting(entry.name)) {
+            settings.push_back(std::move(setting));
+        }
+    }
+    demandSeen(settings);
+}
+
 /// Throws `Failure` when nothing in the dump is a setting, as in a damaged file: no store need come
 /// up for that.
 void demandReadable(const std::vector<DumpEntry>& entries) {
@@ -261,6 +272,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     demandNotSetAside(location.base, path);
     const Store store(location);
     store.demandNormalMode();
+    demandAllSeen(store, entries);
     const std::size_t changed = changeAndSave(store, changesFor(store, entries));
     const std::size_t same = entries.size() - changed;
     Result result;

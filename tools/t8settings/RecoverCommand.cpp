@@ -6,6 +6,7 @@
 #include "LoadOutcome.h"
 #include "NameClash.h"
 #include "Recovery.h"
+#include "Replacement.h"
 #include "Restoring.h"
 #include "Shell.h"
 #include "Table.h"
@@ -102,6 +103,23 @@ std::string adviceOnWhatIsNoFile(const std::vector<Member>& members) {
     return advice;
 }
 
+/// How to keep the copy or the file, of which a load takes the copy.
+std::string adviceOnCopy(const FileGroup& group) {
+    if (takenByLoad(group) != &group.copy || group.file.state() < FileState::kWithoutCrc) {
+        return "";
+    }
+    const std::string& path = group.file.path();
+    const std::string& copy = group.copy.path();
+    const bool isDefaults = group.file.role() == IniFile::Role::kDefaults;
+    return (isDefaults
+                ? ""
+                : "To keep the copy: " + visible(commandOn("recover", path)) + " --from tmp\n") +
+           "To keep " +
+           visible(path + ", when its lines are as they should be: mv " + shellPath(copy) + " " +
+                   shellPath(nameToKeep(copy)) + " && " + commandOn("seal", path)) +
+           "\n";
+}
+
 std::string textOf(const FileGroup& group) {
     const std::vector<Member> members = membersOf(group);
     std::string text;
@@ -118,7 +136,8 @@ std::string textOf(const FileGroup& group) {
         return text + "No file lies beside it.\n" + adviceOn(group.file);
     }
     const std::vector<Difference> differences = differencesOf(files);
-    return text + (differences.empty() ? "No setting differs.\n" : tableOf(files, differences));
+    return text + (differences.empty() ? "No setting differs.\n" : tableOf(files, differences)) +
+           adviceOnCopy(group);
 }
 
 Json jsonOf(const Member& member) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "FileOnDisk.h"
+#include "Foresight.h"
 #include "Json.h"
 #include "LibraryLog.h"
 #include "NameClash.h"
@@ -29,16 +30,30 @@ constexpr Fate kReset = {"reset", "reset to its defaults"};
 constexpr Fate kSurvives = {"survives", "kept, it survives a reset"};
 constexpr Fate kReadonly = {"readonly", "kept, it is read-only"};
 constexpr Fate kWithoutDefaults = {"withoutDefaults", "kept, it has no defaults file"};
+constexpr Fate kWithEmptyDefaults = {"withoutDefaults",
+                                     "kept, its defaults file has no setting in it"};
 constexpr Fate kFailed = {"failed", "could NOT be reset"};
 
 /// In the library's errors on settings that do not keep their names.
 constexpr const char* kToldInTheResult = "will load under";
 
-const Fate& fateBefore(const StoragePtr& storage) {
+/// What the storage goes back to.
+SettingTexts defaultsFor(const Store& store, const StoragePtr& storage) {
+    const auto* const file = dynamic_cast<const SettingStorageInifile*>(storage.get());
+    if (file == nullptr) {
+        return {};
+    }
+    // What is amiss in the file was told when the store came up.
+    const LibraryMessagesDropped dropped;
+    return FileOnDisk(*file, *file->filename(), store.factory()).settings();
+}
+
+const Fate& fateBefore(const Store& store, const StoragePtr& storage) {
     const std::string* const defaults = storage->filename();
     return storage->surviveResetToDefaults()          ? kSurvives
            : storage->readonly()                      ? kReadonly
            : defaults == nullptr || defaults->empty() ? kWithoutDefaults
+           : defaultsFor(store, storage).empty()      ? kWithEmptyDefaults
                                                       : kReset;
 }
 
@@ -50,29 +65,60 @@ bool isWritten(const Store& store, const StoragePtr& storage) {
 }
 
 const Fate& fateAfter(const Store& store, const StoragePtr& storage) {
-    const Fate& fate = fateBefore(storage);
+    const Fate& fate = fateBefore(store, storage);
     return &fate == &kReset && !isWritten(store, storage) ? kFailed : fate;
+}
+
+/// Names of settings that a reset leaves as they are, since the defaults have none of them.
+std::vector<std::string> namesWithoutDefault(const Store& store, const StoragePtr& storage) {
+    const auto& file = dynamic_cast<const SettingStorageInifile&>(*storage);
+    const SettingTexts defaults = defaultsFor(store, storage);
+    std::vector<std::string> names;
+    for (const auto& setting : FileOnDisk(file, *file.rwFilename(), store.factory()).settings()) {
+        if (defaults.count(setting.first) == 0) {
+            names.push_back(setting.first);
+        }
+    }
+    return names;
+}
+
+/// For people.
+std::string exceptFor(const std::vector<std::string>& names) {
+    constexpr std::size_t kMost = 3;
+    if (names.empty()) {
+        return "";
+    }
+    std::string text = ", but " + counted(names.size(), "setting") +
+                       (names.size() == 1 ? " has none and keeps its value: "
+                                          : " have none and keep their values: ");
+    for (std::size_t i = 0; i < std::min(names.size(), kMost); ++i) {
+        text += (i == 0 ? "" : ", ") + names[i];
+    }
+    return text +
+           (names.size() > kMost ? " and " + std::to_string(names.size() - kMost) + " more" : "");
 }
 
 std::vector<StoragePtr> resettable(const Store& store) {
     std::vector<StoragePtr> storages = store.storages();
-    storages.erase(
-        std::remove_if(storages.begin(), storages.end(),
-                       [](const StoragePtr& storage) { return &fateBefore(storage) != &kReset; }),
-        storages.end());
+    storages.erase(std::remove_if(storages.begin(), storages.end(),
+                                  [&store](const StoragePtr& storage) {
+                                      return &fateBefore(store, storage) != &kReset;
+                                  }),
+                   storages.end());
     return storages;
 }
 
-void demandSomethingToReset(const Store& store) {
-    if (resettable(store).empty()) {
+void demandSomethingToReset(const Store& store, const std::vector<StoragePtr>& resettable) {
+    if (resettable.empty()) {
         // The marker alone would keep every process from saving, for nothing.
-        throw Failure(ExitCode::kFailed, "nothing was reset: no storage below " + store.base() +
-                                             " has a defaults file that a reset goes back to");
+        throw Failure(ExitCode::kFailed,
+                      "nothing was reset: no storage below " + store.base() +
+                          " has a defaults file with settings that a reset goes back to");
     }
 }
 
-void demandConfirmation(const Store& store) {
-    demandYes("Reset " + counted(resettable(store).size(), "storage") + " below " + store.base() +
+void demandConfirmation(const Store& store, const std::vector<StoragePtr>& resettable) {
+    demandYes("Reset " + counted(resettable.size(), "storage") + " below " + store.base() +
                   " to the defaults? " + store.marker() +
                   " then keeps every process from saving until the restart.",
               "nothing was reset");
@@ -156,8 +202,15 @@ Result report(const Store& store, Format format, const Seen& seen) {
         Json row;
         addBytes(row, "name", storage->name());
         row["fate"] = fate.word;
+        const std::vector<std::string> kept =
+            &fate == &kReset ? namesWithoutDefault(store, storage) : std::vector<std::string>();
+        for (const std::string& name : kept) {
+            Json setting;
+            addBytes(setting, "name", name);
+            row["kept"].push_back(setting);
+        }
         storages.push_back(row);
-        result.output += visible(storage->name()) + ": " + fate.words + "\n";
+        result.output += visible(storage->name() + ": " + fate.words + exceptFor(kept)) + "\n";
     }
     // Its settings are not in the store, so nothing could be reset; the person must know.
     for (const Store::FailedFile& file : store.failedFiles()) {
@@ -214,13 +267,14 @@ Result resetAll(const Store& store, Format format, const ResetOptions& options) 
         throw Failure(ExitCode::kUsage,
                       "reset --all needs --yes where nobody can be asked; nothing was reset");
     }
-    demandSomethingToReset(store);
-    const ResetForesight foresight = foreseenOfReset(resettable(store), store.factory());
+    const std::vector<StoragePtr> storages = resettable(store);
+    demandSomethingToReset(store, storages);
+    const ResetForesight foresight = foreseenOfReset(storages, store.factory());
     if (!options.forced) {
         demandThatNamesLast(foresight);
     }
     if (!options.confirmed) {
-        demandConfirmation(store);
+        demandConfirmation(store, storages);
     }
     const auto replaced = storagesReplacedBelow(store.base());
     if (!foresight.renamed.empty()) {

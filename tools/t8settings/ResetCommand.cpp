@@ -7,9 +7,14 @@
 #include "Changes.h"
 #include "Command.h"
 #include "FileOnDisk.h"
+#include "Files.h"
 #include "LibraryLog.h"
+#include "LoadOutcome.h"
 #include "Records.h"
 #include "ResetAll.h"
+#include "Shell.h"
+#include "Terminal.h"
+#include "TextOfValue.h"
 
 namespace t8settings {
 
@@ -39,31 +44,73 @@ class Defaults {
 public:
     explicit Defaults(const Store& store) : store_(store) {}
 
-    /// The setting as its defaults file has it. Throws `Failure` when it does not.
+    /// The setting as its defaults file has it. Throws `Failure` when it does not, or when it is
+    /// read as something else there than its line says.
     SettingPtr of(const SettingPtr& setting) {
         const SettingStorageFileBase& storage = storageOf(setting);
-        SettingPtr found = fileOf(storage).find(setting->name());
+        File& file = fileOf(storage);
+        SettingPtr found = file.asLoaded.find(setting->name());
         if (!found) {
             throw Failure(ExitCode::kRefused,
                           setting->name() + " has no default to go back to: " + storage.info());
+        }
+        const auto line = file.lines.find(setting->name());
+        if (line != file.lines.end()) {
+            demandMeant(file.path, line->second);
         }
         return found;
     }
 
 private:
-    FileOnDisk& fileOf(const SettingStorageFileBase& storage) {
-        std::unique_ptr<FileOnDisk>& file = files_[&storage];
+    struct File {
+        File(const SettingStorageFileBase& storage, const FactoryPtr& factory)
+            : asLoaded(storage, *storage.filename(), factory), path(*storage.filename()) {
+            if (path.empty()) {
+                return;
+            }
+            const FileGroup group = groupAt(path);
+            const IniFile* const taken = takenByLoad(group);
+            if (taken == nullptr) {
+                return;
+            }
+            path = taken->path();
+            for (const IniFile::Line& line : taken->lines()) {
+                if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
+                    lines.insert_or_assign(line.name, line);
+                }
+            }
+        }
+
+        FileOnDisk asLoaded;
+        std::string path;
+        std::map<std::string, IniFile::Line> lines;  ///< by the names of their settings
+    };
+
+    File& fileOf(const SettingStorageFileBase& storage) {
+        std::unique_ptr<File>& file = files_[&storage];
         if (!file) {
             // What is amiss in the file was told when the store came up.
             LibraryLog::instance().hold();
-            file = std::make_unique<FileOnDisk>(storage, *storage.filename(), store_.factory());
+            file = std::make_unique<File>(storage, store_.factory());
             LibraryLog::instance().take();
         }
         return *file;
     }
 
+    void demandMeant(const std::string& path, const IniFile::Line& line) const {
+        const auto outcome = outcomeOf(store_.factory(), line.type, line.name, line.value);
+        if (outcome) {
+            throw Failure(ExitCode::kFailed,
+                          line.name + " is unchanged, as its default is not what it says:\n" +
+                              path + ":" + std::to_string(line.number) + ": " + line.type +
+                              " would not keep " + inQuotes(line.value) + ", " + outcome->text +
+                              "; " + outcome->takes +
+                              "\nmend that line, or: " + commandOnName("set", line.name) + " TEXT");
+        }
+    }
+
     const Store& store_;
-    std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
+    std::map<const SettingStorageFileBase*, std::unique_ptr<File>> files_;
 };
 
 /// Each once.
@@ -97,6 +144,7 @@ std::vector<Change> changesToDefaults(const Store& store, const std::vector<Sett
 Result resetNamed(const Store& store, Format format, const std::vector<std::string>& names) {
     const std::vector<SettingPtr> settings = settingsCalled(store, names);
     store.demandNormalMode();
+    demandSeen(settings);
     const bool isSaved = changeAndSave(store, changesToDefaults(store, settings)) != 0;
     std::vector<Row> rows;
     Json json = Json::array();

@@ -42,6 +42,7 @@ struct Sealing {
 void demandSealable(const FileGroup& group) {
     const std::string& path = group.file.path();
     const std::string recover = "\n" + commandOn("recover", path) + " shows what there is";
+    const std::string choice = recover + ", and how to keep the one or the other";
     if (group.file.state() < FileState::kWithoutCrc) {
         const bool helps = isThere(group.copy.path()) || isThere(group.setAside.path());
         throw Failure(ExitCode::kFailed,
@@ -52,16 +53,14 @@ void demandSealable(const FileGroup& group) {
                                              group.copy.path() +
                                              " in its place, the whole copy of an interrupted "
                                              "save" +
-                                             recover);
+                                             choice);
     }
 }
 
 std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     std::vector<FileFinding> findings = findingsInLinesOf(file);
-    if (file.lines().empty()) {
-        findings.push_back({file.path(), {0, Harm::kLost, "nothing is in it", ""}});
-    } else if (settingsOf(file).empty()) {
-        findings.push_back({file.path(), {0, Harm::kDoubtful, "no setting is in it", ""}});
+    if (const auto nothing = nothingIn(file)) {
+        findings.push_back(*nothing);
     }
     if (const auto cut = cutLineIn(file)) {
         findings.push_back(*cut);

@@ -26,6 +26,7 @@ Result set(const Store& store, Format format, const std::string& name, const std
     const SettingPtr setting = store.find(name);
     store.demandNormalMode();
     demandWritable(setting);
+    demandSeen({setting});
     const std::string type = store.factory()->typeAsString(setting);
     const Value value = valueOf(store.factory(), type, name, text);
     changeAndSave(store, {{setting, value.value, type + "," + value.fileText}});
