@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,7 +11,9 @@
 #include "CommentedSections.h"
 #include "Files.h"
 #include "KnownDefaults.h"
+#include "OddNames.h"
 #include "Pattern.h"
+#include "RenamedSections.h"
 #include "Shell.h"
 #include "Terminal.h"
 #include "text/IniPlaces.h"
@@ -269,10 +272,34 @@ private:
     Names missing_;  ///< names of the defaults that the file does not have
 };
 
+/// Adds what tells of a line that none of the others tells of; a slip of a byte or two says more
+/// about a name.
+void addRenamings(const IniFile& file, const FactoryPtr& factory, bool hiddenOnly,
+                  std::vector<Finding>& doubts) {
+    const KnownDefaults defaults = knownDefaultsFor(file);
+    std::set<std::size_t> told;
+    for (const Finding& doubt : doubts) {
+        told.insert(doubt.line);
+    }
+    for (const OddName& odd : oddNamesIn(file, defaults)) {
+        if ((odd.isHiddenBySave || !hiddenOnly) && told.count(odd.finding.line) == 0) {
+            doubts.push_back(odd.finding);
+        }
+    }
+    for (const RenamedSection& renamed : renamedSectionsIn(file, defaults, factory)) {
+        const auto isTold = [&](const Finding& one) { return told.count(one.line) != 0; };
+        if ((renamed.isHiddenBySave || !hiddenOnly) && !isTold(renamed.finding) &&
+            std::none_of(renamed.ofSettings.begin(), renamed.ofSettings.end(), isTold)) {
+            doubts.push_back(renamed.finding);
+        }
+    }
+}
+
 }  // namespace
 
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> doubts = Doubter(file, factory).doubts();
+    addRenamings(file, factory, false, doubts);
     for (Finding& commented : commentedSectionsIn(file)) {
         doubts.push_back(std::move(commented));
     }
@@ -281,6 +308,7 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
 
 std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory) {
     std::vector<Finding> slips = Doubter(file, factory).misspeltNames();
+    addRenamings(file, factory, true, slips);
     for (Finding& commented : commentedSectionsIn(file)) {
         slips.push_back(std::move(commented));
     }
