@@ -137,6 +137,7 @@ TEST_F(T8settingsRenamed, ByteOrderMarkBeforeAKeyIsToldAndGoesAsAdvised) {
 }
 
 TEST_F(T8settingsRenamed, SaveThatHidesItTellsOfItForTheLastTime) {
+    std::filesystem::remove(path("settings/settings.ini"));
     saidOfSealed(kGeneral + "[audio]\nbass = int,0\nvolume = int8,1\n" + kTimer +
                  "sound/bass = int,5\nmedia/sound/bass = int,5\n");
     const ToolRun set = run({"set", "media/timer/sleep", "5"});

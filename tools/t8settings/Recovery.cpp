@@ -10,6 +10,7 @@
 #include "RenamedSections.h"
 #include "SetUp.h"
 #include "Terminal.h"
+#include "TextEncoding.h"
 
 namespace t8settings {
 
@@ -243,6 +244,9 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
 }
 
 Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
+    if (oddEncodingOf(damaged.text()).isWhole) {
+        return {"", {}, settingsOf(damaged), findingsInLinesOf(damaged)};
+    }
     const RightName right = rightNameOf(damaged, inForce);
     const std::optional<IniFile> renamed = withRightName(damaged, right);
     const IniFile& file = renamed ? *renamed : damaged;

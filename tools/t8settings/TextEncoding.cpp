@@ -6,11 +6,11 @@ namespace t8settings {
 
 OddEncoding oddEncodingOf(std::string_view bytes) {
     if (bytes.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-        return {"begins with a byte order mark (BOM)", "save it as UTF-8 without one"};
+        return {"begins with a byte order mark (BOM)", "save it as UTF-8 without one", false};
     }
     const std::string_view first = bytes.substr(0, 2);
     if (first == "\xFF\xFE" || first == "\xFE\xFF") {
-        return {"is UTF-16", "save it as UTF-8 without a byte order mark (BOM)"};
+        return {"is UTF-16", "save it as UTF-8 without a byte order mark (BOM)", true};
     }
     return {};
 }

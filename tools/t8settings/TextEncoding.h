@@ -16,6 +16,7 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 struct OddEncoding {
     std::string reason;
     std::string remedy;
+    bool isWhole = false;  ///< of all lines, not of the first one alone
 };
 OddEncoding oddEncodingOf(std::string_view bytes);
 

@@ -13,6 +13,7 @@
 #include "Replacement.h"
 #include "Shell.h"
 #include "Terminal.h"
+#include "WaysOut.h"
 #include "XmlFile.h"
 #include "files/FileStatus.h"
 
@@ -49,6 +50,16 @@ std::vector<std::string> entriesOf(const std::string& path, int& error) {
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+/// No command mends XML, which no program writes.
+std::string remedyForXml(const XmlFile& file, const std::string& path) {
+    if (!file.unreadable.empty() || fileBeside(path)) {
+        return "";
+    }
+    return roleOf(path) == IniFile::Role::kReadWrite
+               ? "mend it; or to go by the defaults: " + commandToMoveAway(path)
+               : "mend it";
 }
 
 }  // namespace
@@ -181,7 +192,7 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
     if (!file.error.empty()) {
         const bool isLoaded = roleOf(path) == IniFile::Role::kReadWrite && !fileBeside(path);
         add(path, file.unreadable.empty() ? Harm::kUnusable : Harm::kUnreadable,
-            file.error + (isLoaded ? "; " + fateOfXml(path) : ""), "");
+            file.error + (isLoaded ? "; " + fateOfXml(path) : ""), remedyForXml(file, path));
     }
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");
