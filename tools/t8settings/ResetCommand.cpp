@@ -10,6 +10,7 @@
 #include "Files.h"
 #include "Lasting.h"
 #include "LibraryLog.h"
+#include "MisreadDefaults.h"
 #include "Records.h"
 #include "ResetAll.h"
 
@@ -39,11 +40,13 @@ struct Wanted {
 /// The defaults files that were looked into so far.
 class Defaults {
 public:
-    explicit Defaults(const Store& store) : store_(store) {}
+    explicit Defaults(const Store& store) : store_(store), misread_(store.factory()) {}
 
-    /// The setting as its defaults file has it. Throws `Failure` when it does not.
+    /// The setting as its defaults file has it. Throws `Failure` when it does not, or when its line
+    /// there says something else.
     SettingPtr of(const SettingPtr& setting) {
         const SettingStorageFileBase& storage = storageOf(setting);
+        misread_.demandNone(*storage.filename(), setting->name());
         SettingPtr found = fileOf(storage).find(setting->name());
         if (!found) {
             throw Failure(ExitCode::kRefused,
@@ -65,6 +68,7 @@ private:
     }
 
     const Store& store_;
+    MisreadDefaults misread_;
     std::map<const SettingStorageFileBase*, std::unique_ptr<FileOnDisk>> files_;
 };
 

@@ -78,6 +78,7 @@ void Verification::verifyBelow(const std::string& base) {
     for (FileFinding& clash : nameClashesBelow(base)) {
         findings_.push_back(std::move(clash));
     }
+    noteMissingDefaults(base, storages);
     for (const auto& directory :
          Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
         verifyDirectory(directory.defaults);
@@ -163,6 +164,20 @@ void Verification::noteMissingDirectory(const StorageFiles& storage) {
     const std::string directory = Qel::Settings::files::directoryOf(storage.readWrite);
     if (!isThere(directory) && !defaultsOf(storage).readonly()) {
         missing_[directory] = Qel::Settings::files::directoryOf(storage.defaults);
+    }
+}
+
+void Verification::noteMissingDefaults(const std::string& base,
+                                       const std::vector<StorageFiles>& storages) {
+    for (const auto& directory :
+         Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
+        const auto isOfIt = [&directory](const StorageFiles& storage) {
+            return Qel::Settings::files::directoryOf(storage.readWrite) == directory.readWrite;
+        };
+        if (!mayBeThere(directory.defaults) &&
+            std::any_of(storages.begin(), storages.end(), isOfIt)) {
+            missingDefaults_[directory.defaults] = directory.readWrite;
+        }
     }
 }
 
