@@ -246,7 +246,7 @@ TEST_F(T8settingsSeal, LinesAfterTheCrcLineAreNotDroppedInSilence) {
 
 TEST_F(T8settingsSeal, EmptyFileIsNotSealed) {
     put("settings/settings.ini", "");
-    expectUnchanged(seal(), "", file_ + ": nothing is in it\n");
+    expectUnchanged(seal(), "", file_ + ": nothing is in it; ");
 }
 
 TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
