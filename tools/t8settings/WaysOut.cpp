@@ -1,7 +1,8 @@
 #include "WaysOut.h"
 
+#include <filesystem>
 #include <string_view>
-#include <sys/stat.h>
+#include <system_error>
 
 #include "Replacement.h"
 #include "Shell.h"
@@ -11,8 +12,8 @@ namespace t8settings {
 namespace {
 
 bool isLink(const std::string& path) {
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    std::error_code error;
+    return std::filesystem::is_symlink(path, error);
 }
 
 }  // namespace
