@@ -1,8 +1,7 @@
 #include "WaysOut.h"
 
-#include <filesystem>
 #include <string_view>
-#include <system_error>
+#include <unistd.h>
 
 #include "Replacement.h"
 #include "Shell.h"
@@ -12,8 +11,8 @@ namespace t8settings {
 namespace {
 
 bool isLink(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_symlink(path, error);
+    char firstByte = 0;
+    return ::readlink(path.c_str(), &firstByte, 1) >= 0;
 }
 
 }  // namespace
