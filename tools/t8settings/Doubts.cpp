@@ -84,6 +84,8 @@ public:
                       missing_.size() * unknown <= kMostComparisons;
     }
 
+    const KnownDefaults& defaults() const { return defaults_; }
+
     std::vector<Finding> doubts() const {
         std::vector<Finding> doubts;
         for (const auto& [name, line] : lines_) {
@@ -274,9 +276,8 @@ private:
 
 /// Adds what tells of a line that none of the others tells of; a slip of a byte or two says more
 /// about a name.
-void addRenamings(const IniFile& file, const FactoryPtr& factory, bool hiddenOnly,
-                  std::vector<Finding>& doubts) {
-    const KnownDefaults defaults = knownDefaultsFor(file);
+void addRenamings(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory,
+                  bool hiddenOnly, std::vector<Finding>& doubts) {
     std::set<std::size_t> told;
     for (const Finding& doubt : doubts) {
         told.insert(doubt.line);
@@ -298,8 +299,9 @@ void addRenamings(const IniFile& file, const FactoryPtr& factory, bool hiddenOnl
 }  // namespace
 
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
-    std::vector<Finding> doubts = Doubter(file, factory).doubts();
-    addRenamings(file, factory, false, doubts);
+    const Doubter doubter(file, factory);
+    std::vector<Finding> doubts = doubter.doubts();
+    addRenamings(file, doubter.defaults(), factory, false, doubts);
     for (Finding& commented : commentedSectionsIn(file)) {
         doubts.push_back(std::move(commented));
     }
@@ -307,8 +309,9 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
 }
 
 std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory) {
-    std::vector<Finding> slips = Doubter(file, factory).misspeltNames();
-    addRenamings(file, factory, true, slips);
+    const Doubter doubter(file, factory);
+    std::vector<Finding> slips = doubter.misspeltNames();
+    addRenamings(file, doubter.defaults(), factory, true, slips);
     for (Finding& commented : commentedSectionsIn(file)) {
         slips.push_back(std::move(commented));
     }

@@ -19,6 +19,8 @@ using Kind = Qel::Settings::text::IniLine::Kind;
 
 /// One key may be that of any section.
 constexpr std::size_t kFewestShared = 2;
+/// A file that shares next to nothing with its defaults has come of no slip.
+constexpr std::size_t kMostComparisons = 100000;
 
 using Lines = std::vector<const IniFile::Line*>;
 using LinesByKey = std::map<std::string, const IniFile::Line*>;
@@ -42,11 +44,17 @@ public:
             }
         }
         missing_ = sections_;
+        std::size_t unknown = 0;
         for (const IniFile::Line& line : file.lines()) {
             const auto known = defaults.settings.find(line.name);
             if (line.kind == Kind::Setting && known != defaults.settings.end()) {
-                missing_.erase(defaults_.sectionOf(known->second));
+                missing_.erase(defaults.sectionOf(known->second));
+            } else if (line.kind == Kind::Setting) {
+                ++unknown;
             }
+        }
+        if (missing_.size() * unknown > kMostComparisons) {
+            missing_.clear();
         }
     }
 
