@@ -246,7 +246,7 @@ TEST_F(T8settingsSeal, LinesAfterTheCrcLineAreNotDroppedInSilence) {
 
 TEST_F(T8settingsSeal, EmptyFileIsNotSealed) {
     put("settings/settings.ini", "");
-    expectUnchanged(seal(), "", file_ + ": nothing is in it\n");
+    expectUnchanged(seal(), "", file_ + ": nothing is in it; ");
 }
 
 TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
@@ -255,12 +255,13 @@ TEST_F(T8settingsSeal, GoodCopyMustBeSeenToFirst) {
                     file_ + " is unchanged: programs would read " + file_ +
                         ".tmp in its place, the whole copy of an interrupted save\nt8settings: "
                         "t8settings recover " +
-                        file_ + " shows what there is, and how to keep the one or the other\n");
+                        file_ + " shows what there is\nt8settings: to keep " + file_ +
+                        " instead: mv " + file_ + ".tmp ");
     EXPECT_EQ(kSealed, bytesOf("settings/settings.ini.tmp"));
     const std::string shown = run({"recover", file_}).out;
-    const std::string before = "\nTo keep the copy: t8settings recover " + file_ +
+    const std::string before = "\nTo go on with " + file_ + ".tmp: t8settings recover " + file_ +
                                " --from tmp\nTo keep " + file_ +
-                               ", when its lines are as they should be: ";
+                               " instead, when its lines are as they should be: ";
     ASSERT_THAT(shown, HasSubstr(before));
     const std::string command = shown.substr(shown.find(before) + before.size());
     EXPECT_EQ(

@@ -109,9 +109,9 @@ TEST_F(T8settingsVerify, GoodCopyIsReadInPlaceOfTheFile) {
     put("settings/settings.ini", "torn");
     const ToolRun torn = run({"verify"});
     EXPECT_THAT(torn.out, StartsWith(file + ": no CRC line; " + file +
-                                     ".tmp is read in its place; the next save mends it; "
-                                     "after a hand edit, before any save: t8settings recover " +
-                                     path("settings/settings.ini") + "\n"));
+                                     ".tmp is read in its place; the next save mends it; after a "
+                                     "hand edit, first of all: t8settings recover " +
+                                     file + "\n"));
     EXPECT_THAT(torn.out, Not(HasSubstr(".bad")));
     std::filesystem::remove(file);
     EXPECT_THAT(
@@ -211,6 +211,7 @@ TEST_F(T8settingsVerify, CopyThatASaveHasKeptIsReadAsItsStorages) {
 TEST_F(T8settingsVerify, OnlyANameThatRecoverGivesIsSaidToBeKeptByIt) {
     const std::string base = dir_.file("x.before-recover");
     std::filesystem::create_directories(base + "/settings");
+    std::filesystem::create_directories(base + "/qel-default-settings");
     testsupport::writeFile(base + "/settings/settings.ini", kSound);
     for (const char* const name : {"a.before-recovery", "b", "c.before-recover.2"}) {
         testsupport::writeFile(base + "/settings/" + name, "");
@@ -238,8 +239,9 @@ TEST_F(T8settingsVerify, XmlIsReadByTheLibrarysParser) {
 
 TEST_F(T8settingsVerify, XmlThatTheNextLoadSetsAsideIsToldSo) {
     put("settings/product.xml", "<product>");
-    EXPECT_THAT(run({"verify"}).out, HasSubstr("; the next program to load it sets it aside as " +
-                                               path("settings/product.xml") + ".bad\n"));
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr("; the next program to load it sets it aside as " +
+                          path("settings/product.xml") + ".bad; mend it; or "));
     run({"list"});
     const std::string bad = path("settings/product.xml.bad");
     EXPECT_TRUE(testsupport::exists(bad));
@@ -253,8 +255,8 @@ TEST_F(T8settingsVerify, XmlThatTheNextLoadSetsAsideIsToldSo) {
     EXPECT_EQ("1 file, all sound\n", run({"verify", bad}).out);
     EXPECT_EQ("product/model\tstring\tT8\n", runBare({"list", "--file", bad}).out);
     put("settings/product.xml", "<product>");
-    EXPECT_THAT(run({"verify"}).out,
-                HasSubstr("sets it aside as " + bad + ", in place of the one that is there\n"));
+    EXPECT_THAT(run({"verify"}).out, HasSubstr("sets it aside as " + bad +
+                                               ", in place of the one that is there; mend "));
 }
 
 TEST_F(T8settingsVerify, WhatCannotBeReadIsAFailure) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,7 +11,9 @@
 #include "CommentedSections.h"
 #include "Files.h"
 #include "KnownDefaults.h"
+#include "OddNames.h"
 #include "Pattern.h"
+#include "RenamedSections.h"
 #include "Shell.h"
 #include "Terminal.h"
 #include "text/IniPlaces.h"
@@ -61,6 +64,8 @@ public:
         mayBeSlips_ = file.storageName() == defaults_.storageName &&
                       missing_.size() * unknown <= kMostComparisons;
     }
+
+    const KnownDefaults& defaults() const { return defaults_; }
 
     std::vector<Finding> doubts() const {
         std::vector<Finding> doubts;
@@ -208,10 +213,34 @@ private:
     Names missing_;  ///< names of the defaults that the file does not have
 };
 
+/// Adds what tells of a line that none of the others tells of; a slip of a byte or two says more
+/// about a name.
+void addRenamings(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory,
+                  bool hiddenOnly, std::vector<Finding>& doubts) {
+    std::set<std::size_t> told;
+    for (const Finding& doubt : doubts) {
+        told.insert(doubt.line);
+    }
+    for (const OddName& odd : oddNamesIn(file, defaults)) {
+        if ((odd.isHiddenBySave || !hiddenOnly) && told.count(odd.finding.line) == 0) {
+            doubts.push_back(odd.finding);
+        }
+    }
+    for (const RenamedSection& renamed : renamedSectionsIn(file, defaults, factory)) {
+        const auto isTold = [&](const Finding& one) { return told.count(one.line) != 0; };
+        if ((renamed.isHiddenBySave || !hiddenOnly) && !isTold(renamed.finding) &&
+            std::none_of(renamed.ofSettings.begin(), renamed.ofSettings.end(), isTold)) {
+            doubts.push_back(renamed.finding);
+        }
+    }
+}
+
 }  // namespace
 
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
-    std::vector<Finding> doubts = Doubter(file, factory).doubts();
+    const Doubter doubter(file, factory);
+    std::vector<Finding> doubts = doubter.doubts();
+    addRenamings(file, doubter.defaults(), factory, false, doubts);
     for (Finding& commented : commentedSectionsIn(file)) {
         doubts.push_back(std::move(commented));
     }
@@ -219,7 +248,9 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
 }
 
 std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory) {
-    std::vector<Finding> slips = Doubter(file, factory).misspeltNames();
+    const Doubter doubter(file, factory);
+    std::vector<Finding> slips = doubter.misspeltNames();
+    addRenamings(file, doubter.defaults(), factory, true, slips);
     for (Finding& commented : commentedSectionsIn(file)) {
         slips.push_back(std::move(commented));
     }

@@ -7,6 +7,7 @@
 #include "Json.h"
 #include "JsonDump.h"
 #include "Shell.h"
+#include "TextEncoding.h"
 #include "TextOfValue.h"
 #include "text/IniGrammar.h"
 
@@ -33,13 +34,8 @@ bool beginsWithSetting(std::string_view bytes) {
 
 /// What was given in place of a dump, when its beginning tells; empty otherwise.
 std::string whatElse(const std::string& path, std::string_view bytes) {
-    constexpr std::string_view kMark = "\xEF\xBB\xBF";
-    if (bytes.substr(0, kMark.size()) == kMark) {
-        return "begins with a byte order mark (BOM); save it as UTF-8 without one";
-    }
-    const std::string_view first = bytes.substr(0, 2);
-    if (first == "\xFF\xFE" || first == "\xFE\xFF") {
-        return "is UTF-16; save it as UTF-8 without a byte order mark (BOM)";
+    if (const OddEncoding odd = oddEncodingOf(bytes); !odd.reason.empty()) {
+        return odd.reason + "; " + odd.remedy;
     }
     bytes = withoutBlanksInFront(bytes);
     if (bytes.empty()) {

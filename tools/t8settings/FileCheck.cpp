@@ -12,6 +12,7 @@
 #include "SetUp.h"
 #include "Shell.h"
 #include "Terminal.h"
+#include "TextEncoding.h"
 
 namespace t8settings {
 
@@ -103,6 +104,17 @@ std::vector<FileFinding> ofFile(const IniFile& file, const std::vector<Finding>&
     return ofFile;
 }
 
+/// In place of what else there is to say of the first line: nothing that can be seen is wrong with
+/// it.
+void tellOfMark(const IniFile& file, const OddEncoding& odd, std::vector<Finding>& findings) {
+    findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                  [](const Finding& finding) { return finding.line == 1; }),
+                   findings.end());
+    const bool isSetting = !file.lines().empty() && file.lines().front().kind == Kind::Setting;
+    findings.push_back(
+        {1, isSetting ? Harm::kChanged : Harm::kLost, odd.reason, withoutMark(file.path(), 1)});
+}
+
 /// That the first line calls the storage otherwise than its defaults file does.
 std::optional<Finding> otherNameIn(const IniFile& file) {
     if (!file.saysItsName()) {
@@ -155,10 +167,11 @@ void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& finding
     if (group.file.accepted() || outcome == LoadOutcome::kNotLoaded) {
         return;
     }
-    refusal->finding.remedy = outcome == LoadOutcome::kTakesCopy
-                                  ? "the next save mends it; after a hand edit, before any save: " +
+    refusal->finding.remedy = outcome != LoadOutcome::kTakesCopy ? remedyFor(group)
+                              : group.file.state() >= FileState::kWithoutCrc
+                                  ? "the next save mends it; after a hand edit, first of all: " +
                                         commandOn("recover", group.file.path())
-                                  : remedyFor(group);
+                                  : "the next save mends it";
 }
 
 std::vector<FileFinding> findingsInCopy(const FileGroup& group) {
@@ -287,12 +300,19 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file) {
 }
 
 std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr& factory) {
+    const OddEncoding odd = oddEncodingOf(file.text());
+    if (odd.isWhole) {
+        return {{file.path(), {1, Harm::kLost, odd.reason, odd.remedy}}};
+    }
     std::vector<Finding> findings = findingsInLines(file, factory);
     for (Finding& doubt : doubtsIn(file, factory)) {
         findings.push_back(std::move(doubt));
     }
     if (const auto otherName = otherNameIn(file)) {
         findings.push_back(*otherName);
+    }
+    if (!odd.reason.empty()) {
+        tellOfMark(file, odd, findings);
     }
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });

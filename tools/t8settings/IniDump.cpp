@@ -54,6 +54,14 @@ std::string nameIn(const IniFile& file, const IniFile::Line& setting) {
     return setting.name.substr(std::min(prefix, setting.name.size()));
 }
 
+/// Whether all seem to be lines of a dump, whatever else stands there.
+bool hasWholeNames(const IniFile& file) {
+    return std::all_of(file.lines().begin(), file.lines().end(), [](const IniFile::Line& line) {
+        return line.kind != Kind::Section && (line.kind != Kind::Header || line.key != "name") &&
+               (line.kind != Kind::Setting || line.key.find('/') != std::string::npos);
+    });
+}
+
 /// Why nothing can be said about its single lines, if so.
 std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     const bool hasCrc = file.crcLine() != 0 && file.role() == IniFile::Role::kReadWrite;
@@ -65,7 +73,10 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
         return DumpEntry{
             placeOf(file, file.crcLine()),
             stateOf(file) +
-                "; write \"#crc32 = false\" in its place to have the others taken as they are"};
+                (hasWholeNames(file)
+                     ? "; a dump has none: delete it to have the others taken as they are"
+                     : "; write \"#crc32 = false\" in its place to have the others "
+                       "taken as they are")};
     }
     if (const auto misplaced = misplacedNameIn(file)) {
         return DumpEntry{placeOf(file, misplaced->line), textOf(*misplaced)};

@@ -1,5 +1,7 @@
 #include "KnownDefaults.h"
 
+#include <cstddef>
+
 #include "Files.h"
 
 namespace t8settings {
@@ -9,6 +11,13 @@ namespace {
 using Kind = Qel::Settings::text::IniLine::Kind;
 
 }  // namespace
+
+std::string KnownDefaults::sectionOf(const IniFile::Line& setting) const {
+    const std::size_t root = storageName.size() + 1;
+    const std::size_t around = root + setting.key.size() + 1;
+    return setting.name.size() > around ? setting.name.substr(root, setting.name.size() - around)
+                                        : "";
+}
 
 KnownDefaults knownDefaultsFor(const IniFile& file) {
     KnownDefaults known;

@@ -17,6 +17,9 @@ struct KnownDefaults {
     std::set<std::string> sections;
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }
+
+    /// The section that one of the settings stands in; empty for none.
+    std::string sectionOf(const IniFile::Line& setting) const;
 };
 
 /// Those for a settings file, or for one that lies beside it; none for a defaults file.

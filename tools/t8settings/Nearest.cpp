@@ -107,6 +107,17 @@ std::string whatBeginsSo(const std::string& name, const std::vector<std::string>
                        : "";
 }
 
+/// For a command that takes names alone.
+std::string whatMatches(const Pattern& pattern, const std::vector<std::string>& names) {
+    const bool isPattern =
+        pattern.isGlob() && std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+            return pattern.matches(name);
+        });
+    return isPattern ? "\na whole name is needed here, and no pattern; what matches: " +
+                           commandOnName("list", pattern.text())
+                     : "";
+}
+
 }  // namespace
 
 std::vector<std::string> nearestNames(const Pattern& wanted,
@@ -142,10 +153,13 @@ ExitCode remarkThatNothingMatches(const Pattern& pattern, const std::vector<std:
 
 Failure noSuch(const std::string& kind, const std::string& name,
                const std::vector<std::string>& names) {
-    const std::string beginning = whatBeginsSo(name, names);
+    std::string hint = whatBeginsSo(name, names);
+    if (hint.empty() && kind == "setting") {
+        hint = whatMatches(Pattern::ofNames(name), names);
+    }
     return {ExitCode::kUnknownName,
             "no such " + kind + ": " + inQuotes(name) +
-                (beginning.empty() ? didYouMean(Pattern::exactly(name), names) : beginning)};
+                (hint.empty() ? didYouMean(Pattern::exactly(name), names) : hint)};
 }
 
 }  // namespace t8settings

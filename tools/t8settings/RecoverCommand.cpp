@@ -11,6 +11,7 @@
 #include "Shell.h"
 #include "Table.h"
 #include "Terminal.h"
+#include "WaysOut.h"
 
 namespace t8settings {
 
@@ -82,11 +83,31 @@ std::string adviceOn(const IniFile& file) {
     if (file.state() < FileState::kWithoutCrc) {
         return "Without it a load goes by the defaults: move it away.\n";
     }
-    return "When its lines are as they should be: " + visible(commandOn("seal", path)) +
-           "\nOtherwise, to put back what can be read of it: mv " +
+    const std::string mended =
+        settingsOf(file).empty()
+            ? ""
+            : "When its lines are as they should be: " + visible(commandOn("seal", path)) + "\n";
+    if (salvageOf(file, file).settings.empty()) {
+        return mended + "Nothing of it can be put back. To go by the defaults: " +
+               visible(commandToMoveAway(path)) + "\n";
+    }
+    return mended + "Otherwise, to put back what can be read of it: mv " +
            visible(shellPath(path) + " " + shellPath(setAsideOf(path)) + "; " +
                    commandOn("recover", path)) +
            " --from bad\n";
+}
+
+/// What to do about a file that no load takes because its copy is read in its place.
+std::string adviceOnCopy(const FileGroup& group) {
+    const std::string& path = group.file.path();
+    if (takenByLoad(group) != &group.copy || group.file.accepted() ||
+        group.file.state() < FileState::kWithoutCrc) {
+        return "";
+    }
+    return "To go on with " + visible(group.copy.path()) + ": " +
+           visible(commandOn("recover", path)) + " --from tmp\nTo keep " + visible(path) +
+           " instead, when its lines are as they should be: " + visible(commandsToKeepFile(group)) +
+           "\n";
 }
 
 /// What lies there in the place of a file and is none is in the way of the next load or save.
@@ -101,23 +122,6 @@ std::string adviceOnWhatIsNoFile(const std::vector<Member>& members) {
         }
     }
     return advice;
-}
-
-/// How to keep the copy or the file, of which a load takes the copy.
-std::string adviceOnCopy(const FileGroup& group) {
-    if (takenByLoad(group) != &group.copy || group.file.state() < FileState::kWithoutCrc) {
-        return "";
-    }
-    const std::string& path = group.file.path();
-    const std::string& copy = group.copy.path();
-    const bool isDefaults = group.file.role() == IniFile::Role::kDefaults;
-    return (isDefaults
-                ? ""
-                : "To keep the copy: " + visible(commandOn("recover", path)) + " --from tmp\n") +
-           "To keep " +
-           visible(path + ", when its lines are as they should be: mv " + shellPath(copy) + " " +
-                   shellPath(nameToKeep(copy)) + " && " + commandOn("seal", path)) +
-           "\n";
 }
 
 std::string textOf(const FileGroup& group) {
@@ -136,8 +140,8 @@ std::string textOf(const FileGroup& group) {
         return text + "No file lies beside it.\n" + adviceOn(group.file);
     }
     const std::vector<Difference> differences = differencesOf(files);
-    return text + (differences.empty() ? "No setting differs.\n" : tableOf(files, differences)) +
-           adviceOnCopy(group);
+    text += differences.empty() ? "No setting differs.\n" : tableOf(files, differences);
+    return text + adviceOnCopy(group);
 }
 
 Json jsonOf(const Member& member) {

@@ -7,8 +7,10 @@
 
 #include "HeaderLosses.h"
 #include "KnownDefaults.h"
+#include "RenamedSections.h"
 #include "SetUp.h"
 #include "Terminal.h"
+#include "TextEncoding.h"
 
 namespace t8settings {
 
@@ -40,8 +42,28 @@ void addStrays(const IniFile& file, const StrayLines& strays, std::vector<FileFi
         [](const FileFinding& a, const FileFinding& b) { return a.finding.line < b.finding.line; });
 }
 
+/// What is told of a section once stands for its settings: a section line that stayed behind would
+/// leave them to the section before.
+void tellOfEachRenamed(const IniFile& file, std::vector<FileFinding>& findings) {
+    for (const RenamedSection& renamed :
+         renamedSectionsIn(file, knownDefaultsFor(file), setUpWithoutFiles().types)) {
+        const auto ofAll =
+            std::find_if(findings.begin(), findings.end(), [&](const FileFinding& finding) {
+                return finding.finding.line == renamed.finding.line &&
+                       finding.finding.reason == renamed.finding.reason;
+            });
+        if (ofAll != findings.end()) {
+            findings.erase(ofAll);
+            for (const Finding& ofOne : renamed.ofSettings) {
+                findings.push_back({file.path(), ofOne});
+            }
+        }
+    }
+}
+
 std::vector<FileFinding> leftOutOf(const IniFile& file) {
     std::vector<FileFinding> leftOut = findingsInLinesOf(file);
+    tellOfEachRenamed(file, leftOut);
     const bool whole = file.state() >= FileState::kUnchecked;
     Numbers misread;
     const FactoryPtr& factory = setUpWithoutFiles().types;
@@ -211,6 +233,9 @@ std::vector<Difference> differencesOf(const std::vector<Member>& members) {
 }
 
 Salvage salvageOf(const IniFile& damaged, const IniFile& inForce) {
+    if (oddEncodingOf(damaged.text()).isWhole) {
+        return {"", {}, settingsOf(damaged), findingsInLinesOf(damaged)};
+    }
     const RightName right = rightNameOf(damaged, inForce);
     const std::optional<IniFile> renamed = withRightName(damaged, right);
     const IniFile& file = renamed ? *renamed : damaged;

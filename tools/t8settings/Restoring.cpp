@@ -10,6 +10,7 @@
 #include "SetUp.h"
 #include "Shell.h"
 #include "Terminal.h"
+#include "WaysOut.h"
 
 namespace t8settings {
 
@@ -179,6 +180,9 @@ Result restore(const RestoreOptions& options, const std::string& marker, Format 
     const std::uint32_t crc =
         replaceKeeping(plan.kept, {group, plan.salvage.text, source.path()}, lock);
     warnOfMisread(options.path);
+    if (const std::string lost = linkLostTo(options.path, source.path()); !lost.empty()) {
+        complain("warning: " + lost);
+    }
     return report(group, source, plan, crc, format);
 }
 

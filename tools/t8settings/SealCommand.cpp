@@ -11,6 +11,7 @@
 #include "SetUp.h"
 #include "Shell.h"
 #include "Terminal.h"
+#include "WaysOut.h"
 
 namespace t8settings {
 
@@ -49,15 +50,24 @@ void demandSealable(const FileGroup& group) {
                       path + ": " + stateOf(group.file) + (helps ? recover : ""));
     }
     if (group.copy.accepted()) {
-        throw Failure(ExitCode::kFailed, path + " is unchanged: programs would read " +
-                                             group.copy.path() +
-                                             " in its place, the whole copy of an interrupted "
-                                             "save" +
-                                             choice);
+        throw Failure(ExitCode::kFailed,
+                      path + " is unchanged: programs would read " + group.copy.path() +
+                          " in its place, the whole copy of an interrupted "
+                          "save" +
+                          recover + "\nto keep " + path + " instead: " + commandsToKeepFile(group));
     }
 }
 
 std::vector<FileFinding> findingsToSeal(const IniFile& file) {
+    if (isBlank(file)) {
+        return {{file.path(),
+                 {0, Harm::kLost,
+                  std::string("nothing ") +
+                      (file.text().empty() ? "" : "but blanks and zero bytes ") + "is in it",
+                  file.role() == IniFile::Role::kDefaults
+                      ? ""
+                      : "to go by the defaults: " + commandToMoveAway(file.path())}}};
+    }
     std::vector<FileFinding> findings = findingsInLinesOf(file);
     if (const auto nothing = nothingIn(file)) {
         findings.push_back(*nothing);
@@ -98,9 +108,10 @@ void demandSoundLines(const IniFile& file, bool force) {
     if (!grave.empty()) {
         throw Failure(ExitCode::kFailed,
                       grave + file.path() + " is unchanged: " +
-                          (mayBeForced ? "mend these lines; --force seals it as it is"
-                           : force     ? "no program could load it"
-                                       : "mend these lines; no program could load it as it is"));
+                          (isBlank(file) ? "it has no lines to mend; --force seals it as it is"
+                           : mayBeForced ? "mend these lines; --force seals it as it is"
+                           : force       ? "no program could load it"
+                                         : "mend these lines; no program could load it as it is"));
     }
 }
 

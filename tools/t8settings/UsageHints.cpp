@@ -8,6 +8,7 @@
 
 #include "LineSoFar.h"
 #include "Nearest.h"
+#include "Shell.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -175,6 +176,31 @@ bool isQuestionOfAShell(int argc, const char* const* argv) {
     return argc > 1 && std::string_view(argv[1]) == "complete";
 }
 
+/// For "set NAME=TEXT" and "set NAME = TEXT": the line as it is to be; empty for any other.
+std::string lineWithoutEquals(const CLI::App& app, const std::vector<std::string>& words) {
+    const std::vector<std::string> arguments = LineSoFar(app, words).arguments();
+    const std::string first = arguments.empty() ? "" : arguments.front();
+    const std::size_t equals = first.find('=');
+    const bool isOneWord = arguments.size() == 1 && equals != std::string::npos;
+    const bool isThree = arguments.size() == 3 && arguments[1] == "=";
+    if (chain(app).back()->get_name() != "set" || (!isOneWord && !isThree)) {
+        return "";
+    }
+    const std::string text = isOneWord ? first.substr(equals + 1) : arguments.back();
+    std::string line = "t8settings";
+    std::vector<std::string> before;
+    std::size_t argumentsBefore = 0;
+    for (const std::string& word : words) {
+        before.push_back(word);
+        const LineSoFar upTo(app, before);
+        const bool isArgument = upTo.arguments().size() > argumentsBefore;
+        argumentsBefore = upTo.arguments().size();
+        line += isArgument || word == "--" ? "" : " " + shellWord(word);
+    }
+    return line + " " + (text.substr(0, 1) == "-" || text == "++" ? "-- " : "") +
+           shellArgument(first.substr(0, equals)) + " " + shellWord(text);
+}
+
 }  // namespace
 
 void demandValues(const CLI::App& app, int argc, const char* const* argv) {
@@ -231,6 +257,9 @@ Failure noCommand(const CLI::App& app) {
 Failure badCommandLine(const CLI::App& app, const CLI::ParseError& error,
                        const std::vector<std::string>& words) {
     const std::optional<std::string> stray = strayWord(app);
+    if (const std::string line = lineWithoutEquals(app, words); !line.empty()) {
+        return badUsage(app, "no \"=\" goes between NAME and TEXT\ndid you mean " + line + "?");
+    }
     if (stray && stray->substr(0, 1) == "-") {
         return badUsage(app, onOption(app, error, *stray));
     }

@@ -13,6 +13,7 @@
 #include "Replacement.h"
 #include "Shell.h"
 #include "Terminal.h"
+#include "WaysOut.h"
 #include "XmlFile.h"
 #include "files/FileStatus.h"
 
@@ -51,6 +52,16 @@ std::vector<std::string> entriesOf(const std::string& path, int& error) {
     return names;
 }
 
+/// No command mends XML, which no program writes.
+std::string remedyForXml(const XmlFile& file, const std::string& path) {
+    if (!file.unreadable.empty() || fileBeside(path)) {
+        return "";
+    }
+    return roleOf(path) == IniFile::Role::kReadWrite
+               ? "mend it; or to go by the defaults: " + commandToMoveAway(path)
+               : "mend it";
+}
+
 }  // namespace
 
 void Verification::verifyBelow(const std::string& base) {
@@ -67,6 +78,7 @@ void Verification::verifyBelow(const std::string& base) {
     for (FileFinding& clash : nameClashesBelow(base)) {
         findings_.push_back(std::move(clash));
     }
+    noteMissingDefaults(base, storages);
     for (const auto& directory :
          Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
         verifyDirectory(directory.defaults);
@@ -155,6 +167,20 @@ void Verification::noteMissingDirectory(const StorageFiles& storage) {
     }
 }
 
+void Verification::noteMissingDefaults(const std::string& base,
+                                       const std::vector<StorageFiles>& storages) {
+    for (const auto& directory :
+         Qel::Settings::files::storageDirectories(endsWith(base, "/") ? base : base + "/")) {
+        const auto isOfIt = [&directory](const StorageFiles& storage) {
+            return Qel::Settings::files::directoryOf(storage.readWrite) == directory.readWrite;
+        };
+        if (!mayBeThere(directory.defaults) &&
+            std::any_of(storages.begin(), storages.end(), isOfIt)) {
+            missingDefaults_[directory.defaults] = directory.readWrite;
+        }
+    }
+}
+
 void Verification::verifyGroup(const FileGroup& group) {
     for (const IniFile* const file : {&group.file, &group.copy, &group.newCopy, &group.setAside}) {
         addFile(*file);
@@ -181,7 +207,7 @@ void Verification::verifyXml(const std::string& storage, const std::string& path
     if (!file.error.empty()) {
         const bool isLoaded = roleOf(path) == IniFile::Role::kReadWrite && !fileBeside(path);
         add(path, file.unreadable.empty() ? Harm::kUnusable : Harm::kUnreadable,
-            file.error + (isLoaded ? "; " + fateOfXml(path) : ""), "");
+            file.error + (isLoaded ? "; " + fateOfXml(path) : ""), remedyForXml(file, path));
     }
     for (const std::string& rejected : file.rejected) {
         add(path, Harm::kLost, rejected, "t8settings types shows all types");

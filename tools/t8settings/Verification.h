@@ -37,6 +37,10 @@ public:
     /// until then: nothing is amiss with that in a store that is only read.
     const std::map<std::string, std::string>& missing() const { return missing_; }
 
+    /// Directories of defaults that are not there, each with that of the files that go without, as
+    /// they may in a store that was never to have any.
+    const std::map<std::string, std::string>& missingDefaults() const { return missingDefaults_; }
+
 private:
     void verifyStorage(const StorageFiles& storage);
     void verifyIni(const StorageFiles& storage);
@@ -44,6 +48,8 @@ private:
     void verifyXml(const std::string& storage, const std::string& path);
     /// Notes that nothing of the storage can be saved.
     void noteMissingDirectory(const StorageFiles& storage);
+    /// Notes directories without that of their defaults.
+    void noteMissingDefaults(const std::string& base, const std::vector<StorageFiles>& storages);
     /// Whether the directory can be read; if not, that is its only finding.
     bool canRead(const std::string& directory);
     void verifyDirectory(const std::string& path);
@@ -62,6 +68,7 @@ private:
     std::vector<FileFinding> findings_;
     std::vector<std::string> kept_;
     std::map<std::string, std::string> missing_;
+    std::map<std::string, std::string> missingDefaults_;
     NameClashes clashes_;
     std::map<std::string, bool> canRead_;  ///< by directory
     std::set<std::string> known_;          ///< paths of the storages' files

@@ -40,6 +40,11 @@ std::string textOf(const Verification& verification) {
         note.append(" can be saved without it");
         notes += visible(note) + "\n";
     }
+    for (const auto& [directory, readWrite] : verification.missingDefaults()) {
+        std::string note = directory;
+        note.append(": not there, and nothing in ").append(readWrite).append(" has a default");
+        notes += visible(note) + "\n";
+    }
     for (const std::string& path : verification.kept()) {
         notes += visible(path) + ": kept by seal or recover; delete it when nobody needs it\n";
     }
@@ -68,6 +73,12 @@ Json jsonOf(const Verification& verification) {
         Json row;
         addBytes(row, "directory", directory);
         addBytes(row, "defaults", defaults);
+        json["missing"].push_back(row);
+    }
+    for (const auto& [directory, readWrite] : verification.missingDefaults()) {
+        Json row;
+        addBytes(row, "directory", directory);
+        addBytes(row, "readWrite", readWrite);
         json["missing"].push_back(row);
     }
     return json;
