@@ -28,6 +28,7 @@
 #include "Progress.h"
 #include "Recovery.h"
 #include "Terminal.h"
+#include "TextOfValue.h"
 #include "files/WholeFile.h"
 
 namespace t8settings {
@@ -73,10 +74,6 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
-std::string typeAndTextOf(const Store& store, const SettingPtr& setting) {
-    return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
-}
-
 /// The storage's settings as they are meant to be.
 SettingTexts textsAfter(const Store& store, const Changes& changes) {
     SettingTexts texts = textsOf(storageOf(changes.front().setting), store.factory());
@@ -113,16 +110,23 @@ std::set<std::string> namesOf(const Changes& changes) {
     return names;
 }
 
-/// Whether a line of the file in force says one of those that are the same in other words, be they
-/// right or wrong.
-bool isSaidOtherwise(const Changes& changes, const FileGroup& group) {
-    const IniFile* const taken = takenByLoad(group);
-    std::unordered_map<std::string_view, std::string_view> texts;
+/// Texts of settings in the form of the files, by their names.
+using Texts = std::unordered_map<std::string_view, std::string_view>;
+
+/// Those of the settings that have them already.
+Texts textsOfSame(const Store& store, const Changes& changes) {
+    Texts texts;
     for (const Change& change : changes) {
-        if (change.isSame) {
-            texts[change.setting->name()] = change.typeAndText;
+        if (change.typeAndText == typeAndTextOf(change.setting, store.factory())) {
+            texts.emplace(change.setting->name(), change.typeAndText);
         }
     }
+    return texts;
+}
+
+/// Whether a line of the file in force says one of them in other words, be they right or wrong.
+bool isSaidOtherwise(const Texts& texts, const FileGroup& group) {
+    const IniFile* const taken = takenByLoad(group);
     return taken != nullptr && std::any_of(taken->lines().begin(), taken->lines().end(),
                                            [&texts](const IniFile::Line& line) {
                                                const auto text = texts.find(line.name);
@@ -131,31 +135,8 @@ bool isSaidOtherwise(const Changes& changes, const FileGroup& group) {
                                            });
 }
 
-/// All are of one storage. What is the same need not be written unless its line is misread.
-Changes worthSaving(const Store& store, const Changes& changes) {
-    const SettingStorageFileBase& storage = storageOf(changes.front().setting);
-    const FileGroup group = groupAt(*storage.rwFilename());
-    const auto mended = isSaidOtherwise(changes, group)
-                            ? mendedBySave(group, namesOf(changes), store.factory())
-                            : std::set<std::string>();
-    Changes worth;
-    for (const Change& change : changes) {
-        if (!change.isSame || mended.count(change.setting->name()) != 0) {
-            worth.push_back(change);
-        }
-    }
-    return worth;
-}
-
-/// Whether a file with a right CRC says all of it in the form of a save: it is written no more.
-bool isSaidAlready(const Store& store, const Changes& changes) {
-    const auto isOfNow = [&store](const Change& change) {
-        return typeAndTextOf(store, change.setting) == change.typeAndText;
-    };
-    if (!std::all_of(changes.begin(), changes.end(), isOfNow)) {
-        return false;
-    }
-    const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
+/// Whether a file with a right CRC says all of it in the form of a save.
+bool isSaidAlready(const Changes& changes, const FileGroup& group) {
     const IniFile* const taken = takenByLoad(group);
     if (taken != &group.file || taken->state() != FileState::kSealed) {
         return false;
@@ -165,6 +146,27 @@ bool isSaidAlready(const Store& store, const Changes& changes) {
         const auto found = said.find(change.setting->name());
         return found != said.end() && found->second == change.typeAndText;
     });
+}
+
+/// All are of one storage. Of settings that have their values already those that somebody set or
+/// whose lines are misread, unless the file needs no save for them.
+Changes worthSaving(const Store& store, const Changes& changes) {
+    const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
+    const Texts same = textsOfSame(store, changes);
+    const auto mended = isSaidOtherwise(same, group)
+                            ? mendedBySave(group, namesOf(changes), store.factory())
+                            : std::set<std::string>();
+    Changes worth;
+    for (const Change& change : changes) {
+        const std::string& name = change.setting->name();
+        if (same.count(name) == 0 || change.evenIfSame || mended.count(name) != 0) {
+            worth.push_back(change);
+        }
+    }
+    const bool areSame = std::all_of(worth.begin(), worth.end(), [&same](const Change& change) {
+        return same.count(change.setting->name()) != 0;
+    });
+    return areSame && isSaidAlready(worth, group) ? Changes() : worth;
 }
 
 using ByStorage = std::map<std::pair<std::string, const SettingStorageFileBase*>, Changes>;
@@ -179,8 +181,7 @@ ByStorage toSave(const Store& store, const Changes& changes) {
     for (auto ofStorage = byStorage.begin(); ofStorage != byStorage.end();) {
         Changes& worth = ofStorage->second;
         worth = worthSaving(store, worth);
-        const bool isIdle = worth.empty() || isSaidAlready(store, worth);
-        ofStorage = isIdle ? byStorage.erase(ofStorage) : std::next(ofStorage);
+        ofStorage = worth.empty() ? byStorage.erase(ofStorage) : std::next(ofStorage);
     }
     return byStorage;
 }
@@ -268,8 +269,8 @@ struct Before {
     Before(const Store& store, const Changes& changes)
         : storage(storageOf(changes.front().setting)), files(storage) {
         for (const Change& change : changes) {
-            opposite.push_back(
-                {change.setting, change.setting->value(), typeAndTextOf(store, change.setting)});
+            opposite.push_back({change.setting, change.setting->value(),
+                                typeAndTextOf(change.setting, store.factory())});
         }
     }
 

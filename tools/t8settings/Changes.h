@@ -15,9 +15,9 @@ struct Change {
     SettingPtr setting;
     boost::any value;
     std::string typeAndText;  ///< type name, "," and text, in the form of the files
-    /// The setting has this value already: a save is for the file alone, if its line there says
-    /// something else.
-    bool isSame = false;
+    /// Somebody set it: the file is to say it even if the setting has this value already, be it by
+    /// its default. Of others that have their values already a save mends misread lines alone.
+    bool evenIfSame = false;
 };
 
 /// Throws `Failure` for a setting that takes no changes.

@@ -168,8 +168,7 @@ std::string textOf(const Loss& loss) {
 SettingTexts textsOf(const SettingStorageFileBase& storage, const FactoryPtr& factory) {
     SettingTexts texts;
     for (const SettingPtr& setting : storage.snapshot()) {
-        texts.emplace(setting->name(),
-                      factory->typeAsString(setting) + "," + factory->valueAsString(setting));
+        texts.emplace(setting->name(), typeAndTextOf(setting, factory));
     }
     return texts;
 }

@@ -94,9 +94,7 @@ private:
         if (storageOf(setting).readonly()) {
             return std::nullopt;
         }
-        const auto& factory = store_.factory();
-        return Change{setting, setting->value(),
-                      factory->typeAsString(setting) + "," + factory->valueAsString(setting), true};
+        return Change{setting, setting->value(), typeAndTextOf(setting, store_.factory())};
     }
 
     SettingPtr settingCalled(const std::string& name) {

@@ -125,18 +125,13 @@ std::vector<SettingPtr> settingsCalled(const Store& store, const std::vector<std
     return settings;
 }
 
-std::string typeAndText(const Store& store, const SettingPtr& setting) {
-    return store.factory()->typeAsString(setting) + "," + store.factory()->valueAsString(setting);
-}
-
 std::vector<Change> changesToDefaults(const Store& store, const std::vector<SettingPtr>& settings) {
     Defaults defaults(store);
     std::vector<Change> changes;
     for (const SettingPtr& setting : settings) {
         demandWritable(setting);
         const SettingPtr byDefault = defaults.of(setting);
-        const std::string text = typeAndText(store, byDefault);
-        changes.push_back({setting, byDefault->value(), text, text == typeAndText(store, setting)});
+        changes.push_back({setting, byDefault->value(), typeAndTextOf(byDefault, store.factory())});
     }
     return changes;
 }

@@ -29,7 +29,7 @@ Result set(const Store& store, Format format, const std::string& name, const std
     demandSeen({setting});
     const std::string type = store.factory()->typeAsString(setting);
     const Value value = valueOf(store.factory(), type, name, text);
-    changeAndSave(store, {{setting, value.value, type + "," + value.fileText}});
+    changeAndSave(store, {{setting, value.value, type + "," + value.fileText, true}});
     const Record record = recordOf(store, setting);
     Result result;
     result.output = format == Format::kJson ? textOfJson(jsonOf(record))

@@ -104,6 +104,10 @@ bool endsInBackslash(std::string_view fileText) {
 
 }  // namespace
 
+std::string typeAndTextOf(const SettingPtr& setting, const FactoryPtr& factory) {
+    return factory->typeAsString(setting) + "," + factory->valueAsString(setting);
+}
+
 std::string textForPeople(const std::string& type, const std::string& fileText) {
     return type == kString ? StrConv::unescapeString(fileText) : fileText;
 }
@@ -127,9 +131,7 @@ std::optional<Outcome> outcomeOf(const FactoryPtr& factory, const std::string& t
 std::optional<std::string> readFromFile(const FactoryPtr& factory, const std::string& type,
                                         const std::string& name, const std::string& fileText) {
     const SettingPtr setting = created(factory, type, name, fileText);
-    return setting ? std::optional(factory->typeAsString(setting) + "," +
-                                   factory->valueAsString(setting))
-                   : std::nullopt;
+    return setting ? std::optional(typeAndTextOf(setting, factory)) : std::nullopt;
 }
 
 Value valueOf(const FactoryPtr& factory, const std::string& type, const std::string& name,

@@ -15,6 +15,9 @@ struct Value {
     std::string fileText;
 };
 
+/// Type name, "," and text of a setting, as a save writes them.
+std::string typeAndTextOf(const SettingPtr& setting, const FactoryPtr& factory);
+
 /// The text that people read and write for a value: the form of the files, except for a string,
 /// which is simply itself.
 std::string textForPeople(const std::string& type, const std::string& fileText);
