@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <set>
+#include <map>
 
 #include "KnownDefaults.h"
 
@@ -22,13 +22,8 @@ std::string sectionIn(const IniFile::Line& comment) {
 
 class CommentFinder {
 public:
-    explicit CommentFinder(const IniFile& file) : file_(file), defaults_(knownDefaultsFor(file)) {
-        for (const IniFile::Line& line : file.lines()) {
-            if (line.kind == Kind::Setting) {
-                names_.insert(line.name);
-            }
-        }
-    }
+    explicit CommentFinder(const IniFile& file)
+        : file_(file), defaults_(knownDefaultsFor(file)), settings_(settingsByName(file)) {}
 
     std::vector<Finding> commentedSections() const {
         std::vector<Finding> commented;
@@ -52,12 +47,12 @@ public:
 private:
     bool isOfSection(const IniFile::Line& line, const std::string& section) const {
         const std::string name = file_.storageName() + "/" + section + "/" + line.key;
-        return !defaults_.has(line.name) && defaults_.has(name) && names_.count(name) == 0;
+        return !defaults_.has(line.name) && defaults_.has(name) && settings_.count(name) == 0;
     }
 
     const IniFile& file_;
     const KnownDefaults defaults_;
-    std::set<std::string> names_;
+    const std::map<std::string, const IniFile::Line*> settings_;
 };
 
 }  // namespace

@@ -47,12 +47,10 @@ struct Slip {
 class Doubter {
 public:
     Doubter(const IniFile& file, const FactoryPtr& factory)
-        : file_(file), factory_(factory), defaults_(knownDefaultsFor(file)) {
-        for (const IniFile::Line& line : file.lines()) {
-            if (line.kind == Kind::Setting) {
-                lines_[line.name] = &line;
-            }
-        }
+        : file_(file),
+          factory_(factory),
+          defaults_(knownDefaultsFor(file)),
+          lines_(settingsByName(file)) {
         const auto isUnknown = [this](const auto& one) { return !defaults_.has(one.first); };
         const auto unknown =
             static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), isUnknown));

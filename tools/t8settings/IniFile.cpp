@@ -146,4 +146,14 @@ void IniFile::readHeader(const text::IniWalk& walk, std::string& prefix) {
     }
 }
 
+std::map<std::string, const IniFile::Line*> settingsByName(const IniFile& file) {
+    std::map<std::string, const IniFile::Line*> settings;
+    for (const IniFile::Line& line : file.lines()) {
+        if (line.kind == Kind::Setting) {
+            settings[line.name] = &line;
+        }
+    }
+    return settings;
+}
+
 }  // namespace t8settings

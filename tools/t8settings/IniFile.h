@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -121,6 +122,10 @@ private:
     bool losesLinesAfterCrcLine_ = false;
     bool isCrcLineOpen_ = false;
 };
+
+/// The last line of each setting that the file has one for, by the setting's name. The file must
+/// outlive it.
+std::map<std::string, const IniFile::Line*> settingsByName(const IniFile& file);
 
 }  // namespace t8settings
 

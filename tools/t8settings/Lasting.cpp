@@ -25,10 +25,8 @@ std::set<std::string> knownNamesOf(const IniFile& file) {
     for (const auto& known : knownDefaultsFor(file).settings) {
         names.insert(known.first);
     }
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Setting) {
-            names.insert(line.name);
-        }
+    for (const auto& own : settingsByName(file)) {
+        names.insert(own.first);
     }
     return names;
 }

@@ -1,5 +1,6 @@
 #include "OddNames.h"
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -23,13 +24,7 @@ std::string belowSection(const std::string& section) {
 class OddNameFinder {
 public:
     OddNameFinder(const IniFile& file, const KnownDefaults& defaults)
-        : file_(file), defaults_(defaults) {
-        for (const IniFile::Line& line : file.lines()) {
-            if (line.kind == Kind::Setting) {
-                lineOf_[line.name] = line.number;
-            }
-        }
-    }
+        : file_(file), defaults_(defaults), lines_(settingsByName(file)) {}
 
     std::vector<OddName> oddNames() const {
         std::vector<OddName> odd;
@@ -83,7 +78,7 @@ private:
             return std::nullopt;
         }
         const std::string ofPart = defaults_.sectionOf(part->second);
-        const bool isLacking = lineOf_.count(part->first) == 0;
+        const bool isLacking = lines_.count(part->first) == 0;
         return !ofPart.empty() && (isLacking || ofPart == section)
                    ? MaybeOdd(oddName(line, part->second, ofPart != section))
                    : std::nullopt;
@@ -91,21 +86,21 @@ private:
 
     OddName oddName(const IniFile::Line& line, const IniFile::Line& known,
                     bool isHiddenBySave) const {
-        const auto other = lineOf_.find(known.name);
-        return {
-            {line.number, Harm::kDoubtful,
-             visible(line.name) + " is not in " + defaults_.path + ", which has " +
-                 visible(known.name),
-             other == lineOf_.end() ? "if that is meant, write it as " + shellWord(known.key) +
-                                          " " + belowSection(defaults_.sectionOf(known))
-                                    : "if that is meant, change line " +
-                                          std::to_string(other->second) + " and delete this one"},
-            isHiddenBySave};
+        const auto other = lines_.find(known.name);
+        return {{line.number, Harm::kDoubtful,
+                 visible(line.name) + " is not in " + defaults_.path + ", which has " +
+                     visible(known.name),
+                 other == lines_.end()
+                     ? "if that is meant, write it as " + shellWord(known.key) + " " +
+                           belowSection(defaults_.sectionOf(known))
+                     : "if that is meant, change line " + std::to_string(other->second->number) +
+                           " and delete this one"},
+                isHiddenBySave};
     }
 
     const IniFile& file_;
     const KnownDefaults& defaults_;
-    std::map<std::string, std::size_t> lineOf_;
+    const std::map<std::string, const IniFile::Line*> lines_;
 };
 
 }  // namespace

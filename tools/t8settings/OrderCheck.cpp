@@ -42,11 +42,11 @@ Moves movesOf(const std::string& root, const std::set<std::string>& names,
 class OrderChecker {
 public:
     explicit OrderChecker(const IniFile& file)
-        : root_(file.storageName() + "/"), defaults_(knownDefaultsFor(file)) {
+        : root_(file.storageName() + "/"),
+          defaults_(knownDefaultsFor(file)),
+          lines_(settingsByName(file)) {
         for (const IniFile::Line& line : file.lines()) {
-            if (line.kind == Kind::Setting) {
-                lineOf_[line.name] = line.number;
-            } else if (line.kind == Kind::Section) {
+            if (line.kind == Kind::Section) {
                 sections_.insert(line.key);
             }
         }
@@ -61,7 +61,7 @@ public:
             names.insert(known.first);
         }
         const Moves told = movesOf(root_, names, defaults_.sections);
-        for (const auto& own : lineOf_) {
+        for (const auto& own : lines_) {
             names.insert(own.first);
         }
         std::set<std::string> sections = sections_;
@@ -69,9 +69,9 @@ public:
         std::vector<Finding> findings;
         std::map<std::string, std::vector<std::string>> ofDefaults;
         for (const auto& [name, section] : movesOf(root_, names, sections)) {
-            const auto own = lineOf_.find(name);
-            if (own != lineOf_.end()) {
-                findings.push_back(ownMove(own->second, name, section));
+            const auto own = lines_.find(name);
+            if (own != lines_.end()) {
+                findings.push_back(ownMove(own->second->number, name, section));
             } else if (told.count(name) == 0) {
                 ofDefaults[section].push_back(name);
             }
@@ -123,7 +123,7 @@ private:
 
     std::string root_;
     KnownDefaults defaults_;
-    std::map<std::string, std::size_t> lineOf_;
+    std::map<std::string, const IniFile::Line*> lines_;
     std::set<std::string> sections_;
 };
 

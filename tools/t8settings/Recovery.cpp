@@ -190,10 +190,8 @@ const IniFile* memberCalled(const std::string& word, const FileGroup& group) {
 
 SettingLines settingsOf(const IniFile& file) {
     SettingLines settings;
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Setting) {
-            settings[line.name] = textOf(line);
-        }
+    for (const auto& [name, line] : settingsByName(file)) {
+        settings.emplace(name, textOf(*line));
     }
     return settings;
 }

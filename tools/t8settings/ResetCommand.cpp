@@ -74,10 +74,8 @@ private:
                 return;
             }
             path = taken->path();
-            for (const IniFile::Line& line : taken->lines()) {
-                if (line.kind == Qel::Settings::text::IniLine::Kind::Setting) {
-                    lines.insert_or_assign(line.name, line);
-                }
+            for (const auto& [name, line] : settingsByName(*taken)) {
+                lines.insert_or_assign(name, *line);
             }
         }
 

@@ -17,7 +17,6 @@ namespace t8settings {
 
 namespace {
 
-using Kind = Qel::Settings::text::IniLine::Kind;
 using Qel::Settings::SettingStorageInifile;
 
 /// Goes the way of a storage that is reset: what the files give, and over it the defaults once
@@ -44,11 +43,11 @@ struct Place {
 std::map<std::string_view, Place> placesIn(const std::vector<const IniFile*>& files) {
     std::map<std::string_view, Place> places;
     for (const IniFile* const file : files) {
-        for (std::size_t i = 0; file != nullptr && i < file->lines().size(); ++i) {
-            const IniFile::Line& line = file->lines()[i];
-            if (line.kind == Kind::Setting) {
-                places[line.name] = {file, line.number};
-            }
+        if (file == nullptr) {
+            continue;
+        }
+        for (const auto& setting : settingsByName(*file)) {
+            places[setting.second->name] = {file, setting.second->number};
         }
     }
     return places;

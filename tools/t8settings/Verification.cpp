@@ -21,18 +21,6 @@ namespace t8settings {
 
 namespace {
 
-using Kind = Qel::Settings::text::IniLine::Kind;
-
-std::set<std::string> namesIn(const IniFile& file) {
-    std::set<std::string> names;
-    for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Setting) {
-            names.insert(line.name);
-        }
-    }
-    return names;
-}
-
 /// Names in the directory, in order; a directory that is not there has none. `error` is the errno
 /// of a reading that ended too early, or 0.
 std::vector<std::string> entriesOf(const std::string& path, int& error) {
@@ -153,8 +141,9 @@ void Verification::verifyIni(const StorageFiles& storage) {
             continue;
         }
         path = taken->path();
-        const std::set<std::string> some = namesIn(*taken);
-        names.insert(some.begin(), some.end());
+        for (const auto& setting : settingsByName(*taken)) {
+            names.insert(setting.first);
+        }
     }
     noteNames(storage.readWrite, path, names);
     noteMissingDirectory(storage);
@@ -292,7 +281,7 @@ void Verification::noteNames(const std::string& storage, const std::string& path
 
 void Verification::addFile(const IniFile& file) {
     if (file.state() != FileState::kMissing) {
-        files_.push_back({file.path(), wordOf(file), namesIn(file).size()});
+        files_.push_back({file.path(), wordOf(file), settingsByName(file).size()});
     }
 }
 
