@@ -122,7 +122,8 @@ TEST_F(T8settingsDiff, WhatCannotBeComparedIsAFailure) {
 
 TEST_F(T8settingsDiff, DumpsAreComparedByWhatTheySay) {
     put("qel-default-settings/t.ini",
-        "#name = t\nlist = string[],\"a,b\";c\ntext = string,\"x, y\"\n");
+        "#name = t\nlike = string,\"k = int8,5\"\nlist = string[],\"a,b\";c\n"
+        "text = string,\"x, y\"\n");
     put("tv.json", run({"dump", "--json"}).out);
     put("tv.ini", run({"dump"}).out);
     put("sound", "# of mine\ns/a/equal = int,2\n");

@@ -5,6 +5,7 @@
 #include "Dump.h"
 #include "Exit.h"
 #include "Files.h"
+#include "Json.h"
 #include "SurveyedFile.h"
 
 namespace t8settings {
@@ -32,11 +33,17 @@ bool isIniDump(const IniFile& file) {
            std::none_of(lines.begin(), lines.end(), isOfAFile);
 }
 
+/// A text in a whole dump may look like a setting; a key in a settings file may begin like JSON.
+bool isJsonDump(const IniFile& file) {
+    const std::string& text = file.text();
+    return isJson(text) &&
+           (Json::accept(text.begin(), text.end()) || surveyed(file).settings.empty());
+}
+
 }  // namespace
 
 bool isDump(const IniFile& file) {
-    return file.crcLine() == 0 && !file.lines().empty() &&
-           (isIniDump(file) || (isJson(file.text()) && surveyed(file).settings.empty()));
+    return file.crcLine() == 0 && !file.lines().empty() && (isIniDump(file) || isJsonDump(file));
 }
 
 std::map<std::string, Record> settingsInDump(const IniFile& dump) {
