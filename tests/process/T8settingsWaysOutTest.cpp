@@ -132,8 +132,9 @@ TEST_F(T8settingsWaysOut, ByteOrderMarkIsCalledSoAndGoesAsAdvised) {
 }
 
 TEST_F(T8settingsWaysOut, Utf16IsCalledSoOnceAndNothingOfItComesBack) {
+    constexpr char kWide[] = "[\0s\0]\0\n\0a\0=\0i\0n\0t\0,\0\n";
     for (const std::string mark : {"\xFF\xFE", "\xFE\xFF"}) {
-        put("settings/settings.ini", mark + std::string("[\0s\0]\0\n\0a\0=\0i\0n\0t\0,\n\0", 24));
+        put("settings/settings.ini", mark + std::string(kWide, sizeof kWide));
         const std::string said =
             file_ + ":1: is UTF-16; save it as UTF-8 without a byte order mark (BOM)\n";
         EXPECT_THAT(run({"verify", file_}).out,
