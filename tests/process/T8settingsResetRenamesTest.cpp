@@ -213,6 +213,37 @@ TEST_F(T8settingsResetRenames, DamagedLinesOfSettingsWithADefaultAreInNobodysWay
     expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
 }
 
+TEST_F(T8settingsResetRenames, DamageThatCostsOnlyWhatTheDefaultsHaveIsInNobodysWay) {
+    putDefaults("[aa]\nq = int,1\nr = int,2\n[v]\nv = int,0\n");
+    const std::string list = "user/aa/q\tint\t1\nuser/aa/r\tint\t2\nuser/v/v\tint\t0\n";
+    for (const char* const lines :
+         {"[aa]\nq = int,5 r = int,6\n", "[aa]\nq\nr = int\n", "[aa] q = int,5\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        expectReset(list);
+    }
+    for (const char* const lines :
+         {"[aa]\nq = int,5\n[v\nv = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        EXPECT_EQ(0, reset().exitCode);
+        std::filesystem::remove(marker_);
+        EXPECT_THAT(run({"list"}).out, HasSubstr("user/v/v\tint\t0\n"));
+    }
+}
+
+TEST_F(T8settingsResetRenames, DamageThatCostsMoreThanTheDefaultsHaveKeepsTheStoreFromAReset) {
+    for (const char* const lines :
+         {"[aa]\nq = int,5 more = int,6\n", "[aa]\nmore\n", "[aa] more = int,5\n",
+          "[v\nk = int,6\n", "[aa]\nk = int,5\nv = int,5\n[v\nv = int,6\n",
+          "[aa]\nq = int,5 [v]\nk = int,6\nv = int,6\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        EXPECT_EQ(1, reset().exitCode);
+        EXPECT_FALSE(testsupport::exists(marker_));
+    }
+}
+
 TEST_F(T8settingsResetRenames, WholeCopyWithoutItsFileIsInTheWayOnlyOfWhatNoDefaultReplaces) {
     putFile("#name = user\n[aa]\nq = int,7\n[more]\nx = int,5\n");
     std::filesystem::rename(file_, file_ + ".tmp");

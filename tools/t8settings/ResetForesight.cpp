@@ -15,6 +15,7 @@
 #include "Lasting.h"
 #include "LibraryLog.h"
 #include "LoadOutcome.h"
+#include "ReplacedLines.h"
 
 namespace t8settings {
 
@@ -112,9 +113,20 @@ bool isReplaced(const IniFile& copy, const std::set<std::string>& byDefault) {
 
 std::vector<FileFinding> damageIn(const FileGroup& group, const std::set<std::string>& byDefault,
                                   const FactoryPtr& factory) {
-    return takenByLoad(group) == nullptr && isReplaced(group.copy, byDefault)
-               ? std::vector<FileFinding>()
-               : lastingBySave(group, byDefault, factory).stopping;
+    const IniFile* const taken = takenByLoad(group);
+    if (taken == nullptr && isReplaced(group.copy, byDefault)) {
+        return {};
+    }
+    std::vector<FileFinding> damage = lastingBySave(group, byDefault, factory).stopping;
+    if (taken != nullptr && !damage.empty()) {
+        const ReplacedLines replaced(*taken, byDefault, factory);
+        damage.erase(std::remove_if(damage.begin(), damage.end(),
+                                    [&replaced](const FileFinding& finding) {
+                                        return replaced.has(finding.finding);
+                                    }),
+                     damage.end());
+    }
+    return damage;
 }
 
 std::set<std::string> defaultsOf(const SettingStorageInifile& storage, const FactoryPtr& factory) {

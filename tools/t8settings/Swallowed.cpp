@@ -157,6 +157,19 @@ MaybeFinding swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factor
     return check == kChecks.end() ? std::nullopt : check->second(line, factory, lacksCrcLine);
 }
 
+std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory) {
+    const std::string bare = withoutQuoted(text);
+    std::vector<std::string> keys;
+    std::size_t from = 0;
+    while (const auto at = settingIn(std::string_view(bare).substr(from), factory)) {
+        const std::size_t key = from + *at;
+        const std::size_t equals = bare.find('=', key);
+        keys.emplace_back(trimmed(std::string_view(text).substr(key, equals - key)));
+        from = equals + 1;
+    }
+    return keys;
+}
+
 bool lacksCrcLine(const IniFile& file) {
     return file.role() == IniFile::Role::kReadWrite && file.crcLine() == 0;
 }
