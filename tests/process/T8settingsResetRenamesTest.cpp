@@ -72,7 +72,7 @@ protected:
 
 TEST_F(T8settingsResetRenames, SettingWithoutASectionThatWouldGetOneKeepsTheStoreFromAReset) {
     putFile("#name = user\nz = int,5\n[aa]\nq = int,7\n");
-    expectRefused(":2: " + kWithoutSection + "; give it a section, in the defaults file too");
+    expectRefused(":2: " + kWithoutSection + "; give it a section");
     putFile("#name = user\n[aa]\nz = int,5\nq = int,7\n");
     expectReset("user/aa/q\tint\t1\nuser/aa/z\tint\t5\nuser/v/v\tint\t0\n");
 }

@@ -219,7 +219,7 @@ void addRenamings(const IniFile& file, const KnownDefaults& defaults, const Fact
     for (const Finding& doubt : doubts) {
         told.insert(doubt.line);
     }
-    for (const OddName& odd : oddNamesIn(file, defaults)) {
+    for (const OddName& odd : oddNamesIn(file, defaults, factory)) {
         if ((odd.isHiddenBySave || !hiddenOnly) && told.count(odd.finding.line) == 0) {
             doubts.push_back(odd.finding);
         }

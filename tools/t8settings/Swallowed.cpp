@@ -111,9 +111,9 @@ MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, boo
     }
     // Above a CRC line it is a text, which a save puts in no quotes.
     if (lacksCrcLine && crcLineIn(bare)) {
-        return Finding{line.number, Harm::kChanged,
-                       visible(line.name) + " has run into the CRC line",
-                       "write \"#crc32\" at the start of a line of its own"};
+        return Finding{
+            line.number, Harm::kChanged, visible(line.name) + " has run into the CRC line",
+            "write \"#crc32\" at the start of a line of its own" + ifMeantSo(line, factory)};
     }
     return std::nullopt;
 }
