@@ -179,7 +179,12 @@ Foresight foreseen(const SettingStorageFileBase& storage, const SettingTexts& te
                    const FactoryPtr& factory) {
     Loaded loaded = loadedAfterSave(storage, texts, factory);
     loaded.byDefault = defaultsFor(storage, texts, factory, loaded.texts);
-    Foresight foresight = {{}, addedBy(loaded, texts)};
+    Foresight foresight = {{}, addedBy(loaded, texts), {}};
+    for (const auto& setting : texts) {
+        if (loaded.texts.count(setting.first) == 0) {
+            foresight.withoutLine.insert(setting.first);
+        }
+    }
     // A load takes the defaults first.
     loaded.texts.insert(loaded.byDefault.begin(), loaded.byDefault.end());
     for (const auto& setting : texts) {
