@@ -304,6 +304,17 @@ TEST_F(T8settingsLasting, MisspeltSectionIsToldOnceForAllItsSettings) {
     EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
 }
 
+// No save writes it under the name that the defaults have.
+TEST_F(T8settingsLasting, NameThatTheFileLacksAfterTheSaveAsWellIsNotToldForTheLastTime) {
+    put("qel-default-settings/q.ini", "#name = q\nzeta = int8,1\n[a]\nb = int8,2\n");
+    put("settings/q.ini", "#name = q\n[a]\nb = int8,2\n#crc32 = false\n");
+    EXPECT_THAT(run({"set", "q/a/b", "3"}).err, HasSubstr("a save adds q/a/zeta"));
+    const std::string slip = "q/a/zeta is not in " + path("qel-default-settings/q.ini");
+    EXPECT_THAT(run({"verify", path("settings/q.ini")}).out, HasSubstr(slip));
+    EXPECT_EQ("", run({"set", "q/a/b", "4"}).err);
+    EXPECT_THAT(run({"verify", path("settings/q.ini")}).out, HasSubstr(slip));
+}
+
 TEST_F(T8settingsLasting, SectionThatIsACommentIsToldForTheLastTime) {
     putFile("[timer]\nsleep = int8,3\n#sound]\nbass = int8,5\n");
     const std::string finding =

@@ -260,7 +260,8 @@ TEST_F(T8settingsRecoverDamaged, SettingsOfTheDefaultsThatADamagedFileDoesNotGiv
     putBad("#name = settings\n[sound]\nbass = int8,1\npin = int8,2\nmode = string,DK?#crc32 = 1\n");
     EXPECT_THAT(recover({"--from", "bad", "--yes"}).out,
                 HasSubstr(".bad:5: settings/sound/mode has run into the CRC line; write \"#crc32\" "
-                          "at the start of a line of its own\n"));
+                          "at the start of a line of its own; if it is meant so: mode = "
+                          "string,\"DK?#crc32 = 1\"\n"));
     EXPECT_THAT(bytes(), Not(HasSubstr("mode")));
     // Of a whole file nothing is lost: it never had it.
     putBad(kOld);

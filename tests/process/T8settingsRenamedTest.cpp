@@ -122,6 +122,23 @@ TEST_F(T8settingsRenamed, SettingWithoutAKeyIsTold) {
               saidOfSealed("[sound]\n= int,9\nvolume = int8,1\n"));
 }
 
+TEST_F(T8settingsRenamed, LineOfNoTypeIsNotToldToHaveNoKeyAsWell) {
+    put("settings/media.ini", "[sound]\n=,\nvolume = int8,1\n#crc32 = false\n");
+    const std::string out = run({"verify", file()}).out;
+    EXPECT_THAT(out, HasSubstr(file() + ":2: media/sound/: no such type"));
+    EXPECT_THAT(out, testing::Not(HasSubstr("has no key")));
+}
+
+TEST_F(T8settingsRenamed, SectionThatATextHasRunIntoIsNotToldAsGone) {
+    put("settings/media.ini",
+        "[sound]\nbass = int,0\nvolume = int8,1 [timer]\nsleep = int8,3\n"
+        "standby = int8,4\n#crc32 = false\n");
+    const std::string out = run({"verify", file()}).out;
+    EXPECT_THAT(out, HasSubstr(file() + ":3: media/sound/volume has run into what looks like the "
+                                        "section [timer]"));
+    EXPECT_THAT(out, testing::Not(HasSubstr(notInDefaults())));
+}
+
 TEST_F(T8settingsRenamed, ByteOrderMarkBeforeAKeyIsToldAndGoesAsAdvised) {
     const std::string advice = "sed -i '2s/\\xEF\\xBB\\xBF//' " + path("settings/media.ini");
     EXPECT_EQ(

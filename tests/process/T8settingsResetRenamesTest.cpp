@@ -1,4 +1,5 @@
-// A reset of the whole store keeps what the defaults do not have, though not always its name.
+// A reset of the whole store keeps what the defaults do not have, though not always its name, and
+// not what stands in damaged lines.
 
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -71,7 +72,7 @@ protected:
 
 TEST_F(T8settingsResetRenames, SettingWithoutASectionThatWouldGetOneKeepsTheStoreFromAReset) {
     putFile("#name = user\nz = int,5\n[aa]\nq = int,7\n");
-    expectRefused(":2: " + kWithoutSection + "; give it a section, in the defaults file too");
+    expectRefused(":2: " + kWithoutSection + "; give it a section");
     putFile("#name = user\n[aa]\nz = int,5\nq = int,7\n");
     expectReset("user/aa/q\tint\t1\nuser/aa/z\tint\t5\nuser/v/v\tint\t0\n");
 }
@@ -135,6 +136,123 @@ TEST_F(T8settingsResetRenames, DefaultThatNoSaveKeepsIsInNobodysWay) {
     putDefaults("[v]\ntitle = string,\"Hello \"\n");
     putFile("#name = user\n[v]\ntitle = string,Hi\n");
     expectReset("user/v/title\tstring\tHello\n");
+}
+
+// The library writes it as well.
+TEST_F(T8settingsResetRenames, StorageWithoutDefaultsThatWouldRenameKeepsTheStoreFromAReset) {
+    const std::string text = "#name = w\nn = int,5\n[b]\nc = int,2\n#crc32 = false\n";
+    put("settings/w.ini", text);
+    const ToolRun refused = reset();
+    EXPECT_THAT(refused.err, HasSubstr(path("settings/w.ini") +
+                                       ":2: w/n comes back as nothing in place of \"int,5\": it is "
+                                       "read as w/b/n, as it has no section and sorts after one "
+                                       "that has"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(text, bytesOf("settings/w.ini"));
+    EXPECT_FALSE(testsupport::exists(marker_));
+}
+
+TEST_F(T8settingsResetRenames, OtherNameThanInDefaultsWithoutSettingsKeepsTheStoreFromAReset) {
+    const std::string text = "#name = other\n[m]\nx = int,5\n#crc32 = false\n";
+    put("qel-default-settings/w.ini", "#name = w\n");
+    put("settings/w.ini", text);
+    const ToolRun refused = reset();
+    EXPECT_THAT(
+        refused.err,
+        HasSubstr(path("settings/w.ini") +
+                  ":3: other/m/x comes back as nothing in place of \"int,5\": it is read as "
+                  "w/other/m/x, as its files give the storage two names"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(text, bytesOf("settings/w.ini"));
+}
+
+TEST_F(T8settingsResetRenames, SoundStorageThatIsKeptIsInNobodysWay) {
+    put("settings/w.ini", "#name = w\n[b]\nc = int,2\n#crc32 = false\n");
+    put("qel-default-settings/e.ini", "#name = e\n");
+    put("settings/e.ini", "#name = e\nn = int,5\n#crc32 = false\n");
+    expectReset("e/n\tint\t5\nuser/aa/q\tint\t1\nuser/v/v\tint\t0\nw/b/c\tint\t2\n");
+}
+
+TEST_F(T8settingsResetRenames, DamagedStorageWithoutDefaultsKeepsTheStoreFromAReset) {
+    const std::string text = "#name = w\n[b]\nc = int,2 d = int,7\ne = int9,5\n#crc32 = false\n";
+    const std::string file = path("settings/w.ini");
+    put("settings/w.ini", text);
+    const ToolRun refused = reset();
+    EXPECT_EQ("", refused.out);
+    EXPECT_THAT(refused.err, HasSubstr(file + ":3: w/b/c has run into what looks like another "
+                                              "setting, \"d = int,7\""));
+    EXPECT_THAT(refused.err, HasSubstr(file + ":4: w/b/e: no such type: \"int9\""));
+    EXPECT_THAT(refused.err, HasSubstr("nothing was reset\nt8settings: mend these lines, then: "
+                                       "t8settings seal " +
+                                       file + "\nt8settings: --force resets all the same\n"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(text, bytesOf("settings/w.ini"));
+    EXPECT_FALSE(testsupport::exists(marker_));
+}
+
+TEST_F(T8settingsResetRenames, DamagedLinesOfSettingsWithoutADefaultKeepTheStoreFromAReset) {
+    put("settings/user.ini",
+        "#name = user\n[v]\nextra = int,1 more = int,7\nv = int,5\n[cc\nk = int,4\n"
+        "#crc32 = false\n");
+    const ToolRun refused = reset();
+    EXPECT_THAT(refused.err, HasSubstr(file_ + ":3: user/v/extra has run into what looks like"));
+    EXPECT_THAT(refused.err, HasSubstr(file_ + ":5: section is not closed"));
+    EXPECT_EQ(1, refused.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, ForcedResetTellsWhichLinesAreGone) {
+    put("settings/user.ini", "#name = user\n[v]\nmore = int9,7\nv = int,5\n#crc32 = false\n");
+    const ToolRun forced = reset({"--force"});
+    EXPECT_THAT(forced.out, HasSubstr("user: reset to its defaults\n" + file_ +
+                                      ": what was line 3: user/v/more: no such type: \"int9\""));
+    EXPECT_EQ(5, forced.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, DamagedLinesOfSettingsWithADefaultAreInNobodysWay) {
+    put("settings/user.ini", "#name = user\n[aa]\nq = int9,5\n[v]\nv = int,x\n#crc32 = false\n");
+    expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
+}
+
+TEST_F(T8settingsResetRenames, DamageThatCostsOnlyWhatTheDefaultsHaveIsInNobodysWay) {
+    putDefaults("[aa]\nq = int,1\nr = int,2\n[v]\nv = int,0\n");
+    const std::string list = "user/aa/q\tint\t1\nuser/aa/r\tint\t2\nuser/v/v\tint\t0\n";
+    for (const char* const lines :
+         {"[aa]\nq = int,5 r = int,6\n", "[aa]\nq\nr = int\n", "[aa] q = int,5\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        expectReset(list);
+    }
+    for (const char* const lines :
+         {"[aa]\nq = int,5\n[v\nv = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        EXPECT_EQ(0, reset().exitCode);
+        std::filesystem::remove(marker_);
+        EXPECT_THAT(run({"list"}).out, HasSubstr("user/v/v\tint\t0\n"));
+    }
+}
+
+TEST_F(T8settingsResetRenames, DamageThatCostsMoreThanTheDefaultsHaveKeepsTheStoreFromAReset) {
+    for (const char* const lines :
+         {"[aa]\nq = int,5 more = int,6\n", "[aa]\nmore\n", "[aa] more = int,5\n",
+          "[v\nk = int,6\n", "[aa]\nk = int,5\nv = int,5\n[v\nv = int,6\n",
+          "[aa]\nq = int,5 [v]\nk = int,6\nv = int,6\n"}) {
+        SCOPED_TRACE(lines);
+        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
+        EXPECT_EQ(1, reset().exitCode);
+        EXPECT_FALSE(testsupport::exists(marker_));
+    }
+}
+
+TEST_F(T8settingsResetRenames, WholeCopyWithoutItsFileIsInTheWayOnlyOfWhatNoDefaultReplaces) {
+    putFile("#name = user\n[aa]\nq = int,7\n[more]\nx = int,5\n");
+    std::filesystem::rename(file_, file_ + ".tmp");
+    EXPECT_THAT(reset().err, HasSubstr(file_ + ".tmp: "));
+    EXPECT_FALSE(testsupport::exists(marker_));
+    std::filesystem::remove(file_ + ".tmp");
+    putFile("#name = user\n[aa]\nq = int,7\n");
+    std::filesystem::rename(file_, file_ + ".tmp");
+    expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
 }
 
 }  // namespace

@@ -133,7 +133,8 @@ TEST_F(T8settingsSeal, CrcLineThatHasLostItsLineFeedIsNoText) {
     expectUnchanged(seal(), damaged,
                     file_ +
                         ":7: settings/sound/wakeTime has run into the CRC line; write \"#crc32\" "
-                        "at the start of a line of its own\n");
+                        "at the start of a line of its own; if it is meant so: wakeTime = "
+                        "string,\"06:45#crc32 = 3179768639\"\n");
     put("settings/settings.ini", kText + "wakeTime = string,\"06:45#crc32 = 3179768639\"\n");
     EXPECT_EQ("", seal().err);
 }

@@ -217,10 +217,11 @@ protected:
 
     static constexpr const char* kWhy =
         " is read as odd/sound/zeta, as it has no section and sorts after one that has; give it a "
-        "section, in the defaults file too";
+        "section";
+    static constexpr const char* kInDefaultsToo = ", in the defaults file too";
     static std::string moved(const std::string& back, const std::string& wanted) {
         return "odd/zeta comes back as \"int," + back + "\" in place of \"int," + wanted +
-               "\": it" + kWhy;
+               "\": it" + kWhy + kInDefaultsToo;
     }
 };
 
@@ -233,9 +234,9 @@ TEST_F(T8settingsSetOdd, SettingThatTheFileWouldNotGiveBackIsRefused) {
 TEST_F(T8settingsSetOdd, SettingThatASaveOnlyAddsIsAWarning) {
     const ToolRun set = run({"set", "odd/sound/bass", "2"});
     EXPECT_EQ("odd/sound/bass\tint\t2\n", set.out);
-    EXPECT_EQ(
-        std::string("t8settings: warning: a save adds odd/sound/zeta: odd/zeta") + kWhy + "\n",
-        set.err);
+    EXPECT_EQ(std::string("t8settings: warning: a save adds odd/sound/zeta: odd/zeta") + kWhy +
+                  kInDefaultsToo + "\n",
+              set.err);
     EXPECT_EQ(0, set.exitCode);
     EXPECT_EQ("odd/sound/bass\tint\t2\nodd/sound/zeta\tint\t1\nodd/zeta\tint\t1\n",
               run({"list", "odd/"}).out);
@@ -263,7 +264,7 @@ TEST_F(T8settingsSetOdd, StoreThatGivesItBackSoAlreadyCanBeChanged) {
     expectUnchanged(run({"set", "odd/sound/zeta", "4"}),
                     std::string("odd/sound/zeta comes back as \"int,1\" in place of \"int,4\": "
                                 "odd/zeta") +
-                        kWhy);
+                        kWhy + kInDefaultsToo);
 }
 
 TEST_F(T8settingsSetOdd, SettingsThatKeepTheStoragesOldNameAreNamed) {
@@ -319,8 +320,7 @@ TEST_F(T8settingsSetOdd, OldNameThatBeginsTheNewOneIsNoSectionOfIt) {
     expectUnchanged(
         run({"set", "a/b/s/q", "3"}),
         "a/b/z comes back as nothing in place of \"int,5\": it is read as a/b/s/z, as it "
-        "has no section and sorts after one that has; give it a section, in the "
-        "defaults file too",
+        "has no section and sorts after one that has; give it a section",
         "a/b");
 }
 

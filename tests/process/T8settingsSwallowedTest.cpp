@@ -72,7 +72,17 @@ TEST_F(T8settingsSwallowed, NoLoadTakesATextThatHasSwallowedALine) {
     expectNothingChanges({"load", dump_},
                          dump_ +
                              ":3: settings/timer/wake has run into the CRC line; write "
-                             "\"#crc32\" at the start of a line of its own");
+                             "\"#crc32\" at the start of a line of its own; if it is meant so: "
+                             "wake = string,\"06:45#crc32=123\"");
+}
+
+TEST_F(T8settingsSwallowed, TextThatNamesTheCrcLineIsSealedAsAdvised) {
+    put("settings/settings.ini", "#name = settings\n[timer]\nwake = string,x #crc32 = 5\n");
+    const std::string advised = "wake = string,\"x #crc32 = 5\"";
+    EXPECT_THAT(run({"seal", file_}).err, HasSubstr("; if it is meant so: " + advised + "\n"));
+    put("settings/settings.ini", "#name = settings\n[timer]\n" + advised + "\n");
+    EXPECT_EQ(0, run({"seal", file_}).exitCode);
+    EXPECT_EQ("x #crc32 = 5\n", run({"get", "settings/timer/wake"}).out);
 }
 
 TEST_F(T8settingsSwallowed, DumpHasNoCrcLineThatATextCouldRunInto) {

@@ -44,14 +44,18 @@ SettingTexts textsAfter(const Store& store, const Changes& changes) {
     return texts;
 }
 
-/// What is refused here need not be taken back, which is more than a save could do: it would write
-/// the storage in the same way. Gives what else the save does.
-std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Changes& changes) {
-    SettingStorageFileBase& storage = storageOf(changes.front().setting);
-    // What is amiss in its files was told when the store came up.
+Foresight foreseenOf(const Store& store, const Changes& changes) {
+    // What is amiss in the files was told when the store came up.
     LibraryLog::instance().hold();
-    const Foresight foresight = foreseen(storage, textsAfter(store, changes), store.factory());
+    Foresight foresight =
+        foreseen(storageOf(changes.front().setting), textsAfter(store, changes), store.factory());
     LibraryLog::instance().take();
+    return foresight;
+}
+
+/// What is refused here need not be taken back, which is more than a save could do: it would write
+/// the storage in the same way.
+void demandThatASaveKeepsAll(const SettingStorageFileBase& storage, const Foresight& foresight) {
     if (!foresight.losses.empty()) {
         std::string losses;
         for (const Loss& loss : foresight.losses) {
@@ -60,7 +64,6 @@ std::vector<std::string> demandThatASaveKeepsAll(const Store& store, const Chang
         throw Failure(ExitCode::kFailed, storage.name() + " cannot be saved as it is meant:\n" +
                                              losses + "nothing was changed");
     }
-    return foresight.added;
 }
 
 using ByStorage = std::map<std::pair<std::string, const SettingStorageFileBase*>, Changes>;
@@ -82,7 +85,8 @@ ByStorage toSave(const Store& store, const Changes& changes) {
 
 /// Verify tells of it as long as it lies there. Afterwards nobody could. Gives what else would be
 /// told no more.
-std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes) {
+std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes,
+                                                     const Foresight& foresight) {
     const SettingStorageFileBase& storage = storageOf(changes.front().setting);
     const FileGroup group = groupAt(*storage.rwFilename());
     Lasting lasting = lastingBySave(group, namesOf(changes), store.factory());
@@ -93,7 +97,7 @@ std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const C
                                              " would make that last" +
                                              (remedy.empty() ? "" : "\n" + remedy));
     }
-    for (FileFinding& finding : hiddenBySave(group, store.factory())) {
+    for (FileFinding& finding : hiddenBySave(group, store.factory(), foresight.withoutLine)) {
         lasting.told.push_back(std::move(finding));
     }
     return std::move(lasting.told);
@@ -130,12 +134,13 @@ std::size_t changeAndSave(const Store& store, const Changes& changes) {
     const ByStorage byStorage = toSave(store, changes);
     std::vector<std::string> warnings;
     for (const auto& ofStorage : byStorage) {
-        for (const FileFinding& finding : demandThatASaveHidesNothing(store, ofStorage.second)) {
+        const Foresight foresight = foreseenOf(store, ofStorage.second);
+        for (const FileFinding& finding :
+             demandThatASaveHidesNothing(store, ofStorage.second, foresight)) {
             warnings.push_back(textOf(finding));
         }
-        for (const std::string& added : demandThatASaveKeepsAll(store, ofStorage.second)) {
-            warnings.push_back(added);
-        }
+        demandThatASaveKeepsAll(*ofStorage.first.second, foresight);
+        warnings.insert(warnings.end(), foresight.added.begin(), foresight.added.end());
     }
     const LibraryMessagePassedOver passedOver(kToldByTheWarnings);
     // Nobody may read the messages any more.

@@ -80,9 +80,12 @@ public:
     }
 
     /// One for all settings of a section whose name is the slip.
-    std::vector<Finding> misspeltNames() const {
+    std::vector<Finding> misspeltNames(const std::set<std::string>& neverWritten) const {
         std::map<std::pair<std::size_t, std::string>, std::vector<Slip>> slips;
         for (const Slip& slip : slipsInOrder()) {
+            if (neverWritten.count(std::string(slip.meant)) != 0) {
+                continue;
+            }
             const bool isOfSection = slip.sectionLine != 0 && !meantSectionOf(slip).empty();
             slips[isOfSection ? std::pair(slip.sectionLine, meantSectionOf(slip))
                               : std::pair(slip.line->number, std::string())]
@@ -219,7 +222,7 @@ void addRenamings(const IniFile& file, const KnownDefaults& defaults, const Fact
     for (const Finding& doubt : doubts) {
         told.insert(doubt.line);
     }
-    for (const OddName& odd : oddNamesIn(file, defaults)) {
+    for (const OddName& odd : oddNamesIn(file, defaults, factory)) {
         if ((odd.isHiddenBySave || !hiddenOnly) && told.count(odd.finding.line) == 0) {
             doubts.push_back(odd.finding);
         }
@@ -245,9 +248,10 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
     return doubts;
 }
 
-std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory) {
+std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory,
+                             const std::set<std::string>& neverWritten) {
     const Doubter doubter(file, factory);
-    std::vector<Finding> slips = doubter.misspeltNames();
+    std::vector<Finding> slips = doubter.misspeltNames(neverWritten);
     addRenamings(file, doubter.defaults(), factory, true, slips);
     for (Finding& commented : commentedSectionsIn(file)) {
         slips.push_back(std::move(commented));

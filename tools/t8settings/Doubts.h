@@ -1,6 +1,8 @@
 #ifndef T8SETTINGS_DOUBTS_H
 #define T8SETTINGS_DOUBTS_H
 
+#include <set>
+#include <string>
 #include <vector>
 
 #include "LineCheck.h"
@@ -16,8 +18,9 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory);
 /// Of these the ones that a save hides, in the order of the lines: names that are like one of the
 /// defaults, which a save writes as well, so that it is lacking no more, those of one misspelt
 /// section in one; settings that are told of only while the file lacks others; and comments, which
-/// no save writes.
-std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory);
+/// no save writes. A save does not hide that the names of `neverWritten` are lacking.
+std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory,
+                             const std::set<std::string>& neverWritten);
 
 }  // namespace t8settings
 

@@ -30,6 +30,7 @@ struct Lapse {
 struct Loaded {
     SettingTexts texts;
     std::map<std::string, Lapse> lapses;  ///< by the names of all whom they may cost something
+    SettingTexts byDefault;               ///< when something is missing in `texts`
 };
 
 /// Why a name does not come back, and what is to be done.
@@ -39,11 +40,13 @@ struct Reason {
 };
 
 constexpr Reason kWithoutSection = {"it has no section and sorts after one that has",
-                                    "give it a section, in the defaults file too"};
+                                    "give it a section"};
 constexpr Reason kOfAnotherStorage = {"its files give the storage two names",
                                       "give both the same #name"};
 constexpr Reason kOfBlanks = {"white space at the ends of a key is cut off",
                               "take it out of the name"};
+/// Behind the remedy of a name that the defaults have too.
+constexpr const char* kInDefaultsToo = ", in the defaults file too";
 constexpr const char* kAnotherKey = "begin the key with another character";
 constexpr const char* kAnotherText =
     "set it to a text that lasts; load does so with several at once";
@@ -118,18 +121,15 @@ Loaded loadedAfterSave(const SettingStorageFileBase& storage, const SettingTexts
     return lines.loaded();
 }
 
-/// A load takes the defaults first; they are looked into when something is missing.
-void addDefaults(const SettingStorageFileBase& storage, const SettingTexts& wanted,
-                 const FactoryPtr& factory, SettingTexts& loaded) {
+/// They are looked into when something is missing.
+SettingTexts defaultsFor(const SettingStorageFileBase& storage, const SettingTexts& wanted,
+                         const FactoryPtr& factory, const SettingTexts& loaded) {
     const bool isWhole = std::all_of(wanted.begin(), wanted.end(), [&loaded](const auto& setting) {
         return loaded.count(setting.first) != 0;
     });
-    if (isWhole || storage.filename() == nullptr || storage.filename()->empty()) {
-        return;
-    }
-    FileOnDisk defaults(storage, *storage.filename(), factory);
-    const SettingTexts byDefault = defaults.settings();
-    loaded.insert(byDefault.begin(), byDefault.end());
+    return isWhole || storage.filename() == nullptr || storage.filename()->empty()
+               ? SettingTexts()
+               : FileOnDisk(storage, *storage.filename(), factory).settings();
 }
 
 std::string textIn(const SettingTexts& texts, const std::string& name) {
@@ -144,8 +144,10 @@ Loss lossOf(const std::string& name, const std::string& beginning, const Loaded&
         return {name, beginning, kAnotherText, false};
     }
     const Lapse& lapse = found->second;
+    const bool isOfDefaults =
+        lapse.remedy == kWithoutSection.remedy && loaded.byDefault.count(lapse.name) != 0;
     return {name, beginning + ": " + (lapse.name == name ? "it" : lapse.name) + " " + lapse.what,
-            lapse.remedy, true};
+            lapse.remedy + (isOfDefaults ? kInDefaultsToo : ""), true};
 }
 
 std::vector<std::string> addedBy(const Loaded& loaded, const SettingTexts& wanted) {
@@ -176,8 +178,15 @@ SettingTexts textsOf(const SettingStorageFileBase& storage, const FactoryPtr& fa
 Foresight foreseen(const SettingStorageFileBase& storage, const SettingTexts& texts,
                    const FactoryPtr& factory) {
     Loaded loaded = loadedAfterSave(storage, texts, factory);
-    Foresight foresight = {{}, addedBy(loaded, texts)};
-    addDefaults(storage, texts, factory, loaded.texts);
+    loaded.byDefault = defaultsFor(storage, texts, factory, loaded.texts);
+    Foresight foresight = {{}, addedBy(loaded, texts), {}};
+    for (const auto& setting : texts) {
+        if (loaded.texts.count(setting.first) == 0) {
+            foresight.withoutLine.insert(setting.first);
+        }
+    }
+    // A load takes the defaults first.
+    loaded.texts.insert(loaded.byDefault.begin(), loaded.byDefault.end());
     for (const auto& setting : texts) {
         const std::string comesBack = textIn(loaded.texts, setting.first);
         if (comesBack != inQuotes(setting.second)) {

@@ -2,6 +2,7 @@
 #define T8SETTINGS_FORESIGHT_H
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,8 @@ std::string textOf(const Loss& loss);
 /// What a load would give after a save, against what was saved.
 struct Foresight {
     std::vector<Loss> losses;
-    std::vector<std::string> added;  ///< settings that come up besides, and were nobody's
+    std::vector<std::string> added;     ///< settings that come up besides, and were nobody's
+    std::set<std::string> withoutLine;  ///< names under which no line of the file would be read
 };
 
 /// What would become of the settings of the storage if `texts` were these settings, were saved, and

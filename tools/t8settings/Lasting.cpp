@@ -167,13 +167,14 @@ std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::s
     return names;
 }
 
-std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory) {
+std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory,
+                                      const std::set<std::string>& neverWritten) {
     const IniFile* const taken = takenByLoad(group);
     if (taken == nullptr) {
         return {};
     }
     std::vector<FileFinding> hidden;
-    for (Finding& slip : slipsIn(*taken, factory)) {
+    for (Finding& slip : slipsIn(*taken, factory, neverWritten)) {
         slip.remedy += slip.remedy.back() == '?' ? " " : "; ";
         slip.remedy += "after this save nothing tells of it any more";
         hidden.push_back({taken->path(), std::move(slip)});

@@ -30,8 +30,9 @@ std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::s
 
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
 /// meant so, comments that seem to have been sections, and lines that no load reads and that hold
-/// no setting.
-std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory);
+/// no setting. Names of `neverWritten` are those that the file lacks after the save as well.
+std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory,
+                                      const std::set<std::string>& neverWritten);
 
 /// What is to be done about those that keep a save, in one line; empty when they say it themselves.
 std::string remedyForLasting(const FileGroup& group, const std::vector<FileFinding>& stopping);

@@ -23,8 +23,8 @@ std::string belowSection(const std::string& section) {
 
 class OddNameFinder {
 public:
-    OddNameFinder(const IniFile& file, const KnownDefaults& defaults)
-        : file_(file), defaults_(defaults), lines_(settingsByName(file)) {}
+    OddNameFinder(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory)
+        : file_(file), defaults_(defaults), factory_(factory), lines_(settingsByName(file)) {}
 
     std::vector<OddName> oddNames() const {
         std::vector<OddName> odd;
@@ -59,8 +59,9 @@ private:
                        false};
     }
 
+    /// A line whose type nobody knows is told as that.
     MaybeOdd keyless(const IniFile::Line& line, const std::string& /*section*/) const {
-        return line.key.empty()
+        return line.key.empty() && factory_->maker(line.type).isKnown()
                    ? MaybeOdd(OddName{{line.number, Harm::kDoubtful,
                                        visible(line.name) + " has no key before its \"=\"",
                                        "write one, or delete the line"},
@@ -100,14 +101,16 @@ private:
 
     const IniFile& file_;
     const KnownDefaults& defaults_;
+    const FactoryPtr& factory_;
     const std::map<std::string, const IniFile::Line*> lines_;
 };
 
 }  // namespace
 
-std::vector<OddName> oddNamesIn(const IniFile& file, const KnownDefaults& defaults) {
+std::vector<OddName> oddNamesIn(const IniFile& file, const KnownDefaults& defaults,
+                                const FactoryPtr& factory) {
     return defaults.path.empty() ? std::vector<OddName>()
-                                 : OddNameFinder(file, defaults).oddNames();
+                                 : OddNameFinder(file, defaults, factory).oddNames();
 }
 
 }  // namespace t8settings

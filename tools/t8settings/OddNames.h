@@ -17,7 +17,8 @@ struct OddName {
 /// Settings that the defaults file does not know and whose keys no program gives them: the whole
 /// name of one that it knows, or the section and key of one of the same section or one that the
 /// file lacks; nothing; and a byte order mark with more behind it. None without defaults.
-std::vector<OddName> oddNamesIn(const IniFile& file, const KnownDefaults& defaults);
+std::vector<OddName> oddNamesIn(const IniFile& file, const KnownDefaults& defaults,
+                                const FactoryPtr& factory);
 
 }  // namespace t8settings
 

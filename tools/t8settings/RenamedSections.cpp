@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Shell.h"
+#include "Strays.h"
 #include "Terminal.h"
 
 namespace t8settings {
@@ -76,13 +77,16 @@ public:
 private:
     using MaybeRenamed = std::optional<RenamedSection>;
 
+    /// What a damaged section has led astray is told with that section.
     std::vector<UnknownOnes> unknownOnes() const {
         std::vector<UnknownOnes> all;
+        const StrayLines strays = strayLines(file_, factory_);
         Kind before = Kind::Header;
         for (const IniFile::Line& line : file_.lines()) {
             if (line.kind == Kind::Section) {
                 all.push_back({&line, false, {}});
-            } else if (line.kind == Kind::Setting && !all.empty() && !defaults_.has(line.name)) {
+            } else if (line.kind == Kind::Setting && !all.empty() && !defaults_.has(line.name) &&
+                       strays.count(line.number) == 0) {
                 UnknownOnes& ones = all.back();
                 ones.follow = ones.lines.empty()
                                   ? before == Kind::Setting || before == Kind::Section

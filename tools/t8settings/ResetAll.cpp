@@ -98,14 +98,25 @@ std::string exceptFor(const std::vector<std::string>& names) {
            (names.size() > kMost ? " and " + std::to_string(names.size() - kMost) + " more" : "");
 }
 
-std::vector<StoragePtr> resettable(const Store& store) {
-    std::vector<StoragePtr> storages = store.storages();
-    storages.erase(std::remove_if(storages.begin(), storages.end(),
-                                  [&store](const StoragePtr& storage) {
-                                      return &fateBefore(store, storage) != &kReset;
-                                  }),
-                   storages.end());
+template <typename Predicate>
+std::vector<StoragePtr> storagesThat(const Store& store, Predicate&& isOne) {
+    std::vector<StoragePtr> storages;
+    for (const StoragePtr& storage : store.storages()) {
+        if (isOne(fateBefore(store, storage))) {
+            storages.push_back(storage);
+        }
+    }
     return storages;
+}
+
+std::vector<StoragePtr> resettable(const Store& store) {
+    return storagesThat(store, [](const Fate& fate) { return &fate == &kReset; });
+}
+
+/// A reset writes those as well that have nothing to go back to.
+std::vector<StoragePtr> writtenByReset(const Store& store) {
+    return storagesThat(
+        store, [](const Fate& fate) { return &fate != &kSurvives && &fate != &kReadonly; });
 }
 
 void demandSomethingToReset(const Store& store, const std::vector<StoragePtr>& resettable) {
@@ -125,12 +136,13 @@ void demandConfirmation(const Store& store, const std::vector<StoragePtr>& reset
 }
 
 /// A reset keeps what the defaults do not have, and afterwards nothing would tell what it was
-/// called.
-void demandThatNamesLast(const ResetForesight& foresight) {
-    if (foresight.renamed.empty()) {
+/// called, nor what stood in lines that no load takes.
+void demandThatNothingIsHidden(const ResetForesight& foresight) {
+    if (foresight.isNothing()) {
         return;
     }
-    std::string text = linesOf(foresight.renamed) + "nothing was reset";
+    std::string text =
+        linesOf(foresight.damaged) + linesOf(foresight.renamed) + "nothing was reset";
     for (const std::string& remedy : foresight.remedies) {
         text += remedy.empty() ? "" : "\n" + remedy;
     }
@@ -171,21 +183,32 @@ void addReplaced(const std::vector<ReplacedStorage>& replaced, Result& result, J
 
 /// What a reset that was forced has cost. The lines and what could be done are those of files that
 /// it has replaced.
-void addRenamed(std::vector<FileFinding> renamed, Result& result, Json& json) {
-    for (FileFinding& finding : renamed) {
+std::vector<FileFinding> costOf(const ResetForesight& foresight) {
+    std::vector<FileFinding> cost = foresight.damaged;
+    for (FileFinding& finding : cost) {
+        const std::size_t line = finding.finding.line;
+        finding.finding.reason = (line == 0 ? "" : "what was line " + std::to_string(line) + ": ") +
+                                 finding.finding.reason;
+    }
+    cost.insert(cost.end(), foresight.renamed.begin(), foresight.renamed.end());
+    for (FileFinding& finding : cost) {
         finding.finding.line = 0;
         finding.finding.remedy.clear();
     }
-    if (!renamed.empty() && result.code == ExitCode::kDone) {
+    return cost;
+}
+
+void addCost(const std::vector<FileFinding>& cost, Result& result, Json& json) {
+    if (!cost.empty() && result.code == ExitCode::kDone) {
         result.code = ExitCode::kFindings;
     }
-    result.output += linesOf(renamed);
-    json = jsonOf(renamed);
+    result.output += linesOf(cost);
+    json = jsonOf(cost);
 }
 
 struct Seen {
     std::vector<ReplacedStorage> replaced;
-    std::vector<FileFinding> renamed;
+    std::vector<FileFinding> cost;
 };
 
 Result report(const Store& store, Format format, const Seen& seen) {
@@ -223,7 +246,7 @@ Result report(const Store& store, Format format, const Seen& seen) {
     }
     addReplaced(seen.replaced, result, storages);
     Json findings;
-    addRenamed(seen.renamed, result, findings);
+    addCost(seen.cost, result, findings);
     if (!anyReset) {
         complain("nothing was reset, and yet no process saves settings while the marker " +
                  store.marker() +
@@ -269,9 +292,9 @@ Result resetAll(const Store& store, Format format, const ResetOptions& options) 
     }
     const std::vector<StoragePtr> storages = resettable(store);
     demandSomethingToReset(store, storages);
-    const ResetForesight foresight = foreseenOfReset(storages, store.factory());
+    const ResetForesight foresight = foreseenOfReset(writtenByReset(store), store.factory());
     if (!options.forced) {
-        demandThatNamesLast(foresight);
+        demandThatNothingIsHidden(foresight);
     }
     if (!options.confirmed) {
         demandConfirmation(store, storages);
@@ -281,7 +304,7 @@ Result resetAll(const Store& store, Format format, const ResetOptions& options) 
         LibraryLog::instance().passOver({kToldInTheResult});
     }
     resetStore(store);
-    return report(store, format, {replaced, foresight.renamed});
+    return report(store, format, {replaced, costOf(foresight)});
 }
 
 }  // namespace t8settings

@@ -11,7 +11,7 @@ void demandMarkerFor(const Location& location);
 
 struct ResetOptions {
     bool confirmed = false;  ///< do not ask
-    bool forced = false;     ///< also when settings get other names by it
+    bool forced = false;     ///< also when names and damaged lines are lost by it
 };
 
 /// Resets the whole store. Throws `Failure`.

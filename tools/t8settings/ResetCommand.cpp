@@ -26,8 +26,8 @@ constexpr const char* kResetHelp =
     "With names, these settings get their defaults, are saved and shown; not when\n"
     "one is read-only or has no default, or other lines of its file are lost or\n"
     "misread: a save would hide that. --all resets every storage but calibration\n"
-    "data and what is read-only or has no defaults file, and nothing when settings\n"
-    "would get other names, unless it has --force. A marker announces it: until the\n"
+    "data and what is read-only or has no defaults file; without --force not when\n"
+    "it renames settings or hides such lines. A marker announces it: until the\n"
     "restart no process saves. Below any directory but / it needs --marker.\n\n"
     "Examples:\n"
     "  t8settings --base tv reset settings/sound/bass settings/sound/treble\n"
@@ -162,7 +162,7 @@ Command addResetCommand(CLI::App& app) {
     command->add_flag("--all", wanted->all, "The whole store");
     command->add_flag("--yes", wanted->options.confirmed, "Do not ask before --all");
     command->add_flag("--force", wanted->options.forced,
-                      "With --all, also when settings get other names");
+                      "With --all, also when it renames settings or hides lines");
     command->footer(kResetHelp);
     Command added = {command, {}};
     added.takeWords = [wanted](const std::vector<std::string>& words) { wanted->names = words; };

@@ -111,9 +111,9 @@ MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, boo
     }
     // Above a CRC line it is a text, which a save puts in no quotes.
     if (lacksCrcLine && crcLineIn(bare)) {
-        return Finding{line.number, Harm::kChanged,
-                       visible(line.name) + " has run into the CRC line",
-                       "write \"#crc32\" at the start of a line of its own"};
+        return Finding{
+            line.number, Harm::kChanged, visible(line.name) + " has run into the CRC line",
+            "write \"#crc32\" at the start of a line of its own" + ifMeantSo(line, factory)};
     }
     return std::nullopt;
 }
@@ -155,6 +155,19 @@ MaybeFinding swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factor
                                                   {Kind::Setting, inSetting}};
     const auto check = kChecks.find(line.kind);
     return check == kChecks.end() ? std::nullopt : check->second(line, factory, lacksCrcLine);
+}
+
+std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory) {
+    const std::string bare = withoutQuoted(text);
+    std::vector<std::string> keys;
+    std::size_t from = 0;
+    while (const auto at = settingIn(std::string_view(bare).substr(from), factory)) {
+        const std::size_t key = from + *at;
+        const std::size_t equals = bare.find('=', key);
+        keys.emplace_back(trimmed(std::string_view(text).substr(key, equals - key)));
+        from = equals + 1;
+    }
+    return keys;
 }
 
 bool lacksCrcLine(const IniFile& file) {

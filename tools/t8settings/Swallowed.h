@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "LineCheck.h"
 
@@ -15,6 +16,9 @@ namespace t8settings {
 /// for a value. Takes time in proportion to the line.
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
+
+/// Keys of the settings that the text has run into.
+std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory);
 
 /// Whether the file should have a CRC line and has none.
 bool lacksCrcLine(const IniFile& file);
