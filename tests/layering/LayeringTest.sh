@@ -26,6 +26,20 @@ product   value storages manager types files log
 tool      text files value storages saver manager product types
 '
 
+# The same for the directories of the tool among themselves; "program" is what lies in none.
+toolLayers='
+console     -
+store       console
+values      console store
+check       console store values
+dump        console store values check
+survey      console store values dump
+change      console store values check
+commandline console store values check survey
+commands    console store values check dump survey change commandline
+program     console store commandline commands
+'
+
 # Names of files, without directory and extension, to layers.
 members='
 Log                              log
@@ -74,9 +88,12 @@ src/SettingsManager.cpp          Qel/Settings/T8SettingsManager.h
 '
 
 find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
-    LAYERS=$layers MEMBERS=$members BACK_ARROWS=$backArrows awk '
+    LAYERS=$layers TOOL_LAYERS=$toolLayers MEMBERS=$members BACK_ARROWS=$backArrows awk '
+    function tool_layer(path,    word) {
+        return "tool/" (split(path, word, "/") > 1 ? word[1] : "program")
+    }
     function layer_of(file,    name) {
-        if (file ~ /^tools\//) return "tool"
+        if (sub(/^tools\/t8settings\//, "", file)) return tool_layer(file)
         if (file ~ /(^|\/)text\//) return "text"
         if (file ~ /(^|\/)files\//) return "files"
         if (file ~ /(^|\/)types\// || file ~ /Qel\/Types\//) return "types"
@@ -93,11 +110,20 @@ find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
     function complain(text) { print text; failed = 1 }
     function check(file, layer, header,    target) {
         if (header ~ /^qlog\//) {
-            if (file != "src/Log.h" && layer != "tool")
+            if (file != "src/Log.h" && layer !~ /^tool\//)
                 complain(file ": takes the log from Log.h, not from " header)
             return
         }
-        if (layer == "tool" && exists("tools/t8settings/" header)) return
+        if (layer ~ /^tool\//) {
+            if (exists("tools/t8settings/" header)) {
+                target = tool_layer(header)
+                if (target != layer && !((layer, target) in may))
+                    complain(file ": " layer " may not include " header " of " target)
+                ++toolArrows
+                return
+            }
+            layer = "tool"
+        }
         if (header ~ /Qel\/Settings\/Export\.h$/) return
         if (file ~ /^include\// && header !~ /^Qel\//)
             complain(file ": a public header includes the private " header)
@@ -117,6 +143,12 @@ find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
             words = split(lines[i], word, " ")
             for (j = 2; j <= words; ++j) may[word[1], word[j]] = 1
         }
+        count = split(ENVIRON["TOOL_LAYERS"], lines, "\n")
+        for (i = 1; i <= count; ++i) {
+            words = split(lines[i], word, " ")
+            if (words) known["tool/" word[1]] = 1
+            for (j = 2; j <= words; ++j) may["tool/" word[1], "tool/" word[j]] = 1
+        }
         count = split(ENVIRON["MEMBERS"], lines, "\n")
         for (i = 1; i <= count; ++i)
             if (split(lines[i], word, " ")) member[word[1]] = word[2]
@@ -128,7 +160,8 @@ find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
     {
         file = $0
         layer = layer_of(file)
-        if (layer == "") complain(file ": in no layer")
+        if (layer == "" || (layer ~ /^tool\// && !(layer in known)))
+            complain(file ": in no layer")
         while ((getline line < file) > 0) {
             if (line !~ /^[ \t]*#[ \t]*include/) continue
             quoted = line ~ /"/
@@ -146,5 +179,6 @@ find src include tools -name '*.h' -o -name '*.cpp' | LC_ALL=C sort |
                 complain(part[1] ": the exception for " part[2] " is not needed")
             }
         if (arrows < 50) complain("only " arrows + 0 " includes seen")
+        if (toolArrows < 50) complain("only " toolArrows + 0 " includes seen in the tool")
         exit failed
     }'

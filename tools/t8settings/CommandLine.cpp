@@ -5,13 +5,13 @@
 #include <set>
 #include <vector>
 
-#include "Files.h"
-#include "Json.h"
-#include "LineSoFar.h"
-#include "Progress.h"
-#include "Shell.h"
-#include "Terminal.h"
-#include "UsageHints.h"
+#include "commandline/LineSoFar.h"
+#include "commandline/UsageHints.h"
+#include "console/Json.h"
+#include "console/Progress.h"
+#include "console/Shell.h"
+#include "console/Terminal.h"
+#include "store/Files.h"
 
 namespace t8settings {
 

@@ -1,7 +1,7 @@
 #ifndef T8SETTINGS_COMMANDLINE_H
 #define T8SETTINGS_COMMANDLINE_H
 
-#include "Command.h"
+#include "commands/Command.h"
 
 namespace t8settings {
 

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "CommandLine.h"
-#include "LibraryLog.h"
-#include "Terminal.h"
+#include "console/Terminal.h"
+#include "store/LibraryLog.h"
 
 namespace {
 

@@ -1,0 +1,30 @@
+#ifndef T8SETTINGS_KNOWNDEFAULTS_H
+#define T8SETTINGS_KNOWNDEFAULTS_H
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "store/IniFile.h"
+
+namespace t8settings {
+
+/// What the defaults file of a storage leads one to expect of its other files.
+struct KnownDefaults {
+    std::string path;  ///< empty when there is no such file, or it cannot be read
+    std::string storageName;
+    std::map<std::string, IniFile::Line> settings;  ///< by their names
+    std::set<std::string> sections;
+
+    bool has(const std::string& name) const { return settings.count(name) != 0; }
+
+    /// The section that one of the settings stands in; empty for none.
+    std::string sectionOf(const IniFile::Line& setting) const;
+};
+
+/// Those for a settings file, or for one that lies beside it; none for a defaults file.
+KnownDefaults knownDefaultsFor(const IniFile& file);
+
+}  // namespace t8settings
+
+#endif

@@ -1,0 +1,37 @@
+#ifndef T8SETTINGS_STRAYS_H
+#define T8SETTINGS_STRAYS_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "store/IniFile.h"
+#include "store/Store.h"
+
+namespace t8settings {
+
+/// Whether the line stands where a section should begin, and begins none: "[]", a bracket that is
+/// not closed, or a line that has the "]" of a section without being one.
+bool isBrokenSection(const IniFile::Line& line);
+
+/// Whether nothing about the line tells that it was no section: it has neither the "=" nor the ","
+/// of a setting, but where a section has its brackets, or is a comment with a bracket there.
+bool mayHaveBeenSection(const IniFile::Line& line);
+
+/// Numbers of lines with settings whose names are not known, each with that of the line above that
+/// left the section as it was.
+using StrayLines = std::map<std::size_t, std::size_t>;
+
+/// Those below broken sections, and in a file without a right CRC below a text that has run into a
+/// section: one that its type refuses, or of whose next settings one is of that section in the
+/// defaults file, and unknown or there already where it stands.
+StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
+
+/// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
+/// below a line that may have been a section, unless the defaults file knows the name that they are
+/// read under and no line above has it already.
+StrayLines strayLinesIfDamaged(const IniFile& file, const FactoryPtr& factory);
+
+}  // namespace t8settings
+
+#endif

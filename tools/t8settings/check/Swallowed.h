@@ -1,0 +1,35 @@
+#ifndef T8SETTINGS_SWALLOWED_H
+#define T8SETTINGS_SWALLOWED_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/LineCheck.h"
+
+namespace t8settings {
+
+/// What to do about a line that holds another one: a setting, or a header behind "#name" or above
+/// no CRC line. A lost line feed makes one line of two, and so does a section with its setting
+/// behind it. What stands in double quotes is no line, nor is what the library writes in that way
+/// for a value. Takes time in proportion to the line.
+std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
+                                       bool lacksCrcLine);
+
+/// Keys of the settings that the text has run into.
+std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory);
+
+/// Whether the file should have a CRC line and has none.
+bool lacksCrcLine(const IniFile& file);
+
+/// NAME of the "[NAME]" that the text of a setting ends in, outside of quotes; empty without one.
+std::string_view sectionAtEndOf(const IniFile::Line& setting);
+
+/// How to write the setting so that its text is no more than that; empty when its type would not
+/// keep the text anyway.
+std::string ifMeantSo(const IniFile::Line& setting, const FactoryPtr& factory);
+
+}  // namespace t8settings
+
+#endif
