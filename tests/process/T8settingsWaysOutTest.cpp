@@ -93,6 +93,9 @@ TEST_F(T8settingsWaysOut, BlankFileIsMovedAway) {
                       "t8settings: " + file_ +
                       " is unchanged: it has no lines to mend; --force seals it as it is\n",
                   seal().err);
+        EXPECT_THAT(run({"verify", file_}).out,
+                    AllOf(HasSubstr("; after damage: t8settings recover " + file_ + "\n"),
+                          Not(HasSubstr("t8settings seal"))));
         const ToolRun shown = recover();
         EXPECT_THAT(shown.out, testing::EndsWith("\nNothing lies beside it.\nNothing of it can be "
                                                  "put back. To go by the defaults: " +
@@ -138,8 +141,15 @@ TEST_F(T8settingsWaysOut, Utf16IsCalledSoOnceAndNothingOfItComesBack) {
         const std::string said =
             file_ + ":1: is UTF-16; save it as UTF-8 without a byte order mark (BOM)\n";
         EXPECT_THAT(run({"verify", file_}).out,
-                    AllOf(HasSubstr("\n" + said), HasSubstr("1 file, 2 findings\n")));
+                    AllOf(HasSubstr("; after damage: t8settings recover " + file_ + "\n" + said),
+                          HasSubstr("1 file, 2 findings\n"), Not(HasSubstr("t8settings seal"))));
         EXPECT_THAT(seal().err, StartsWith("t8settings: " + said));
+        EXPECT_EQ(file_ + ": no CRC line, 0 settings\n" + said +
+                      "A load takes none of them, and sets " + file_ + " aside as " + file_ +
+                      ".bad.\nNothing lies beside it.\nNothing of it can be put back. To go by the "
+                      "defaults: mv " +
+                      file_ + " " + file_ + ".before-recover\n",
+                  recover().out);
         std::filesystem::rename(file_, file_ + ".bad");
         const ToolRun recovered = recover({"--from", "bad", "--yes"});
         EXPECT_EQ("t8settings: " + file_ +

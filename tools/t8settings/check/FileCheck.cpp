@@ -7,6 +7,7 @@
 
 #include "check/Doubts.h"
 #include "check/KnownDefaults.h"
+#include "check/WaysOut.h"
 #include "console/Exit.h"
 #include "console/Shell.h"
 #include "console/Terminal.h"
@@ -131,6 +132,13 @@ std::optional<Finding> otherNameIn(const IniFile& file) {
                    "give both the same #name", Concern::kStorageName};
 }
 
+/// Whether somebody may have edited it: `seal` would refuse what is blank, or in an encoding that
+/// no program reads.
+bool mayBeSealed(const IniFile& file) {
+    return file.state() >= FileState::kWithoutCrc && !isBlank(file) &&
+           !oddEncodingOf(file.text()).isWhole;
+}
+
 /// What to do about a file that the next load sets aside. What was set aside before may be all
 /// there is of good values, and would be replaced. Nothing is amiss with a file because this user
 /// may not read it.
@@ -142,8 +150,8 @@ std::string remedyFor(const FileGroup& group) {
     if (!whyNoPlainFile(path).empty()) {
         return kMoveAway;
     }
-    const bool maySeal = group.file.state() >= FileState::kWithoutCrc;
-    const std::string seal = maySeal ? "after a hand edit: " + commandOn("seal", path) : "";
+    const std::string seal =
+        mayBeSealed(group.file) ? "after a hand edit: " + commandOn("seal", path) : "";
     const bool mayBeAllThereIs =
         !isMissing(group.setAside) && whyNoPlainFile(group.setAside.path()).empty();
     if (mayBeAllThereIs) {
@@ -168,7 +176,7 @@ void tellWhatALoadDoes(const FileGroup& group, std::vector<FileFinding>& finding
         return;
     }
     refusal->finding.remedy = outcome != LoadOutcome::kTakesCopy ? remedyFor(group)
-                              : group.file.state() >= FileState::kWithoutCrc
+                              : mayBeSealed(group.file)
                                   ? "the next save mends it; after a hand edit, first of all: " +
                                         commandOn("recover", group.file.path())
                                   : "the next save mends it";

@@ -190,6 +190,9 @@ const IniFile* memberCalled(const std::string& word, const FileGroup& group) {
 
 SettingLines settingsOf(const IniFile& file) {
     SettingLines settings;
+    if (oddEncodingOf(file.text()).isWhole) {
+        return settings;
+    }
     for (const auto& [name, line] : settingsByName(file)) {
         settings.emplace(name, textOf(*line));
     }

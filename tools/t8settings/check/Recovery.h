@@ -26,7 +26,8 @@ const IniFile* memberCalled(const std::string& word, const FileGroup& group);
 /// Type, "," and text of settings, by their names.
 using SettingLines = std::map<std::string, std::string>;
 
-/// Each setting that the file has a line for.
+/// Each setting that the file has a line for; none of a text whose bytes are not meant as they are
+/// read, since nobody would know the names.
 SettingLines settingsOf(const IniFile& file);
 
 /// A setting as one file has it.
