@@ -338,6 +338,8 @@ TEST_F(T8settingsUsage, WrongCommandLinesExitWith2AndPointToTheHelp) {
         "types, verify, seal, recover, watch, help\n";
     const ToolRun none = run({});
     expectBadUsage(none, "no command\n" + commands + all);
+    expectBadUsage(run({"--base", "list"}),
+                   "no command: --base has taken \"list\" for its value\n" + all);
     expectBadUsage(run({"frobnicate"}), "no such command: \"frobnicate\"\n" + commands + all);
     expectBadUsage(run({"lst"}),
                    "no such command: \"lst\"\nt8settings: did you mean list?\n" + all);

@@ -251,7 +251,16 @@ Failure badUsage(const CLI::App& app, const std::string& text) {
 }
 
 Failure noCommand(const CLI::App& app) {
-    return badUsage(app, "no command" + allCommands(commandNames(app)));
+    const std::vector<std::string> commands = commandNames(app);
+    for (const CLI::Option* const option : app.get_options()) {
+        const std::vector<std::string>& words = option->results();
+        if (words.size() == 1 &&
+            std::find(commands.begin(), commands.end(), words.front()) != commands.end()) {
+            return badUsage(app, "no command: " + option->get_name() + " has taken " +
+                                     inQuotes(words.front()) + " for its value");
+        }
+    }
+    return badUsage(app, "no command" + allCommands(commands));
 }
 
 Failure badCommandLine(const CLI::App& app, const CLI::ParseError& error,
