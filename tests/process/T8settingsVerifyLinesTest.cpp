@@ -88,6 +88,16 @@ TEST_F(T8settingsVerifyLines, SettingsThatAreHardlyMeantSoAreNamed) {
     EXPECT_EQ("1 file, all sound\n", run({"verify", path("settings/odd.ini")}).out);
 }
 
+TEST_F(T8settingsVerifyLines, MisspeltSectionIsNamedOnceForAllItsSettings) {
+    put("qel-default-settings/x.ini",
+        "[sound]\nbass = int8,0\ntone = int8,1\n[timer]\na = int,1\n");
+    EXPECT_EQ((Said{"3 doubtful: 2 settings of section \"soumd\" are not in " +
+                    path("qel-default-settings/x.ini")}),
+              saidOf("[timer]\na = int,1\n[soumd]\nbass = int8,1\ntone = int8,1"));
+    EXPECT_THAT(run({"verify", path("settings/x.ini")}).out,
+                HasSubstr("; did you mean [sound]?\n"));
+}
+
 TEST_F(T8settingsVerifyLines, DefaultsAreFoundFromWhereverTheFileIsNamed) {
     put("settings/settings.ini", "#name = settings\n[sound]\nbasss = int8,1\n#crc32 = false\n");
     const auto in = [](const std::string& directory) {

@@ -67,13 +67,18 @@ public:
 
     std::vector<Finding> doubts() const {
         std::vector<Finding> doubts;
+        std::set<std::size_t> told;
         for (const auto& [name, line] : lines_) {
-            for (const auto doubt :
-                 {&Doubter::doubtOfKey, &Doubter::doubtOfType, &Doubter::doubtOfName}) {
-                if (const auto found = (this->*doubt)(*line)) {
+            for (const auto doubt : {&Doubter::doubtOfKey, &Doubter::doubtOfType}) {
+                const auto found = (this->*doubt)(*line);
+                if (found && told.insert(found->line).second) {
                     doubts.push_back(*found);
-                    break;
                 }
+            }
+        }
+        for (Finding& misspelt : misspeltNames({})) {
+            if (told.count(misspelt.line) == 0) {
+                doubts.push_back(std::move(misspelt));
             }
         }
         return doubts;
@@ -134,11 +139,6 @@ private:
                    : MaybeFinding(doubt(
                          line, " is " + line.type + " here and " + type + " in " + defaults_.path,
                          "write " + type + ", unless it is meant so"));
-    }
-
-    MaybeFinding doubtOfName(const IniFile::Line& line) const {
-        const std::string_view meant = meantBy(line);
-        return meant.empty() ? std::nullopt : MaybeFinding(doubtOf(Slip{&line, meant, 0}));
     }
 
     Finding doubtOf(const Slip& slip) const {
