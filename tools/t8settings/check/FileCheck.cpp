@@ -328,7 +328,8 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr
 }
 
 std::optional<FileFinding> cutLineIn(const IniFile& file) {
-    if (file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.lines().empty()) {
+    if (file.crcLine() != 0 || file.role() == IniFile::Role::kDefaults || file.lines().empty() ||
+        oddEncodingOf(file.text()).isWhole) {
         return std::nullopt;
     }
     const auto& text = file.text();
