@@ -304,6 +304,29 @@ TEST_F(T8settingsLasting, MisspeltSectionIsToldOnceForAllItsSettings) {
     EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
 }
 
+// When the default has been mended, nothing tells that the file has what it was read as.
+TEST_F(T8settingsLasting, MisreadDefaultsThatASaveWritesAreTold) {
+    const std::string defaults = path("qel-default-settings/settings.ini");
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,900\ntone = int8,0\n[timer\nsleep = int8,0\n");
+    const std::string written = "; a save writes that into " + file_ + "\n";
+    const ToolRun set = run({"set", "settings/sound/tone", "6"});
+    EXPECT_EQ("t8settings: warning: " + defaults +
+                  ":3: settings/sound/bass: int8 would not keep \"900\", it would make \"-124\" of "
+                  "it" +
+                  written + "t8settings: warning: " + defaults +
+                  ":5: section is not closed, so the settings below it are read into section "
+                  "\"sound\"" +
+                  written,
+              set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("", run({"set", "settings/sound/tone", "7"}).err);
+    // The text of a setting that is given another one is written nowhere.
+    std::filesystem::remove(file_);
+    put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,900\n");
+    EXPECT_EQ("", run({"set", "settings/sound/bass", "6"}).err);
+}
+
 // No save writes it under the name that the defaults have.
 TEST_F(T8settingsLasting, NameThatTheFileLacksAfterTheSaveAsWellIsNotToldForTheLastTime) {
     put("qel-default-settings/q.ini", "#name = q\nzeta = int8,1\n[a]\nb = int8,2\n");

@@ -79,7 +79,9 @@ TEST_F(T8settingsResetRenames, SettingWithoutASectionThatWouldGetOneKeepsTheStor
 
 TEST_F(T8settingsResetRenames, OtherNameOfTheStorageKeepsTheStoreFromAReset) {
     putFile("#name = new\n[v]\nv = int,5\n");
-    expectRefused(":3: " + kOfTwoNames + "; give both the same #name");
+    expectRefused(":1: " + kOfTwoNames + "; give both the same #name");
+    putFile("#name = new\n[v]\nv = int,5\nw = int,6\nx = int,7\n");
+    expectRefused(":1: " + kOfTwoNames + "; so do 2 more; give both the same #name");
     putFile("#name = user\n[v]\nv = int,5\n");
     expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
 }
@@ -160,7 +162,7 @@ TEST_F(T8settingsResetRenames, OtherNameThanInDefaultsWithoutSettingsKeepsTheSto
     EXPECT_THAT(
         refused.err,
         HasSubstr(path("settings/w.ini") +
-                  ":3: other/m/x comes back as nothing in place of \"int,5\": it is read as "
+                  ":1: other/m/x comes back as nothing in place of \"int,5\": it is read as "
                   "w/other/m/x, as its files give the storage two names"));
     EXPECT_EQ(1, refused.exitCode);
     EXPECT_EQ(text, bytesOf("settings/w.ini"));
@@ -213,40 +215,100 @@ TEST_F(T8settingsResetRenames, DamagedLinesOfSettingsWithADefaultAreInNobodysWay
     expectReset("user/aa/q\tint\t1\nuser/v/v\tint\t0\n");
 }
 
-TEST_F(T8settingsResetRenames, DamageThatCostsOnlyWhatTheDefaultsHaveIsInNobodysWay) {
+// Which settings a broken line was meant to be nobody can know: what looks like a default may have
+// been another one.
+TEST_F(T8settingsResetRenames, BrokenLinesKeepTheStoreFromAResetWhateverTheDefaultsHave) {
     putDefaults("[aa]\nq = int,1\nr = int,2\n[v]\nv = int,0\n");
-    const std::string list = "user/aa/q\tint\t1\nuser/aa/r\tint\t2\nuser/v/v\tint\t0\n";
     for (const char* const lines :
-         {"[aa]\nq = int,5 r = int,6\n", "[aa]\nq\nr = int\n", "[aa] q = int,5\n"}) {
+         {"[aa]\nq = int,5 r = int,6\n", "[aa]\nq = int,5 more = int,6\n", "[aa]\nq\nr = int\n",
+          "[aa]\nq more = int 6\n", "[aa]\nmore\n", "[aa] q = int,5\n", "[aa] more = int,5\n",
+          "[aa]\nq = int,5\n[v\nv = int,6\n", "[aa]\nq = int,5\n[vv\nv = int,6\n",
+          "[aa]\nq = int,5\n[vv] v = int,6\n", "[aa]\nq = int,5\nv]\nv = int,6\n",
+          "[aa]\nq = int,5 [vv] v = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n"}) {
         SCOPED_TRACE(lines);
-        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
-        expectReset(list);
-    }
-    for (const char* const lines :
-         {"[aa]\nq = int,5\n[v\nv = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n"}) {
-        SCOPED_TRACE(lines);
-        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
-        EXPECT_EQ(0, reset().exitCode);
-        std::filesystem::remove(marker_);
-        EXPECT_THAT(run({"list"}).out, HasSubstr("user/v/v\tint\t0\n"));
+        const std::string text = "#name = user\n" + std::string(lines) + "#crc32 = false\n";
+        put("settings/user.ini", text);
+        const ToolRun refused = reset();
+        EXPECT_THAT(refused.err, HasSubstr("t8settings: nothing was reset\nt8settings: mend these "
+                                           "lines, then: t8settings seal " +
+                                           file_ + "\nt8settings: --force resets all the same\n"));
+        EXPECT_EQ(1, refused.exitCode);
+        EXPECT_EQ(text, bytesOf("settings/user.ini"));
+        EXPECT_FALSE(testsupport::exists(marker_));
     }
 }
 
-TEST_F(T8settingsResetRenames, DamageThatCostsMoreThanTheDefaultsHaveKeepsTheStoreFromAReset) {
-    for (const char* const lines :
-         {"[aa]\nq = int,5 more = int,6\n", "[aa]\nmore\n", "[aa] more = int,5\n",
-          "[v\nk = int,6\n", "[aa]\nk = int,5\nv = int,5\n[v\nv = int,6\n",
-          "[aa]\nq = int,5 [v]\nk = int,6\nv = int,6\n"}) {
-        SCOPED_TRACE(lines);
-        put("settings/user.ini", "#name = user\n" + std::string(lines) + "#crc32 = false\n");
-        EXPECT_EQ(1, reset().exitCode);
-        EXPECT_FALSE(testsupport::exists(marker_));
-    }
+TEST_F(T8settingsResetRenames, KeptValueThatNoSaveKeepsIsInTheWayOfAReset) {
+    putFile("#name = user\n[v]\nextra = string,\"abc \"\n");
+    expectRefused(
+        ":3: user/v/extra comes back as \"string,abc\" in place of \"string,abc \"; set it to a "
+        "text that lasts; load does so with several at once");
+    const ToolRun forced = reset({"--force", "--json"});
+    EXPECT_EQ("changed",
+              nlohmann::json::parse(forced.out).at("findings").at(0).at("harm").get<std::string>());
+    EXPECT_EQ(5, forced.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, MisreadKeptValueOfASealedFileIsTold) {
+    putFile("#name = user\n[v]\nextra = int8,300\n");
+    const ToolRun done = reset();
+    EXPECT_EQ("t8settings: warning: " + file_ +
+                  ":3: user/v/extra: int8 would not keep \"300\", it would make \"44\" of it; this "
+                  "save makes that last\n",
+              done.err);
+    EXPECT_EQ(0, done.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, MisreadDefaultIsTold) {
+    putDefaults("[v]\nv = int8,300\n");
+    putFile("#name = user\n[v]\nv = int8,5\n");
+    const ToolRun done = reset();
+    EXPECT_EQ("t8settings: warning: " + path("qel-default-settings/user.ini") +
+                  ":3: user/v/v: int8 would not keep \"300\", it would make \"44\" of it; a save "
+                  "writes that into " +
+                  file_ + "\n",
+              done.err);
+    EXPECT_EQ(0, done.exitCode);
+}
+
+// The load has read them before it came to the second name.
+TEST_F(T8settingsResetRenames, SettingsOfAFileThatIsSetAsideAreInTheWayOfAReset) {
+    put("settings/user.ini",
+        "#name = user\nzeta = int,5\n[own]\nk = int,3\n#name = user\n#crc32 = false\n");
+    const ToolRun refused = reset();
+    EXPECT_THAT(refused.err,
+                HasSubstr("t8settings: " + file_ +
+                          ": could not be used and has been set aside just now, but user/own/k has "
+                          "been read of it; so have 1 more; t8settings recover " +
+                          file_ + " shows what there is\nt8settings: nothing was reset\n"));
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_FALSE(testsupport::exists(marker_));
+    EXPECT_THAT(bytesOf("settings/user.ini.bad"), HasSubstr("\nzeta = int,5\n"));
+}
+
+TEST_F(T8settingsResetRenames, PersonWhoForcesIsToldTheCostBeforeTheQuestion) {
+    putFile("#name = new\n[v]\nv = int,5\n");
+    const ToolRun asked = runOnTerminal({"reset", "--all", "--force"}, "n\n");
+    EXPECT_LT(asked.out.find("warning: " + file_ + ":1: " + kOfTwoNames), asked.out.find("[y/N]"));
+    EXPECT_EQ(1, asked.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, FileThatCouldNotBeWrittenHasCostNothing) {
+    put("settings/user.ini", "#name = user\n[v]\nmore = int9,7\nv = int,5\n#crc32 = false\n");
+    std::filesystem::create_directory(file_ + ".tmp");
+    const ToolRun failed = reset({"--force"});
+    EXPECT_THAT(failed.out, HasSubstr("user: could NOT be reset\n"));
+    EXPECT_THAT(failed.out, testing::Not(HasSubstr("what was line")));
+    EXPECT_EQ(1, failed.exitCode);
 }
 
 TEST_F(T8settingsResetRenames, WholeCopyWithoutItsFileIsInTheWayOnlyOfWhatNoDefaultReplaces) {
     putFile("#name = user\n[aa]\nq = int,7\n[more]\nx = int,5\n");
     std::filesystem::rename(file_, file_ + ".tmp");
+    EXPECT_THAT(reset().err, HasSubstr(file_ + ".tmp: "));
+    EXPECT_FALSE(testsupport::exists(marker_));
+    std::filesystem::remove(file_ + ".tmp");
+    put("settings/user.ini.tmp", "#name = user\n[aa]\nq = int,7\nmore int,5\n#crc32 = false\n");
     EXPECT_THAT(reset().err, HasSubstr(file_ + ".tmp: "));
     EXPECT_FALSE(testsupport::exists(marker_));
     std::filesystem::remove(file_ + ".tmp");

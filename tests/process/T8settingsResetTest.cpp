@@ -246,6 +246,7 @@ TEST_F(T8settingsReset, WhenNothingCouldBeResetTheMarkerIsToldOf) {
     const ToolRun reset = run({"reset", "--all", "--yes"});
     EXPECT_THAT(reset.out, HasSubstr("settings: could NOT be reset\n"));
     EXPECT_THAT(reset.err, testing::EndsWith(advice));
+    EXPECT_THAT(reset.out, testing::Not(HasSubstr("stays until the restart")));
     EXPECT_EQ(1, reset.exitCode);
     EXPECT_TRUE(testsupport::exists(marker_));
 }

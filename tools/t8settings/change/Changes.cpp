@@ -83,6 +83,17 @@ ByStorage toSave(const Store& store, const Changes& changes) {
     return byStorage;
 }
 
+/// Names of the settings whose texts the file or the changes give, not the defaults.
+std::set<std::string> givenBy(const FileGroup& group, const Changes& changes) {
+    std::set<std::string> given = namesOf(changes);
+    if (const IniFile* const taken = takenByLoad(group)) {
+        for (const auto& setting : settingsByName(*taken)) {
+            given.insert(setting.first);
+        }
+    }
+    return given;
+}
+
 /// Verify tells of it as long as it lies there. Afterwards nobody could. Gives what else would be
 /// told no more.
 std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const Changes& changes,
@@ -98,6 +109,10 @@ std::vector<FileFinding> demandThatASaveHidesNothing(const Store& store, const C
                                              (remedy.empty() ? "" : "\n" + remedy));
     }
     for (FileFinding& finding : hiddenBySave(group, store.factory(), foresight.withoutLine)) {
+        lasting.told.push_back(std::move(finding));
+    }
+    for (FileFinding& finding :
+         lastingOfDefaults(group, givenBy(group, changes), store.factory())) {
         lasting.told.push_back(std::move(finding));
     }
     return std::move(lasting.told);

@@ -8,11 +8,12 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "change/FileOnDisk.h"
 #include "change/Foresight.h"
-#include "change/ReplacedLines.h"
 #include "check/Lasting.h"
+#include "console/Shell.h"
 #include "store/Files.h"
 #include "store/LibraryLog.h"
 #include "store/LoadOutcome.h"
@@ -77,60 +78,100 @@ struct Written {
     std::optional<FileGroup> defaults;
 };
 
-std::vector<Loss> namesLost(const SettingStorageInifile& storage, const FactoryPtr& factory) {
-    SettingStorageInifile after(nameBefore(storage), *storage.filename(), *storage.rwFilename(),
-                                factory, SettingStorageInifile::Save_onDemand);
-    loadAndReset(after);
+using Names = std::set<std::string>;
+
+/// The losses of settings that the defaults do not replace.
+std::vector<Loss> lossesOf(const SettingStorageInifile& after, const Names& byDefault,
+                           const FactoryPtr& factory) {
     std::vector<Loss> losses = foreseen(after, textsOf(after, factory), factory).losses;
     losses.erase(std::remove_if(losses.begin(), losses.end(),
-                                [](const Loss& loss) { return !loss.isOfName; }),
+                                [&byDefault](const Loss& loss) {
+                                    return !loss.isOfName && byDefault.count(loss.name) != 0;
+                                }),
                  losses.end());
     return losses;
 }
 
-/// Gives whether any of them is to be mended in the read/write file.
-bool addRenamed(const std::vector<Loss>& losses, const Written& files, ResetForesight& all) {
-    const auto places = placesIn({files.defaultsTaken(), takenByLoad(files.group)});
-    bool isOfDefaults = true;
+/// "; so are 2 more" behind the first of several.
+std::string andMore(std::size_t count, const char* so) {
+    return count < 2 ? "" : std::string("; ") + so + " " + std::to_string(count - 1) + " more";
+}
+
+/// Gives whether any of them is to be mended in the read/write file. All settings that this one
+/// gives under another storage's name lose it for one reason, which its first line has.
+bool addChanged(std::vector<Loss> losses, const std::string& root, const Written& files,
+                std::vector<FileFinding>& changed) {
+    const IniFile* const taken = takenByLoad(files.group);
+    bool isToBeMended = false;
+    if (taken != nullptr && taken->saysItsName()) {
+        const auto others = std::stable_partition(
+            losses.begin(), losses.end(),
+            [&root](const Loss& loss) { return loss.name.compare(0, root.size(), root) == 0; });
+        const auto count = static_cast<std::size_t>(losses.end() - others);
+        if (count != 0) {
+            changed.push_back({taken->path(),
+                               {taken->lines().front().number, Harm::kMoved,
+                                others->reason + andMore(count, "so do"), others->remedy}});
+            losses.erase(others, losses.end());
+            isToBeMended = true;
+        }
+    }
+    const auto places = placesIn({files.defaultsTaken(), taken});
     for (const Loss& loss : losses) {
         const auto found = places.find(loss.name);
         const Place place = found == places.end() ? Place{&files.group.file, 0} : found->second;
-        isOfDefaults = isOfDefaults && place.file == files.defaultsTaken();
-        all.renamed.push_back(
-            {place.file->path(), {place.line, Harm::kMoved, loss.reason, loss.remedy}});
+        isToBeMended = isToBeMended || place.file != files.defaultsTaken();
+        changed.push_back({place.file->path(),
+                           {place.line, loss.isOfName ? Harm::kMoved : Harm::kChanged, loss.reason,
+                            loss.remedy}});
     }
-    return !isOfDefaults;
+    return isToBeMended;
+}
+
+/// A load may have read some settings of a file before it came to what made it set the file aside;
+/// they are in the store, and a reset would keep them, where no next load finds them.
+std::optional<FileFinding> ofFileSetAside(const SettingStorageInifile& storage,
+                                          const SettingStorageInifile& after,
+                                          const FactoryPtr& factory) {
+    const SettingTexts there = textsOf(after, factory);
+    std::vector<std::string> names;
+    for (const auto& setting : textsOf(storage, factory)) {
+        if (there.count(setting.first) == 0) {
+            names.push_back(setting.first);
+        }
+    }
+    if (names.empty()) {
+        return std::nullopt;
+    }
+    const std::string& path = *storage.rwFilename();
+    return FileFinding{path,
+                       {0, Harm::kLost,
+                        "could not be used and has been set aside just now, but " + names.front() +
+                            " has been read of it" + andMore(names.size(), "so have"),
+                        commandOn("recover", path) + " shows what there is"}};
 }
 
 /// A television that lost its power before its first save was done must not be kept from a reset
 /// by a copy that holds nothing but what the reset replaces.
-bool isReplaced(const IniFile& copy, const std::set<std::string>& byDefault) {
+bool isReplaced(const IniFile& copy, const Names& byDefault, const FactoryPtr& factory) {
     const auto own = settingsByName(copy);
-    return std::all_of(own.begin(), own.end(), [&byDefault](const auto& setting) {
-        return byDefault.count(setting.first) != 0;
-    });
+    const auto findings = findingsInLinesOf(copy, factory);
+    return std::all_of(
+               own.begin(), own.end(),
+               [&byDefault](const auto& setting) { return byDefault.count(setting.first) != 0; }) &&
+           std::none_of(findings.begin(), findings.end(),
+                        [](const FileFinding& finding) { return isGrave(finding.finding.harm); });
 }
 
-std::vector<FileFinding> damageIn(const FileGroup& group, const std::set<std::string>& byDefault,
-                                  const FactoryPtr& factory) {
-    const IniFile* const taken = takenByLoad(group);
-    if (taken == nullptr && isReplaced(group.copy, byDefault)) {
+Lasting damageIn(const FileGroup& group, const Names& byDefault, const FactoryPtr& factory) {
+    if (takenByLoad(group) == nullptr && isReplaced(group.copy, byDefault, factory)) {
         return {};
     }
-    std::vector<FileFinding> damage = lastingBySave(group, byDefault, factory).stopping;
-    if (taken != nullptr && !damage.empty()) {
-        const ReplacedLines replaced(*taken, byDefault, factory);
-        damage.erase(std::remove_if(damage.begin(), damage.end(),
-                                    [&replaced](const FileFinding& finding) {
-                                        return replaced.has(finding.finding);
-                                    }),
-                     damage.end());
-    }
-    return damage;
+    return lastingBySave(group, byDefault, factory);
 }
 
-std::set<std::string> defaultsOf(const SettingStorageInifile& storage, const FactoryPtr& factory) {
-    std::set<std::string> names;
+Names defaultsOf(const SettingStorageInifile& storage, const FactoryPtr& factory) {
+    Names names;
     if (!storage.filename()->empty()) {
         for (const auto& setting : FileOnDisk(storage, *storage.filename(), factory).settings()) {
             names.insert(setting.first);
@@ -139,25 +180,45 @@ std::set<std::string> defaultsOf(const SettingStorageInifile& storage, const Fac
     return names;
 }
 
-void add(const SettingStorageInifile& storage, const FactoryPtr& factory, ResetForesight& all) {
-    const Written files(storage);
-    const bool isToBeMended = addRenamed(namesLost(storage, factory), files, all);
-    const auto damaged = damageIn(files.group, defaultsOf(storage, factory), factory);
-    if (isToBeMended || !damaged.empty()) {
-        all.remedies.push_back(
-            remedyForLasting(files.group, isToBeMended ? std::vector<FileFinding>() : damaged));
+ResetForesight foreseenOf(const StoragePtr& storage, const FactoryPtr& factory) {
+    const auto& file = dynamic_cast<const SettingStorageInifile&>(*storage);
+    const Written files(file);
+    const Names byDefault = defaultsOf(file, factory);
+    SettingStorageInifile after(nameBefore(file), *file.filename(), *file.rwFilename(), factory,
+                                SettingStorageInifile::Save_onDemand);
+    loadAndReset(after);
+    ResetForesight foresight{storage, {}, {}, {}, ""};
+    const bool isToBeMended = addChanged(lossesOf(after, byDefault, factory), after.name() + "/",
+                                         files, foresight.changed);
+    Lasting damage = damageIn(files.group, byDefault, factory);
+    if (isToBeMended || !damage.stopping.empty()) {
+        foresight.remedy = remedyForLasting(
+            files.group, isToBeMended ? std::vector<FileFinding>() : damage.stopping);
     }
-    all.damaged.insert(all.damaged.end(), damaged.begin(), damaged.end());
+    foresight.damaged = std::move(damage.stopping);
+    foresight.told = std::move(damage.told);
+    for (FileFinding& ofDefaults : lastingOfDefaults(files.group, {}, factory)) {
+        foresight.told.push_back(std::move(ofDefaults));
+    }
+    if (auto setAside = ofFileSetAside(file, after, factory)) {
+        foresight.damaged.push_back(std::move(*setAside));
+    }
+    return foresight;
 }
 
 }  // namespace
 
-ResetForesight foreseenOfReset(const std::vector<StoragePtr>& storages, const FactoryPtr& factory) {
+std::vector<ResetForesight> foreseenOfReset(const std::vector<StoragePtr>& storages,
+                                            const FactoryPtr& factory) {
     const LibraryMessagesDropped dropped;
-    ResetForesight all;
+    std::vector<ResetForesight> all;
     for (const StoragePtr& storage : storages) {
-        if (const auto* const file = dynamic_cast<const SettingStorageInifile*>(storage.get())) {
-            add(*file, factory, all);
+        if (dynamic_cast<const SettingStorageInifile*>(storage.get()) == nullptr) {
+            continue;
+        }
+        ResetForesight foresight = foreseenOf(storage, factory);
+        if (!foresight.damaged.empty() || !foresight.changed.empty() || !foresight.told.empty()) {
+            all.push_back(std::move(foresight));
         }
     }
     return all;

@@ -147,6 +147,32 @@ Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& repla
     return lasting;
 }
 
+std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
+                                           const std::set<std::string>& given,
+                                           const FactoryPtr& factory) {
+    const std::string path = defaultsBeside(group.file.path());
+    if (path.empty()) {
+        return {};
+    }
+    const IniFile defaults = iniFileAt(path);
+    std::set<std::size_t> ofGiven;
+    std::set<std::size_t> ofOthers;
+    for (const auto& [name, line] : settingsByName(defaults)) {
+        (given.count(name) != 0 ? ofGiven : ofOthers).insert(line->number);
+    }
+    if (ofOthers.empty()) {
+        return {};
+    }
+    std::vector<FileFinding> lasting;
+    for (FileFinding& finding : findingsInLinesOf(defaults, factory)) {
+        if (isLasting(finding) && ofGiven.count(finding.finding.line) == 0) {
+            finding.finding.remedy = "a save writes that into " + group.file.path();
+            lasting.push_back(std::move(finding));
+        }
+    }
+    return lasting;
+}
+
 std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
                                    const FactoryPtr& factory) {
     std::set<std::size_t> lines = linesOf(lastingBySave(group, {}, factory));

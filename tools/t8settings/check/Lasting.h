@@ -23,6 +23,13 @@ struct Lasting {
 Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& replaced,
                       const FactoryPtr& factory);
 
+/// Lines of the defaults file that are lost or read as something else, if a save writes that into
+/// the file, where it stays when they are mended. It does for settings that are not among `given`,
+/// whose texts come from elsewhere.
+std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
+                                           const std::set<std::string>& given,
+                                           const FactoryPtr& factory);
+
 /// Settings called in `replaced` whose lines are lost or read as something else, and are put right
 /// when a save writes them anew.
 std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,

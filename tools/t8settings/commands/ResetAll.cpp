@@ -34,7 +34,8 @@ constexpr Fate kWithEmptyDefaults = {"withoutDefaults",
                                      "kept, its defaults file has no setting in it"};
 constexpr Fate kFailed = {"failed", "could NOT be reset"};
 
-/// In the library's errors on settings that do not keep their names.
+/// In the library's errors on settings that do not keep their names: told in the result, unless the
+/// defaults give them back.
 constexpr const char* kToldInTheResult = "will load under";
 
 /// What the storage goes back to.
@@ -135,18 +136,42 @@ void demandConfirmation(const Store& store, const std::vector<StoragePtr>& reset
               "nothing was reset");
 }
 
+using Foresights = std::vector<ResetForesight>;
+
+/// All that keeps a storage from a reset.
+std::vector<FileFinding> costIn(const ResetForesight& foresight) {
+    std::vector<FileFinding> cost = foresight.damaged;
+    cost.insert(cost.end(), foresight.changed.begin(), foresight.changed.end());
+    return cost;
+}
+
 /// A reset keeps what the defaults do not have, and afterwards nothing would tell what it was
 /// called, nor what stood in lines that no load takes.
-void demandThatNothingIsHidden(const ResetForesight& foresight) {
-    if (foresight.isNothing()) {
-        return;
+void demandThatNothingIsHidden(const Foresights& foresights) {
+    std::string findings;
+    std::string remedies;
+    for (const ResetForesight& foresight : foresights) {
+        findings += linesOf(costIn(foresight));
+        remedies += foresight.remedy.empty() ? "" : foresight.remedy + "\n";
     }
-    std::string text =
-        linesOf(foresight.damaged) + linesOf(foresight.renamed) + "nothing was reset";
-    for (const std::string& remedy : foresight.remedies) {
-        text += remedy.empty() ? "" : "\n" + remedy;
+    if (!findings.empty()) {
+        throw Failure(ExitCode::kFailed,
+                      findings + "nothing was reset\n" + remedies + "--force resets all the same");
     }
-    throw Failure(ExitCode::kFailed, text + "\n--force resets all the same");
+}
+
+/// What nobody is kept from a reset by, and all else for who forces it and is asked.
+void warn(const Foresights& foresights, const ResetOptions& options) {
+    for (const ResetForesight& foresight : foresights) {
+        std::vector<FileFinding> findings = foresight.told;
+        if (!options.confirmed) {
+            const std::vector<FileFinding> cost = costIn(foresight);
+            findings.insert(findings.end(), cost.begin(), cost.end());
+        }
+        for (const FileFinding& finding : findings) {
+            complain("warning: " + textOf(finding));
+        }
+    }
 }
 
 void resetStore(const Store& store) {
@@ -182,20 +207,27 @@ void addReplaced(const std::vector<ReplacedStorage>& replaced, Result& result, J
 }
 
 /// What a reset that was forced has cost. The lines and what could be done are those of files that
-/// it has replaced.
-std::vector<FileFinding> costOf(const ResetForesight& foresight) {
-    std::vector<FileFinding> cost = foresight.damaged;
-    for (FileFinding& finding : cost) {
-        const std::size_t line = finding.finding.line;
-        finding.finding.reason = (line == 0 ? "" : "what was line " + std::to_string(line) + ": ") +
-                                 finding.finding.reason;
+/// it has replaced; one that could not be written still has all.
+std::vector<FileFinding> costOf(const Store& store, const Foresights& foresights) {
+    std::vector<FileFinding> all;
+    for (const ResetForesight& foresight : foresights) {
+        if (!isWritten(store, foresight.storage)) {
+            continue;
+        }
+        for (const FileFinding& line : foresight.damaged) {
+            all.push_back(line);
+            if (line.finding.line != 0) {
+                all.back().finding.reason.insert(
+                    0, "what was line " + std::to_string(line.finding.line) + ": ");
+            }
+        }
+        all.insert(all.end(), foresight.changed.begin(), foresight.changed.end());
     }
-    cost.insert(cost.end(), foresight.renamed.begin(), foresight.renamed.end());
-    for (FileFinding& finding : cost) {
+    for (FileFinding& finding : all) {
         finding.finding.line = 0;
         finding.finding.remedy.clear();
     }
-    return cost;
+    return all;
 }
 
 void addCost(const std::vector<FileFinding>& cost, Result& result, Json& json) {
@@ -208,7 +240,7 @@ void addCost(const std::vector<FileFinding>& cost, Result& result, Json& json) {
 
 struct Seen {
     std::vector<ReplacedStorage> replaced;
-    std::vector<FileFinding> cost;
+    Foresights foresights;
 };
 
 Result report(const Store& store, Format format, const Seen& seen) {
@@ -246,7 +278,7 @@ Result report(const Store& store, Format format, const Seen& seen) {
     }
     addReplaced(seen.replaced, result, storages);
     Json findings;
-    addCost(seen.cost, result, findings);
+    addCost(costOf(store, seen.foresights), result, findings);
     if (!anyReset) {
         complain("nothing was reset, and yet no process saves settings while the marker " +
                  store.marker() +
@@ -254,7 +286,7 @@ Result report(const Store& store, Format format, const Seen& seen) {
                  "mended");
     }
     result.deed = anyReset ? "the store is reset and " + store.marker() + " is there" : "";
-    result.output += markerStays(store);
+    result.output += anyReset ? markerStays(store) : "";
     if (format == Format::kJson) {
         Json json = {{"storages", storages}, {"findings", findings}};
         addBytes(json, "marker", store.marker());
@@ -292,19 +324,18 @@ Result resetAll(const Store& store, Format format, const ResetOptions& options) 
     }
     const std::vector<StoragePtr> storages = resettable(store);
     demandSomethingToReset(store, storages);
-    const ResetForesight foresight = foreseenOfReset(writtenByReset(store), store.factory());
+    const Foresights foresights = foreseenOfReset(writtenByReset(store), store.factory());
     if (!options.forced) {
-        demandThatNothingIsHidden(foresight);
+        demandThatNothingIsHidden(foresights);
     }
+    warn(foresights, options);
     if (!options.confirmed) {
         demandConfirmation(store, storages);
     }
     const auto replaced = storagesReplacedBelow(store.base());
-    if (!foresight.renamed.empty()) {
-        LibraryLog::instance().passOver({kToldInTheResult});
-    }
+    LibraryLog::instance().passOver({kToldInTheResult});
     resetStore(store);
-    return report(store, format, {replaced, costOf(foresight)});
+    return report(store, format, {replaced, foresights});
 }
 
 }  // namespace t8settings
