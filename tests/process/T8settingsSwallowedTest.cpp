@@ -192,6 +192,29 @@ TEST_F(T8settingsSwallowed, SectionAtTheEndOfATextIsToldByTheDefaultsOfTheSettin
     }
 }
 
+TEST_F(T8settingsSwallowed, SectionWithItsSettingBehindItTakesTheSettingsBelowToo) {
+    const std::string below = "wake = string,07:00\ntune = string,abc\n";
+    for (const std::string line :
+         {"timeout = int8,22 [timer] sleep = int8,30", "timeout = int8,22[timer]sleep = int8,30",
+          "language = string,da [timer] list = string[],a;b",
+          "language = string,da [timer] sleep = int8,3 list = string[],a;[]"}) {
+        put("settings/settings.ini", "#name = settings\n#crc32 = false\n");
+        put("settings/settings.ini.bad", "#name = settings\n[menu]\n" + line + "\n" + below);
+        const ToolRun recovered = run({"recover", file_, "--from", "bad", "--yes"});
+        for (const std::string stray : {".bad:4: wake", ".bad:5: tune"}) {
+            EXPECT_THAT(recovered.out + recovered.err,
+                        HasSubstr(stray + ": its section is not known, as line 3 opens none; "))
+                << line;
+        }
+        EXPECT_EQ("#name = settings\n#crc32 = false\n", bytesOf("settings/settings.ini"));
+    }
+    putFile("[menu]\ntimeout = int8,22 [timer] sleep = int8,30\n" + below);
+    expectRefused("settings/menu/timeout",
+                  ":3: settings/menu/timeout has run into what looks like the section [timer], so "
+                  "the settings below it are read into section \"menu\"; write that on a line of "
+                  "its own");
+}
+
 TEST_F(T8settingsSwallowed, SectionAndSettingOnOneLineAreLost) {
     for (const std::string line :
          {"[timer]sleep = int8,30", "[timer sleep = int8,30", "[timer sleep = int8,30]"}) {

@@ -23,8 +23,9 @@ std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryP
 /// Whether the file should have a CRC line and has none.
 bool lacksCrcLine(const IniFile& file);
 
-/// NAME of the "[NAME]" that the text of a setting ends in, outside of quotes; empty without one.
-std::string_view sectionAtEndOf(const IniFile::Line& setting);
+/// NAME of the last "[NAME]" in the text of a setting, outside of quotes, that it ends in or that
+/// has a swallowed setting behind it; empty without one.
+std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.
