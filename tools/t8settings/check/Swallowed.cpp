@@ -79,6 +79,18 @@ std::vector<std::size_t> settingsIn(std::string_view bare, const FactoryPtr& fac
     return settings;
 }
 
+/// Where a string goes on behind the quote that closes it. Of other types none takes such a text.
+std::optional<std::size_t> behindQuoteIn(const IniFile::Line& setting, const std::string& bare) {
+    const std::string& text = setting.value;
+    if (setting.type != "string" || !startsWith(text, "\"") || text.back() == '"') {
+        return std::nullopt;
+    }
+    const std::size_t end = bare.find_first_not_of(kPlain);
+    return end == 0 || end == std::string::npos
+               ? std::nullopt
+               : std::optional(bare.find_first_not_of(kBlanks, end));
+}
+
 /// Where "#crc32 =" begins.
 std::optional<std::size_t> crcLineIn(std::string_view bare) {
     for (std::size_t at = bare.find(kCrcKey); at != std::string_view::npos;
@@ -117,6 +129,13 @@ MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, boo
         at && asSaved(line, factory) != std::optional(line.value)) {
         return Finding{line.number, Harm::kChanged,
                        visible(line.name) + " has run into what looks like another setting, " +
+                           inQuotes(std::string_view(line.value).substr(*at)),
+                       kOwnLine + ifMeantSo(line, factory)};
+    }
+    // A save escapes each quote that is a part of the text.
+    if (const auto at = behindQuoteIn(line, bare)) {
+        return Finding{line.number, Harm::kChanged,
+                       visible(line.name) + " goes on behind a closing quote, " +
                            inQuotes(std::string_view(line.value).substr(*at)),
                        kOwnLine + ifMeantSo(line, factory)};
     }

@@ -13,7 +13,8 @@ namespace t8settings {
 /// What to do about a line that holds another one: a setting, or a header behind "#name" or above
 /// no CRC line. A lost line feed makes one line of two, and so does a section with its setting
 /// behind it. What stands in double quotes is no line, nor is what the library writes in that way
-/// for a value. Takes time in proportion to the line.
+/// for a value; what stands behind a closed string is one, whatever it is. Takes time in
+/// proportion to the line.
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
 
