@@ -1,5 +1,6 @@
 // Lines that hold another one: what is made of them, and what is no such line.
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -192,6 +193,73 @@ TEST_F(T8settingsSwallowed, SectionAtTheEndOfATextIsToldByTheDefaultsOfTheSettin
     }
 }
 
+TEST_F(T8settingsSwallowed, SectionWithItsSettingBehindItTakesTheSettingsBelowToo) {
+    const std::string below = "wake = string,07:00\ntune = string,abc\n";
+    for (const std::string line :
+         {"timeout = int8,22 [timer] sleep = int8,30", "timeout = int8,22[timer]sleep = int8,30",
+          "language = string,da [timer] list = string[],a;b",
+          "language = string,da [timer] sleep = int8,3 list = string[],a;[]"}) {
+        put("settings/settings.ini", "#name = settings\n#crc32 = false\n");
+        put("settings/settings.ini.bad", "#name = settings\n[menu]\n" + line + "\n" + below);
+        const ToolRun recovered = run({"recover", file_, "--from", "bad", "--yes"});
+        for (const std::string stray : {".bad:4: wake", ".bad:5: tune"}) {
+            EXPECT_THAT(recovered.out + recovered.err,
+                        HasSubstr(stray + ": its section is not known, as line 3 opens none; "))
+                << line;
+        }
+        EXPECT_EQ("#name = settings\n#crc32 = false\n", bytesOf("settings/settings.ini"));
+    }
+    putFile("[menu]\ntimeout = int8,22 [timer] sleep = int8,30\n" + below);
+    expectRefused("settings/menu/timeout",
+                  ":3: settings/menu/timeout has run into what looks like the section [timer], so "
+                  "the settings below it are read into section \"menu\"; write that on a line of "
+                  "its own");
+}
+
+TEST_F(T8settingsSwallowed, WhatStandsBehindAClosingQuoteIsNoPartOfTheText) {
+    const std::string lines = "[menu]\nlanguage = string,\"a, b\" [own]\na = int8,4\n";
+    const std::string advised = "language = string,\"\\\"a, b\\\" [own]\"";
+    putFile(lines);
+    expectRefused("settings/menu/timeout",
+                  ":3: settings/menu/language has run into what looks like the section [own], so "
+                  "the settings below it are read into section \"menu\"; write that on a line of "
+                  "its own; if it is meant so: " +
+                      advised);
+    put("settings/settings.ini.bad", "#name = settings\n" + lines + "[timer]\nsleep = int8,5\n");
+    const ToolRun recovered = run({"recover", file_, "--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out + recovered.err,
+                HasSubstr(".bad:4: a: its section is not known, as line 3 opens none; "));
+    EXPECT_EQ(5, recovered.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"),
+                StartsWith("#name = settings\n[menu]\n[timer]\nsleep = int8,5\n#crc32 = "));
+    std::filesystem::remove(path("settings/settings.ini.bad"));
+    putFile("[menu]\n" + advised + "\na = int8,4\n");
+    EXPECT_EQ(0, run({"seal", file_}).exitCode);
+    expectSound();
+    EXPECT_EQ("\"a, b\" [own]\n", run({"get", "settings/menu/language"}).out);
+}
+
+TEST_F(T8settingsSwallowed, TextGoesOnBehindAClosingQuoteInNoSave) {
+    const auto reason = [](const std::string& what) {
+        return Said{"1 changed: x/a goes on behind a closing quote, \"" + what + "\""};
+    };
+    EXPECT_EQ(reason("[own]"), saidOf("a = string,\"a, b\" [own]"));
+    EXPECT_EQ(reason("c"), saidOf("a = string,\"a, b\"c"));
+    EXPECT_EQ(Said{}, saidOf("a = string,\"a, b\""));
+    EXPECT_EQ(Said{}, saidOf("a = string,say \"hi\" there"));
+    EXPECT_EQ(Said{}, saidOf("a = string,\"say \"hi\" there\""));
+    EXPECT_EQ(Said{}, saidOf("a = string,x,\"hi\" there"));
+    EXPECT_EQ(Said{}, saidOf("a = string,\"a, b"));
+    EXPECT_EQ(Said{}, saidOf("a = string,\\\"a\\\" b"));
+    EXPECT_EQ(Said{}, saidOf("a = string[],\"a;b\";\"c\""));
+    put("settings/x.ini", "a = string,\"a, b\"c\n");
+    EXPECT_EQ(1, run({"seal", path("settings/x.ini")}).exitCode);
+    EXPECT_EQ(0, run({"seal", "--force", path("settings/x.ini")}).exitCode);
+    EXPECT_THAT(run({"verify", path("settings/x.ini")}).out,
+                HasSubstr(":1: x/a goes on behind a closing quote, \"c\"; write that on a line of "
+                          "its own; if it is meant so: a = string,\"\\\"a, b\\\"c\"\n"));
+}
+
 TEST_F(T8settingsSwallowed, SectionAndSettingOnOneLineAreLost) {
     for (const std::string line :
          {"[timer]sleep = int8,30", "[timer sleep = int8,30", "[timer sleep = int8,30]"}) {
@@ -250,9 +318,11 @@ TEST_F(T8settingsSwallowed, TextOfASaveIsNeverDoubtedWhateverItsBytes) {
         {"settings/menu/language",
          {"da timeout = int8,45", "\"da\" timeout = int8,45", "timeout=int8", "da[timer]",
           "\"[timer]", "[timer]", "06:45#crc32 = 123", "#name = x", "\\timeout = int8,4",
-          "a;b = int,1", ";x", "\" = int8,"}},
+          "a;b = int,1", ";x", "\" = int8,", "a\" [b]", "\"x\" y", "\"x, y\" z", "\"a, b\" [own]",
+          "\"", "\"\"x", "\\\"a\\\" b"}},
         {"settings/menu/list",
-         {"a;\"timeout = int8,45\"", "x = int;[timer]", "a;b[timer]", "\\\"x = int;#crc32 = 1"}},
+         {"a;\"timeout = int8,45\"", "x = int;[timer]", "a;b[timer]", "\\\"x = int;#crc32 = 1",
+          "\\\"a\\\" [b]", "x;\"a;\\\"b\\\" [own]\";y"}},
         {"settings/menu/map",
          {"1,k,7,x = int,1,l,1,y", "7,x = int,1,v", "1,k,7,[timer]", "1,k,7,\\\"[b] =,1,l,1,a"}}};
     int number = 0;

@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -235,6 +236,35 @@ TEST_F(T8settingsVerifyLines, WhatTheDefaultsMoveByThemselvesIsToldOfThemAlone) 
     EXPECT_EQ(Said(), saidOf("[s]\na = int,2"));
     EXPECT_THAT(run({"verify"}).out,
                 HasSubstr(path("qel-default-settings/x.ini") + ":2: x/z has no section "));
+}
+
+// A save takes the longest section that begins a name, whichever one the line stands in.
+TEST_F(T8settingsVerifyLines, SettingThatALongerSectionLeavesOutOfASaveIsNamed) {
+    const std::string lines = "[a]\nb/#c = int8,1\n[a/b]\ne = int8,3";
+    const auto reason = [](const std::string& line, const std::string& name) {
+        return Said{line + " lost: x/" + name +
+                    " falls into x/a/b/: a save leaves it out, as its key would read as a header "
+                    "or section"};
+    };
+    EXPECT_EQ(reason("2", "a/b/#c"), saidOf(lines));
+    const std::string file = path("settings/x.ini");
+    EXPECT_THAT(run({"verify", file}).out, HasSubstr("; begin the key with another character\n"));
+    EXPECT_EQ(1, run({"seal", file}).exitCode);
+    EXPECT_EQ(1, run({"set", "x/a/b/e", "4"}).exitCode);
+    EXPECT_EQ(reason("1", "a/b/[c"), saidOf("a/b/[c = int8,1\n[a/b]\ne = int8,3"));
+    EXPECT_EQ(Said(), saidOf("[a]\nb/#c = int8,1\n[a/d]\ne = int8,3"));
+    EXPECT_EQ(0, run({"set", "x/a/b/#c", "4"}).exitCode);
+    put("settings/x.ini.bad", lines + "\n#crc32 = 1\n");
+    const ToolRun recovered = run({"recover", file, "--from", "bad", "--yes"});
+    EXPECT_THAT(recovered.out, HasSubstr(".bad:2: x/a/b/#c falls into x/a/b/: "));
+    EXPECT_EQ("[a]\n[a/b]\ne = int8,3\n", bytesOf("settings/x.ini").substr(0, 21));
+    std::filesystem::remove(path("settings/x.ini.bad"));
+    put("qel-default-settings/x.ini", lines + "\n");
+    EXPECT_THAT(run({"verify"}).out,
+                HasSubstr(path("qel-default-settings/x.ini") + ":2: x/a/b/#c falls into x/a/b/: "));
+    EXPECT_EQ(reason("2", "a/b/#c"), saidOf("[a]\nb/#c = int8,2"));
+    EXPECT_EQ(Said(), saidOf("[a/b]\ne = int8,2"));
+    EXPECT_EQ(0, run({"set", "x/a/b/e", "4"}).exitCode);
 }
 
 TEST_F(T8settingsVerifyLines, LinesAfterTheCrcLineAreNamed) {

@@ -39,8 +39,8 @@ const StateText& textOf(FileState state) {
 }
 
 const char* wordOf(Harm harm) {
-    static constexpr std::array<const char*, 7> kWords = {
-        "unreadable", "unusable", "lost", "changed", "moved", "doubtful", "ignored"};
+    static constexpr std::array<const char*, 8> kWords = {
+        "unreadable", "unusable", "lost", "changed", "moved", "lost", "doubtful", "ignored"};
     return kWords.at(static_cast<std::size_t>(harm));
 }
 

@@ -68,12 +68,12 @@ public:
     }
 
     MaybeFinding check(const IniFile::Line& line) {
-        if (auto swallowed = swallowedLineIn(line, factory_, lacksCrcLine_)) {
-            return swallowed;
-        }
         const bool isMisleading = misleading_.count(line.number) != 0;
         if (isMisleading && line.kind == Kind::Setting) {
             return sectionInText(line);
+        }
+        if (auto swallowed = swallowedLineIn(line, factory_, lacksCrcLine_)) {
+            return swallowed;
         }
         if (isMisleading && line.kind != Kind::SkippedSection && !isMisplacedName(line)) {
             return Finding{line.number, Harm::kChanged,
@@ -144,7 +144,7 @@ private:
     }
 
     Finding sectionInText(const IniFile::Line& line) const {
-        const std::string section = "[" + std::string(sectionAtEndOf(line)) + "]";
+        const std::string section = "[" + std::string(sectionIn(line, factory_)) + "]";
         return {line.number, Harm::kChanged,
                 visible(line.name) + " has run into what looks like the section " + section +
                     ", so " + whereSettingsGo(section_),

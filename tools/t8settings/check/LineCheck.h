@@ -22,6 +22,7 @@ enum class Harm {
     kLost,        ///< no load takes it, and the next save drops it
     kChanged,     ///< is read as something else than it says, or comes back so after a save
     kMoved,       ///< comes back under another name after a save
+    kLeftOut,     ///< is read as it stands, and the next save drops it
     kDoubtful,    ///< is read as it stands, but hardly meant so
     kIgnored,     ///< has no effect
 };

@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "check/KnownDefaults.h"
 #include "console/Terminal.h"
@@ -12,27 +13,39 @@ namespace t8settings {
 
 namespace {
 
-using Kind = Qel::Settings::text::IniLine::Kind;
+namespace text = Qel::Settings::text;
+using Kind = text::IniLine::Kind;
 
-/// Names of settings, each with the section that a save puts it into, which it has not.
-using Moves = std::map<std::string, std::string>;
+/// What a save does to a setting.
+struct Move {
+    std::string section;     ///< that it puts it into, which it has not or is longer than its own
+    const char* whyLeftOut;  ///< of that section; null when it is not
+};
+
+using Moves = std::map<std::string, Move>;
 
 /// A save writes the settings in the order of their names, and no line ends a section.
 Moves movesOf(const std::string& root, const std::set<std::string>& names,
               const std::set<std::string>& sectionNames) {
-    Qel::Settings::text::SectionsInOrder::Sections all;
+    text::SectionsInOrder::Sections all;
     for (const std::string& section : sectionNames) {
         all.insert(root + section + "/");
     }
     Moves moves;
-    Qel::Settings::text::SectionsInOrder sections(all);
+    text::SectionsInOrder sections(all);
+    const text::WhiteSpace whiteSpace;
     std::string before;
     for (const std::string& name : names) {
         const std::string section(sections.longestOf(name));
-        if (!section.empty()) {
+        // Of a file that is read, its storage's name alone may have a line feed, and nothing of it
+        // is ever saved.
+        const auto key = std::string_view(name).substr(text::prefixOf(name, section, root).size());
+        if (const char* const reason = text::reasonToLeaveOut("", key, whiteSpace)) {
+            moves[name] = {section, reason};
+        } else if (!section.empty()) {
             before = section;
         } else if (!before.empty()) {
-            moves[name] = before;
+            moves[name] = {before, nullptr};
         }
     }
     return moves;
@@ -68,12 +81,14 @@ public:
         sections.insert(defaults_.sections.begin(), defaults_.sections.end());
         std::vector<Finding> findings;
         std::map<std::string, std::vector<std::string>> ofDefaults;
-        for (const auto& [name, section] : movesOf(root_, names, sections)) {
+        for (const auto& [name, move] : movesOf(root_, names, sections)) {
             const auto own = lines_.find(name);
             if (own != lines_.end()) {
-                findings.push_back(ownMove(own->second->number, name, section));
-            } else if (told.count(name) == 0) {
-                ofDefaults[section].push_back(name);
+                const std::size_t line = own->second->number;
+                findings.push_back(move.whyLeftOut == nullptr ? ownMove(line, name, move.section)
+                                                              : leftOut(line, name, move));
+            } else if (move.whyLeftOut == nullptr && told.count(name) == 0) {
+                ofDefaults[move.section].push_back(name);
             }
         }
         for (const auto& [section, moved] : ofDefaults) {
@@ -106,6 +121,14 @@ private:
                 visible(name) + " has no section and sorts after " + visible(section) +
                     (isOwn ? "" : " of " + defaults_.path) + becomes(name, section) + "it",
                 remedy};
+    }
+
+    Finding leftOut(std::size_t line, const std::string& name, const Move& move) const {
+        return {line, Harm::kLeftOut,
+                visible(name) + " falls into " + visible(move.section) +
+                    ": a save leaves it out, as " + move.whyLeftOut,
+                "begin the key with another character" +
+                    (defaults_.has(name) ? ", in " + defaults_.path + " too" : "")};
     }
 
     Finding movesOfDefaults(const std::vector<std::string>& names,

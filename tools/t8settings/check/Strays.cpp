@@ -68,7 +68,7 @@ public:
     const StrayLines& strays() const { return strays_; }
 
 private:
-    /// A setting whose text ends in what may have been a section, and those below it.
+    /// A setting whose text has what may have been a section, and those below it.
     struct RunInto {
         std::size_t line = 0;
         std::string prefix;  ///< of the names that the section would give
@@ -102,13 +102,16 @@ private:
 
     /// Of a file with a right CRC each text is what was saved.
     void lookForSectionIn(const IniFile::Line& line) {
-        const std::string section(sectionAtEndOf(line));
-        if (section.empty() || file_.state() == FileState::kSealed ||
-            !factory_->maker(line.type).isKnown()) {
+        if (file_.state() == FileState::kSealed || !factory_->maker(line.type).isKnown()) {
+            return;
+        }
+        const std::string section(sectionIn(line, factory_));
+        if (section.empty()) {
             return;
         }
         runInto_ = {};
-        if (outcomeOf(factory_, line.type, line.name, line.value)) {
+        if (swallowedLineIn(line, factory_, false) ||
+            outcomeOf(factory_, line.type, line.name, line.value)) {
             broken_ = line.number;
         } else {
             runInto_ = {line.number, file_.storageName() + "/" + section + "/", {}};

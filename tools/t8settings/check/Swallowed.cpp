@@ -68,6 +68,29 @@ std::optional<std::size_t> settingIn(std::string_view bare, const FactoryPtr& fa
     return std::nullopt;
 }
 
+/// The same for each of them.
+std::vector<std::size_t> settingsIn(std::string_view bare, const FactoryPtr& factory) {
+    std::vector<std::size_t> settings;
+    std::size_t from = 0;
+    while (const auto at = settingIn(bare.substr(from), factory)) {
+        settings.push_back(from + *at);
+        from = bare.find('=', settings.back()) + 1;
+    }
+    return settings;
+}
+
+/// Where a string goes on behind the quote that closes it. Of other types none takes such a text.
+std::optional<std::size_t> behindQuoteIn(const IniFile::Line& setting, const std::string& bare) {
+    const std::string& text = setting.value;
+    if (setting.type != "string" || !startsWith(text, "\"") || text.back() == '"') {
+        return std::nullopt;
+    }
+    const std::size_t end = bare.find_first_not_of(kPlain);
+    return end == 0 || end == std::string::npos
+               ? std::nullopt
+               : std::optional(bare.find_first_not_of(kBlanks, end));
+}
+
 /// Where "#crc32 =" begins.
 std::optional<std::size_t> crcLineIn(std::string_view bare) {
     for (std::size_t at = bare.find(kCrcKey); at != std::string_view::npos;
@@ -106,6 +129,13 @@ MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, boo
         at && asSaved(line, factory) != std::optional(line.value)) {
         return Finding{line.number, Harm::kChanged,
                        visible(line.name) + " has run into what looks like another setting, " +
+                           inQuotes(std::string_view(line.value).substr(*at)),
+                       kOwnLine + ifMeantSo(line, factory)};
+    }
+    // A save escapes each quote that is a part of the text.
+    if (const auto at = behindQuoteIn(line, bare)) {
+        return Finding{line.number, Harm::kChanged,
+                       visible(line.name) + " goes on behind a closing quote, " +
                            inQuotes(std::string_view(line.value).substr(*at)),
                        kOwnLine + ifMeantSo(line, factory)};
     }
@@ -160,12 +190,8 @@ MaybeFinding swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factor
 std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory) {
     const std::string bare = withoutQuoted(text);
     std::vector<std::string> keys;
-    std::size_t from = 0;
-    while (const auto at = settingIn(std::string_view(bare).substr(from), factory)) {
-        const std::size_t key = from + *at;
-        const std::size_t equals = bare.find('=', key);
-        keys.emplace_back(trimmed(std::string_view(text).substr(key, equals - key)));
-        from = equals + 1;
+    for (const std::size_t key : settingsIn(bare, factory)) {
+        keys.emplace_back(trimmed(std::string_view(text).substr(key, bare.find('=', key) - key)));
     }
     return keys;
 }
@@ -174,16 +200,24 @@ bool lacksCrcLine(const IniFile& file) {
     return file.role() == IniFile::Role::kReadWrite && file.crcLine() == 0;
 }
 
-std::string_view sectionAtEndOf(const IniFile::Line& setting) {
-    if (setting.value.empty() || setting.value.back() != ']') {
-        return "";
-    }
+std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& factory) {
     const std::string bare = withoutQuoted(setting.value);
-    const std::size_t open = bare.rfind('[');
-    if (bare.back() != ']' || open == std::string::npos) {
-        return "";
+    const std::vector<std::size_t> settings = settingsIn(bare, factory);
+    const std::size_t lastSetting = settings.empty() ? 0 : settings.back();
+    std::size_t close = std::string::npos;
+    for (std::size_t at = bare.size(); at-- > 0;) {
+        if (bare[at] == ']' && (at < lastSetting || at + 1 == bare.size())) {
+            close = at;
+        } else if (bare[at] == '[' && close != std::string::npos) {
+            const auto name =
+                trimmed(std::string_view(setting.value).substr(at + 1, close - at - 1));
+            if (!name.empty()) {
+                return name;
+            }
+            close = std::string::npos;
+        }
     }
-    return trimmed(std::string_view(setting.value).substr(open + 1, bare.size() - open - 2));
+    return "";
 }
 
 std::string ifMeantSo(const IniFile::Line& setting, const FactoryPtr& factory) {

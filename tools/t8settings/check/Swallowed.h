@@ -13,7 +13,8 @@ namespace t8settings {
 /// What to do about a line that holds another one: a setting, or a header behind "#name" or above
 /// no CRC line. A lost line feed makes one line of two, and so does a section with its setting
 /// behind it. What stands in double quotes is no line, nor is what the library writes in that way
-/// for a value. Takes time in proportion to the line.
+/// for a value; what stands behind a closed string is one, whatever it is. Takes time in
+/// proportion to the line.
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
 
@@ -23,8 +24,9 @@ std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryP
 /// Whether the file should have a CRC line and has none.
 bool lacksCrcLine(const IniFile& file);
 
-/// NAME of the "[NAME]" that the text of a setting ends in, outside of quotes; empty without one.
-std::string_view sectionAtEndOf(const IniFile::Line& setting);
+/// NAME of the last "[NAME]" in the text of a setting, outside of quotes, that it ends in or that
+/// has a swallowed setting behind it; empty without one.
+std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.
