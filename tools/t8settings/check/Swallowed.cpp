@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <vector>
 
 #include "console/Terminal.h"
 #include "text/IniPlaces.h"
@@ -185,15 +186,6 @@ MaybeFinding swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factor
                                                   {Kind::Setting, inSetting}};
     const auto check = kChecks.find(line.kind);
     return check == kChecks.end() ? std::nullopt : check->second(line, factory, lacksCrcLine);
-}
-
-std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory) {
-    const std::string bare = withoutQuoted(text);
-    std::vector<std::string> keys;
-    for (const std::size_t key : settingsIn(bare, factory)) {
-        keys.emplace_back(trimmed(std::string_view(text).substr(key, bare.find('=', key) - key)));
-    }
-    return keys;
 }
 
 bool lacksCrcLine(const IniFile& file) {

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "check/LineCheck.h"
 
@@ -17,9 +16,6 @@ namespace t8settings {
 /// proportion to the line.
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
-
-/// Keys of the settings that the text has run into.
-std::vector<std::string> keysSwallowedIn(const std::string& text, const FactoryPtr& factory);
 
 /// Whether the file should have a CRC line and has none.
 bool lacksCrcLine(const IniFile& file);
