@@ -168,6 +168,23 @@ TEST_F(T8settingsDiff, DumpOutOfFormIsAFailure) {
               runBare({"diff", base_, path("twice")}).err);
 }
 
+TEST_F(T8settingsDiff, DumpThatWasCutShortIsNoFileWhateverItsTextsLookLike) {
+    const std::string entry = "\"name\": \"s/a\",\n\"type\": \"string\",\n\"text\": \"a = int8,3";
+    for (const std::string& cut :
+         {"[{" + entry, "[\n{\n" + entry + "\",\n", "{\"settings\": [{" + entry + "\"}, tru"}) {
+        put("cut.json", cut);
+        const ToolRun diff = runBare({"diff", path("cut.json"), base_});
+        EXPECT_EQ("", diff.out);
+        EXPECT_THAT(diff.err, testing::HasSubstr(": syntax error"));
+        EXPECT_EQ(1, diff.exitCode);
+    }
+    for (const std::string start : {"[a]\n", "[]\n", "[{]\n", "[\"a\"]\n", "{"}) {
+        put("s.ini", start + "equal = int,2\n");
+        EXPECT_THAT(runBare({"diff", path("s.ini"), base_}).out, testing::HasSubstr("equal\t2\t"))
+            << start;
+    }
+}
+
 TEST_F(T8settingsDiff, DumpIsNoFileInPlaceOfADirectory) {
     put("tv.json", run({"dump", "--json"}).out);
     put("tv.ini", run({"dump"}).out);

@@ -33,11 +33,22 @@ bool isIniDump(const IniFile& file) {
            std::none_of(lines.begin(), lines.end(), isOfAFile);
 }
 
-/// A text in a whole dump may look like a setting; a key in a settings file may begin like JSON.
+/// Whether nothing but the end of it keeps the text from being JSON.
+bool isJsonSoFar(const std::string& text) {
+    try {
+        return !Json::parse(text).is_discarded();
+    } catch (const Json::parse_error& error) {
+        return error.byte > text.size();
+    } catch (const Json::exception&) {
+        return false;
+    }
+}
+
+/// A text in a dump, whole or cut short, may look like a setting; a key in a settings file may
+/// begin like JSON.
 bool isJsonDump(const IniFile& file) {
     const std::string& text = file.text();
-    return isJson(text) &&
-           (Json::accept(text.begin(), text.end()) || surveyed(file).settings.empty());
+    return isJson(text) && (isJsonSoFar(text) || surveyed(file).settings.empty());
 }
 
 }  // namespace
