@@ -342,7 +342,10 @@ TEST_F(T8settingsTypesText, EveryRegisteredTypeIsSetAndComesBack) {
         const std::size_t text = line.find(',', type) + 1;
         const std::string name = "t/v/" + std::to_string(settings.size());
         settings.push_back({name, line.substr(type, text - type - 1), line.substr(text)});
-        defaults += name.substr(4) + " = " + settings.back().type + ",\n";
+        const bool isNumber =
+            settings.back().text.find_first_not_of("-.0123456789") == std::string::npos;
+        defaults +=
+            name.substr(4) + " = " + settings.back().type + "," + (isNumber ? "0" : "") + "\n";
     }
     put("qel-default-settings/t.ini", defaults);
     ASSERT_EQ(Qel::Settings::describeTypes().size(), settings.size());
