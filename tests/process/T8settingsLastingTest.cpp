@@ -321,6 +321,22 @@ TEST_F(T8settingsLasting, MisreadDefaultsThatASaveWritesAreTold) {
               set.err);
     EXPECT_EQ(0, set.exitCode);
     EXPECT_EQ("", run({"set", "settings/sound/tone", "7"}).err);
+    // What the defaults lose altogether comes back when they are mended.
+    std::filesystem::remove(file_);
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int9,0\ntone int8,0\ntreble = int8,0\n");
+    EXPECT_THAT(run({"set", "settings/sound/treble", "6"}).err,
+                testing::Not(HasSubstr("a save writes that")));
+    // A line of which the file has its own may lead those below it astray.
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,0[timer]\nsleep = int8,0\n");
+    putFile("[sound]\nbass = int8,5\ntone = int8,5\n");
+    EXPECT_EQ("t8settings: warning: " + defaults +
+                  ":3: settings/sound/bass has run into what looks like the section [timer], so the "
+                  "settings below it are read into section \"sound\"" +
+                  written,
+              run({"set", "settings/sound/tone", "6"}).err);
+    EXPECT_EQ("", run({"set", "settings/sound/tone", "7"}).err);
     // The text of a setting that is given another one is written nowhere.
     std::filesystem::remove(file_);
     put("qel-default-settings/settings.ini", "#name = settings\n[sound]\nbass = int8,900\n");

@@ -224,7 +224,9 @@ TEST_F(T8settingsResetRenames, BrokenLinesKeepTheStoreFromAResetWhateverTheDefau
           "[aa]\nq more = int 6\n", "[aa]\nmore\n", "[aa] q = int,5\n", "[aa] more = int,5\n",
           "[aa]\nq = int,5\n[v\nv = int,6\n", "[aa]\nq = int,5\n[vv\nv = int,6\n",
           "[aa]\nq = int,5\n[vv] v = int,6\n", "[aa]\nq = int,5\nv]\nv = int,6\n",
-          "[aa]\nq = int,5 [vv] v = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n"}) {
+          "[aa]\nq = int,5 [vv] v = int,6\n", "[aa]\nr = int,5\nq = int,5 [v]\nv = int,6\n",
+          "[aa]\nq = intown = int,5\n", "[aa]\nq = int,5own]\nx = int,6\n",
+          "[aa]\nq = int,5\n[own] int,two\n"}) {
         SCOPED_TRACE(lines);
         const std::string text = "#name = user\n" + std::string(lines) + "#crc32 = false\n";
         put("settings/user.ini", text);
@@ -257,6 +259,34 @@ TEST_F(T8settingsResetRenames, MisreadKeptValueOfASealedFileIsTold) {
                   "save makes that last\n",
               done.err);
     EXPECT_EQ(0, done.exitCode);
+}
+
+// No save writes a text that its type refuses.
+TEST_F(T8settingsResetRenames, SectionInARefusedTextOfASealedFileIsInTheWayOfAReset) {
+    putFile("#name = user\n[aa]\nq = int,22[own]\nx = int,5\n");
+    expectRefused(
+        ":3: user/aa/q has run into what looks like the section [own], so the settings below it are "
+        "read into section \"aa\"; write that on a line of its own");
+}
+
+TEST_F(T8settingsResetRenames, WhatNothingTellsOfAfterwardsIsAWarning) {
+    putDefaults("[aa]\nq = int,1\n[vol]\nv = int,0\nw = int,0\n");
+    putFile("#name = user\n[voll]\nv = int,5\nw = int,6\n");
+    const ToolRun done = reset();
+    EXPECT_EQ("t8settings: warning: " + file_ + ":2: 2 settings of section \"voll\" are not in " +
+                  path("qel-default-settings/user.ini") +
+                  "; did you mean [vol]? after this save nothing tells of it any more\n",
+              done.err);
+    EXPECT_EQ(0, done.exitCode);
+}
+
+TEST_F(T8settingsResetRenames, NameThatAResetAddsIsTold) {
+    putDefaults("z = int,1\n[aa]\nq = int,1\n");
+    putFile("#name = user\n[aa]\nq = int,7\n");
+    EXPECT_EQ("t8settings: warning: " + file_ +
+                  ": a save adds user/aa/z: user/z is read as user/aa/z, as it has no section and "
+                  "sorts after one that has; give it a section, in the defaults file too\n",
+              reset().err);
 }
 
 TEST_F(T8settingsResetRenames, MisreadDefaultIsTold) {

@@ -107,6 +107,13 @@ TEST_F(T8settingsWaysOut, BlankFileIsMovedAway) {
     }
 }
 
+TEST_F(T8settingsWaysOut, BlankFileWithoutACheckIsNotToBeSealed) {
+    put("settings/settings.ini", "\n#crc32 = false\n");
+    EXPECT_EQ(
+        file_ + ":2: the CRC check is switched off, so damage goes unnoticed\n1 file, 1 finding\n",
+        run({"verify", file_}).out);
+}
+
 TEST_F(T8settingsWaysOut, FileOfWhichNothingComesBackMayStillBeMended) {
     put("settings/settings.ini", "[sound]\nbass = int8,?\n");
     EXPECT_THAT(

@@ -81,9 +81,7 @@ struct Written {
 using Names = std::set<std::string>;
 
 /// The losses of settings that the defaults do not replace.
-std::vector<Loss> lossesOf(const SettingStorageInifile& after, const Names& byDefault,
-                           const FactoryPtr& factory) {
-    std::vector<Loss> losses = foreseen(after, textsOf(after, factory), factory).losses;
+std::vector<Loss> notReplaced(std::vector<Loss> losses, const Names& byDefault) {
     losses.erase(std::remove_if(losses.begin(), losses.end(),
                                 [&byDefault](const Loss& loss) {
                                     return !loss.isOfName && byDefault.count(loss.name) != 0;
@@ -187,8 +185,9 @@ ResetForesight foreseenOf(const StoragePtr& storage, const FactoryPtr& factory) 
     SettingStorageInifile after(nameBefore(file), *file.filename(), *file.rwFilename(), factory,
                                 SettingStorageInifile::Save_onDemand);
     loadAndReset(after);
+    const Foresight save = foreseen(after, textsOf(after, factory), factory);
     ResetForesight foresight{storage, {}, {}, {}, ""};
-    const bool isToBeMended = addChanged(lossesOf(after, byDefault, factory), after.name() + "/",
+    const bool isToBeMended = addChanged(notReplaced(save.losses, byDefault), after.name() + "/",
                                          files, foresight.changed);
     Lasting damage = damageIn(files.group, byDefault, factory);
     if (isToBeMended || !damage.stopping.empty()) {
@@ -197,8 +196,14 @@ ResetForesight foreseenOf(const StoragePtr& storage, const FactoryPtr& factory) 
     }
     foresight.damaged = std::move(damage.stopping);
     foresight.told = std::move(damage.told);
-    for (FileFinding& ofDefaults : lastingOfDefaults(files.group, {}, factory)) {
-        foresight.told.push_back(std::move(ofDefaults));
+    for (const auto& told : {hiddenBySave(files.group, factory, save.withoutLine),
+                             lastingOfDefaults(files.group, {}, factory)}) {
+        foresight.told.insert(foresight.told.end(), told.begin(), told.end());
+    }
+    if (foresight.changed.empty()) {
+        for (const std::string& added : save.added) {
+            foresight.told.push_back({files.group.file.path(), {0, Harm::kMoved, added, ""}});
+        }
     }
     if (auto setAside = ofFileSetAside(file, after, factory)) {
         foresight.damaged.push_back(std::move(*setAside));

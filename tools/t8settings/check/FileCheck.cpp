@@ -58,11 +58,19 @@ Json jsonOf(const FileFinding& finding) {
     return json;
 }
 
+/// Whether somebody may have edited it: `seal` would refuse what is blank, or in an encoding that
+/// no program reads.
+bool mayBeSealed(const IniFile& file) {
+    return file.state() >= FileState::kWithoutCrc && !isBlank(file) &&
+           !oddEncodingOf(file.text()).isWhole;
+}
+
 /// What lies beside a file cannot be sealed.
-std::string remedyForUnchecked(const std::string& path) {
-    const auto file = fileBeside(path);
-    return file ? commandOn("recover", *file) + " shows what it holds"
-                : commandOn("seal", path) + " switches it on";
+std::string remedyForUnchecked(const IniFile& file) {
+    const auto beside = fileBeside(file.path());
+    return beside              ? commandOn("recover", *beside) + " shows what it holds"
+           : mayBeSealed(file) ? commandOn("seal", file.path()) + " switches it on"
+                               : "";
 }
 
 /// What a state is worth, if nothing lies beside the file. Of a file that a load refuses, no more
@@ -82,7 +90,7 @@ std::vector<Finding> findingsInState(const IniFile& file) {
         case FileState::kUnchecked:
             return {{file.crcLine(), Harm::kIgnored,
                      "the CRC check is switched off, so damage goes unnoticed",
-                     remedyForUnchecked(file.path())}};
+                     remedyForUnchecked(file)}};
         default:
             return {{file.crcLine(), Harm::kUnusable, stateOf(file), ""}};
     }
@@ -130,13 +138,6 @@ std::optional<Finding> otherNameIn(const IniFile& file) {
                        inQuotes(defaults.storageName) + " in " + defaults.path +
                        ": the settings there keep that name",
                    "give both the same #name", Concern::kStorageName};
-}
-
-/// Whether somebody may have edited it: `seal` would refuse what is blank, or in an encoding that
-/// no program reads.
-bool mayBeSealed(const IniFile& file) {
-    return file.state() >= FileState::kWithoutCrc && !isBlank(file) &&
-           !oddEncodingOf(file.text()).isWhole;
 }
 
 /// What to do about a file that the next load sets aside. What was set aside before may be all

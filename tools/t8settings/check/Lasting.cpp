@@ -155,17 +155,21 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
         return {};
     }
     const IniFile defaults = iniFileAt(path);
-    std::set<std::size_t> ofGiven;
-    std::set<std::size_t> ofOthers;
+    std::set<std::size_t> written;
+    const StrayLines strays = strayLines(defaults, factory);
     for (const auto& [name, line] : settingsByName(defaults)) {
-        (given.count(name) != 0 ? ofGiven : ofOthers).insert(line->number);
+        if (given.count(name) == 0) {
+            written.insert(line->number);
+            const auto stray = strays.find(line->number);
+            written.insert(stray == strays.end() ? line->number : stray->second);
+        }
     }
-    if (ofOthers.empty()) {
+    if (written.empty()) {
         return {};
     }
     std::vector<FileFinding> lasting;
     for (FileFinding& finding : findingsInLinesOf(defaults, factory)) {
-        if (isLasting(finding) && ofGiven.count(finding.finding.line) == 0) {
+        if (finding.finding.harm == Harm::kChanged && written.count(finding.finding.line) != 0) {
             finding.finding.remedy = "a save writes that into " + group.file.path();
             lasting.push_back(std::move(finding));
         }

@@ -23,9 +23,9 @@ struct Lasting {
 Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& replaced,
                       const FactoryPtr& factory);
 
-/// Lines of the defaults file that are lost or read as something else, if a save writes that into
-/// the file, where it stays when they are mended. It does for settings that are not among `given`,
-/// whose texts come from elsewhere.
+/// Lines of the defaults file that are read as something else, if a save writes that into the file,
+/// where it stays when they are mended. It does for settings that are not among `given`, whose
+/// texts come from elsewhere.
 std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
                                            const std::set<std::string>& given,
                                            const FactoryPtr& factory);

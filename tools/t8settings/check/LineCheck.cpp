@@ -144,10 +144,11 @@ private:
     }
 
     Finding sectionInText(const IniFile::Line& line) const {
-        const std::string section = "[" + std::string(sectionIn(line, factory_)) + "]";
+        const std::string section(sectionIn(line, factory_).value_or(""));
         return {line.number, Harm::kChanged,
-                visible(line.name) + " has run into what looks like the section " + section +
-                    ", so " + whereSettingsGo(section_),
+                visible(line.name) + " has run into what looks like " +
+                    (section.empty() ? "a section" : "the section [" + section + "]") + ", so " +
+                    whereSettingsGo(section_),
                 "write that on a line of its own" + ifMeantSo(line, factory_)};
     }
 
@@ -160,8 +161,11 @@ private:
         const bool isMisleading = misleading_.count(line.number) != 0;
         const Harm harm = isMisleading ? Harm::kChanged : Harm::kIgnored;
         const std::string stays = isMisleading ? ", so " + whereSettingsGo(section_) : "";
-        if (!isClosed(line) && line.whole.find(']') != std::string::npos) {
-            return Finding{line.number, harm,
+        if (const std::size_t close = line.whole.find(']');
+            !isClosed(line) && close != std::string::npos) {
+            const bool isComment =
+                line.whole[line.whole.find_first_not_of(" \t", close + 1)] == '#';
+            return Finding{line.number, isMisleading || isComment ? harm : Harm::kLost,
                            "something stands behind the \"]\" of a section" + stays,
                            "move it to a line of its own"};
         }
@@ -207,8 +211,11 @@ private:
         } catch (const Failure& failure) {
             reason = inOneLine(failure.what());
         }
+        // With "=" in it, it has run into another setting.
+        const bool isOneLine = line.type.find('=') == std::string::npos;
         return Finding{line.number, Harm::kLost, visible(line.name) + ": " + reason,
-                       "t8settings types shows all types; or delete the line", Concern::kValue};
+                       "t8settings types shows all types; or delete the line",
+                       isOneLine ? Concern::kValue : Concern::kLine};
     }
 
     MaybeFinding checkValue(const IniFile::Line& line) {

@@ -42,6 +42,14 @@ bool isBrokenSectionInMalformed(const IniFile::Line& line) {
     return isClosed(line) && !endsInList(line);
 }
 
+/// Whether the line stands where a section should begin, and begins none: "[]", a bracket that is
+/// not closed, or a line that has the "]" of a section without being one.
+bool isBrokenSection(const IniFile::Line& line) {
+    return line.kind == Kind::SkippedSection ||
+           (line.kind == Kind::Header && isBrokenSectionInHeader(line)) ||
+           (line.kind == Kind::Malformed && isBrokenSectionInMalformed(line));
+}
+
 /// Goes through the lines with what is known from the lines before.
 class StrayFinder {
 public:
@@ -100,21 +108,21 @@ private:
         runInto_ = {};
     }
 
-    /// Of a file with a right CRC each text is what was saved.
+    /// Of a file with a right CRC each text that its type takes is what was saved.
     void lookForSectionIn(const IniFile::Line& line) {
-        if (file_.state() == FileState::kSealed || !factory_->maker(line.type).isKnown()) {
+        if (!factory_->maker(line.type).isKnown()) {
             return;
         }
-        const std::string section(sectionIn(line, factory_));
-        if (section.empty()) {
+        const auto section = sectionIn(line, factory_);
+        if (!section) {
             return;
         }
-        runInto_ = {};
         if (swallowedLineIn(line, factory_, false) ||
             outcomeOf(factory_, line.type, line.name, line.value)) {
             broken_ = line.number;
-        } else {
-            runInto_ = {line.number, file_.storageName() + "/" + section + "/", {}};
+            runInto_ = {};
+        } else if (!section->empty() && file_.state() != FileState::kSealed) {
+            runInto_ = {line.number, file_.storageName() + "/" + std::string(*section) + "/", {}};
         }
     }
 
@@ -146,12 +154,6 @@ StrayLines straysIn(const IniFile& file, const FactoryPtr& factory, bool ifDamag
 }
 
 }  // namespace
-
-bool isBrokenSection(const IniFile::Line& line) {
-    return line.kind == Kind::SkippedSection ||
-           (line.kind == Kind::Header && isBrokenSectionInHeader(line)) ||
-           (line.kind == Kind::Malformed && isBrokenSectionInMalformed(line));
-}
 
 bool mayHaveBeenSection(const IniFile::Line& line) {
     if (line.kind == Kind::Setting) {

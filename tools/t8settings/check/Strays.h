@@ -10,10 +10,6 @@
 
 namespace t8settings {
 
-/// Whether the line stands where a section should begin, and begins none: "[]", a bracket that is
-/// not closed, or a line that has the "]" of a section without being one.
-bool isBrokenSection(const IniFile::Line& line);
-
 /// Whether nothing about the line tells that it was no section: it has neither the "=" nor the ","
 /// of a setting, but where a section has its brackets, or is a comment with a bracket there.
 bool mayHaveBeenSection(const IniFile::Line& line);
@@ -22,8 +18,8 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 /// left the section as it was.
 using StrayLines = std::map<std::size_t, std::size_t>;
 
-/// Those below broken sections, and in a file without a right CRC below a text that has run into a
-/// section: one that its type refuses, or of whose next settings one is of that section in the
+/// Those below broken sections, and below a text that has run into a section: one that its type
+/// refuses, or, in a file without a right CRC, of whose next settings one is of that section in the
 /// defaults file, and unknown or there already where it stands.
 StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
-#include <vector>
 
 #include "console/Terminal.h"
 #include "text/IniPlaces.h"
@@ -51,8 +50,14 @@ std::size_t keyBefore(std::string_view bare, std::size_t equals) {
     return bare.find_last_of(" \t,;\"]\\", last) + 1;
 }
 
-/// Where "KEY = TYPE," begins, of a type that is known.
-std::optional<std::size_t> settingIn(std::string_view bare, const FactoryPtr& factory) {
+/// Where a "KEY = TYPE," has its parts.
+struct Inner {
+    std::size_t key;
+    std::size_t equals;
+};
+
+/// The first one of a type that is known.
+std::optional<Inner> settingIn(std::string_view bare, const FactoryPtr& factory) {
     const std::size_t start = std::min(bare.find_first_not_of(kBlanks), bare.size());
     std::size_t from = start;
     for (std::size_t comma = bare.find(',', from); comma != std::string_view::npos;
@@ -61,7 +66,7 @@ std::optional<std::size_t> settingIn(std::string_view bare, const FactoryPtr& fa
         if (equals != std::string_view::npos && from + equals > start) {
             const std::size_t type = from + equals + 1;
             if (factory->maker(trimmed(bare.substr(type, comma - type))).isKnown()) {
-                return keyBefore(bare, from + equals);
+                return Inner{keyBefore(bare, from + equals), from + equals};
             }
         }
         from = comma + 1;
@@ -69,15 +74,15 @@ std::optional<std::size_t> settingIn(std::string_view bare, const FactoryPtr& fa
     return std::nullopt;
 }
 
-/// The same for each of them.
-std::vector<std::size_t> settingsIn(std::string_view bare, const FactoryPtr& factory) {
-    std::vector<std::size_t> settings;
+/// Where the key of the last one begins; 0 without one.
+std::size_t lastSettingIn(std::string_view bare, const FactoryPtr& factory) {
+    std::size_t key = 0;
     std::size_t from = 0;
-    while (const auto at = settingIn(bare.substr(from), factory)) {
-        settings.push_back(from + *at);
-        from = bare.find('=', settings.back()) + 1;
+    while (const auto inner = settingIn(bare.substr(from), factory)) {
+        key = from + inner->key;
+        from += inner->equals + 1;
     }
-    return settings;
+    return key;
 }
 
 /// Where a string goes on behind the quote that closes it. Of other types none takes such a text.
@@ -130,7 +135,7 @@ MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, boo
         at && asSaved(line, factory) != std::optional(line.value)) {
         return Finding{line.number, Harm::kChanged,
                        visible(line.name) + " has run into what looks like another setting, " +
-                           inQuotes(std::string_view(line.value).substr(*at)),
+                           inQuotes(std::string_view(line.value).substr(at->key)),
                        kOwnLine + ifMeantSo(line, factory)};
     }
     // A save escapes each quote that is a part of the text.
@@ -155,10 +160,8 @@ MaybeFinding inHeader(const IniFile::Line& line, const FactoryPtr& factory, bool
     }
     const bool isName = line.key == "name";
     const std::string bare = withoutQuoted(line.value);
-    auto at = settingIn(bare, factory);
-    if (!at && isName) {
-        at = headerIn(bare);
-    }
+    const auto inner = settingIn(bare, factory);
+    const auto at = inner ? std::optional(inner->key) : isName ? headerIn(bare) : std::nullopt;
     return at ? MaybeFinding({line.number, isName ? Harm::kChanged : Harm::kLost,
                               "#" + line.key + " has run into what looks like another line, " +
                                   inQuotes(std::string_view(line.value).substr(*at)),
@@ -192,10 +195,12 @@ bool lacksCrcLine(const IniFile& file) {
     return file.role() == IniFile::Role::kReadWrite && file.crcLine() == 0;
 }
 
-std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& factory) {
+std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory) {
     const std::string bare = withoutQuoted(setting.value);
-    const std::vector<std::size_t> settings = settingsIn(bare, factory);
-    const std::size_t lastSetting = settings.empty() ? 0 : settings.back();
+    if (bare.find(']') == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::size_t lastSetting = lastSettingIn(bare, factory);
     std::size_t close = std::string::npos;
     for (std::size_t at = bare.size(); at-- > 0;) {
         if (bare[at] == ']' && (at < lastSetting || at + 1 == bare.size())) {
@@ -209,7 +214,7 @@ std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& facto
             close = std::string::npos;
         }
     }
-    return "";
+    return close == std::string::npos ? std::nullopt : std::optional<std::string_view>("");
 }
 
 std::string ifMeantSo(const IniFile::Line& setting, const FactoryPtr& factory) {

@@ -21,8 +21,8 @@ std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryP
 bool lacksCrcLine(const IniFile& file);
 
 /// NAME of the last "[NAME]" in the text of a setting, outside of quotes, that it ends in or that
-/// has a swallowed setting behind it; empty without one.
-std::string_view sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
+/// has a swallowed setting behind it; empty when the "[" is lost, and nothing without a "]".
+std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.

@@ -35,10 +35,12 @@ bool isIniDump(const IniFile& file) {
 
 /// Whether nothing but the end of it keeps the text from being JSON.
 bool isJsonSoFar(const std::string& text) {
+    const std::size_t end = text.find_last_not_of(" \t\r\n") + 1;
     try {
-        return !Json::parse(text).is_discarded();
+        return !Json::parse(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end))
+                    .is_discarded();
     } catch (const Json::parse_error& error) {
-        return error.byte > text.size();
+        return error.byte > end;
     } catch (const Json::exception&) {
         return false;
     }
