@@ -170,8 +170,8 @@ TEST_F(T8settingsDiff, DumpOutOfFormIsAFailure) {
 
 TEST_F(T8settingsDiff, DumpThatWasCutShortIsNoFileWhateverItsTextsLookLike) {
     const std::string entry = "\"name\": \"s/a\",\n\"type\": \"string\",\n\"text\": \"a = int8,3";
-    for (const std::string& cut :
-         {"[{" + entry, "[{" + entry + "\n", "[\n{\n" + entry + "\",\n", "{\"settings\": [{" + entry + "\"}, tru"}) {
+    for (const std::string& cut : {"[{" + entry, "[{" + entry + "\n", "[\n{\n" + entry + "\",\n",
+                                   "{\"settings\": [{" + entry + "\"}, tru"}) {
         put("cut.json", cut);
         const ToolRun diff = runBare({"diff", path("cut.json"), base_});
         EXPECT_EQ("", diff.out);

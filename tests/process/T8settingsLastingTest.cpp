@@ -331,11 +331,12 @@ TEST_F(T8settingsLasting, MisreadDefaultsThatASaveWritesAreTold) {
     put("qel-default-settings/settings.ini",
         "#name = settings\n[sound]\nbass = int8,0[timer]\nsleep = int8,0\n");
     putFile("[sound]\nbass = int8,5\ntone = int8,5\n");
-    EXPECT_EQ("t8settings: warning: " + defaults +
-                  ":3: settings/sound/bass has run into what looks like the section [timer], so the "
-                  "settings below it are read into section \"sound\"" +
-                  written,
-              run({"set", "settings/sound/tone", "6"}).err);
+    EXPECT_EQ(
+        "t8settings: warning: " + defaults +
+            ":3: settings/sound/bass has run into what looks like the section [timer], so the "
+            "settings below it are read into section \"sound\"" +
+            written,
+        run({"set", "settings/sound/tone", "6"}).err);
     EXPECT_EQ("", run({"set", "settings/sound/tone", "7"}).err);
     // The text of a setting that is given another one is written nowhere.
     std::filesystem::remove(file_);

@@ -265,7 +265,8 @@ TEST_F(T8settingsResetRenames, MisreadKeptValueOfASealedFileIsTold) {
 TEST_F(T8settingsResetRenames, SectionInARefusedTextOfASealedFileIsInTheWayOfAReset) {
     putFile("#name = user\n[aa]\nq = int,22[own]\nx = int,5\n");
     expectRefused(
-        ":3: user/aa/q has run into what looks like the section [own], so the settings below it are "
+        ":3: user/aa/q has run into what looks like the section [own], so the settings below it "
+        "are "
         "read into section \"aa\"; write that on a line of its own");
 }
 
