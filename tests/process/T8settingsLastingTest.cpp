@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -159,6 +160,45 @@ TEST_F(T8settingsLasting, TextThatHoldsTheLineOfAnotherSettingIsNotMendedByItsOw
         "string,\"datimeout = int8,45\"";
     expectRefused({"set", "settings/menu/language", "en"}, finding);
     expectRefused({"reset", "settings/menu/language"}, finding);
+}
+
+// The default in its place would hide the other setting, and success that the line stays.
+TEST_F(T8settingsLasting, LineWithAnotherOneInItIsNotPassedOverByTheValueThatItHasAnyway) {
+    put("settings.dump", "settings/sound/bass = int8,0\n");
+    for (const auto& [line, reason] : std::map<std::string, std::string>{
+             {"bass = int8own = int8,5", "settings/sound/bass: no such type: \"int8own = int8\""},
+             {"bass = int8,0own]\nx = int8,1",
+              "settings/sound/bass has run into what looks like a section"}}) {
+        putFile("[sound]\n" + line + "\n");
+        const std::string before = testsupport::readFile(file_);
+        for (const auto& command : {std::vector<std::string>{"reset", "settings/sound/bass"},
+                                    {"load", path("settings.dump")},
+                                    {"set", "settings/sound/bass", "0"}}) {
+            const ToolRun refused = run(command);
+            EXPECT_THAT(refused.err, HasSubstr(file_ + ":3: " + reason)) << command.front();
+            EXPECT_EQ(1, refused.exitCode) << command.front();
+            EXPECT_EQ(before, testsupport::readFile(file_));
+        }
+    }
+    // A second "=" is a slip of one line.
+    putFile("[sound]\nbass == int8,3\n");
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "4"}).exitCode);
+}
+
+// Where all settings below stand as the defaults have them, there was no section.
+TEST_F(T8settingsLasting, BracketAtTheEndOfATextIsMendedByItsSettingWhereNoSettingIsAstray) {
+    putFile("[sound]\nbass = int8,2]\ntone = int8,1\n");
+    EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,5\n"));
+    // A library writes such a text, and its type loses a part of it.
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,0\nmap = map<string:string>,\ntone = int8,0\n");
+    putFile("[sound]\nbass = int8,1\nmap = map<string:string>,0,,2,x]\ntone = int8,5\n");
+    EXPECT_EQ(0, run({"seal", "--force", file_}).exitCode);
+    const ToolRun set = run({"set", "settings/sound/tone", "6"});
+    EXPECT_THAT(set.err, HasSubstr("warning: " + file_ +
+                                   ":4: settings/sound/map: map<string:string> would not keep "));
+    EXPECT_EQ(0, set.exitCode);
 }
 
 TEST_F(T8settingsLasting, LineThatIsLostKeepsCommandsFromSaving) {
@@ -327,7 +367,16 @@ TEST_F(T8settingsLasting, MisreadDefaultsThatASaveWritesAreTold) {
         "#name = settings\n[sound]\nbass = int9,0\ntone int8,0\ntreble = int8,0\n");
     EXPECT_THAT(run({"set", "settings/sound/treble", "6"}).err,
                 testing::Not(HasSubstr("a save writes that")));
-    // A line of which the file has its own may lead those below it astray.
+    // But it may lead those below it astray.
+    std::filesystem::remove(file_);
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[sound]\nbass = int8,0\n[timer] sleep = int8,0\ntone = int8,0\n");
+    EXPECT_EQ("t8settings: warning: " + defaults +
+                  ":4: a section and a setting stand on one line, so that neither is read" +
+                  written,
+              run({"set", "settings/sound/bass", "6"}).err);
+    EXPECT_EQ("", run({"set", "settings/sound/bass", "7"}).err);
+    // So may one of which the file has its own.
     put("qel-default-settings/settings.ini",
         "#name = settings\n[sound]\nbass = int8,0[timer]\nsleep = int8,0\n");
     putFile("[sound]\nbass = int8,5\ntone = int8,5\n");

@@ -17,7 +17,8 @@ struct Change {
     boost::any value;
     std::string typeAndText;  ///< type name, "," and text, in the form of the files
     /// Somebody set it: the file is to say it even if the setting has this value already, be it by
-    /// its default. Of others that have their values already a save mends misread lines alone.
+    /// its default. Of others that have their values already only those are saved whose lines are
+    /// misread.
     bool evenIfSame = false;
 };
 

@@ -56,13 +56,12 @@ bool isSaidAlready(const Changes& changes, const FileGroup& group) {
 Changes worthSaving(const Store& store, const Changes& changes) {
     const FileGroup group = groupAt(*storageOf(changes.front().setting).rwFilename());
     const Texts same = textsOfSame(store, changes);
-    const auto mended = isSaidOtherwise(same, group)
-                            ? mendedBySave(group, namesOf(changes), store.factory())
-                            : std::set<std::string>();
+    const auto misread = isSaidOtherwise(same, group) ? lastingNames(group, store.factory())
+                                                      : std::set<std::string>();
     Changes worth;
     for (const Change& change : changes) {
         const std::string& name = change.setting->name();
-        if (same.count(name) == 0 || change.evenIfSame || mended.count(name) != 0) {
+        if (same.count(name) == 0 || change.evenIfSame || misread.count(name) != 0) {
             worth.push_back(change);
         }
     }

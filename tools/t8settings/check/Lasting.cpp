@@ -156,12 +156,13 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
     }
     const IniFile defaults = iniFileAt(path);
     std::set<std::size_t> written;
+    std::set<std::size_t> misleading;
     const StrayLines strays = strayLines(defaults, factory);
     for (const auto& [name, line] : settingsByName(defaults)) {
         if (given.count(name) == 0) {
             written.insert(line->number);
             const auto stray = strays.find(line->number);
-            written.insert(stray == strays.end() ? line->number : stray->second);
+            misleading.insert(stray == strays.end() ? 0 : stray->second);
         }
     }
     if (written.empty()) {
@@ -169,7 +170,9 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
     }
     std::vector<FileFinding> lasting;
     for (FileFinding& finding : findingsInLinesOf(defaults, factory)) {
-        if (finding.finding.harm == Harm::kChanged && written.count(finding.finding.line) != 0) {
+        const std::size_t line = finding.finding.line;
+        const bool isMisread = finding.finding.harm == Harm::kChanged && written.count(line) != 0;
+        if (isMisread || (isLasting(finding) && misleading.count(line) != 0)) {
             finding.finding.remedy = "a save writes that into " + group.file.path();
             lasting.push_back(std::move(finding));
         }
@@ -177,15 +180,8 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
     return lasting;
 }
 
-std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
-                                   const FactoryPtr& factory) {
-    std::set<std::size_t> lines = linesOf(lastingBySave(group, {}, factory));
-    if (lines.empty()) {
-        return {};
-    }
-    for (const std::size_t line : linesOf(lastingBySave(group, replaced, factory))) {
-        lines.erase(line);
-    }
+std::set<std::string> lastingNames(const FileGroup& group, const FactoryPtr& factory) {
+    const std::set<std::size_t> lines = linesOf(lastingBySave(group, {}, factory));
     std::set<std::string> names;
     const IniFile* const taken = takenByLoad(group);
     for (std::size_t i = 0; taken != nullptr && i < taken->lines().size(); ++i) {

@@ -30,10 +30,9 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
                                            const std::set<std::string>& given,
                                            const FactoryPtr& factory);
 
-/// Settings called in `replaced` whose lines are lost or read as something else, and are put right
-/// when a save writes them anew.
-std::set<std::string> mendedBySave(const FileGroup& group, const std::set<std::string>& replaced,
-                                   const FactoryPtr& factory);
+/// Settings whose lines are lost or read as something else, be it that a save that writes them anew
+/// puts them right, or that they keep it.
+std::set<std::string> lastingNames(const FileGroup& group, const FactoryPtr& factory);
 
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
 /// meant so, comments that seem to have been sections, and lines that no load reads and that hold

@@ -163,8 +163,9 @@ private:
         const std::string stays = isMisleading ? ", so " + whereSettingsGo(section_) : "";
         if (const std::size_t close = line.whole.find(']');
             !isClosed(line) && close != std::string::npos) {
-            const bool isComment =
-                line.whole[line.whole.find_first_not_of(" \t", close + 1)] == '#';
+            const std::size_t behind = line.whole.find_first_not_of(" \t", close + 1);
+            const bool isComment = line.whole[behind] == '#' || line.whole[behind] == ';' ||
+                                   line.whole.compare(behind, 2, "//") == 0;
             return Finding{line.number, isMisleading || isComment ? harm : Harm::kLost,
                            "something stands behind the \"]\" of a section" + stays,
                            "move it to a line of its own"};
@@ -211,8 +212,8 @@ private:
         } catch (const Failure& failure) {
             reason = inOneLine(failure.what());
         }
-        // With "=" in it, it has run into another setting.
-        const bool isOneLine = line.type.find('=') == std::string::npos;
+        // With "=" in it, it has run into another setting; before it that is a slip.
+        const bool isOneLine = line.type.find('=', 1) == std::string::npos;
         return Finding{line.number, Harm::kLost, visible(line.name) + ": " + reason,
                        "t8settings types shows all types; or delete the line",
                        isOneLine ? Concern::kValue : Concern::kLine};

@@ -79,7 +79,8 @@ private:
     /// A setting whose text has what may have been a section, and those below it.
     struct RunInto {
         std::size_t line = 0;
-        std::string prefix;  ///< of the names that the section would give
+        std::string prefix;      ///< of the names that the section would give
+        bool isRefused = false;  ///< its type does not take the text
         std::vector<std::size_t> below;
     };
 
@@ -97,7 +98,8 @@ private:
         if (runInto_.line == 0) {
             return;
         }
-        if (!isExpected(runInto_.prefix + line.key) || (isNew && isExpected(line.name))) {
+        const bool isInPlace = isNew && isExpected(line.name);
+        if (isInPlace || !(runInto_.isRefused || isExpected(runInto_.prefix + line.key))) {
             runInto_.below.push_back(line.number);
             return;
         }
@@ -108,7 +110,8 @@ private:
         runInto_ = {};
     }
 
-    /// Of a file with a right CRC each text that its type takes is what was saved.
+    /// Of a file with a right CRC each text that its type takes is what was saved, and so may be
+    /// one that it does not: some types lose what they have written.
     void lookForSectionIn(const IniFile::Line& line) {
         if (!factory_->maker(line.type).isKnown()) {
             return;
@@ -117,20 +120,28 @@ private:
         if (!section) {
             return;
         }
-        if (swallowedLineIn(line, factory_, false) ||
-            outcomeOf(factory_, line.type, line.name, line.value)) {
+        const bool isSealed = file_.state() == FileState::kSealed;
+        const bool isRefused = outcomeOf(factory_, line.type, line.name, line.value).has_value();
+        if (swallowedLineIn(line, factory_, false)) {
             broken_ = line.number;
             runInto_ = {};
-        } else if (!section->empty() && file_.state() != FileState::kSealed) {
-            runInto_ = {line.number, file_.storageName() + "/" + std::string(*section) + "/", {}};
+        } else if (isRefused ? !isSealed || hasDefaults() : !isSealed && !section->empty()) {
+            runInto_ = {line.number,
+                        file_.storageName() + "/" + std::string(*section) + "/",
+                        isRefused,
+                        {}};
         }
     }
 
-    bool isExpected(const std::string& name) {
+    bool hasDefaults() { return !defaults().path.empty(); }
+
+    bool isExpected(const std::string& name) { return defaults().has(name); }
+
+    const KnownDefaults& defaults() {
         if (!defaults_) {
             defaults_ = knownDefaultsFor(file_);
         }
-        return defaults_->has(name);
+        return *defaults_;
     }
 
     const IniFile& file_;
