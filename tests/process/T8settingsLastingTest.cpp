@@ -185,12 +185,8 @@ TEST_F(T8settingsLasting, LineWithAnotherOneInItIsNotPassedOverByTheValueThatItH
     EXPECT_EQ(0, run({"set", "settings/sound/bass", "4"}).exitCode);
 }
 
-// Where all settings below stand as the defaults have them, there was no section.
-TEST_F(T8settingsLasting, BracketAtTheEndOfATextIsMendedByItsSettingWhereNoSettingIsAstray) {
-    putFile("[sound]\nbass = int8,2]\ntone = int8,1\n");
-    EXPECT_EQ(0, run({"set", "settings/sound/bass", "5"}).exitCode);
-    EXPECT_THAT(bytesOf("settings/settings.ini"), HasSubstr("\nbass = int8,5\n"));
-    // A library writes such a text, and its type loses a part of it.
+// A library writes such a text, and its type loses a part of it.
+TEST_F(T8settingsLasting, BracketInALossyTextOfASealedFileIsNoSectionWhereNoSettingIsAstray) {
     put("qel-default-settings/settings.ini",
         "#name = settings\n[sound]\nbass = int8,0\nmap = map<string:string>,\ntone = int8,0\n");
     putFile("[sound]\nbass = int8,1\nmap = map<string:string>,0,,2,x]\ntone = int8,5\n");
@@ -199,6 +195,29 @@ TEST_F(T8settingsLasting, BracketAtTheEndOfATextIsMendedByItsSettingWhereNoSetti
     EXPECT_THAT(set.err, HasSubstr("warning: " + file_ +
                                    ":4: settings/sound/map: map<string:string> would not keep "));
     EXPECT_EQ(0, set.exitCode);
+}
+
+// Two sections may have the same keys, so that all below seems to be in its place.
+TEST_F(T8settingsLasting, SectionInATextThatItsTypeRefusesKeepsCommandsFromSaving) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[left]\nbass = int8,0\nname = string,\ntone = int8,0\n[right]\n"
+        "bass = int8,0\nname = string,\ntone = int8,0\n");
+    for (const std::string text : {"int8,1[right]", "int8,1right]", "int9,1[right]"}) {
+        for (const std::string name : {"name = string,x\n", "name = string,x[y]\n"}) {
+            putFile("[left]\nbass = " + text + "\n" + name + "tone = int8,5\n");
+            const std::string before = testsupport::readFile(file_);
+            for (const auto& words : {std::vector<std::string>{"set", "settings/left/bass", "1"},
+                                      {"reset", "settings/left/bass"}}) {
+                const ToolRun refused = run(words);
+                EXPECT_THAT(
+                    refused.err,
+                    HasSubstr(file_ + ":3: settings/left/bass has run into what looks like "))
+                    << text << name;
+                EXPECT_EQ(1, refused.exitCode);
+                EXPECT_EQ(before, testsupport::readFile(file_));
+            }
+        }
+    }
 }
 
 TEST_F(T8settingsLasting, LineThatIsLostKeepsCommandsFromSaving) {

@@ -65,6 +65,7 @@ public:
             const bool isNeedless =
                 line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
             broken_ = isNeedless ? 0 : line.number;
+            runInto_ = {};
         } else if (mayHaveBeenSection(line) && ifDamaged_) {
             doubtful_ = doubtful_ == 0 ? line.number : doubtful_;
         } else if (line.kind == Kind::Setting) {
@@ -111,21 +112,20 @@ private:
     }
 
     /// Of a file with a right CRC each text that its type takes is what was saved, and so may be
-    /// one that it does not: some types lose what they have written.
+    /// one that it does not: some types lose what they have written. The settings below tell.
     void lookForSectionIn(const IniFile::Line& line) {
-        if (!factory_->maker(line.type).isKnown()) {
-            return;
-        }
         const auto section = sectionIn(line, factory_);
         if (!section) {
             return;
         }
         const bool isSealed = file_.state() == FileState::kSealed;
-        const bool isRefused = outcomeOf(factory_, line.type, line.name, line.value).has_value();
-        if (swallowedLineIn(line, factory_, false)) {
+        const bool isRefused = !factory_->maker(line.type).isKnown() ||
+                               outcomeOf(factory_, line.type, line.name, line.value);
+        if (swallowedLineIn(line, factory_, false) || (isRefused && !isSealed)) {
             broken_ = line.number;
             runInto_ = {};
-        } else if (isRefused ? !isSealed || hasDefaults() : !isSealed && !section->empty()) {
+        } else if (isRefused ? runInto_.line == 0 && hasDefaults()
+                             : !isSealed && !section->empty()) {
             runInto_ = {line.number,
                         file_.storageName() + "/" + std::string(*section) + "/",
                         isRefused,

@@ -19,9 +19,9 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 using StrayLines = std::map<std::size_t, std::size_t>;
 
 /// Those below broken sections, and below a text that has run into a section: one that holds a
-/// setting as well, or of whose next settings one is unknown or there already where it stands. That
-/// one must be of the section in the defaults file, unless the type of the text refuses it. In a
-/// file with a right CRC only a text that its type refuses counts, and only beside a defaults file.
+/// setting as well or that its type refuses, or of whose next settings one is of that section in
+/// the defaults file, and unknown or there already where it stands. In a file with a right CRC only
+/// a text that its type refuses counts, when one of the next settings is unknown or there already.
 StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
 
 /// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
