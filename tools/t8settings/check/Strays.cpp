@@ -114,16 +114,19 @@ private:
     /// Of a file with a right CRC each text that its type takes is what was saved, and so may be
     /// one that it does not: some types lose what they have written. The settings below tell.
     void lookForSectionIn(const IniFile::Line& line) {
-        const auto section = sectionIn(line, factory_);
-        if (!section) {
+        // What hides a section in a damaged text may be damaged too, so its "]" alone counts.
+        if (line.value.find(']') == std::string::npos) {
             return;
         }
+        const auto section = sectionIn(line, factory_);
         const bool isSealed = file_.state() == FileState::kSealed;
         const bool isRefused = !factory_->maker(line.type).isKnown() ||
                                outcomeOf(factory_, line.type, line.name, line.value);
-        if (swallowedLineIn(line, factory_, false) || (isRefused && !isSealed)) {
+        if ((isRefused && !isSealed) || (section && swallowedLineIn(line, factory_, false))) {
             broken_ = line.number;
             runInto_ = {};
+        } else if (!section) {
+            return;
         } else if (isRefused ? runInto_.line == 0 && hasDefaults()
                              : !isSealed && !section->empty()) {
             runInto_ = {line.number,
