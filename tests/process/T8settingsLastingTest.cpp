@@ -202,9 +202,11 @@ TEST_F(T8settingsLasting, SectionInATextThatItsTypeRefusesKeepsCommandsFromSavin
     put("qel-default-settings/settings.ini",
         "#name = settings\n[left]\nbass = int8,0\nname = string,\ntone = int8,0\n[right]\n"
         "bass = int8,0\nname = string,\ntone = int8,0\n");
-    for (const std::string text : {"int8,1[right]", "int8,1right]", "int9,1[right]",
-                                   "int8,1[right]x", "int8,1[right]tone = int9,5", "int8,1[right]#",
-                                   "int8,\"1[right]\"", "int8,1[right]\nbass = int8,3"}) {
+    for (const std::string text :
+         {"int8,1[right]", "int8,1right]", "int9,1[right]", "int8,1[right]x",
+          "int8,1[right]tone = int9,5", "int8,1[right]#", "int8,\"1[right]\"",
+          "int8,1[right]\nbass = int8,3", "int8[right],1", "int8right],1", "int8,1[right",
+          "int8[],1[right]"}) {
         for (const std::string name : {"name = string,x\n", "name = string,x[y]\n"}) {
             putFile("[left]\nbass = " + text + "\n" + name + "tone = int8,5\n");
             const std::string before = testsupport::readFile(file_);

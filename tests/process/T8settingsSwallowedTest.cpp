@@ -172,7 +172,7 @@ TEST_F(T8settingsSwallowed, SectionAtTheEndOfANumberIsNotMendedByItsOwnSetting) 
                 StartsWith("#name = settings\n[menu]\nlanguage = string,da\n#crc32 = "));
 }
 
-TEST_F(T8settingsSwallowed, SectionAtTheEndOfATextIsToldByTheDefaultsOfTheSettingsBelow) {
+TEST_F(T8settingsSwallowed, SectionInATextIsToldByTheSectionsOfTheDefaults) {
     const std::string finding =
         ":3: settings/menu/language has run into what looks like the section [timer], so the "
         "settings below it are read into section \"menu\"; write that on a line of its own; if it "
@@ -184,13 +184,66 @@ TEST_F(T8settingsSwallowed, SectionAtTheEndOfATextIsToldByTheDefaultsOfTheSettin
     EXPECT_EQ(1, run({"load", dump_}).exitCode);
     for (const std::string sound :
          {"[menu]\nlanguage = string,\"da[timer]\"\nsleep = int8,30\n",
-          "[menu]\nlanguage = string,da[timer]\ntimeout = int8,30\n",
+          "[menu]\nlanguage = string,da[timer]\n",
           "[menu]\nlanguage = string,da[timer]\n[timer]\nsleep = int8,30\n"}) {
         putFile(sound);
         EXPECT_EQ(0, run({"seal", file_}).exitCode) << sound;
         expectSound();
         EXPECT_EQ("da[timer]\n", run({"get", "settings/menu/language"}).out);
     }
+    putFile("[menu]\nlanguage = string,da[home]\nother = int8,1\nsleep = int8,30\n");
+    EXPECT_EQ(0, run({"set", "settings/menu/language", "en"}).exitCode);
+}
+
+// Another text below, with or without a bracket, takes nothing back, nor does a setting that has
+// its place in both sections.
+TEST_F(T8settingsSwallowed, SectionInATextKeepsCommandsFromSavingWhateverStandsBelow) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\nwake = string,\n"
+        "[timer]\nsleep = int8,0\nwake = string,06:00\n[t[i]mer]\n");
+    for (const std::string line : {"language = string,da[timer]", "language = string,datimer]",
+                                   "language = string,[timer ]x", "language = string,d[t[i]mer]",
+                                   "list = string[],a;b[timer]", "x[timer]sleep = int8,1"}) {
+        const std::string key = line.substr(0, line.find(" ="));
+        for (const std::string below :
+             {"timeout = int8,5\n", "wake = string,07:00\ntimeout = int8,5\n",
+              "title = string,y[z]\ntimeout = int8,5\n",
+              "timeout = int8,5\nwake = string,[x]\nsleep = int8,5\n"}) {
+            putFile("[menu]\n" + line + "\n" + below);
+            const auto before = everything();
+            for (const auto& command :
+                 {std::vector<std::string>{"set", "settings/menu/timeout", "7"},
+                  {"reset", "settings/menu/timeout"},
+                  {"seal", file_}}) {
+                const ToolRun refused = run(command);
+                EXPECT_THAT(refused.err, HasSubstr("t8settings: " + file_ + ":3: settings/menu/" +
+                                                   key + " has run into what looks like "))
+                    << line << below;
+                EXPECT_EQ(1, refused.exitCode);
+                EXPECT_EQ(before, everything());
+            }
+        }
+    }
+}
+
+// Who seals a file by force vouches for the texts in it, but not for one that no type takes.
+TEST_F(T8settingsSwallowed, SectionInATextThatNoTypeTakesIsToldInASealedFileToo) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,en\nwake = string,\n[timer]\n"
+        "wake = string,06:00\n");
+    const auto setAfterForce = [this](const std::string& line) {
+        putFile("[menu]\n" + line + "\nwake = string,07:00\n");
+        EXPECT_EQ(0, run({"seal", "--force", file_}).exitCode) << line;
+        return run({"set", "settings/menu/wake", "8"});
+    };
+    for (const std::string line :
+         {"language = strin,da[timer]", "language = strin[timer],da", "language = int8,3timer]"}) {
+        const ToolRun refused = setAfterForce(line);
+        EXPECT_THAT(refused.err, HasSubstr(":3: settings/menu/language has run into what looks "))
+            << line;
+        EXPECT_EQ(1, refused.exitCode) << line;
+    }
+    EXPECT_EQ(0, setAfterForce("language = string,da[timer]").exitCode);
 }
 
 TEST_F(T8settingsSwallowed, SectionWithItsSettingBehindItTakesTheSettingsBelowToo) {

@@ -50,6 +50,19 @@ bool isBrokenSection(const IniFile::Line& line) {
            (line.kind == Kind::Malformed && isBrokenSectionInMalformed(line));
 }
 
+bool hasBracket(std::string_view text) {
+    return text.find_first_of("[]") != std::string_view::npos;
+}
+
+/// "string[]" is a list.
+bool hasBracketOfNoList(const IniFile::Line& setting) {
+    std::string_view type = setting.type;
+    if (type.size() > 1 && type.compare(type.size() - 2, 2, "[]") == 0) {
+        type.remove_suffix(2);
+    }
+    return hasBracket(setting.key) || hasBracket(type) || hasBracket(setting.value);
+}
+
 /// Goes through the lines with what is known from the lines before.
 class StrayFinder {
 public:
@@ -60,14 +73,12 @@ public:
         if (line.kind == Kind::Section && !swallowedLineIn(line, factory_, false)) {
             hasSection_ = true;
             broken_ = doubtful_ = 0;
-            runInto_ = {};
         } else if (line.kind == Kind::Section || isBrokenSection(line)) {
             const bool isNeedless =
                 line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
             broken_ = isNeedless ? 0 : line.number;
-            runInto_ = {};
         } else if (mayHaveBeenSection(line) && ifDamaged_) {
-            doubtful_ = doubtful_ == 0 ? line.number : doubtful_;
+            doubt(line);
         } else if (line.kind == Kind::Setting) {
             addSetting(line);
             lookForSectionIn(line);
@@ -77,68 +88,33 @@ public:
     const StrayLines& strays() const { return strays_; }
 
 private:
-    /// A setting whose text has what may have been a section, and those below it.
-    struct RunInto {
-        std::size_t line = 0;
-        std::string prefix;      ///< of the names that the section would give
-        bool isRefused = false;  ///< its type does not take the text
-        std::vector<std::size_t> below;
-    };
-
     void addSetting(const IniFile::Line& line) {
         const bool isNew = names_.insert(line.name).second;
-        judgeSectionAbove(line, isNew);
         if (broken_ != 0) {
             strays_[line.number] = broken_;
-        } else if (doubtful_ != 0 && !(isNew && isExpected(line.name))) {
+        } else if (doubtful_ != 0 && !(isNew && defaults().has(line.name))) {
             strays_[line.number] = doubtful_;
         }
     }
 
-    void judgeSectionAbove(const IniFile::Line& line, bool isNew) {
-        if (runInto_.line == 0) {
-            return;
-        }
-        const bool isInPlace = isNew && isExpected(line.name);
-        if (isInPlace || !(runInto_.isRefused || isExpected(runInto_.prefix + line.key))) {
-            runInto_.below.push_back(line.number);
-            return;
-        }
-        broken_ = runInto_.line;
-        for (const std::size_t above : runInto_.below) {
-            strays_[above] = broken_;
-        }
-        runInto_ = {};
-    }
+    void doubt(const IniFile::Line& line) { doubtful_ = doubtful_ == 0 ? line.number : doubtful_; }
 
-    /// Of a file with a right CRC each text that its type takes is what was saved, and so may be
-    /// one that it does not: some types lose what they have written. The settings below tell.
     void lookForSectionIn(const IniFile::Line& line) {
-        // What hides a section in a damaged text may be damaged too, so its "]" alone counts.
-        if (line.value.find(']') == std::string::npos) {
+        if (!hasBracketOfNoList(line)) {
             return;
         }
-        const auto section = sectionIn(line, factory_);
         const bool isSealed = file_.state() == FileState::kSealed;
-        const bool isRefused = !factory_->maker(line.type).isKnown() ||
-                               outcomeOf(factory_, line.type, line.name, line.value);
-        if ((isRefused && !isSealed) || (section && swallowedLineIn(line, factory_, false))) {
+        const bool isTaken = factory_->maker(line.type).isKnown() &&
+                             !outcomeOf(factory_, line.type, line.name, line.value);
+        const bool hasSection = sectionIn(line, factory_).has_value();
+        // What hides a section in a damaged text may be damaged too, so there each bracket counts.
+        if ((hasSection && swallowedLineIn(line, factory_, false)) || (!isTaken && !isSealed) ||
+            (!(isTaken && isSealed) && namesSection(line, defaults().sections))) {
             broken_ = line.number;
-            runInto_ = {};
-        } else if (!section) {
-            return;
-        } else if (isRefused ? runInto_.line == 0 && hasDefaults()
-                             : !isSealed && !section->empty()) {
-            runInto_ = {line.number,
-                        file_.storageName() + "/" + std::string(*section) + "/",
-                        isRefused,
-                        {}};
+        } else if (!isTaken && isSealed && hasSection && !defaults().path.empty()) {
+            doubt(line);
         }
     }
-
-    bool hasDefaults() { return !defaults().path.empty(); }
-
-    bool isExpected(const std::string& name) { return defaults().has(name); }
 
     const KnownDefaults& defaults() {
         if (!defaults_) {
@@ -154,7 +130,6 @@ private:
     bool hasSection_ = false;
     std::size_t broken_ = 0;
     std::size_t doubtful_ = 0;
-    RunInto runInto_;
     std::set<std::string> names_;
     StrayLines strays_;
 };

@@ -18,10 +18,11 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 /// left the section as it was.
 using StrayLines = std::map<std::size_t, std::size_t>;
 
-/// Those below broken sections, and below a text that has run into a section: one that holds a
-/// setting as well or that its type refuses, or of whose next settings one is of that section in
-/// the defaults file, and unknown or there already where it stands. In a file with a right CRC only
-/// a text that its type refuses counts, when one of the next settings is unknown or there already.
+/// Those below broken sections, and below a setting that has run into a section: into another
+/// setting as well, or into a section of the defaults file; in a file without a right CRC also one
+/// with any bracket and a text that its type refuses. A text that its type takes is trusted in a
+/// file with a right CRC; below a refused one there with a bracket only those count that are
+/// unknown to the defaults file or there already.
 StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
 
 /// The same, and of a file that no load takes for whole, whose bytes may be anything, also those

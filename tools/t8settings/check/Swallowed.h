@@ -2,6 +2,7 @@
 #define T8SETTINGS_SWALLOWED_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,10 @@ bool lacksCrcLine(const IniFile& file);
 /// NAME of the last "[NAME]" in the text of a setting, outside of quotes, that it ends in or that
 /// has a swallowed setting behind it; empty when the "[" is lost, and nothing without a "]".
 std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
+
+/// Whether one of the names stands with a "]" behind it in key, type or text of a setting, outside
+/// of quotes. That of a section that the setting has run into does, also without its "[".
+bool namesSection(const IniFile::Line& setting, const std::set<std::string>& names);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.
