@@ -266,8 +266,9 @@ TEST_F(T8settingsResetRenames, SectionInARefusedTextOfASealedFileIsInTheWayOfARe
     putFile("#name = user\n[aa]\nq = int,22[own]\nx = int,5\n");
     expectRefused(
         ":3: user/aa/q has run into what looks like the section [own], so the settings below it "
-        "are "
-        "read into section \"aa\"; write that on a line of its own");
+        "are read into section \"aa\"; write that on a line of its own; if it is no section: int "
+        "would not keep \"22[own]\", it would make \"22\" of it; int takes whole numbers from "
+        "-2147483648 to 2147483647");
 }
 
 TEST_F(T8settingsResetRenames, WhatNothingTellsOfAfterwardsIsAWarning) {

@@ -158,7 +158,8 @@ TEST_F(T8settingsSwallowed, SectionAtTheEndOfANumberIsNotMendedByItsOwnSetting) 
     expectRefused("settings/menu/timeout",
                   ":3: settings/menu/timeout has run into what looks like the section [timer], so "
                   "the settings below it are read into section \"menu\"; write that on a line of "
-                  "its own");
+                  "its own; if it is no section: int8 would not keep \"22[timer]\", it would make "
+                  "\"22\" of it; int8 takes whole numbers from -128 to 127");
     put("settings/settings.ini.bad", bytesOf("settings/settings.ini"));
     EXPECT_EQ(1, run({"recover", file_, "--from", "bad", "--yes"}).exitCode);
     put("settings/settings.ini.bad",
@@ -263,10 +264,12 @@ TEST_F(T8settingsSwallowed, SectionWithItsSettingBehindItTakesTheSettingsBelowTo
         EXPECT_EQ("#name = settings\n#crc32 = false\n", bytesOf("settings/settings.ini"));
     }
     putFile("[menu]\ntimeout = int8,22 [timer] sleep = int8,30\n" + below);
-    expectRefused("settings/menu/timeout",
-                  ":3: settings/menu/timeout has run into what looks like the section [timer], so "
-                  "the settings below it are read into section \"menu\"; write that on a line of "
-                  "its own");
+    expectRefused(
+        "settings/menu/timeout",
+        ":3: settings/menu/timeout has run into what looks like the section [timer], so "
+        "the settings below it are read into section \"menu\"; write that on a line of "
+        "its own; if it is no section: int8 would not keep \"22 [timer] sleep = int8,30\", "
+        "it would make \"22\" of it; int8 takes whole numbers from -128 to 127");
 }
 
 TEST_F(T8settingsSwallowed, WhatStandsBehindAClosingQuoteIsNoPartOfTheText) {

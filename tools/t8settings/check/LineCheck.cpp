@@ -149,7 +149,16 @@ private:
                 visible(line.name) + " has run into what looks like " +
                     (section.empty() ? "a section" : "the section [" + section + "]") + ", so " +
                     whereSettingsGo(section_),
-                "write that on a line of its own" + ifMeantSo(line, factory_)};
+                "write that on a line of its own" + ifMeantSo(line, factory_) + ifNoSection(line)};
+    }
+
+    /// The bracket may be a slip in a text, and no section.
+    std::string ifNoSection(const IniFile::Line& line) const {
+        const auto wrong = checkTypeAndText(line);
+        return wrong
+                   ? "; if it is no section: " +
+                         wrong->reason.substr(visible(line.name).size() + 2) + "; " + wrong->remedy
+                   : "";
     }
 
     MaybeFinding checkSection(const IniFile::Line& line) {
@@ -191,17 +200,18 @@ private:
     }
 
     MaybeFinding checkSetting(const IniFile::Line& line) {
-        if (!factory_->maker(line.type).isKnown()) {
-            return unknownType(line);
-        }
         const std::size_t counting = countingLineOf_.at(line.name);
-        if (counting > line.number) {
+        if (counting > line.number && factory_->maker(line.type).isKnown()) {
             return Finding{line.number, Harm::kIgnored,
                            visible(line.name) + " is given once more in line " +
                                std::to_string(counting) + ", which counts",
                            "delete one of the two"};
         }
-        return checkValue(line);
+        return checkTypeAndText(line);
+    }
+
+    MaybeFinding checkTypeAndText(const IniFile::Line& line) const {
+        return factory_->maker(line.type).isKnown() ? checkText(line) : unknownType(line);
     }
 
     static MaybeFinding unknownType(const IniFile::Line& line) {
@@ -219,7 +229,7 @@ private:
                        isOneLine ? Concern::kValue : Concern::kLine};
     }
 
-    MaybeFinding checkValue(const IniFile::Line& line) {
+    MaybeFinding checkText(const IniFile::Line& line) const {
         const auto outcome = outcomeOf(factory_, line.type, line.name, line.value);
         if (!outcome) {
             return std::nullopt;
