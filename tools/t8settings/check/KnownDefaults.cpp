@@ -1,6 +1,6 @@
 #include "check/KnownDefaults.h"
 
-#include <cstddef>
+#include <algorithm>
 
 #include "store/Files.h"
 
@@ -11,6 +11,13 @@ namespace {
 using Kind = Qel::Settings::text::IniLine::Kind;
 
 }  // namespace
+
+bool KnownDefaults::isSectionAtEndOf(std::string_view text) const {
+    return std::any_of(sectionLengths.begin(), sectionLengths.end(), [&](std::size_t length) {
+        return length <= text.size() &&
+               sections.count(std::string(text.substr(text.size() - length))) != 0;
+    });
+}
 
 std::string KnownDefaults::sectionOf(const IniFile::Line& setting) const {
     const std::size_t root = storageName.size() + 1;
@@ -36,6 +43,7 @@ KnownDefaults knownDefaultsFor(const IniFile& file) {
             known.settings.insert_or_assign(line.name, line);
         } else if (line.kind == Kind::Section) {
             known.sections.insert(line.key);
+            known.sectionLengths.insert(line.key.size());
         }
     }
     return known;

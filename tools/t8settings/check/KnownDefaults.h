@@ -1,9 +1,11 @@
 #ifndef T8SETTINGS_KNOWNDEFAULTS_H
 #define T8SETTINGS_KNOWNDEFAULTS_H
 
+#include <cstddef>
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "store/IniFile.h"
 
@@ -15,8 +17,12 @@ struct KnownDefaults {
     std::string storageName;
     std::map<std::string, IniFile::Line> settings;  ///< by their names
     std::set<std::string> sections;
+    std::set<std::size_t> sectionLengths;  ///< of their names
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }
+
+    /// Whether the name of a section stands at the end of the text.
+    bool isSectionAtEndOf(std::string_view text) const;
 
     /// The section that one of the settings stands in; empty for none.
     std::string sectionOf(const IniFile::Line& setting) const;

@@ -109,7 +109,7 @@ private:
         const bool hasSection = sectionIn(line, factory_).has_value();
         // What hides a section in a damaged text may be damaged too, so there each bracket counts.
         if ((hasSection && swallowedLineIn(line, factory_, false)) || (!isTaken && !isSealed) ||
-            (!(isTaken && isSealed) && namesSection(line, defaults().sections))) {
+            (!(isTaken && isSealed) && namesSection(line, defaults()))) {
             broken_ = line.number;
         } else if (!isTaken && isSealed && hasSection && !defaults().path.empty()) {
             doubt(line);

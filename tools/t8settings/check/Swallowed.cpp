@@ -5,7 +5,6 @@
 #include <map>
 
 #include "console/Terminal.h"
-#include "store/Files.h"
 #include "text/IniPlaces.h"
 #include "values/CanonicalNumber.h"
 #include "values/TextOfValue.h"
@@ -218,12 +217,10 @@ std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const Fa
     return close == std::string::npos ? std::nullopt : std::optional<std::string_view>("");
 }
 
-bool namesSection(const IniFile::Line& setting, const std::set<std::string>& names) {
+bool namesSection(const IniFile::Line& setting, const KnownDefaults& defaults) {
     const std::string bare = setting.key + ',' + setting.type + ',' + withoutQuoted(setting.value);
     for (std::size_t at = bare.find(']'); at != std::string::npos; at = bare.find(']', at + 1)) {
-        const std::string_view head = trimmed(std::string_view(bare).substr(0, at));
-        if (std::any_of(names.begin(), names.end(),
-                        [head](std::string_view name) { return endsWith(head, name); })) {
+        if (defaults.isSectionAtEndOf(trimmed(std::string_view(bare).substr(0, at)))) {
             return true;
         }
     }

@@ -2,10 +2,10 @@
 #define T8SETTINGS_SWALLOWED_H
 
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 
+#include "check/KnownDefaults.h"
 #include "check/LineCheck.h"
 
 namespace t8settings {
@@ -25,9 +25,9 @@ bool lacksCrcLine(const IniFile& file);
 /// has a swallowed setting behind it; empty when the "[" is lost, and nothing without a "]".
 std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
-/// Whether one of the names stands with a "]" behind it in key, type or text of a setting, outside
-/// of quotes. That of a section that the setting has run into does, also without its "[".
-bool namesSection(const IniFile::Line& setting, const std::set<std::string>& names);
+/// Whether the name of a section stands with a "]" behind it in key, type or text of a setting,
+/// outside of quotes. That of one that the setting has run into does, also without its "[".
+bool namesSection(const IniFile::Line& setting, const KnownDefaults& defaults);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.
