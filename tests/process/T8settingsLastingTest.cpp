@@ -427,18 +427,14 @@ TEST_F(T8settingsLasting, NameThatTheFileLacksAfterTheSaveAsWellIsNotToldForTheL
     EXPECT_THAT(run({"verify", path("settings/q.ini")}).out, HasSubstr(slip));
 }
 
-TEST_F(T8settingsLasting, SectionThatIsACommentIsToldForTheLastTime) {
+TEST_F(T8settingsLasting, SectionThatIsACommentKeepsCommandsFromSaving) {
     putFile("[timer]\nsleep = int8,3\n#sound]\nbass = int8,5\n");
     const std::string finding =
         file_ +
-        ":4: is a comment; if it was a section, the settings below it are read into section "
-        "\"timer\"; write [NAME], unless it is meant so";
-    const ToolRun set = run({"set", "settings/timer/sleep", "6"});
-    EXPECT_EQ(
-        "t8settings: warning: " + finding + "; after this save nothing tells of it any more\n",
-        set.err);
-    EXPECT_EQ(0, set.exitCode);
-    EXPECT_EQ("5\n", run({"get", "settings/timer/bass"}).out);
+        ":4: looks like a section and opens none, so the settings below it are read into section "
+        "\"timer\"; write [NAME], on a line of its own, or delete the comment";
+    expectRefused({"set", "settings/timer/sleep", "6"}, finding);
+    expectRefused({"reset", "settings/timer/sleep"}, finding);
 }
 
 TEST_F(T8settingsLasting, WholeCopyWithoutItsFileIsNotReplaced) {

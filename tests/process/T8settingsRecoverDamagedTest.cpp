@@ -305,7 +305,7 @@ TEST_F(T8settingsRecoverDamaged, BelowALineThatMayHaveBeenASectionTheDefaultsTel
 TEST_F(T8settingsRecoverDamaged, BelowACommentThatMayHaveBeenASectionTheDefaultsTellWhatComesBack) {
     put("qel-default-settings/settings.ini",
         "[parental]\npin = int8,0\nlevel = int8,0\n[sound]\nbass = int8,0\n");
-    for (const char* const comment : {"#sound]", "#[sound]", "# [sound]", "##[sound", "# sound]"}) {
+    for (const char* const comment : {"#soun]", "#[ound]", "# [soXnd]", "##[soun", "# soun]"}) {
         const std::string text = std::string("#name = settings\n[parental]\npin = int8,1\n") +
                                  comment + "\nlevel = int8,2\nbass = int8,3\n";
         const std::string begun = "#name = settings\n[parental]\npin = int8,1\nlevel = int8,2\n";
@@ -329,6 +329,26 @@ TEST_F(T8settingsRecoverDamaged, BelowACommentThatMayHaveBeenASectionTheDefaults
         std::filesystem::rename(file_, file_ + ".bad");
         EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);
         EXPECT_THAT(bytes(), StartsWith(text + "#crc32 = "));
+    }
+}
+
+TEST_F(T8settingsRecoverDamaged, NothingComesBackFromBelowACommentThatWasASectionOfTheDefaults) {
+    put("qel-default-settings/settings.ini",
+        "[parental]\npin = int8,0\nlevel = int8,0\n[sound]\nbass = int8,0\nlevel = int8,0\n");
+    for (const std::string state : {"", "#crc32 = 1\n", "#crc32 = false\n"}) {
+        putBad(
+            "#name = settings\n[parental]\npin = int8,1\n#sound]\nlevel = int8,2\nbass = int8,3\n" +
+            state);
+        const ToolRun recovered = recover({"--from", "bad", "--yes"});
+        EXPECT_THAT(
+            recovered.out,
+            AllOf(HasSubstr(".bad:4: looks like a section and opens none, so the settings "
+                            "below it are read into section \"parental\"; write [NAME], on "
+                            "a line of its own, or delete the comment\n"),
+                  HasSubstr(".bad:5: level: its section is not known, as line 4 opens none"),
+                  HasSubstr(".bad:6: bass: its section is not known, as line 4 opens none")));
+        EXPECT_EQ(5, recovered.exitCode);
+        EXPECT_THAT(bytes(), StartsWith("#name = settings\n[parental]\npin = int8,1\n#crc32 = "));
     }
 }
 

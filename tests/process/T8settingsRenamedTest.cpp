@@ -66,6 +66,9 @@ TEST_F(T8settingsRenamed, SectionWhoseLineIsGoneIsToldWhereItsSettingsBegin) {
                   notInDefaults() + "; did you mean [timer] above this line?\n",
               saidOfSealed(kGeneral + "bass = int,0\nvolume = int8,1\nsleep = int8,0\n"
                                       "standby = int8,1\n"));
+    EXPECT_EQ("4: 2 settings of section \"general\" are" + notInDefaults() +
+                  "; did you mean [sound] above this line?\n",
+              saidOfSealed(kGeneral + "# hello\nbass = int,0\nvolume = int8,1\n" + kTimer));
     EXPECT_EQ("", saidOfSealed(kGeneral + kSoundSection + kTimer));
 }
 

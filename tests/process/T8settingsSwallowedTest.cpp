@@ -192,8 +192,72 @@ TEST_F(T8settingsSwallowed, SectionInATextIsToldByTheSectionsOfTheDefaults) {
         expectSound();
         EXPECT_EQ("da[timer]\n", run({"get", "settings/menu/language"}).out);
     }
-    putFile("[menu]\nlanguage = string,da[home]\nother = int8,1\nsleep = int8,30\n");
+    // Of another section nobody knows, but for settings that are strange or given above.
+    putFile("[menu]\nlanguage = string,da[home]\ntimeout = int8,30\n");
     EXPECT_EQ(0, run({"set", "settings/menu/language", "en"}).exitCode);
+    for (const std::string below : {"other = int8,1\n", "language = string,fi\n"}) {
+        putFile("[menu]\nlanguage = string,da[home]\n" + below);
+        expectRefused("settings/menu/timeout",
+                      ":3: settings/menu/language has run into what looks like the section [home], "
+                      "so the settings below it are read into section \"menu\"; write that on a "
+                      "line of its own; if it is meant so: language = string,\"da[home]\"");
+    }
+}
+
+// A list or a map has no quotes of its own around it.
+TEST_F(T8settingsSwallowed, WhatNoQuotesCanTellIsMeantSoWhenItIsSealedByForce) {
+    for (const std::string line :
+         {"list = string[],a;b[timer]", "map = map<string:string>,1,k,7,[timer]"}) {
+        putFile("[menu]\n" + line + "\ntimeout = int8,5\n");
+        const std::string name = "settings/menu/" + line.substr(0, line.find(' '));
+        expectRefused(
+            "settings/menu/timeout",
+            ":3: " + name +
+                " has run into what looks like the section [timer], so the settings below "
+                "it are read into section \"menu\"; write that on a line of its own; if "
+                "it is meant so: t8settings seal " +
+                file_ + " --force");
+        EXPECT_EQ(0, run({"seal", file_, "--force"}).exitCode);
+        EXPECT_EQ(0, run({"set", "settings/menu/timeout", "6"}).exitCode);
+        expectSound();
+    }
+}
+
+TEST_F(T8settingsSwallowed, KeyThatTheDefaultsHaveIsMeantSo) {
+    put("qel-default-settings/settings.ini",
+        "#name = settings\n[menu]\ngain[timer] = int8,0\ntimeout = int8,0\n[timer]\nsleep = "
+        "int8,0\n");
+    putFile("[menu]\ngain[timer] = int8,5\ntimeout = int8,3\n");
+    EXPECT_EQ(0, run({"set", "settings/menu/timeout", "6"}).exitCode);
+    EXPECT_EQ("5\n", run({"get", "settings/menu/gain[timer]"}).out);
+}
+
+TEST_F(T8settingsSwallowed, FileFromElsewhereIsJudgedByTheSectionsOfTheStoreThatLoadsIt) {
+    put("settings/settings.ini", "#name = settings\n#crc32 = false\n");
+    for (const std::string line :
+         {"language = string,da[timer]", "language = string,datimer]", "#timer]"}) {
+        put("../settings.ini",
+            "#name = settings\n[menu]\n" + line + "\ntimeout = int8,5\n#crc32 = false\n");
+        expectNothingChanges({"load", dump_},
+                             dump_ +
+                                 ":4: timeout: its section is not known, as line 3 opens none; "
+                                 "mend that line and run this once more");
+    }
+    put("../settings.ini",
+        "#name = settings\n[menu]\nlanguage = string,\"da[timer]\"\ntimeout = int8,5\n");
+    EXPECT_EQ("2 changed, 0 the same\n", run({"load", dump_}).out);
+}
+
+// A section that is lost whole leaves settings behind that are given twice.
+TEST_F(T8settingsSwallowed, SettingThatIsGivenTwiceIsToldBeforeASaveDropsIt) {
+    putFile("[menu]\ntimeout = int8,5\ntimeout = int8,6\n");
+    const ToolRun set = run({"set", "settings/menu/language", "da"});
+    EXPECT_EQ("t8settings: warning: " + file_ +
+                  ":3: settings/menu/timeout is given once more in line 4, which counts; this save "
+                  "drops it\n",
+              set.err);
+    EXPECT_EQ(0, set.exitCode);
+    EXPECT_EQ("6\n", run({"get", "settings/menu/timeout"}).out);
 }
 
 // Another text below, with or without a bracket, takes nothing back, nor does a setting that has

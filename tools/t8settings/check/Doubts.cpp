@@ -8,7 +8,6 @@
 #include <string_view>
 #include <utility>
 
-#include "check/CommentedSections.h"
 #include "check/KnownDefaults.h"
 #include "check/OddNames.h"
 #include "check/RenamedSections.h"
@@ -242,9 +241,6 @@ std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
     const Doubter doubter(file, factory);
     std::vector<Finding> doubts = doubter.doubts();
     addRenamings(file, doubter.defaults(), factory, false, doubts);
-    for (Finding& commented : commentedSectionsIn(file)) {
-        doubts.push_back(std::move(commented));
-    }
     return doubts;
 }
 
@@ -253,9 +249,6 @@ std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory,
     const Doubter doubter(file, factory);
     std::vector<Finding> slips = doubter.misspeltNames(neverWritten);
     addRenamings(file, doubter.defaults(), factory, true, slips);
-    for (Finding& commented : commentedSectionsIn(file)) {
-        slips.push_back(std::move(commented));
-    }
     std::stable_sort(slips.begin(), slips.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return slips;

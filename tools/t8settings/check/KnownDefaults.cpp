@@ -10,6 +10,24 @@ namespace {
 
 using Kind = Qel::Settings::text::IniLine::Kind;
 
+KnownDefaults knownIn(const IniFile& defaults) {
+    KnownDefaults known;
+    if (!defaults.accepted()) {
+        return known;
+    }
+    known.path = defaults.path();
+    known.storageName = defaults.storageName();
+    for (const IniFile::Line& line : defaults.lines()) {
+        if (line.kind == Kind::Setting) {
+            known.settings.insert_or_assign(line.name, line);
+        } else if (line.kind == Kind::Section) {
+            known.sections.insert(line.key);
+            known.sectionLengths.insert(line.key.size());
+        }
+    }
+    return known;
+}
+
 }  // namespace
 
 bool KnownDefaults::isSectionAtEndOf(std::string_view text) const {
@@ -27,26 +45,22 @@ std::string KnownDefaults::sectionOf(const IniFile::Line& setting) const {
 }
 
 KnownDefaults knownDefaultsFor(const IniFile& file) {
-    KnownDefaults known;
     const std::string path = defaultsBeside(file.path());
-    if (file.role() == IniFile::Role::kDefaults || path.empty()) {
-        return known;
-    }
-    const IniFile defaults = iniFileAt(path);
-    if (!defaults.accepted()) {
-        return known;
-    }
-    known.path = path;
-    known.storageName = defaults.storageName();
-    for (const IniFile::Line& line : defaults.lines()) {
-        if (line.kind == Kind::Setting) {
-            known.settings.insert_or_assign(line.name, line);
-        } else if (line.kind == Kind::Section) {
-            known.sections.insert(line.key);
-            known.sectionLengths.insert(line.key.size());
+    return file.role() == IniFile::Role::kDefaults || path.empty() ? KnownDefaults()
+                                                                   : knownIn(iniFileAt(path));
+}
+
+KnownDefaults knownDefaultsBelow(const std::string& base, const std::string& storageName) {
+    for (const StorageFiles& files : storagesInSight(base)) {
+        if (files.defaults.empty() || files.isXml()) {
+            continue;
+        }
+        const IniFile defaults = iniFileAt(files.defaults);
+        if (defaults.storageName() == storageName) {
+            return knownIn(defaults);
         }
     }
-    return known;
+    return {};
 }
 
 }  // namespace t8settings

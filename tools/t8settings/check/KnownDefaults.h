@@ -31,6 +31,9 @@ struct KnownDefaults {
 /// Those for a settings file, or for one that lies beside it; none for a defaults file.
 KnownDefaults knownDefaultsFor(const IniFile& file);
 
+/// Those for a storage of this name below the base directory.
+KnownDefaults knownDefaultsBelow(const std::string& base, const std::string& storageName);
+
 }  // namespace t8settings
 
 #endif

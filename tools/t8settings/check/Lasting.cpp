@@ -67,14 +67,16 @@ std::set<std::size_t> linesOf(const IniFile& file, const std::set<std::string>& 
     return numbers;
 }
 
-std::set<std::size_t> headerLinesOf(const IniFile& file) {
-    std::set<std::size_t> numbers;
+/// What becomes of lines that are ignored already, by their kinds.
+const std::map<Kind, const char*> kRemedies = {{Kind::Header, "this save writes what is in force"},
+                                               {Kind::Setting, "this save drops it"}};
+
+std::map<std::size_t, Kind> kindsOfLines(const IniFile& file) {
+    std::map<std::size_t, Kind> kinds;
     for (const IniFile::Line& line : file.lines()) {
-        if (line.kind == Kind::Header) {
-            numbers.insert(line.number);
-        }
+        kinds[line.number] = line.kind;
     }
-    return numbers;
+    return kinds;
 }
 
 /// The command that mends the only one of them; empty when it would not, or there are more. A
@@ -133,11 +135,13 @@ Lasting lastingBySave(const FileGroup& group, const std::set<std::string>& repla
     }
     const std::set<std::size_t> writtenAgain = linesWrittenBySaves(*taken, factory);
     const std::set<std::size_t> replacedLines = linesOf(*taken, replaced);
-    const std::set<std::size_t> headers = headerLinesOf(*taken);
+    const std::map<std::size_t, Kind> kinds = kindsOfLines(*taken);
     for (FileFinding& finding : findingsInLinesOf(*taken, factory)) {
         const std::size_t line = finding.finding.line;
-        if (finding.finding.harm == Harm::kIgnored && headers.count(line) != 0) {
-            finding.finding.remedy = "this save writes what is in force";
+        const auto harmless =
+            finding.finding.harm == Harm::kIgnored ? kinds.find(line) : kinds.end();
+        if (harmless != kinds.end() && kRemedies.count(harmless->second) != 0) {
+            finding.finding.remedy = kRemedies.at(harmless->second);
             lasting.told.push_back(std::move(finding));
         } else if (isLasting(finding) && !isMended(finding.finding, replacedLines) &&
                    writtenAgain.count(line) == 0) {

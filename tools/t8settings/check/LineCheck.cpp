@@ -45,6 +45,11 @@ bool isMisplacedName(const IniFile::Line& line) {
     return line.kind == Kind::Header && line.key == "name" && !line.isFirst;
 }
 
+bool isComment(const IniFile::Line& line) {
+    return line.kind == Kind::Header &&
+           std::find(kHeaderKeys.begin(), kHeaderKeys.end(), line.key) == kHeaderKeys.end();
+}
+
 bool isClosed(const IniFile::Line& section) {
     return section.whole.back() == ']';
 }
@@ -53,7 +58,8 @@ bool isClosed(const IniFile::Line& section) {
 class LineChecker {
 public:
     LineChecker(const IniFile& file, const FactoryPtr& factory)
-        : factory_(factory),
+        : file_(file),
+          factory_(factory),
           lacksCrcLine_(lacksCrcLine(file)),
           countingLineOf_(linesThatCount(file, factory, {})) {
         const StrayLines strays = strayLines(file, factory);
@@ -78,7 +84,8 @@ public:
         if (isMisleading && line.kind != Kind::SkippedSection && !isMisplacedName(line)) {
             return Finding{line.number, Harm::kChanged,
                            "looks like a section and opens none, so " + whereSettingsGo(section_),
-                           "write [NAME], on a line of its own"};
+                           std::string("write [NAME], on a line of its own") +
+                               (isComment(line) ? ", or delete the comment" : "")};
         }
         using Check = MaybeFinding (LineChecker::*)(const IniFile::Line&);
         static const std::map<Kind, Check> kChecks = {
@@ -149,16 +156,19 @@ private:
                 visible(line.name) + " has run into what looks like " +
                     (section.empty() ? "a section" : "the section [" + section + "]") + ", so " +
                     whereSettingsGo(section_),
-                "write that on a line of its own" + ifMeantSo(line, factory_) + ifNoSection(line)};
+                "write that on a line of its own" + ifNoSection(line)};
     }
 
-    /// The bracket may be a slip in a text, and no section.
+    /// The bracket may belong to the text, or be a slip in it.
     std::string ifNoSection(const IniFile::Line& line) const {
-        const auto wrong = checkTypeAndText(line);
-        return wrong
-                   ? "; if it is no section: " +
-                         wrong->reason.substr(visible(line.name).size() + 2) + "; " + wrong->remedy
-                   : "";
+        if (const auto wrong = checkTypeAndText(line)) {
+            return "; if it is no section: " + wrong->reason.substr(visible(line.name).size() + 2) +
+                   "; " + wrong->remedy;
+        }
+        const std::string meant = ifMeantSo(line, factory_);
+        return meant.empty() && !fileBeside(file_.path())
+                   ? "; if it is meant so: " + commandOn("seal", file_.path()) + " --force"
+                   : meant;
     }
 
     MaybeFinding checkSection(const IniFile::Line& line) {
@@ -240,6 +250,7 @@ private:
                        outcome->takes, Concern::kValue};
     }
 
+    const IniFile& file_;
     const FactoryPtr& factory_;
     const bool lacksCrcLine_;
     const std::map<std::string_view, std::size_t> countingLineOf_;

@@ -29,8 +29,6 @@ using LinesByKey = std::map<std::string, const IniFile::Line*>;
 /// Settings of the file that stand below one section line and that the defaults do not know.
 struct UnknownOnes {
     const IniFile::Line* sectionLine;
-    bool
-        follow;  ///< the first of them comes after a setting or the section, and after nothing else
     Lines lines;
 };
 
@@ -81,19 +79,13 @@ private:
     std::vector<UnknownOnes> unknownOnes() const {
         std::vector<UnknownOnes> all;
         const StrayLines strays = strayLines(file_, factory_);
-        Kind before = Kind::Header;
         for (const IniFile::Line& line : file_.lines()) {
             if (line.kind == Kind::Section) {
-                all.push_back({&line, false, {}});
+                all.push_back({&line, {}});
             } else if (line.kind == Kind::Setting && !all.empty() && !defaults_.has(line.name) &&
                        strays.count(line.number) == 0) {
-                UnknownOnes& ones = all.back();
-                ones.follow = ones.lines.empty()
-                                  ? before == Kind::Setting || before == Kind::Section
-                                  : ones.follow;
-                ones.lines.push_back(&line);
+                all.back().lines.push_back(&line);
             }
-            before = line.kind;
         }
         return all;
     }
@@ -121,9 +113,6 @@ private:
     std::map<Lines, std::vector<std::string>> missingIn(const UnknownOnes& unknown) const {
         const bool isKnown = sections_.count(unknown.sectionLine->key) != 0;
         std::map<Lines, std::vector<std::string>> meant;
-        if (isKnown && !unknown.follow) {
-            return meant;
-        }
         for (const auto& [section, settings] : missing_) {
             const Lines shared = sharedWith(settings, unknown.lines);
             const bool isLike = shared.size() == settings.size() ||

@@ -4,10 +4,11 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "check/KnownDefaults.h"
 #include "check/Swallowed.h"
+#include "values/CanonicalNumber.h"
 #include "values/TextOfValue.h"
 
 namespace t8settings {
@@ -55,19 +56,29 @@ bool hasBracket(std::string_view text) {
 }
 
 /// "string[]" is a list.
-bool hasBracketOfNoList(const IniFile::Line& setting) {
-    std::string_view type = setting.type;
-    if (type.size() > 1 && type.compare(type.size() - 2, 2, "[]") == 0) {
-        type.remove_suffix(2);
-    }
-    return hasBracket(setting.key) || hasBracket(type) || hasBracket(setting.value);
+std::string_view withoutList(std::string_view type) {
+    type.remove_suffix(type.size() > 1 && type.substr(type.size() - 2) == "[]" ? 2 : 0);
+    return type;
+}
+
+/// What stands in the place of the name in a comment that may have been a section.
+std::string commentedName(const IniFile::Line& comment) {
+    const std::size_t start = comment.whole.find_first_not_of("# \t[");
+    const std::size_t end = comment.whole.find_last_not_of("] \t");
+    return start <= end && end != std::string::npos ? comment.whole.substr(start, end + 1 - start)
+                                                    : "";
 }
 
 /// Goes through the lines with what is known from the lines before.
 class StrayFinder {
 public:
-    StrayFinder(const IniFile& file, const FactoryPtr& factory, bool ifDamaged)
-        : file_(file), factory_(factory), ifDamaged_(ifDamaged) {}
+    StrayFinder(const IniFile& file, const FactoryPtr& factory, bool ifDamaged,
+                std::optional<KnownDefaults> defaults)
+        : file_(file),
+          factory_(factory),
+          ifDamaged_(ifDamaged),
+          isSealed_(file.state() == FileState::kSealed),
+          defaults_(std::move(defaults)) {}
 
     void add(const IniFile::Line& line) {
         if (line.kind == Kind::Section && !swallowedLineIn(line, factory_, false)) {
@@ -77,6 +88,8 @@ public:
             const bool isNeedless =
                 line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
             broken_ = isNeedless ? 0 : line.number;
+        } else if (isSectionInComment(line)) {
+            broken_ = line.number;
         } else if (mayHaveBeenSection(line) && ifDamaged_) {
             doubt(line);
         } else if (line.kind == Kind::Setting) {
@@ -99,21 +112,48 @@ private:
 
     void doubt(const IniFile::Line& line) { doubtful_ = doubtful_ == 0 ? line.number : doubtful_; }
 
+    /// One byte makes "#menu]" of "[menu]". A right CRC tells that a comment is meant so.
+    bool isSectionInComment(const IniFile::Line& line) {
+        return !isSealed_ && line.kind == Kind::Header && mayHaveBeenSectionInHeader(line) &&
+               defaults().sections.count(commentedName(line)) != 0;
+    }
+
     void lookForSectionIn(const IniFile::Line& line) {
-        if (!hasBracketOfNoList(line)) {
+        if (!hasBracket(line.key) && !hasBracket(withoutList(line.type)) &&
+            !hasBracket(line.value)) {
             return;
         }
-        const bool isSealed = file_.state() == FileState::kSealed;
         const bool isTaken = factory_->maker(line.type).isKnown() &&
                              !outcomeOf(factory_, line.type, line.name, line.value);
-        const bool hasSection = sectionIn(line, factory_).has_value();
-        // What hides a section in a damaged text may be damaged too, so there each bracket counts.
-        if ((hasSection && swallowedLineIn(line, factory_, false)) || (!isTaken && !isSealed) ||
-            (!(isTaken && isSealed) && namesSection(line, defaults()))) {
+        const bool mayEndInSection = sectionIn(line, factory_).has_value();
+        if (mayEndInSection && swallowedLineIn(line, factory_, false)) {
             broken_ = line.number;
-        } else if (!isTaken && isSealed && hasSection && !defaults().path.empty()) {
+        } else if (!(isTaken && isSealed_)) {
+            lookForSectionIn(line, isTaken, mayEndInSection);
+        }
+    }
+
+    /// Of a line that nobody vouches for, or that a type loses.
+    void lookForSectionIn(const IniFile::Line& line, bool isTaken, bool mayEndInSection) {
+        const std::string key = defaults().has(line.name) ? "" : line.key;
+        const std::string open = key + ',' + std::string(withoutList(line.type)) + ',' + line.value;
+        // What hides a section in a damaged text may be damaged too, so there each bracket counts.
+        if ((!isTaken && !isSealed_ && hasBracket(open)) || namesSection(withoutQuoted(open))) {
+            broken_ = line.number;
+        } else if (mayEndInSection && !defaults().path.empty()) {
             doubt(line);
         }
+    }
+
+    /// A section that the setting has run into is named, be it without its "[".
+    bool namesSection(std::string_view bare) {
+        for (std::size_t at = bare.find(']'); at != std::string_view::npos;
+             at = bare.find(']', at + 1)) {
+            if (defaults().isSectionAtEndOf(trimmed(bare.substr(0, at)))) {
+                return true;
+            }
+        }
+        return false;
     }
 
     const KnownDefaults& defaults() {
@@ -126,6 +166,7 @@ private:
     const IniFile& file_;
     const FactoryPtr& factory_;
     const bool ifDamaged_;  ///< whether the bytes may be other ones than were meant
+    const bool isSealed_;
     std::optional<KnownDefaults> defaults_;
     bool hasSection_ = false;
     std::size_t broken_ = 0;
@@ -134,8 +175,9 @@ private:
     StrayLines strays_;
 };
 
-StrayLines straysIn(const IniFile& file, const FactoryPtr& factory, bool ifDamaged) {
-    StrayFinder finder(file, factory, ifDamaged);
+StrayLines straysIn(const IniFile& file, const FactoryPtr& factory, bool ifDamaged,
+                    std::optional<KnownDefaults> defaults) {
+    StrayFinder finder(file, factory, ifDamaged, std::move(defaults));
     for (const IniFile::Line& line : file.lines()) {
         finder.add(line);
     }
@@ -157,12 +199,13 @@ bool mayHaveBeenSection(const IniFile::Line& line) {
     return line.kind == Kind::Malformed && inside.find_first_of("=,") == std::string_view::npos;
 }
 
-StrayLines strayLines(const IniFile& file, const FactoryPtr& factory) {
-    return straysIn(file, factory, false);
+StrayLines strayLines(const IniFile& file, const FactoryPtr& factory,
+                      std::optional<KnownDefaults> defaults) {
+    return straysIn(file, factory, false, std::move(defaults));
 }
 
 StrayLines strayLinesIfDamaged(const IniFile& file, const FactoryPtr& factory) {
-    return straysIn(file, factory, !file.accepted());
+    return straysIn(file, factory, !file.accepted(), std::nullopt);
 }
 
 }  // namespace t8settings

@@ -3,8 +3,10 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 
+#include "check/KnownDefaults.h"
 #include "store/IniFile.h"
 #include "store/Store.h"
 
@@ -18,12 +20,16 @@ bool mayHaveBeenSection(const IniFile::Line& line);
 /// left the section as it was.
 using StrayLines = std::map<std::size_t, std::size_t>;
 
-/// Those below broken sections, and below a setting that has run into a section: into another
-/// setting as well, or into a section of the defaults file; in a file without a right CRC also one
-/// with any bracket and a text that its type refuses. A text that its type takes is trusted in a
-/// file with a right CRC; below a refused one there with a bracket only those count that are
-/// unknown to the defaults file or there already.
-StrayLines strayLines(const IniFile& file, const FactoryPtr& factory);
+/// Those below broken sections, and below a setting that has run into one, or may have:
+/// - in any file, one that has run into another setting as well, with a bracket before that;
+/// - in a file without a right CRC, and in any file one whose text its type refuses: one that names
+///   a section of the defaults file; below one that ends in "]", those that are unknown there or
+///   given above already;
+/// - in a file without a right CRC, one with any bracket and a refused text; and a comment like
+///   "#menu]", of a section of the defaults file.
+/// The defaults file is the one beside the file, unless others are given.
+StrayLines strayLines(const IniFile& file, const FactoryPtr& factory,
+                      std::optional<KnownDefaults> defaults = std::nullopt);
 
 /// The same, and of a file that no load takes for whole, whose bytes may be anything, also those
 /// below a line that may have been a section, unless the defaults file knows the name that they are

@@ -24,26 +24,6 @@ constexpr const char* kOwnLine = "write that on a line of its own";
 /// Takes the place of each byte that means nothing but itself.
 constexpr char kPlain = '\\';
 
-/// Each byte in double quotes, and each one escaped, as `kPlain`. A quote that nothing closes is
-/// none.
-std::string withoutQuoted(std::string_view text) {
-    std::string bare(text);
-    for (std::size_t at = bare.find('\\'); at != std::string::npos; at = bare.find('\\', at + 2)) {
-        bare[std::min(at + 1, bare.size() - 1)] = kPlain;
-    }
-    for (std::size_t open = bare.find('"'); open != std::string::npos;
-         open = bare.find('"', open + 1)) {
-        const std::size_t close = bare.find('"', open + 1);
-        if (close == std::string::npos) {
-            break;
-        }
-        std::fill(bare.begin() + static_cast<std::ptrdiff_t>(open),
-                  bare.begin() + static_cast<std::ptrdiff_t>(close) + 1, kPlain);
-        open = close;
-    }
-    return bare;
-}
-
 /// Where the key before this "=" begins, as far as one can tell.
 std::size_t keyBefore(std::string_view bare, std::size_t equals) {
     const std::size_t last = bare.find_last_not_of(kBlanks, equals - 1);
@@ -217,14 +197,22 @@ std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const Fa
     return close == std::string::npos ? std::nullopt : std::optional<std::string_view>("");
 }
 
-bool namesSection(const IniFile::Line& setting, const KnownDefaults& defaults) {
-    const std::string bare = setting.key + ',' + setting.type + ',' + withoutQuoted(setting.value);
-    for (std::size_t at = bare.find(']'); at != std::string::npos; at = bare.find(']', at + 1)) {
-        if (defaults.isSectionAtEndOf(trimmed(std::string_view(bare).substr(0, at)))) {
-            return true;
-        }
+std::string withoutQuoted(std::string_view text) {
+    std::string bare(text);
+    for (std::size_t at = bare.find('\\'); at != std::string::npos; at = bare.find('\\', at + 2)) {
+        bare[std::min(at + 1, bare.size() - 1)] = kPlain;
     }
-    return false;
+    for (std::size_t open = bare.find('"'); open != std::string::npos;
+         open = bare.find('"', open + 1)) {
+        const std::size_t close = bare.find('"', open + 1);
+        if (close == std::string::npos) {
+            break;
+        }
+        std::fill(bare.begin() + static_cast<std::ptrdiff_t>(open),
+                  bare.begin() + static_cast<std::ptrdiff_t>(close) + 1, kPlain);
+        open = close;
+    }
+    return bare;
 }
 
 std::string ifMeantSo(const IniFile::Line& setting, const FactoryPtr& factory) {

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "check/KnownDefaults.h"
 #include "check/LineCheck.h"
 
 namespace t8settings {
@@ -25,9 +24,9 @@ bool lacksCrcLine(const IniFile& file);
 /// has a swallowed setting behind it; empty when the "[" is lost, and nothing without a "]".
 std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
-/// Whether the name of a section stands with a "]" behind it in key, type or text of a setting,
-/// outside of quotes. That of one that the setting has run into does, also without its "[".
-bool namesSection(const IniFile::Line& setting, const KnownDefaults& defaults);
+/// Each byte in double quotes, and each one escaped, as another one that means nothing. A quote
+/// that nothing closes is none.
+std::string withoutQuoted(std::string_view text);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not
 /// keep the text anyway.

@@ -265,7 +265,7 @@ Result load(const Location& location, Format format, const std::string& path) {
     demandWord(path, "FILE");
     demandReadableDirectory(location.base);
     const std::string bytes = bytesOf(path);
-    const auto entries = entriesOf(path, bytes);
+    const auto entries = entriesOf(path, bytes, location.base);
     demandReadable(entries);
     demandNotSetAside(location.base, path);
     const Store store(location);

@@ -69,7 +69,8 @@ bool isJson(std::string_view bytes) {
            bytes.substr(0, bytes.find('\n')).find(']') == std::string_view::npos;
 }
 
-std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes) {
+std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes,
+                                 const std::string& base) {
     const std::string shown = shownPathOf(path);
     if (const std::string what = whatElse(path, bytes); !what.empty()) {
         return {{shown + ":1", what}};
@@ -77,7 +78,7 @@ std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& byt
     if (isJson(bytes)) {
         return entriesOfJson(shown, bytes);
     }
-    std::vector<DumpEntry> entries = entriesOfIni(path, bytes);
+    std::vector<DumpEntry> entries = entriesOfIni(path, bytes, base);
     if (entries.empty()) {
         entries.push_back(
             {shown + ":1", "has no setting in it; a dump that is to change nothing is []"});

@@ -22,8 +22,9 @@ struct DumpEntry {
 bool isJson(std::string_view bytes);
 
 /// Reads a dump, JSON or ini text, which was read from `path` or, for "-", from standard input. Ini
-/// text may also be a storage's file.
-std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes);
+/// text may also be a storage's file: of one below `base`, if that is not empty.
+std::vector<DumpEntry> entriesOf(const std::string& path, const std::string& bytes,
+                                 const std::string& base = "");
 
 /// The line of ini text that says it, with its line feed; empty when no line can.
 std::string iniLineOf(const std::string& name, const std::string& type, const std::string& text);

@@ -88,11 +88,20 @@ std::optional<DumpEntry> whyNotAtAll(const IniFile& file) {
     return std::nullopt;
 }
 
+/// A file from elsewhere has no defaults beside it, but those of the store that is to take it.
+StrayLines straysIn(const IniFile& file, const std::string& base) {
+    const bool isElsewhere = !base.empty() && defaultsBeside(file.path()).empty();
+    return strayLines(file, setUpWithoutFiles().types,
+                      isElsewhere && isOfAStorage(file)
+                          ? std::optional(knownDefaultsBelow(base, file.storageName()))
+                          : std::nullopt);
+}
+
 /// What a load would not read, or read as something else than it says.
-Problems problemsIn(const IniFile& file) {
+Problems problemsIn(const IniFile& file, const std::string& base) {
     Problems problems;
     const FactoryPtr& factory = setUpWithoutFiles().types;
-    for (const Finding& finding : findingsIn(strayLines(file, factory), file)) {
+    for (const Finding& finding : findingsIn(straysIn(file, base), file)) {
         problems.emplace(finding.line, textOf(finding));
     }
     const bool lacksCrc = lacksCrcLine(file) && isOfAStorage(file);
@@ -144,10 +153,10 @@ std::string shownPathOf(const std::string& path) {
     return path == kStandardInput ? "standard input" : path;
 }
 
-Entries entriesOfIni(const std::string& path, const std::string& bytes) {
+Entries entriesOfIni(const std::string& path, const std::string& bytes, const std::string& base) {
     const IniFile file = fileOf(path, bytes);
     const auto refused = whyNotAtAll(file);
-    return refused ? Entries{*refused} : entriesOf(file, problemsIn(file));
+    return refused ? Entries{*refused} : entriesOf(file, problemsIn(file, base));
 }
 
 }  // namespace t8settings

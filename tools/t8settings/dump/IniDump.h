@@ -9,8 +9,9 @@
 namespace t8settings {
 
 /// Reads ini text as `entriesOf` does: of a dump, whose names are whole, or a storage's file, which
-/// is judged as a load judges it.
-std::vector<DumpEntry> entriesOfIni(const std::string& path, const std::string& bytes);
+/// is judged as a load judges it, by the defaults below `base` if that is not empty.
+std::vector<DumpEntry> entriesOfIni(const std::string& path, const std::string& bytes,
+                                    const std::string& base);
 
 /// What stands in front of a place.
 std::string shownPathOf(const std::string& path);
