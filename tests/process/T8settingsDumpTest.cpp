@@ -196,7 +196,9 @@ TEST_F(T8settingsDump, LinesThatALoadReadsAsSomethingElseAreRefused) {
                   ":3: #name is not the first line; move it to the top: as it is, no program can "
                   "load the file\n");
     expectRefused("a/s/bass = int8,6\na/s/top = int64,12",
-                  ":2: the last line may be cut short, as no line feed ends it\n");
+                  ":2: the last line may be cut short, as no line feed ends it; complete it, and "
+                  "end it with a "
+                  "line feed\n");
 }
 
 TEST_F(T8settingsDump, FileOfAStorageWithoutANameIsCalledAsTheFileIs) {

@@ -43,8 +43,11 @@ TEST_F(T8settingsRecoverDamaged, OfADamagedFileAllAcceptableLinesArePutBackAndTh
             bad +
             ":5: settings/sound/treble: int8 would not keep \"999\", it would make \"-25\" of "
             "it; int8 takes whole numbers from -128 to 127\n" +
-            bad + ":7: the last line may be cut short, as no line feed ends it\n" + bad +
-            ": settings/sound/balance does not come back and has its default\n" + bad +
+            bad +
+            ":7: the last line may be cut short, as no line feed ends it; complete it, and end it "
+            "with a "
+            "line feed\n" +
+            bad + ": settings/sound/balance does not come back and has its default\n" + bad +
             ": settings/sound/treble does not come back and has its default\n" + file_ +
             ": 2 settings from " + bad + ", CRC 2797478617\n",
         recovered.out);
@@ -101,9 +104,14 @@ TEST_F(T8settingsRecoverDamaged, DirectoryBesideAFileIsToBeMovedAwayAndHoldsNoth
     EXPECT_EQ(5, shown.exitCode);
     EXPECT_EQ(Json::array(), Json::parse(recover({"--json"}).out).at("differences"));
     putTmp("#name = settings\n[sound]\nbass = int8,2\n#crc32 = 1\n");
-    EXPECT_THAT(recover().out, testing::EndsWith(file_ + ".bad is a directory: move it away.\n"
-                                                         "setting\tfile\ttmp\n"
-                                                         "settings/sound/bass\tint8,1\tint8,2\n"));
+    EXPECT_THAT(recover().out,
+                testing::EndsWith(file_ +
+                                  ".bad is a directory: move it away.\n"
+                                  "setting\tfile\ttmp\n"
+                                  "settings/sound/bass\tint8,1\tint8,2\n"
+                                  "To put back what can be read of " +
+                                  file_ + ".tmp: t8settings recover " + file_ +
+                                  " --from tmp; when nobody needs it, delete it.\n"));
 }
 
 TEST_F(T8settingsRecoverDamaged, SettingsBelowASectionThatCannotBeReadStayBehind) {

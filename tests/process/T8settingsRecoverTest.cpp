@@ -33,10 +33,29 @@ TEST_F(T8settingsRecover, StatesAndDifferencesAreShown) {
             ".tmp.\nsetting\tfile\ttmp\tbad\n"
             "settings/sound/bass\tint8,1\tint8,5\tint8,300 (stays behind)\n"
             "settings/sound/name\t-\tstring,x\t-\n"
-            "settings/sound/treble\tint8,2\tint8,2\t-\n",
+            "settings/sound/treble\tint8,2\tint8,2\t-\nNothing of " +
+            file_ + ".bad can be put back; when nobody needs it, delete it.\n",
         shown.out);
     EXPECT_EQ("", shown.err);
     EXPECT_EQ(5, shown.exitCode);
+}
+
+// After most loads that have set a file aside there is none.
+TEST_F(T8settingsRecover, CommandForEachFileThatLiesBesideIsShown) {
+    const auto command = [this](const std::string& word) {
+        return ": t8settings recover " + file_ + " --from " + word +
+               "; when nobody needs it, delete it.\n";
+    };
+    putBad("#name = settings\n[sound]\nbass = int8,3\n");
+    EXPECT_THAT(recover().out, testing::EndsWith("\nTo put back what can be read of " + file_ +
+                                                 ".bad" + command("bad")));
+    putTmp(kOld);
+    EXPECT_THAT(
+        recover().out,
+        testing::EndsWith("\nTo put back " + file_ + ".tmp" + command("tmp") +
+                          "To put back what can be read of " + file_ + ".bad" + command("bad")));
+    EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
+    EXPECT_THAT(bytes(), testing::HasSubstr("\nbass = int8,3\n"));
 }
 
 TEST_F(T8settingsRecover, FileThatIsSoundAndAloneExitsWith0) {
@@ -67,7 +86,12 @@ TEST_F(T8settingsRecover, JsonHasTheSame) {
                           {"line", 1},
                           {"harm", "lost"},
                           {"reason", "no \"=\" after the key"},
-                          {"remedy", "a setting is written KEY = TYPE,VALUE, a comment # TEXT"}}}}},
+                          {"remedy", "a setting is written KEY = TYPE,VALUE, a comment # TEXT"}},
+                         {{"file", file_},
+                          {"line", 1},
+                          {"harm", "lost"},
+                          {"reason", "the last line may be cut short, as no line feed ends it"},
+                          {"remedy", "complete it, and end it with a line feed"}}}}},
                       {{"kind", "bad"},
                        {"file", file_ + ".bad"},
                        {"state", "sealed"},

@@ -118,8 +118,10 @@ TEST_F(T8settingsSeal, WrongCutAndSwitchedOffCrcLinesAreReplaced) {
 TEST_F(T8settingsSeal, LineThatMayBeCutShortIsSealedByForceAlone) {
     const std::string cut = kText.substr(0, kText.size() - 1);
     put("settings/settings.ini", cut);
-    const std::string finding =
-        file_ + ":6: the last line may be cut short, as no line feed ends it\n";
+    const std::string finding = file_ +
+                                ":6: the last line may be cut short, as no line feed ends it; "
+                                "complete it, and end it with a "
+                                "line feed\n";
     expectUnchanged(seal(), cut, finding);
     const ToolRun forced = seal({"--force"});
     EXPECT_EQ("t8settings: warning: " + finding, forced.err);

@@ -1,9 +1,11 @@
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Sanitized.h"
 #include "ToolRun.h"
@@ -50,6 +52,30 @@ TEST_F(T8settingsSet, ChangeIsInTheFileWhenItIsShown) {
                            "[sound]\nbass = int8,5\nname = string,x\n#crc32 = "));
     EXPECT_FALSE(testsupport::exists(path("settings/settings.ini.tmp")));
     EXPECT_EQ("5\n", run({"get", kBass}).out);
+}
+
+// The old values are still in the copy, which is read in its place.
+TEST_F(T8settingsSet, FileThatMayNotBeReadIsNotCalledNewAfterAFailure) {
+    run({"set", kBass, "5"});
+    const std::string file = path("settings/settings.ini");
+    put("settings/settings.ini.tmp", bytesOf("settings/settings.ini"));
+    if (geteuid() == 0) {
+        std::filesystem::permissions(dir_.path(), std::filesystem::perms(0755));
+    }
+    std::filesystem::permissions(path("settings"), std::filesystem::perms(0777));
+    std::filesystem::permissions(file + ".tmp", std::filesystem::perms(0666));
+    std::filesystem::permissions(file, std::filesystem::perms(0));
+    const ToolRun set = run({"set", kBass, "6"}, {}, [] {
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+    });
+    // Root may read every file, so the tool runs as nobody, who cannot start it from a checkout
+    // below a private directory.
+    if (set.exitCode == 127) {
+        GTEST_SKIP() << "nobody but root may run the tool where it lies";
+    }
+    EXPECT_THAT(set.err, testing::EndsWith("\nt8settings: settings is as it was\n"));
+    EXPECT_EQ(1, set.exitCode);
+    EXPECT_THAT(bytesOf("settings/settings.ini.tmp"), HasSubstr("\nbass = int8,5\n"));
 }
 
 TEST_F(T8settingsSet, NormalisedFormIsShown) {

@@ -174,6 +174,20 @@ TEST_F(T8settingsVerify, FilesThatNobodyReadsAreNamed) {
          path("settings/settings.ini~") + ": ignored, as its name ends in neither .ini nor .xml"});
 }
 
+// Who clears away what is ignored must not lose a storage.
+TEST_F(T8settingsVerify, FileThatALinkOfAStorageLeadsToIsNotIgnored) {
+    std::filesystem::rename(path("settings/settings.ini"), path("settings/real"));
+    std::filesystem::create_symlink("real", path("settings/settings.ini"));
+    EXPECT_EQ("2 files, all sound\n", run({"verify"}).out);
+}
+
+TEST_F(T8settingsVerify, LastLineThatMayBeCutShortIsToldBeforeAnybodySealsIt) {
+    put("settings/settings.ini", "#name = settings\n[sound]\nbass = int8,1");
+    EXPECT_THAT(run({"verify", path("settings/settings.ini")}).out,
+                HasSubstr(":3: the last line may be cut short, as no line feed ends it; complete "
+                          "it, and end it with a line feed\n"));
+}
+
 TEST_F(T8settingsVerify, FilesThatSealAndRecoverHaveKeptAreTold) {
     const std::string kept = path("settings/settings.ini.tmp.before-recover.2");
     put("settings/settings.ini.tmp.before-recover.2", "");

@@ -99,7 +99,7 @@ std::string takenBack(const Store& store, const Before& before) {
         return name + " has its old values again, in " + copyOf(file) +
                ", which is read in place of " + file + " until a save can write that";
     }
-    return before.files.file
+    return before.files.hasFile
                ? name + " is as it was"
                : name + " has its old values again, in " + file + ", which was not there before";
 }
@@ -107,7 +107,9 @@ std::string takenBack(const Store& store, const Before& before) {
 }  // namespace
 
 FilesThen::FilesThen(const SettingStorageFileBase& storage)
-    : file(bytesOf(*storage.rwFilename())), copy(bytesOf(copyOf(*storage.rwFilename()))) {}
+    : file(bytesOf(*storage.rwFilename())),
+      copy(bytesOf(copyOf(*storage.rwFilename()))),
+      hasFile(mayBeThere(*storage.rwFilename())) {}
 
 Before::Before(const Store& store, const Changes& changes)
     : storage(storageOf(changes.front().setting)), files(storage) {

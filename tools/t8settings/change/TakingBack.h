@@ -22,6 +22,7 @@ struct FilesThen {
 
     std::optional<std::string> file;
     std::optional<std::string> copy;
+    bool hasFile;  ///< be it one that cannot be read
 };
 
 /// A storage before its changes, and what takes them back.

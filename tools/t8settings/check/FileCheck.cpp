@@ -320,6 +320,9 @@ std::vector<FileFinding> findingsInLinesOf(const IniFile& file, const FactoryPtr
     if (const auto otherName = otherNameIn(file)) {
         findings.push_back(*otherName);
     }
+    if (const auto cut = cutLineIn(file)) {
+        findings.push_back(cut->finding);
+    }
     if (!odd.reason.empty()) {
         tellOfMark(file, odd, findings);
     }
@@ -341,7 +344,8 @@ std::optional<FileFinding> cutLineIn(const IniFile& file) {
     }
     return FileFinding{
         file.path(),
-        {last.number, Harm::kLost, "the last line may be cut short, as no line feed ends it", ""}};
+        {last.number, Harm::kLost, "the last line may be cut short, as no line feed ends it",
+         "complete it, and end it with a line feed"}};
 }
 
 std::optional<FileFinding> nothingIn(const IniFile& file) {

@@ -35,8 +35,8 @@ std::vector<FileFinding> lastingOfDefaults(const FileGroup& group,
 std::set<std::string> lastingNames(const FileGroup& group, const FactoryPtr& factory);
 
 /// What a save is not kept from, but nothing tells of afterwards either: names that are hardly
-/// meant so, comments that seem to have been sections, and lines that no load reads and that hold
-/// no setting. Names of `neverWritten` are those that the file lacks after the save as well.
+/// meant so, and lines that no load reads and that hold no setting. Names of `neverWritten` are
+/// those that the file lacks after the save as well.
 std::vector<FileFinding> hiddenBySave(const FileGroup& group, const FactoryPtr& factory,
                                       const std::set<std::string>& neverWritten);
 

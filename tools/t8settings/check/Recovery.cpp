@@ -80,9 +80,6 @@ std::vector<FileFinding> leftOutOf(const IniFile& file) {
                       : harm == Harm::kIgnored && counting.count(line) != 0);
     };
     leftOut.erase(std::remove_if(leftOut.begin(), leftOut.end(), isUseful), leftOut.end());
-    if (const auto cut = cutLineIn(file)) {
-        leftOut.push_back(*cut);
-    }
     return leftOut;
 }
 

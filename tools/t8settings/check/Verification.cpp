@@ -245,12 +245,21 @@ void Verification::verifyEntry(const std::string& path) {
         verifyXml(file, file);
     } else if (isKept(path)) {
         kept_.push_back(path);
-    } else {
+    } else if (!isTargetOfALink(path)) {
         add(path, Harm::kIgnored,
             isIni(path) || isXml(path) ? "ignored, as its name begins with \".\""
                                        : "ignored, as its name ends in neither .ini nor .xml",
             "");
     }
+}
+
+bool Verification::isTargetOfALink(const std::string& path) const {
+    using Qel::Settings::files::statusAt;
+    const auto target = statusAt(path);
+    return target && std::any_of(known_.begin(), known_.end(), [&target](const std::string& file) {
+               const auto status = statusAt(file);
+               return status && areOneFile(*status, *target);
+           });
 }
 
 bool Verification::addIfDangling(const std::string& path) {

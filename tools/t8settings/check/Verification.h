@@ -54,6 +54,8 @@ private:
     bool canRead(const std::string& directory);
     void verifyDirectory(const std::string& path);
     void verifyEntry(const std::string& path);
+    /// Whether a link that is called as a storage's file leads to it.
+    bool isTargetOfALink(const std::string& path) const;
     /// Whether it is a link without a file, which is a finding then.
     bool addIfDangling(const std::string& path);
     /// Settings that came with `path`, of the storage whose read/write file is `storage`.

@@ -110,6 +110,26 @@ std::string adviceOnCopy(const FileGroup& group) {
            "\n";
 }
 
+/// What becomes of the files beside it, but for a copy that a load takes.
+std::string adviceOnOthers(const FileGroup& group, const std::vector<Member>& files) {
+    const IniFile* const taken = takenByLoad(group);
+    std::string advice;
+    for (const Member& member : files) {
+        if (member.file == &group.file || member.file == taken) {
+            continue;
+        }
+        const std::string path = visible(member.file->path());
+        advice += salvageOf(*member.file, group.file).settings.empty()
+                      ? "Nothing of " + path + " can be put back"
+                      : "To put back " +
+                            (member.file->accepted() ? path : "what can be read of " + path) +
+                            ": " + visible(commandOn("recover", group.file.path())) + " --from " +
+                            member.word;
+        advice += "; when nobody needs it, delete it.\n";
+    }
+    return advice;
+}
+
 /// What lies there in the place of a file and is none is in the way of the next load or save.
 std::string adviceOnWhatIsNoFile(const std::vector<Member>& members) {
     std::string advice;
@@ -141,7 +161,7 @@ std::string textOf(const FileGroup& group) {
     }
     const std::vector<Difference> differences = differencesOf(files);
     text += differences.empty() ? "No setting differs.\n" : tableOf(files, differences);
-    return text + adviceOnCopy(group);
+    return text + adviceOnCopy(group) + adviceOnOthers(group, files);
 }
 
 Json jsonOf(const Member& member) {

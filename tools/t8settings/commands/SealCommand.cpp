@@ -72,9 +72,6 @@ std::vector<FileFinding> findingsToSeal(const IniFile& file) {
     if (const auto nothing = nothingIn(file)) {
         findings.push_back(*nothing);
     }
-    if (const auto cut = cutLineIn(file)) {
-        findings.push_back(*cut);
-    }
     return findings;
 }
 
