@@ -109,6 +109,9 @@ TEST_F(T8settingsRecoverDamaged, DirectoryBesideAFileIsToBeMovedAwayAndHoldsNoth
                                   ".bad is a directory: move it away.\n"
                                   "setting\tfile\ttmp\n"
                                   "settings/sound/bass\tint8,1\tint8,2\n"
+                                  "When its lines are as they should be: t8settings seal " +
+                                  file_ + "\nTo go by the defaults: mv " + file_ + " " + file_ +
+                                  ".before-recover\n"
                                   "To put back what can be read of " +
                                   file_ + ".tmp: t8settings recover " + file_ +
                                   " --from tmp; when nobody needs it, delete it.\n"));
@@ -321,9 +324,9 @@ TEST_F(T8settingsRecoverDamaged, BelowACommentThatMayHaveBeenASectionTheDefaults
         const ToolRun recovered = recover({"--from", "bad", "--yes"});
         EXPECT_THAT(
             recovered.out,
-            AllOf(HasSubstr(".bad:4: is a comment; if it was a section, the settings below "
-                            "it are read into section \"parental\"; write [NAME], unless it "
-                            "is meant so\n"),
+            AllOf(HasSubstr(".bad:4: looks like a section and opens none, so the settings below "
+                            "it are read into section \"parental\"; write [NAME], on a line of "
+                            "its own, or delete the comment\n"),
                   HasSubstr(".bad:6: bass: its section is not known, as line 4 opens none"),
                   Not(HasSubstr("level:"))))
             << comment;
@@ -331,8 +334,9 @@ TEST_F(T8settingsRecoverDamaged, BelowACommentThatMayHaveBeenASectionTheDefaults
         EXPECT_THAT(bytes(), StartsWith(begun + "#crc32 = "));
         putFile(text);
         const ToolRun sealed = run({"seal", file_});
-        EXPECT_THAT(sealed.err, HasSubstr(".ini:4: is a comment; if it was a section, "));
-        EXPECT_EQ(0, sealed.exitCode);
+        EXPECT_THAT(sealed.err, HasSubstr(".ini:4: looks like a section and opens none, "));
+        EXPECT_EQ(1, sealed.exitCode);
+        EXPECT_EQ(0, run({"seal", file_, "--force"}).exitCode);
         EXPECT_THAT(run({"verify", file_}).out, Not(HasSubstr("comment")));
         std::filesystem::rename(file_, file_ + ".bad");
         EXPECT_EQ(0, recover({"--from", "bad", "--yes"}).exitCode);

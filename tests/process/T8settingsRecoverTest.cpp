@@ -33,8 +33,11 @@ TEST_F(T8settingsRecover, StatesAndDifferencesAreShown) {
             ".tmp.\nsetting\tfile\ttmp\tbad\n"
             "settings/sound/bass\tint8,1\tint8,5\tint8,300 (stays behind)\n"
             "settings/sound/name\t-\tstring,x\t-\n"
-            "settings/sound/treble\tint8,2\tint8,2\t-\nNothing of " +
-            file_ + ".bad can be put back; when nobody needs it, delete it.\n",
+            "settings/sound/treble\tint8,2\tint8,2\t-\nTo go on with " +
+            file_ + ".tmp: t8settings recover " + file_ + " --from tmp\nTo keep " + file_ +
+            " instead, when its lines are as they should be: mv " + file_ + ".tmp " + file_ +
+            ".tmp.before-recover && t8settings seal " + file_ + "\nNothing of " + file_ +
+            ".bad can be put back; when nobody needs it, delete it.\n",
         shown.out);
     EXPECT_EQ("", shown.err);
     EXPECT_EQ(5, shown.exitCode);
@@ -56,6 +59,13 @@ TEST_F(T8settingsRecover, CommandForEachFileThatLiesBesideIsShown) {
                           "To put back what can be read of " + file_ + ".bad" + command("bad")));
     EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
     EXPECT_THAT(bytes(), testing::HasSubstr("\nbass = int8,3\n"));
+    putFile("");
+    putBad("");
+    std::filesystem::remove(file_ + ".tmp");
+    EXPECT_THAT(recover().out,
+                testing::EndsWith("\nTo go by the defaults: mv " + file_ + " " + file_ +
+                                  ".before-recover\nNothing of " + file_ +
+                                  ".bad can be put back; when nobody needs it, delete it.\n"));
 }
 
 TEST_F(T8settingsRecover, FileThatIsSoundAndAloneExitsWith0) {

@@ -266,9 +266,11 @@ TEST_F(T8settingsSwallowed, SectionInATextKeepsCommandsFromSavingWhateverStandsB
     put("qel-default-settings/settings.ini",
         "#name = settings\n[menu]\nlanguage = string,en\ntimeout = int8,30\nwake = string,\n"
         "[timer]\nsleep = int8,0\nwake = string,06:00\n[t[i]mer]\n");
-    for (const std::string line : {"language = string,da[timer]", "language = string,datimer]",
-                                   "language = string,[timer ]x", "language = string,d[t[i]mer]",
-                                   "list = string[],a;b[timer]", "x[timer]sleep = int8,1"}) {
+    for (const std::string line :
+         {"language = string,da[timer]", "language = string,datimer]",
+          "language = string,[timer ]x", "language = string,d[t[i]mer]",
+          "language = string,C:\\timer]", "language = string,say \\\"[timer]",
+          "list = string[],a;b[timer]", "x[timer]sleep = int8,1"}) {
         const std::string key = line.substr(0, line.find(" ="));
         for (const std::string below :
              {"timeout = int8,5\n", "wake = string,07:00\ntimeout = int8,5\n",

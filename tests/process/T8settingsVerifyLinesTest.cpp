@@ -136,7 +136,8 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
         "[parental]\npin = int8,0\nbass = int8,0\n[sound]\nbass = int8,0\ntone = int8,0\n");
     const std::string above = "[parental]\npin = int8,1\n";
     for (const char* const comment :
-         {"#sound]", "#[sound]", "# [sound]", "##[sound", "#[ sound ]"}) {
+         {"#sound]", "#[sound]", "# [sound]", "##[sound", "#[ sound ]", "# note[sound]",
+          "# a\\sound]", "# [old][sound]", "# old: bass = int8,4[sound]", "#[sound] # note"}) {
         for (const std::string below :
              {"own = int8,1\nbass = int8,2\ntone = int8,3", "bass = int8,2", "own = int8,2",
               "tone = int8,2\n[sound]\ntone = int8,2"}) {
@@ -151,9 +152,18 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
                     "2 moved: x/tone has no section and sorts after x/sound/ of " +
                         path("qel-default-settings/x.ini") + ": a save makes x/sound/tone of it"}),
               saidOf("#[sound]\ntone = int8,3"));
+    // Another bracket tells of a section when a setting below is strange there or given above.
+    for (const char* const below : {"#[timer]\ntone = int8,2", "##ound]\npin = int8,2"}) {
+        EXPECT_THAT(
+            saidOf(above + below),
+            testing::Contains("3 changed: looks like a section and opens none, so the settings "
+                              "below it are read into section \"parental\""))
+            << below;
+    }
     for (const char* const sound :
-         {"#[timer]\ntone = int8,2", "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
-          "#[sound] was here\nown = int8,1"}) {
+         {"#[timer]\nbass = int8,2", "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
+          "# of [parental]\nbass = int8,2",
+          "# [sound\n# ---[ sound ]---\n[sound]\nbass = int8,2"}) {
         EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
     }
 }

@@ -30,10 +30,10 @@ KnownDefaults knownIn(const IniFile& defaults) {
 
 }  // namespace
 
-bool KnownDefaults::isSectionAtEndOf(std::string_view text) const {
+bool KnownDefaults::isSectionAtEndOf(std::string_view text, const std::string& inForce) const {
     return std::any_of(sectionLengths.begin(), sectionLengths.end(), [&](std::size_t length) {
-        return length <= text.size() &&
-               sections.count(std::string(text.substr(text.size() - length))) != 0;
+        const std::string name(text.substr(text.size() - std::min(length, text.size())));
+        return name != inForce && sections.count(name) != 0;
     });
 }
 

@@ -21,8 +21,8 @@ struct KnownDefaults {
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }
 
-    /// Whether the name of a section stands at the end of the text.
-    bool isSectionAtEndOf(std::string_view text) const;
+    /// Whether the name of a section stands at the end of the text: of another one than `inForce`.
+    bool isSectionAtEndOf(std::string_view text, const std::string& inForce) const;
 
     /// The section that one of the settings stands in; empty for none.
     std::string sectionOf(const IniFile::Line& setting) const;

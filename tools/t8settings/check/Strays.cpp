@@ -61,14 +61,6 @@ std::string_view withoutList(std::string_view type) {
     return type;
 }
 
-/// What stands in the place of the name in a comment that may have been a section.
-std::string commentedName(const IniFile::Line& comment) {
-    const std::size_t start = comment.whole.find_first_not_of("# \t[");
-    const std::size_t end = comment.whole.find_last_not_of("] \t");
-    return start <= end && end != std::string::npos ? comment.whole.substr(start, end + 1 - start)
-                                                    : "";
-}
-
 /// Goes through the lines with what is known from the lines before.
 class StrayFinder {
 public:
@@ -82,6 +74,7 @@ public:
 
     void add(const IniFile::Line& line) {
         if (line.kind == Kind::Section && !swallowedLineIn(line, factory_, false)) {
+            section_ = line.key;
             hasSection_ = true;
             broken_ = doubtful_ = 0;
         } else if (line.kind == Kind::Section || isBrokenSection(line)) {
@@ -90,7 +83,7 @@ public:
             broken_ = isNeedless ? 0 : line.number;
         } else if (isSectionInComment(line)) {
             broken_ = line.number;
-        } else if (mayHaveBeenSection(line) && ifDamaged_) {
+        } else if (mayHaveBeenSection(line) && (ifDamaged_ || isDoubtfulComment(line))) {
             doubt(line);
         } else if (line.kind == Kind::Setting) {
             addSetting(line);
@@ -112,10 +105,20 @@ private:
 
     void doubt(const IniFile::Line& line) { doubtful_ = doubtful_ == 0 ? line.number : doubtful_; }
 
-    /// One byte makes "#menu]" of "[menu]". A right CRC tells that a comment is meant so.
+    /// One byte makes "#menu]" of "[menu]", and of a comment above it its end. A right CRC tells
+    /// that a comment is meant so.
     bool isSectionInComment(const IniFile::Line& line) {
-        return !isSealed_ && line.kind == Kind::Header && mayHaveBeenSectionInHeader(line) &&
-               defaults().sections.count(commentedName(line)) != 0;
+        if (isSealed_ || line.kind != Kind::Header || !hasBracket(line.whole)) {
+            return false;
+        }
+        return namesSection(line.whole) ||
+               (line.whole.find(']') == std::string::npos && mayHaveBeenSectionInHeader(line) &&
+                namesSection(line.whole + ']'));
+    }
+
+    /// The settings below tell.
+    bool isDoubtfulComment(const IniFile::Line& line) {
+        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty();
     }
 
     void lookForSectionIn(const IniFile::Line& line) {
@@ -145,11 +148,11 @@ private:
         }
     }
 
-    /// A section that the setting has run into is named, be it without its "[".
+    /// Be it without its "[". That of the section that is in force would move nothing.
     bool namesSection(std::string_view bare) {
         for (std::size_t at = bare.find(']'); at != std::string_view::npos;
              at = bare.find(']', at + 1)) {
-            if (defaults().isSectionAtEndOf(trimmed(bare.substr(0, at)))) {
+            if (defaults().isSectionAtEndOf(trimmed(bare.substr(0, at)), section_)) {
                 return true;
             }
         }
@@ -168,6 +171,7 @@ private:
     const bool ifDamaged_;  ///< whether the bytes may be other ones than were meant
     const bool isSealed_;
     std::optional<KnownDefaults> defaults_;
+    std::string section_;
     bool hasSection_ = false;
     std::size_t broken_ = 0;
     std::size_t doubtful_ = 0;

@@ -24,6 +24,37 @@ constexpr const char* kOwnLine = "write that on a line of its own";
 /// Takes the place of each byte that means nothing but itself.
 constexpr char kPlain = '\\';
 
+/// Each byte that is escaped as `kPlain`.
+std::string withoutEscaped(std::string_view text) {
+    std::string bare(text);
+    for (std::size_t at = bare.find('\\'); at != std::string::npos; at = bare.find('\\', at + 2)) {
+        bare[std::min(at + 1, bare.size() - 1)] = kPlain;
+    }
+    return bare;
+}
+
+/// Makes `kPlain` in `text` of each byte that is in double quotes in `bare`, which is as long. A
+/// quote that nothing closes is none.
+void blankQuoted(std::string_view bare, std::string& text) {
+    for (std::size_t open = bare.find('"'); open != std::string_view::npos;
+         open = bare.find('"', open + 1)) {
+        const std::size_t close = bare.find('"', open + 1);
+        if (close == std::string_view::npos) {
+            break;
+        }
+        std::fill(text.begin() + static_cast<std::ptrdiff_t>(open),
+                  text.begin() + static_cast<std::ptrdiff_t>(close) + 1, kPlain);
+        open = close;
+    }
+}
+
+/// The text without what means nothing but itself: the bytes in double quotes and those escaped.
+std::string bareOf(std::string_view text) {
+    std::string bare = withoutEscaped(text);
+    blankQuoted(std::string(bare), bare);
+    return bare;
+}
+
 /// Where the key before this "=" begins, as far as one can tell.
 std::size_t keyBefore(std::string_view bare, std::size_t equals) {
     const std::size_t last = bare.find_last_not_of(kBlanks, equals - 1);
@@ -110,7 +141,7 @@ std::optional<std::string> asSaved(const IniFile::Line& setting, const FactoryPt
 }
 
 MaybeFinding inSetting(const IniFile::Line& line, const FactoryPtr& factory, bool lacksCrcLine) {
-    const std::string bare = withoutQuoted(line.value);
+    const std::string bare = bareOf(line.value);
     if (const auto at = settingIn(bare, factory);
         at && asSaved(line, factory) != std::optional(line.value)) {
         return Finding{line.number, Harm::kChanged,
@@ -139,7 +170,7 @@ MaybeFinding inHeader(const IniFile::Line& line, const FactoryPtr& factory, bool
         return std::nullopt;
     }
     const bool isName = line.key == "name";
-    const std::string bare = withoutQuoted(line.value);
+    const std::string bare = bareOf(line.value);
     const auto inner = settingIn(bare, factory);
     const auto at = inner ? std::optional(inner->key) : isName ? headerIn(bare) : std::nullopt;
     return at ? MaybeFinding({line.number, isName ? Harm::kChanged : Harm::kLost,
@@ -151,7 +182,7 @@ MaybeFinding inHeader(const IniFile::Line& line, const FactoryPtr& factory, bool
 
 MaybeFinding inSection(const IniFile::Line& line, const FactoryPtr& factory,
                        bool /*lacksCrcLine*/) {
-    const auto at = settingIn(withoutQuoted(line.whole), factory);
+    const auto at = settingIn(bareOf(line.whole), factory);
     return at ? MaybeFinding({line.number, Harm::kLost,
                               "a section and a setting stand on one line, so that neither is read",
                               "write the section and the setting on lines of their own"})
@@ -176,7 +207,7 @@ bool lacksCrcLine(const IniFile& file) {
 }
 
 std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory) {
-    const std::string bare = withoutQuoted(setting.value);
+    const std::string bare = bareOf(setting.value);
     if (bare.find(']') == std::string::npos) {
         return std::nullopt;
     }
@@ -199,19 +230,7 @@ std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const Fa
 
 std::string withoutQuoted(std::string_view text) {
     std::string bare(text);
-    for (std::size_t at = bare.find('\\'); at != std::string::npos; at = bare.find('\\', at + 2)) {
-        bare[std::min(at + 1, bare.size() - 1)] = kPlain;
-    }
-    for (std::size_t open = bare.find('"'); open != std::string::npos;
-         open = bare.find('"', open + 1)) {
-        const std::size_t close = bare.find('"', open + 1);
-        if (close == std::string::npos) {
-            break;
-        }
-        std::fill(bare.begin() + static_cast<std::ptrdiff_t>(open),
-                  bare.begin() + static_cast<std::ptrdiff_t>(close) + 1, kPlain);
-        open = close;
-    }
+    blankQuoted(withoutEscaped(text), bare);
     return bare;
 }
 

@@ -24,8 +24,8 @@ bool lacksCrcLine(const IniFile& file);
 /// has a swallowed setting behind it; empty when the "[" is lost, and nothing without a "]".
 std::optional<std::string_view> sectionIn(const IniFile::Line& setting, const FactoryPtr& factory);
 
-/// Each byte in double quotes, and each one escaped, as another one that means nothing. A quote
-/// that nothing closes is none.
+/// The text with each byte in double quotes replaced by one that means nothing. A quote that
+/// nothing closes is none, nor is one that is escaped.
 std::string withoutQuoted(std::string_view text);
 
 /// How to write the setting so that its text is no more than that; empty when its type would not

@@ -97,17 +97,34 @@ std::string adviceOn(const IniFile& file) {
            " --from bad\n";
 }
 
-/// What to do about a file that no load takes because its copy is read in its place.
+/// What to do about a file whose copy is read in its place.
 std::string adviceOnCopy(const FileGroup& group) {
     const std::string& path = group.file.path();
-    if (takenByLoad(group) != &group.copy || group.file.accepted() ||
-        group.file.state() < FileState::kWithoutCrc) {
+    if (takenByLoad(group) != &group.copy) {
         return "";
     }
-    return "To go on with " + visible(group.copy.path()) + ": " +
-           visible(commandOn("recover", path)) + " --from tmp\nTo keep " + visible(path) +
+    const std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
+                             visible(commandOn("recover", path)) + " --from tmp\n";
+    if (group.file.state() < FileState::kWithoutCrc) {
+        return goOn;
+    }
+    return goOn + "To keep " + visible(path) +
            " instead, when its lines are as they should be: " + visible(commandsToKeepFile(group)) +
            "\n";
+}
+
+/// What to do about a file that no load takes, nor another one in its place.
+std::string adviceOnUnused(const FileGroup& group) {
+    const std::string& path = group.file.path();
+    if (takenByLoad(group) != nullptr || mayNotBeRead(path) ||
+        group.file.state() == FileState::kMissing) {
+        return "";
+    }
+    const bool hasSettings = !settingsOf(group.file).empty();
+    return (hasSettings
+                ? "When its lines are as they should be: " + visible(commandOn("seal", path)) + "\n"
+                : "") +
+           "To go by the defaults: " + visible(commandToMoveAway(path)) + "\n";
 }
 
 /// What becomes of the files beside it, but for a copy that a load takes.
@@ -161,7 +178,9 @@ std::string textOf(const FileGroup& group) {
     }
     const std::vector<Difference> differences = differencesOf(files);
     text += differences.empty() ? "No setting differs.\n" : tableOf(files, differences);
-    return text + adviceOnCopy(group) + adviceOnOthers(group, files);
+    const bool isSame = differences.empty() && group.file.accepted();
+    return text + adviceOnUnused(group) + (isSame ? "" : adviceOnCopy(group)) +
+           adviceOnOthers(group, files);
 }
 
 Json jsonOf(const Member& member) {
