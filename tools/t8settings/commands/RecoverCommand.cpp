@@ -103,8 +103,8 @@ std::string adviceOnCopy(const FileGroup& group) {
     if (takenByLoad(group) != &group.copy) {
         return "";
     }
-    const std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
-                             visible(commandOn("recover", path)) + " --from tmp\n";
+    std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
+                       visible(commandOn("recover", path)) + " --from tmp\n";
     if (group.file.state() < FileState::kWithoutCrc) {
         return goOn;
     }
