@@ -162,7 +162,8 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
     }
     for (const char* const sound :
          {"#[timer]\nbass = int8,2", "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
-          "# of [parental]\nbass = int8,2",
+          "# of [parental]\nbass = int8,2", "# my own of [parental]\nown = int8,2",
+          "# in [loudsound], [dB], [x sound]\nbass = int8,2",
           "# [sound\n# ---[ sound ]---\n[sound]\nbass = int8,2"}) {
         EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "store/Files.h"
+#include "values/CanonicalNumber.h"
 
 namespace t8settings {
 
@@ -30,10 +31,17 @@ KnownDefaults knownIn(const IniFile& defaults) {
 
 }  // namespace
 
-bool KnownDefaults::isSectionAtEndOf(std::string_view text, const std::string& inForce) const {
+bool KnownDefaults::isSectionAtEndOf(std::string_view text, std::string_view inForce) const {
+    const auto isOther = [&](std::string_view name) {
+        return name != inForce && sections.count(std::string(name)) != 0;
+    };
+    const std::size_t bracket = text.find_last_of("[]");
+    if (bracket != std::string_view::npos && text[bracket] == '[') {
+        return isOther(trimmed(text.substr(bracket + 1)));
+    }
+    text = trimmed(text);
     return std::any_of(sectionLengths.begin(), sectionLengths.end(), [&](std::size_t length) {
-        const std::string name(text.substr(text.size() - std::min(length, text.size())));
-        return name != inForce && sections.count(name) != 0;
+        return length <= text.size() && isOther(text.substr(text.size() - length));
     });
 }
 

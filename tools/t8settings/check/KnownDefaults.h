@@ -21,8 +21,10 @@ struct KnownDefaults {
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }
 
-    /// Whether the name of a section stands at the end of the text: of another one than `inForce`.
-    bool isSectionAtEndOf(std::string_view text, const std::string& inForce) const;
+    /// Whether the text that a "]" follows ends in the name of a section, of another one than
+    /// `inForce`: in all that stands behind its "[" or, when that is lost, in whatever stands
+    /// there.
+    bool isSectionAtEndOf(std::string_view text, std::string_view inForce) const;
 
     /// The section that one of the settings stands in; empty for none.
     std::string sectionOf(const IniFile::Line& setting) const;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "check/Swallowed.h"
-#include "values/CanonicalNumber.h"
+#include "store/Files.h"
 #include "values/TextOfValue.h"
 
 namespace t8settings {
@@ -118,7 +118,8 @@ private:
 
     /// The settings below tell.
     bool isDoubtfulComment(const IniFile::Line& line) {
-        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty();
+        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty() &&
+               !endsWith(line.whole, '[' + section_ + ']');
     }
 
     void lookForSectionIn(const IniFile::Line& line) {
@@ -152,7 +153,7 @@ private:
     bool namesSection(std::string_view bare) {
         for (std::size_t at = bare.find(']'); at != std::string_view::npos;
              at = bare.find(']', at + 1)) {
-            if (defaults().isSectionAtEndOf(trimmed(bare.substr(0, at)), section_)) {
+            if (defaults().isSectionAtEndOf(bare.substr(0, at), section_)) {
                 return true;
             }
         }

@@ -26,7 +26,9 @@ using StrayLines = std::map<std::size_t, std::size_t>;
 ///   a section of the defaults file; below one that ends in "]", those that are unknown there or
 ///   given above already;
 /// - in a file without a right CRC, one with any bracket and a refused text; and a comment like
-///   "#menu]", of a section of the defaults file.
+///   "#menu]" or "# note[menu]", with a section of the defaults file. Below another comment that
+///   begins with "[" or ends in "]", those that are unknown there or given above already.
+/// The section that a line stands in counts in no comment, and in no text.
 /// The defaults file is the one beside the file, unless others are given.
 StrayLines strayLines(const IniFile& file, const FactoryPtr& factory,
                       std::optional<KnownDefaults> defaults = std::nullopt);

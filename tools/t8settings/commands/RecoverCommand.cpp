@@ -74,6 +74,12 @@ std::string tableOf(const std::vector<Member>& members,
     return linesOf(rows);
 }
 
+std::string adviceToKeep(const IniFile& file, const std::string& command) {
+    return settingsOf(file).empty()
+               ? ""
+               : "When its lines are as they should be: " + visible(command) + "\n";
+}
+
 /// What to do about a file that no load takes when there is no other one.
 std::string adviceOn(const IniFile& file) {
     const std::string& path = file.path();
@@ -83,10 +89,7 @@ std::string adviceOn(const IniFile& file) {
     if (file.state() < FileState::kWithoutCrc) {
         return "Without it a load goes by the defaults: move it away.\n";
     }
-    const std::string mended =
-        settingsOf(file).empty()
-            ? ""
-            : "When its lines are as they should be: " + visible(commandOn("seal", path)) + "\n";
+    const std::string mended = adviceToKeep(file, commandOn("seal", path));
     if (salvageOf(file, file).settings.empty()) {
         return mended + "Nothing of it can be put back. To go by the defaults: " +
                visible(commandToMoveAway(path)) + "\n";
@@ -105,7 +108,7 @@ std::string adviceOnCopy(const FileGroup& group) {
     }
     std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
                        visible(commandOn("recover", path)) + " --from tmp\n";
-    if (group.file.state() < FileState::kWithoutCrc) {
+    if (group.file.state() < FileState::kWithoutCrc || settingsOf(group.file).empty()) {
         return goOn;
     }
     return goOn + "To keep " + visible(path) +
@@ -117,13 +120,17 @@ std::string adviceOnCopy(const FileGroup& group) {
 std::string adviceOnUnused(const FileGroup& group) {
     const std::string& path = group.file.path();
     if (takenByLoad(group) != nullptr || mayNotBeRead(path) ||
-        group.file.state() == FileState::kMissing) {
+        group.file.state() == FileState::kMissing ||
+        group.file.role() == IniFile::Role::kDefaults) {
         return "";
     }
-    const bool hasSettings = !settingsOf(group.file).empty();
-    return (hasSettings
-                ? "When its lines are as they should be: " + visible(commandOn("seal", path)) + "\n"
-                : "") +
+    const std::string unusual = whyNoPlainFile(path);
+    if (!unusual.empty()) {
+        return visible(path + " " + unusual) + ": " + kMoveAway + ".\n";
+    }
+    const std::string keep =
+        group.copy.accepted() ? commandsToKeepFile(group) : commandOn("seal", path);
+    return adviceToKeep(group.file, keep) +
            "To go by the defaults: " + visible(commandToMoveAway(path)) + "\n";
 }
 
@@ -178,7 +185,7 @@ std::string textOf(const FileGroup& group) {
     }
     const std::vector<Difference> differences = differencesOf(files);
     text += differences.empty() ? "No setting differs.\n" : tableOf(files, differences);
-    const bool isSame = differences.empty() && group.file.accepted();
+    const bool isSame = group.file.text() == group.copy.text();
     return text + adviceOnUnused(group) + (isSame ? "" : adviceOnCopy(group)) +
            adviceOnOthers(group, files);
 }
