@@ -59,6 +59,20 @@ TEST_F(T8settingsRecover, CommandForEachFileThatLiesBesideIsShown) {
                           "To put back what can be read of " + file_ + ".bad" + command("bad")));
     EXPECT_EQ(5, recover({"--from", "bad", "--yes"}).exitCode);
     EXPECT_THAT(bytes(), testing::HasSubstr("\nbass = int8,3\n"));
+    // Nothing of a blank file is to be kept.
+    std::filesystem::remove(file_ + ".bad");
+    putFile("");
+    putTmp(kOld);
+    EXPECT_THAT(recover().out,
+                testing::EndsWith("\nTo go on with " + file_ + ".tmp: t8settings recover " + file_ +
+                                  " --from tmp\n"));
+    // A copy that no program can load is read in place of the file all the same.
+    putFile("#name = settings\n[sound]\nbass = int8,5\n");
+    putTmp("[sound]\nbass = int8,7\n#name = settings\n#crc32 = false\n");
+    EXPECT_THAT(
+        recover().out,
+        testing::HasSubstr("\nWhen its lines are as they should be: mv " + file_ + ".tmp " + file_ +
+                           ".tmp.before-recover.2 && t8settings seal " + file_ + "\n"));
     putFile("");
     putBad("");
     std::filesystem::remove(file_ + ".tmp");
