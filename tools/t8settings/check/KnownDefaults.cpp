@@ -33,7 +33,7 @@ KnownDefaults knownIn(const IniFile& defaults) {
 
 bool KnownDefaults::isSectionAtEndOf(std::string_view text, std::string_view inForce) const {
     const auto isOther = [&](std::string_view name) {
-        return name != inForce && sections.count(std::string(name)) != 0;
+        return name != inForce && sections.count(name) != 0;
     };
     const std::size_t bracket = text.find_last_of("[]");
     if (bracket != std::string_view::npos && text[bracket] == '[') {

@@ -2,6 +2,7 @@
 #define T8SETTINGS_KNOWNDEFAULTS_H
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -11,12 +12,15 @@
 
 namespace t8settings {
 
+/// Looked up in without a copy of the name.
+using SectionNames = std::set<std::string, std::less<>>;
+
 /// What the defaults file of a storage leads one to expect of its other files.
 struct KnownDefaults {
     std::string path;  ///< empty when there is no such file, or it cannot be read
     std::string storageName;
     std::map<std::string, IniFile::Line> settings;  ///< by their names
-    std::set<std::string> sections;
+    SectionNames sections;
     std::set<std::size_t> sectionLengths;  ///< of their names
 
     bool has(const std::string& name) const { return settings.count(name) != 0; }

@@ -26,7 +26,7 @@ using Moves = std::map<std::string, Move>;
 
 /// A save writes the settings in the order of their names, and no line ends a section.
 Moves movesOf(const std::string& root, const std::set<std::string>& names,
-              const std::set<std::string>& sectionNames) {
+              const SectionNames& sectionNames) {
     text::SectionsInOrder::Sections all;
     for (const std::string& section : sectionNames) {
         all.insert(root + section + "/");
@@ -77,7 +77,7 @@ public:
         for (const auto& own : lines_) {
             names.insert(own.first);
         }
-        std::set<std::string> sections = sections_;
+        SectionNames sections = sections_;
         sections.insert(defaults_.sections.begin(), defaults_.sections.end());
         std::vector<Finding> findings;
         std::map<std::string, std::vector<std::string>> ofDefaults;
@@ -147,7 +147,7 @@ private:
     std::string root_;
     KnownDefaults defaults_;
     std::map<std::string, const IniFile::Line*> lines_;
-    std::set<std::string> sections_;
+    SectionNames sections_;
 };
 
 }  // namespace
