@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Sanitized.h"
 #include "VerifyFixture.h"
 
 namespace {
@@ -479,7 +480,7 @@ TEST_F(T8settingsSwallowed, LongLinesTakeNoLongTime) {
     putFile("[a]\ns = string," + known + "\nt = string," + unknown + "\nu = string," +
             std::string(400000, '=') + "\nv = string," + std::string(400000, '#') +
             "\nw = string," + std::string(400000, '=') + "int,]\nx = string," +
-            std::string(400000, ']') + "\n");
+            std::string(400000 / testsupport::kTimesLess, ']') + "\n");
     const rlimit seconds = {10, 10};
     EXPECT_EQ(5, run({"verify", file_}, {}, [&] { setrlimit(RLIMIT_CPU, &seconds); }).exitCode);
 }
