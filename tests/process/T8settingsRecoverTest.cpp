@@ -69,10 +69,12 @@ TEST_F(T8settingsRecover, CommandForEachFileThatLiesBesideIsShown) {
     // A copy that no program can load is read in place of the file all the same.
     putFile("#name = settings\n[sound]\nbass = int8,5\n");
     putTmp("[sound]\nbass = int8,7\n#name = settings\n#crc32 = false\n");
-    EXPECT_THAT(
-        recover().out,
-        testing::HasSubstr("\nWhen its lines are as they should be: mv " + file_ + ".tmp " + file_ +
-                           ".tmp.before-recover.2 && t8settings seal " + file_ + "\n"));
+    EXPECT_THAT(recover().out,
+                testing::HasSubstr("\nWhen its lines are as they should be: mv " + file_ + ".tmp " +
+                                   file_ + ".tmp.before-recover.2 && t8settings seal " + file_ +
+                                   "\nTo go by the defaults: mv " + file_ + " " + file_ +
+                                   ".before-recover && mv " + file_ + ".tmp " + file_ +
+                                   ".tmp.before-recover.2\n"));
     putFile("");
     putBad("");
     std::filesystem::remove(file_ + ".tmp");
@@ -80,6 +82,46 @@ TEST_F(T8settingsRecover, CommandForEachFileThatLiesBesideIsShown) {
                 testing::EndsWith("\nTo go by the defaults: mv " + file_ + " " + file_ +
                                   ".before-recover\nNothing of " + file_ +
                                   ".bad can be put back; when nobody needs it, delete it.\n"));
+}
+
+TEST_F(T8settingsRecover, CopyThatIsTheSameCanBePutInThePlaceOfTheFile) {
+    putFile(kOld);
+    putTmp(kOld);
+    EXPECT_THAT(recover().out,
+                testing::EndsWith(".tmp.\nNo setting differs.\nTo go on with " + file_ +
+                                  ".tmp: t8settings recover " + file_ + " --from tmp\n"));
+    EXPECT_EQ(0, recover({"--from", "tmp", "--yes"}).exitCode);
+    EXPECT_EQ(0, recover().exitCode);
+}
+
+TEST_F(T8settingsRecover, CommandForWhatLiesBesideADefaultsFileWorksByHand) {
+    const std::string file = path("qel-default-settings/settings.ini");
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,1\n#name = settings\n");
+    const std::string copy = file + ".tmp";
+    put("qel-default-settings/settings.ini.bad", kOld);
+    const std::string putBack = "\nTo put back " + file + ".bad: cp " + file + ".bad " + file;
+    const std::string end = "; when nobody needs it, delete it.\n";
+    EXPECT_THAT(run({"recover", file}).out, testing::EndsWith(putBack + end));
+    put("qel-default-settings/settings.ini.tmp", kOld);
+    const std::string out = run({"recover", file}).out;
+    EXPECT_THAT(out,
+                testing::HasSubstr("\nTo go on with " + copy + ": mv " + copy + " " + file + "\n"));
+    EXPECT_THAT(
+        out, testing::EndsWith(putBack + " && mv " + copy + " " + copy + ".before-recover" + end));
+}
+
+TEST_F(T8settingsRecover, DirectoryIsNotSetAsideInThePlaceOfAFile) {
+    std::filesystem::create_directory(file_);
+    EXPECT_THAT(run({"verify"}).out, testing::HasSubstr(" sets it aside as " + file_ + ".bad;"));
+    putBad(kOld);
+    EXPECT_THAT(recover().out,
+                testing::HasSubstr("A load takes none of them, and leaves them where they are.\n"));
+    EXPECT_THAT(run({"verify"}).out, testing::HasSubstr(" leaves it there and goes by the "));
+    EXPECT_THAT(run({"list"}).err, testing::HasSubstr("' stays where it is; "));
+    EXPECT_TRUE(std::filesystem::is_directory(file_));
+    std::filesystem::remove(file_ + ".bad");
+    EXPECT_THAT(run({"list"}).err, testing::HasSubstr("' cannot be used and is to become '"));
+    EXPECT_TRUE(std::filesystem::is_directory(file_ + ".bad"));
 }
 
 TEST_F(T8settingsRecover, FileThatIsSoundAndAloneExitsWith0) {

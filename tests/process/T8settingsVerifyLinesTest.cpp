@@ -153,7 +153,8 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
                         path("qel-default-settings/x.ini") + ": a save makes x/sound/tone of it"}),
               saidOf("#[sound]\ntone = int8,3"));
     // Another bracket tells of a section when a setting below is strange there or given above.
-    for (const char* const below : {"#[timer]\ntone = int8,2", "##ound]\npin = int8,2"}) {
+    for (const char* const below : {"#[timer]\ntone = int8,2", "##ound]\npin = int8,2",
+                                    "# [parental] is [loud]\nown = int8,2"}) {
         EXPECT_THAT(
             saidOf(above + below),
             testing::Contains("3 changed: looks like a section and opens none, so the settings "
@@ -163,10 +164,35 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
     for (const char* const sound :
          {"#[timer]\nbass = int8,2", "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
           "# of [parental]\nbass = int8,2", "# my own of [parental]\nown = int8,2",
-          "# in [loudsound], [dB], [x sound]\nbass = int8,2",
+          "# in [loudsound], [dB], [x sound]\nbass = int8,2", "#[ parental ]\nown = int8,2",
+          "#[parental] is loud\nown = int8,2", "#parental]\nown = int8,2",
+          "#[parental\nown = int8,2", "#[parental] # [parental]\nown = int8,2",
           "# [sound\n# ---[ sound ]---\n[sound]\nbass = int8,2"}) {
         EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
     }
+}
+
+TEST_F(T8settingsVerifyLines, NameOfACommentedSectionMayHoldABracketOrAnotherName) {
+    put("qel-default-settings/x.ini",
+        "[sound]\na = int8,0\nt = string,\n[x[menu]\na = int8,0\n[menu]\n[osd/menu]\n");
+    for (const std::string line : {"#x[menu]", "# note [x[menu]", "t = string,see [x[menu]"}) {
+        EXPECT_THAT(saidOf("[sound]\n" + line + "\na = int8,2"),
+                    testing::Contains(HasSubstr("so the settings below it are read into section "
+                                                "\"sound\"")))
+            << line;
+    }
+    EXPECT_EQ(Said(), saidOf("[osd/menu]\n#osd/menu]\nown = int8,2"));
+}
+
+TEST_F(T8settingsVerifyLines, NeedlessEndOfASectionDoesNotHideThatOneIsBroken) {
+    put("qel-default-settings/x.ini", "[sound]\ntone = int8,0\n");
+    for (const char* const broken : {"#sound]", "[sound"}) {
+        const Said said = saidOf(std::string(broken) + "\n[]\nown = int8,3");
+        ASSERT_EQ(1U, said.size()) << broken;
+        EXPECT_THAT(said[0], testing::StartsWith("1 changed: ")) << broken;
+        EXPECT_THAT(said[0], testing::EndsWith("so the settings below it have no section"));
+    }
+    EXPECT_EQ(Said(), saidOf("[]\nown = int8,3"));
 }
 
 TEST_F(T8settingsVerifyLines, NameThatIsNotFirstCostsTheFile) {

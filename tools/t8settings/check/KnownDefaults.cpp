@@ -36,13 +36,13 @@ bool KnownDefaults::isSectionAtEndOf(std::string_view text, std::string_view inF
         return name != inForce && sections.count(name) != 0;
     };
     const std::size_t bracket = text.find_last_of("[]");
-    if (bracket != std::string_view::npos && text[bracket] == '[') {
-        return isOther(trimmed(text.substr(bracket + 1)));
-    }
+    const bool isOpened = bracket != std::string_view::npos && text[bracket] == '[';
+    const std::size_t shortest = isOpened ? trimmed(text.substr(bracket + 1)).size() : 0;
     text = trimmed(text);
-    return std::any_of(sectionLengths.begin(), sectionLengths.end(), [&](std::size_t length) {
-        return length <= text.size() && isOther(text.substr(text.size() - length));
-    });
+    return std::any_of(
+        sectionLengths.lower_bound(shortest), sectionLengths.end(), [&](std::size_t length) {
+            return length <= text.size() && isOther(text.substr(text.size() - length));
+        });
 }
 
 std::string KnownDefaults::sectionOf(const IniFile::Line& setting) const {

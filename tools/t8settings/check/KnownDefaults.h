@@ -26,8 +26,7 @@ struct KnownDefaults {
     bool has(const std::string& name) const { return settings.count(name) != 0; }
 
     /// Whether the text that a "]" follows ends in the name of a section, of another one than
-    /// `inForce`: in all that stands behind its "[" or, when that is lost, in whatever stands
-    /// there.
+    /// `inForce`, that begins at its "[" or before; or anywhere, when that is lost.
     bool isSectionAtEndOf(std::string_view text, std::string_view inForce) const;
 
     /// The section that one of the settings stands in; empty for none.

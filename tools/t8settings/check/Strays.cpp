@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "check/Swallowed.h"
-#include "store/Files.h"
+#include "values/CanonicalNumber.h"
 #include "values/TextOfValue.h"
 
 namespace t8settings {
@@ -80,7 +80,9 @@ public:
         } else if (line.kind == Kind::Section || isBrokenSection(line)) {
             const bool isNeedless =
                 line.kind == Kind::SkippedSection && isClosed(line) && !hasSection_;
-            broken_ = isNeedless ? 0 : line.number;
+            broken_ = isNeedless ? broken_ : line.number;
+        } else if (line.kind == Kind::Header && namesNoOtherSection(line.whole)) {
+            return;
         } else if (isSectionInComment(line)) {
             broken_ = line.number;
         } else if (mayHaveBeenSection(line) && (ifDamaged_ || isDoubtfulComment(line))) {
@@ -105,6 +107,23 @@ private:
 
     void doubt(const IniFile::Line& line) { doubtful_ = doubtful_ == 0 ? line.number : doubtful_; }
 
+    /// Whether the comment names the section that is in force, which would move nothing, and that
+    /// alone.
+    bool namesNoOtherSection(std::string_view comment) const {
+        do {
+            const std::size_t end = std::min(comment.find(']'), comment.size());
+            const std::size_t open = comment.substr(0, end).rfind('[');
+            const std::size_t start =
+                open == std::string_view::npos ? comment.find_first_not_of("# \t") : open + 1;
+            if (section_.empty() || start >= end ||
+                trimmed(comment.substr(start, end - start)) != section_) {
+                return false;
+            }
+            comment.remove_prefix(std::min(end + 1, comment.size()));
+        } while (hasBracket(comment));
+        return true;
+    }
+
     /// One byte makes "#menu]" of "[menu]", and of a comment above it its end. A right CRC tells
     /// that a comment is meant so.
     bool isSectionInComment(const IniFile::Line& line) {
@@ -118,8 +137,7 @@ private:
 
     /// The settings below tell.
     bool isDoubtfulComment(const IniFile::Line& line) {
-        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty() &&
-               !endsWith(line.whole, '[' + section_ + ']');
+        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty();
     }
 
     void lookForSectionIn(const IniFile::Line& line) {

@@ -100,6 +100,18 @@ std::string adviceOn(const IniFile& file) {
            " --from bad\n";
 }
 
+/// No program writes a defaults file, so that is done by hand; a copy of it must not stay.
+std::string commandToPutBack(const FileGroup& group, const Member& member) {
+    const std::string& path = group.file.path();
+    if (group.file.role() != IniFile::Role::kDefaults) {
+        return commandOn("recover", path) + " --from " + member.word;
+    }
+    const std::string paths = shellPath(member.file->path()) + " " + shellPath(path);
+    return member.file == &group.copy ? "mv " + paths
+           : group.copy.accepted() ? "cp " + paths + " && " + commandToMoveAway(group.copy.path())
+                                   : "cp " + paths;
+}
+
 /// What to do about a file whose copy is read in its place.
 std::string adviceOnCopy(const FileGroup& group) {
     const std::string& path = group.file.path();
@@ -107,8 +119,8 @@ std::string adviceOnCopy(const FileGroup& group) {
         return "";
     }
     std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
-                       visible(commandOn("recover", path)) + " --from tmp\n";
-    if (group.file.state() < FileState::kWithoutCrc || settingsOf(group.file).empty()) {
+                       visible(commandToPutBack(group, {"tmp", &group.copy})) + "\n";
+    if (settingsOf(group.file).empty() || group.file.text() == group.copy.text()) {
         return goOn;
     }
     return goOn + "To keep " + visible(path) +
@@ -128,10 +140,13 @@ std::string adviceOnUnused(const FileGroup& group) {
     if (!unusual.empty()) {
         return visible(path + " " + unusual) + ": " + kMoveAway + ".\n";
     }
-    const std::string keep =
-        group.copy.accepted() ? commandsToKeepFile(group) : commandOn("seal", path);
-    return adviceToKeep(group.file, keep) +
-           "To go by the defaults: " + visible(commandToMoveAway(path)) + "\n";
+    const bool isCopyInTheWay = group.copy.accepted();
+    return adviceToKeep(group.file,
+                        isCopyInTheWay ? commandsToKeepFile(group) : commandOn("seal", path)) +
+           "To go by the defaults: " +
+           visible(commandToMoveAway(path) +
+                   (isCopyInTheWay ? " && " + commandToMoveAway(group.copy.path()) : "")) +
+           "\n";
 }
 
 /// What becomes of the files beside it, but for a copy that a load takes.
@@ -147,8 +162,7 @@ std::string adviceOnOthers(const FileGroup& group, const std::vector<Member>& fi
                       ? "Nothing of " + path + " can be put back"
                       : "To put back " +
                             (member.file->accepted() ? path : "what can be read of " + path) +
-                            ": " + visible(commandOn("recover", group.file.path())) + " --from " +
-                            member.word;
+                            ": " + visible(commandToPutBack(group, member));
         advice += "; when nobody needs it, delete it.\n";
     }
     return advice;
@@ -185,9 +199,7 @@ std::string textOf(const FileGroup& group) {
     }
     const std::vector<Difference> differences = differencesOf(files);
     text += differences.empty() ? "No setting differs.\n" : tableOf(files, differences);
-    const bool isSame = group.file.text() == group.copy.text();
-    return text + adviceOnUnused(group) + (isSame ? "" : adviceOnCopy(group)) +
-           adviceOnOthers(group, files);
+    return text + adviceOnUnused(group) + adviceOnCopy(group) + adviceOnOthers(group, files);
 }
 
 Json jsonOf(const Member& member) {

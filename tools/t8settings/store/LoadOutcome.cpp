@@ -20,9 +20,15 @@ bool isDirectoryItself(const std::string& path) {
     return status && status->isDirectory;
 }
 
+/// What is a directory takes the place of no file, nor the other way round.
+bool mayTakePlaceAside(const std::string& path) {
+    const std::string aside = setAsideOf(path);
+    return !isDirectoryItself(aside) && !(isDirectoryItself(path) && isThere(aside));
+}
+
 bool mayBeSetAside(const FileGroup& group) {
-    return !group.copy.mayBeReadLater() && !isHidden(group.file.path()) &&
-           !isDirectoryItself(group.setAside.path());
+    const std::string& path = group.file.path();
+    return !group.copy.mayBeReadLater() && !isHidden(path) && mayTakePlaceAside(path);
 }
 
 /// Others may read what this user may not.
@@ -44,7 +50,7 @@ bool mayRenameIn(const std::string& directory) {
 /// Whether a load by this user could give the file another name.
 bool mayBeRenamed(const StorageFiles& storage) {
     return mayRenameIn(Qel::Settings::files::directoryOf(storage.readWrite)) &&
-           (storage.isXml() ? !isDirectoryItself(setAsideOf(storage.readWrite))
+           (storage.isXml() ? mayTakePlaceAside(storage.readWrite)
                             : loadOutcomeOf(groupAt(storage.readWrite)) == LoadOutcome::kSetAside);
 }
 
@@ -98,7 +104,7 @@ std::string fateOf(const FileGroup& group) {
 }
 
 std::string fateOfXml(const std::string& path) {
-    return fateOfUntaken(path, isHidden(path) || isDirectoryItself(setAsideOf(path)));
+    return fateOfUntaken(path, isHidden(path) || !mayTakePlaceAside(path));
 }
 
 bool mayNotBeRead(const std::string& path) {
