@@ -367,6 +367,25 @@ TEST_F(T8settingsLasting, MisspeltSectionIsToldOnceForAllItsSettings) {
     EXPECT_EQ("", run({"set", "settings/timer/sleep", "7"}).err);
 }
 
+// The comment goes with the save, and with it what the setting was.
+TEST_F(T8settingsLasting, CommentThatMayHaveBeenASettingIsToldForTheLastTime) {
+    const std::string lines = "[sound]\n# see belowbass = int8,5\n[timer]\nsleep = int8,3\n";
+    putFile(lines);
+    const std::string warning =
+        "t8settings: warning: " + file_ +
+        ":3: is a comment; if it was \"bass = int8,5\", settings/sound/bass has lost that; write "
+        "that on a line of its own, unless it is meant so";
+    ToolRun set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ(warning + "; after this save nothing tells of it any more\n", set.err);
+    EXPECT_EQ(0, set.exitCode);
+    putFile(lines);
+    const ToolRun seal = run({"seal", file_});
+    EXPECT_EQ(warning + "\n", seal.err);
+    EXPECT_EQ(0, seal.exitCode);
+    set = run({"set", "settings/timer/sleep", "6"});
+    EXPECT_EQ("", set.err);
+}
+
 // When the default has been mended, nothing tells that the file has what it was read as.
 TEST_F(T8settingsLasting, MisreadDefaultsThatASaveWritesAreTold) {
     const std::string defaults = path("qel-default-settings/settings.ini");

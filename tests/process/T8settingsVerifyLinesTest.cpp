@@ -137,7 +137,7 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
     const std::string above = "[parental]\npin = int8,1\n";
     for (const char* const comment :
          {"#sound]", "#[sound]", "# [sound]", "##[sound", "#[ sound ]", "# note[sound]",
-          "# a\\sound]", "# [old][sound]", "# old: bass = int8,4[sound]", "#[sound] # note"}) {
+          "# a\\sound]", "# [old][sound]", "# old: pin = int8,4[sound]", "#[sound] # note"}) {
         for (const std::string below :
              {"own = int8,1\nbass = int8,2\ntone = int8,3", "bass = int8,2", "own = int8,2",
               "tone = int8,2\n[sound]\ntone = int8,2"}) {
@@ -182,6 +182,31 @@ TEST_F(T8settingsVerifyLines, NameOfACommentedSectionMayHoldABracketOrAnotherNam
             << line;
     }
     EXPECT_EQ(Said(), saidOf("[osd/menu]\n#osd/menu]\nown = int8,2"));
+}
+
+TEST_F(T8settingsVerifyLines, CommentThatOneByteMayHaveMadeOfAMissingSettingIsDoubtful) {
+    put("qel-default-settings/x.ini",
+        "tone = int8,0\nbass = int8,0\n[sound]\nbass = int8,0\ntone = int8,0\n\xff = int8,0\n");
+    const auto doubt = [](const std::string& text, const std::string& name) {
+        return "3 doubtful: is a comment; if it was \"" + text + "\", " + name + " has lost that";
+    };
+    const std::string above = "a = int8,1\n[sound]\n";
+    for (const char* const comment :
+         {"# see belowbass = int8,5", "#ass = int8,5", "# of bass = int8,5",
+          "##tone = int8,2 bass = int8,5", "# tone = int8,2;bass = int8,5"}) {
+        EXPECT_EQ(Said{doubt("bass = int8,5", "x/sound/bass")}, saidOf(above + comment)) << comment;
+    }
+    EXPECT_EQ(Said{doubt("tone =int8,", "x/sound/tone")}, saidOf(above + "# 12tone=int8,"));
+    EXPECT_EQ(Said{doubt("\\xFF = int8,5", "x/sound/\xEF\xBF\xBD")}, saidOf(above + "# = int8,5"));
+    EXPECT_EQ((Said{"1 doubtful: is a comment; if it was \"bass = int8,5\", x/bass has lost that"}),
+              saidOf("# -bass = int8,5"));
+    for (const char* const sound : {"#bass = int8,5", "## bass = int8,5", "# belowbass = int9,5",
+                                    "# below bass", "#ss = int8,5", "# \"below bass = int8,5\"",
+                                    "# belowbass = int8,5\nbass = int8,6", "# bas = int8,5"}) {
+        EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
+    }
+    std::filesystem::remove(path("qel-default-settings/x.ini"));
+    EXPECT_EQ(Said(), saidOf(above + "#ass = int8,5"));
 }
 
 TEST_F(T8settingsVerifyLines, NeedlessEndOfASectionDoesNotHideThatOneIsBroken) {

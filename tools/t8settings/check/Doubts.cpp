@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "check/CommentedSettings.h"
 #include "check/KnownDefaults.h"
 #include "check/OddNames.h"
 #include "check/RenamedSections.h"
@@ -217,6 +218,9 @@ private:
 /// about a name.
 void addRenamings(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory,
                   bool hiddenOnly, std::vector<Finding>& doubts) {
+    for (Finding& commented : commentedSettingsIn(file, defaults, factory)) {
+        doubts.push_back(std::move(commented));
+    }
     std::set<std::size_t> told;
     for (const Finding& doubt : doubts) {
         told.insert(doubt.line);

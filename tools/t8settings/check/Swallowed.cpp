@@ -191,6 +191,17 @@ MaybeFinding inSection(const IniFile::Line& line, const FactoryPtr& factory,
 
 }  // namespace
 
+std::vector<std::size_t> settingsIn(std::string_view text, const FactoryPtr& factory) {
+    const std::string bare = bareOf(text);
+    std::vector<std::size_t> found;
+    std::size_t from = 0;
+    while (const auto inner = settingIn(std::string_view(bare).substr(from), factory)) {
+        found.push_back(from + inner->equals);
+        from = found.back() + 1;
+    }
+    return found;
+}
+
 MaybeFinding swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                              bool lacksCrcLine) {
     using Check = MaybeFinding (*)(const IniFile::Line&, const FactoryPtr&, bool);

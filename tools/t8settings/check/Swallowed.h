@@ -1,9 +1,11 @@
 #ifndef T8SETTINGS_SWALLOWED_H
 #define T8SETTINGS_SWALLOWED_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "check/LineCheck.h"
 
@@ -16,6 +18,10 @@ namespace t8settings {
 /// proportion to the line.
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
+
+/// Where the "=" of each "KEY = TYPE," stands that is in no double quotes and has a type that there
+/// is.
+std::vector<std::size_t> settingsIn(std::string_view text, const FactoryPtr& factory);
 
 /// Whether the file should have a CRC line and has none.
 bool lacksCrcLine(const IniFile& file);
