@@ -94,20 +94,33 @@ TEST_F(T8settingsRecover, CopyThatIsTheSameCanBePutInThePlaceOfTheFile) {
     EXPECT_EQ(0, recover().exitCode);
 }
 
-TEST_F(T8settingsRecover, CommandForWhatLiesBesideADefaultsFileWorksByHand) {
+TEST_F(T8settingsRecover, WhatLiesBesideADefaultsFileIsPutBackByHandAndReplacesNothing) {
     const std::string file = path("qel-default-settings/settings.ini");
-    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,1\n#name = settings\n");
     const std::string copy = file + ".tmp";
+    const auto byHand = [](const std::string& of) {
+        return "What is needed of " + of +
+               " has to be copied by hand; when nobody needs it, delete it.\n";
+    };
+    const std::string badByHand = byHand(file + ".bad");
+    put("qel-default-settings/settings.ini", "[sound]\nbass = int8,1\n#name = settings\n");
     put("qel-default-settings/settings.ini.bad", kOld);
-    const std::string putBack = "\nTo put back " + file + ".bad: cp " + file + ".bad " + file;
-    const std::string end = "; when nobody needs it, delete it.\n";
-    EXPECT_THAT(run({"recover", file}).out, testing::EndsWith(putBack + end));
+    EXPECT_THAT(run({"recover", file}).out,
+                testing::EndsWith("settings/sound/treble\t-\tint8,2\n" + badByHand));
+    put("qel-default-settings/settings.ini.tmp", "#name = settings\n[sound]\nbass = int8,9\nto");
+    EXPECT_THAT(run({"recover", file}).out, testing::EndsWith("\n" + byHand(copy) + badByHand));
     put("qel-default-settings/settings.ini.tmp", kOld);
-    const std::string out = run({"recover", file}).out;
-    EXPECT_THAT(out,
-                testing::HasSubstr("\nTo go on with " + copy + ": mv " + copy + " " + file + "\n"));
-    EXPECT_THAT(
-        out, testing::EndsWith(putBack + " && mv " + copy + " " + copy + ".before-recover" + end));
+    const std::string goOn =
+        "mv " + file + " " + file + ".before-recover && mv " + copy + " " + file;
+    EXPECT_THAT(run({"recover", file}).out,
+                testing::EndsWith("\nTo go on with " + copy + ": " + goOn + "\nTo keep " + file +
+                                  " instead, when its lines are as they should be: mv " + copy +
+                                  " " + copy + ".before-recover\n" + badByHand));
+    EXPECT_EQ(0, std::system(goOn.c_str()));
+    EXPECT_EQ(kOld, testsupport::readFile(file));
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    EXPECT_THAT(run({"recover", file}).out,
+                testing::EndsWith("\n" + file + " is a directory: move it away.\n" + badByHand));
 }
 
 TEST_F(T8settingsRecover, DirectoryIsNotSetAsideInThePlaceOfAFile) {

@@ -473,14 +473,17 @@ TEST_F(T8settingsSwallowed, LongLinesTakeNoLongTime) {
     put("qel-default-settings/settings.ini", defaults);
     std::string known;
     std::string unknown;
+    std::string missing;
     for (int i = 0; i < 20000; ++i) {
         known += "x=int,1 ";
         unknown += "x=int9,1 ";
+        missing += "xk1=int,";
     }
     putFile("[a]\ns = string," + known + "\nt = string," + unknown + "\nu = string," +
             std::string(400000, '=') + "\nv = string," + std::string(400000, '#') +
             "\nw = string," + std::string(400000, '=') + "int,]\nx = string," +
-            std::string(400000 / testsupport::kTimesLess, ']') + "\n");
+            std::string(400000 / testsupport::kTimesLess, ']') + '\n' + std::string(200000, '#') +
+            known + "\n# " + missing + '\n');
     const rlimit seconds = {10, 10};
     EXPECT_EQ(5, run({"verify", file_}, {}, [&] { setrlimit(RLIMIT_CPU, &seconds); }).exitCode);
 }

@@ -166,7 +166,8 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
           "# of [parental]\nbass = int8,2", "# my own of [parental]\nown = int8,2",
           "# in [loudsound], [dB], [x sound]\nbass = int8,2", "#[ parental ]\nown = int8,2",
           "#[parental] is loud\nown = int8,2", "#parental]\nown = int8,2",
-          "#[parental\nown = int8,2", "#[parental] # [parental]\nown = int8,2",
+          "#[parental\nown = int8,2", "# one of [0..9], see [parental]\nown = int8,2",
+          "#[parental] # [parental]\nown = int8,2",
           "# [sound\n# ---[ sound ]---\n[sound]\nbass = int8,2"}) {
         EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
     }
@@ -186,23 +187,29 @@ TEST_F(T8settingsVerifyLines, NameOfACommentedSectionMayHoldABracketOrAnotherNam
 
 TEST_F(T8settingsVerifyLines, CommentThatOneByteMayHaveMadeOfAMissingSettingIsDoubtful) {
     put("qel-default-settings/x.ini",
-        "tone = int8,0\nbass = int8,0\n[sound]\nbass = int8,0\ntone = int8,0\n\xff = int8,0\n");
+        "tone = int8,0\nbass = int8,0\n[sound]\nbass = int8,0\ntone = int8,0\n\xff = int8,0\n"
+        "a b = int8,0\n");
     const auto doubt = [](const std::string& text, const std::string& name) {
         return "3 doubtful: is a comment; if it was \"" + text + "\", " + name + " has lost that";
     };
     const std::string above = "a = int8,1\n[sound]\n";
     for (const char* const comment :
          {"# see belowbass = int8,5", "#ass = int8,5", "# of bass = int8,5",
-          "##tone = int8,2 bass = int8,5", "# tone = int8,2;bass = int8,5"}) {
+          "##tone = int8,2 bass = int8,5", "# tone = int8,2;bass = int8,5",
+          "# the 21\" TVbass = int8,5"}) {
         EXPECT_EQ(Said{doubt("bass = int8,5", "x/sound/bass")}, saidOf(above + comment)) << comment;
     }
     EXPECT_EQ(Said{doubt("tone =int8,", "x/sound/tone")}, saidOf(above + "# 12tone=int8,"));
     EXPECT_EQ(Said{doubt("\\xFF = int8,5", "x/sound/\xEF\xBF\xBD")}, saidOf(above + "# = int8,5"));
+    EXPECT_EQ(Said{doubt("a b = int8,5", "x/sound/a b")}, saidOf(above + "# b = int8,5"));
+    EXPECT_EQ(Said{doubt("bass = int8,5 tone = int8,2", "x/sound/bass")},
+              saidOf(above + "# of bass = int8,5 tone = int8,2"));
     EXPECT_EQ((Said{"1 doubtful: is a comment; if it was \"bass = int8,5\", x/bass has lost that"}),
               saidOf("# -bass = int8,5"));
-    for (const char* const sound : {"#bass = int8,5", "## bass = int8,5", "# belowbass = int9,5",
-                                    "# below bass", "#ss = int8,5", "# \"below bass = int8,5\"",
-                                    "# belowbass = int8,5\nbass = int8,6", "# bas = int8,5"}) {
+    for (const char* const sound :
+         {"#bass = int8,5", "## bass = int8,5", "# belowbass = int9,5", "# below bass",
+          "#ss = int8,5", "# x/sound/bass = int8,5", "#sound/bass = int8,5",
+          "# belowbass = int8,5\nbass = int8,6", "# bas = int8,5"}) {
         EXPECT_EQ(Said(), saidOf(above + sound)) << sound;
     }
     std::filesystem::remove(path("qel-default-settings/x.ini"));

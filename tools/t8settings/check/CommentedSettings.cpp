@@ -1,6 +1,5 @@
 #include "check/CommentedSettings.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <set>
@@ -9,7 +8,6 @@
 
 #include "check/Swallowed.h"
 #include "console/Terminal.h"
-#include "values/CanonicalNumber.h"
 
 namespace t8settings {
 
@@ -34,7 +32,7 @@ public:
     void check(const IniFile::Line& line) {
         if (line.kind == Kind::Section) {
             prefix_ = root_ + line.key + "/";
-        } else if (line.kind == Kind::Header) {
+        } else if (isComment(line)) {
             checkComment(line);
         }
     }
@@ -43,40 +41,50 @@ public:
 
 private:
     void checkComment(const IniFile::Line& line) {
-        for (const std::size_t equals : settingsIn(line.whole, factory_)) {
-            const std::string key =
-                keyIn(trimmed(std::string_view(line.whole).substr(1, equals - 1)));
+        const std::string_view whole = line.whole;
+        const std::size_t start = whole.find_first_not_of("# \t");
+        for (const std::size_t equals : settingsIn(whole, factory_)) {
+            const std::size_t end = whole.find_last_not_of(" \t", equals - 1) + 1;
+            if (start < end && isMeantSo(whole.substr(start, end - start))) {
+                continue;
+            }
+            const std::string key = keyIn(whole.substr(1, end - 1));
             if (!key.empty()) {
                 findings_.push_back({line.number, Harm::kDoubtful,
                                      "is a comment; if it was " +
                                          inQuotes(key + " " + line.whole.substr(equals)) + ", " +
                                          visible(prefix_ + key) + " has lost that",
                                      "write that on a line of its own, unless it is meant so"});
+                return;
             }
         }
     }
 
-    bool isMissing(const std::string& key) const { return missing_.count(prefix_ + key) != 0; }
+    bool isMissing(std::string_view prefix, std::string_view text) const {
+        return lengths_.count(prefix.size() + text.size()) != 0 &&
+               missing_.count(std::string(prefix).append(text)) != 0;
+    }
 
-    /// The key that has become a part of this text before the "=" of a comment; empty for none.
+    /// A setting that was commented out whole, be it of a dump.
+    bool isMeantSo(std::string_view text) const {
+        return isMissing(prefix_, text) || isMissing(root_, text) || isMissing("", text);
+    }
+
+    /// The key that has become a part of this text behind the "#"; empty for none.
     std::string keyIn(std::string_view text) const {
-        const std::size_t start = std::min(text.find_first_not_of("# \t"), text.size());
-        if (isMissing(std::string(text.substr(start)))) {
-            return "";
-        }
         for (auto length = lengths_.rbegin(); length != lengths_.rend(); ++length) {
-            if (*length <= prefix_.size() || *length - prefix_.size() > text.size()) {
-                continue;
-            }
-            std::string key(text.substr(text.size() + prefix_.size() - *length));
-            if (isMissing(key)) {
-                return key;
+            const bool mayEndInIt =
+                *length > prefix_.size() && *length - prefix_.size() <= text.size();
+            const std::string_view key =
+                mayEndInIt ? text.substr(text.size() + prefix_.size() - *length) : "";
+            if (mayEndInIt && isMissing(prefix_, key)) {
+                return std::string(key);
             }
         }
-        const bool mayBeCut = lengths_.count(prefix_.size() + 1 + text.size()) != 0;
-        for (int byte = CHAR_MIN; mayBeCut && byte <= CHAR_MAX; ++byte) {
+        const bool mayLackAByte = lengths_.count(prefix_.size() + 1 + text.size()) != 0;
+        for (int byte = CHAR_MIN; mayLackAByte && byte <= CHAR_MAX; ++byte) {
             std::string key = static_cast<char>(byte) + std::string(text);
-            if (isMissing(key)) {
+            if (isMissing(prefix_, key)) {
                 return key;
             }
         }

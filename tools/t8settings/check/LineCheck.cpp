@@ -45,11 +45,6 @@ bool isMisplacedName(const IniFile::Line& line) {
     return line.kind == Kind::Header && line.key == "name" && !line.isFirst;
 }
 
-bool isComment(const IniFile::Line& line) {
-    return line.kind == Kind::Header &&
-           std::find(kHeaderKeys.begin(), kHeaderKeys.end(), line.key) == kHeaderKeys.end();
-}
-
 bool isClosed(const IniFile::Line& section) {
     return section.whole.back() == ']';
 }
@@ -275,6 +270,11 @@ MaybeFinding findingInNames(const IniFile& file) {
 }
 
 }  // namespace
+
+bool isComment(const IniFile::Line& line) {
+    return line.kind == Kind::Header &&
+           std::find(kHeaderKeys.begin(), kHeaderKeys.end(), line.key) == kHeaderKeys.end();
+}
 
 std::string whereSettingsGo(const std::string& section) {
     return section.empty() ? "the settings below it have no section"

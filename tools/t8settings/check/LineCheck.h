@@ -47,6 +47,9 @@ struct Finding {
     Concern concern = Concern::kLine;
 };
 
+/// Whether it begins with "#", and is no header that a load goes by.
+bool isComment(const IniFile::Line& line);
+
 /// What becomes of the settings below a line that opens no section; `section` is empty for none.
 std::string whereSettingsGo(const std::string& section);
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "check/Swallowed.h"
+#include "store/Files.h"
 #include "values/CanonicalNumber.h"
 #include "values/TextOfValue.h"
 
@@ -137,7 +138,8 @@ private:
 
     /// The settings below tell.
     bool isDoubtfulComment(const IniFile::Line& line) {
-        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty();
+        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty() &&
+               !endsWith(line.whole, '[' + section_ + ']');
     }
 
     void lookForSectionIn(const IniFile::Line& line) {

@@ -192,10 +192,9 @@ MaybeFinding inSection(const IniFile::Line& line, const FactoryPtr& factory,
 }  // namespace
 
 std::vector<std::size_t> settingsIn(std::string_view text, const FactoryPtr& factory) {
-    const std::string bare = bareOf(text);
     std::vector<std::size_t> found;
     std::size_t from = 0;
-    while (const auto inner = settingIn(std::string_view(bare).substr(from), factory)) {
+    while (const auto inner = settingIn(text.substr(from), factory)) {
         found.push_back(from + inner->equals);
         from = found.back() + 1;
     }

@@ -19,8 +19,7 @@ namespace t8settings {
 std::optional<Finding> swallowedLineIn(const IniFile::Line& line, const FactoryPtr& factory,
                                        bool lacksCrcLine);
 
-/// Where the "=" of each "KEY = TYPE," stands that is in no double quotes and has a type that there
-/// is.
+/// Where the "=" of each "KEY = TYPE," stands that has a type that there is, also in quotes.
 std::vector<std::size_t> settingsIn(std::string_view text, const FactoryPtr& factory);
 
 /// Whether the file should have a CRC line and has none.

@@ -100,31 +100,23 @@ std::string adviceOn(const IniFile& file) {
            " --from bad\n";
 }
 
-/// No program writes a defaults file, so that is done by hand; a copy of it must not stay.
-std::string commandToPutBack(const FileGroup& group, const Member& member) {
-    const std::string& path = group.file.path();
-    if (group.file.role() != IniFile::Role::kDefaults) {
-        return commandOn("recover", path) + " --from " + member.word;
-    }
-    const std::string paths = shellPath(member.file->path()) + " " + shellPath(path);
-    return member.file == &group.copy ? "mv " + paths
-           : group.copy.accepted() ? "cp " + paths + " && " + commandToMoveAway(group.copy.path())
-                                   : "cp " + paths;
-}
-
-/// What to do about a file whose copy is read in its place.
+/// What to do about a file whose copy is read in its place. No program writes a defaults file.
 std::string adviceOnCopy(const FileGroup& group) {
     const std::string& path = group.file.path();
     if (takenByLoad(group) != &group.copy) {
         return "";
     }
+    const bool isByHand = group.file.role() == IniFile::Role::kDefaults;
     std::string goOn = "To go on with " + visible(group.copy.path()) + ": " +
-                       visible(commandToPutBack(group, {"tmp", &group.copy})) + "\n";
+                       visible(isByHand ? commandToMoveAway(path) + " && mv " +
+                                              shellPath(group.copy.path()) + " " + shellPath(path)
+                                        : commandOn("recover", path) + " --from tmp") +
+                       "\n";
     if (settingsOf(group.file).empty() || group.file.text() == group.copy.text()) {
         return goOn;
     }
-    return goOn + "To keep " + visible(path) +
-           " instead, when its lines are as they should be: " + visible(commandsToKeepFile(group)) +
+    return goOn + "To keep " + visible(path) + " instead, when its lines are as they should be: " +
+           visible(isByHand ? commandToMoveAway(group.copy.path()) : commandsToKeepFile(group)) +
            "\n";
 }
 
@@ -132,13 +124,15 @@ std::string adviceOnCopy(const FileGroup& group) {
 std::string adviceOnUnused(const FileGroup& group) {
     const std::string& path = group.file.path();
     if (takenByLoad(group) != nullptr || mayNotBeRead(path) ||
-        group.file.state() == FileState::kMissing ||
-        group.file.role() == IniFile::Role::kDefaults) {
+        group.file.state() == FileState::kMissing) {
         return "";
     }
     const std::string unusual = whyNoPlainFile(path);
     if (!unusual.empty()) {
         return visible(path + " " + unusual) + ": " + kMoveAway + ".\n";
+    }
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        return "";
     }
     const bool isCopyInTheWay = group.copy.accepted();
     return adviceToKeep(group.file,
@@ -149,21 +143,27 @@ std::string adviceOnUnused(const FileGroup& group) {
            "\n";
 }
 
+/// How the settings of a file beside it come back.
+std::string adviceToPutBack(const FileGroup& group, const Member& member) {
+    const std::string path = visible(member.file->path());
+    if (salvageOf(*member.file, group.file).settings.empty()) {
+        return "Nothing of " + path + " can be put back";
+    }
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        return "What is needed of " + path + " has to be copied by hand";
+    }
+    return "To put back " + (member.file->accepted() ? path : "what can be read of " + path) +
+           ": " + visible(commandOn("recover", group.file.path())) + " --from " + member.word;
+}
+
 /// What becomes of the files beside it, but for a copy that a load takes.
 std::string adviceOnOthers(const FileGroup& group, const std::vector<Member>& files) {
     const IniFile* const taken = takenByLoad(group);
     std::string advice;
     for (const Member& member : files) {
-        if (member.file == &group.file || member.file == taken) {
-            continue;
+        if (member.file != &group.file && member.file != taken) {
+            advice += adviceToPutBack(group, member) + "; when nobody needs it, delete it.\n";
         }
-        const std::string path = visible(member.file->path());
-        advice += salvageOf(*member.file, group.file).settings.empty()
-                      ? "Nothing of " + path + " can be put back"
-                      : "To put back " +
-                            (member.file->accepted() ? path : "what can be read of " + path) +
-                            ": " + visible(commandToPutBack(group, member));
-        advice += "; when nobody needs it, delete it.\n";
     }
     return advice;
 }
