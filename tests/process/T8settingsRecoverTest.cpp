@@ -117,6 +117,13 @@ TEST_F(T8settingsRecover, WhatLiesBesideADefaultsFileIsPutBackByHandAndReplacesN
                                   " " + copy + ".before-recover\n" + badByHand));
     EXPECT_EQ(0, std::system(goOn.c_str()));
     EXPECT_EQ(kOld, testsupport::readFile(file));
+    // A copy that no program can load is read in place of the file all the same.
+    put("qel-default-settings/settings.ini.tmp",
+        "[sound]\nbass = int8,7\n#name = settings\n#crc32 = false\n");
+    EXPECT_THAT(run({"recover", file}).out,
+                testing::HasSubstr("\nWhen its lines are as they should be: mv " + copy + " " +
+                                   copy + ".before-recover\n"));
+    std::filesystem::remove(copy);
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
     EXPECT_THAT(run({"recover", file}).out,

@@ -153,14 +153,18 @@ TEST_F(T8settingsVerifyLines, CommentWithTheNameOfASectionOfTheDefaultsIsOneWhen
                         path("qel-default-settings/x.ini") + ": a save makes x/sound/tone of it"}),
               saidOf("#[sound]\ntone = int8,3"));
     // Another bracket tells of a section when a setting below is strange there or given above.
-    for (const char* const below : {"#[timer]\ntone = int8,2", "##ound]\npin = int8,2",
-                                    "# [parental] is [loud]\nown = int8,2"}) {
+    for (const char* const below :
+         {"#[timer]\ntone = int8,2", "##ound]\npin = int8,2",
+          "# [parental] is [loud]\nown = int8,2", "#[mine] like [parental]\nown = int8,2"}) {
         EXPECT_THAT(
             saidOf(above + below),
             testing::Contains("3 changed: looks like a section and opens none, so the settings "
                               "below it are read into section \"parental\""))
             << below;
     }
+    EXPECT_EQ((Said{"1 changed: looks like a section and opens none, so the settings below it have "
+                    "no section"}),
+              saidOf("#[own] holds string[]\nown = int8,2"));
     for (const char* const sound :
          {"#[timer]\nbass = int8,2", "#sound\ntone = int8,2", "#[sound]\n[sound]\ntone = int8,2",
           "# of [parental]\nbass = int8,2", "# my own of [parental]\nown = int8,2",

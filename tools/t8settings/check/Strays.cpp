@@ -136,10 +136,11 @@ private:
                 namesSection(line.whole + ']'));
     }
 
-    /// The settings below tell.
+    /// The settings below tell, unless all that is like a section is one in force at its end.
     bool isDoubtfulComment(const IniFile::Line& line) {
-        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty() &&
-               !endsWith(line.whole, '[' + section_ + ']');
+        const bool mayBeOther = section_.empty() || !endsWith(line.whole, '[' + section_ + ']') ||
+                                line.whole[line.whole.find_first_not_of("# \t")] == '[';
+        return !isSealed_ && line.kind == Kind::Header && !defaults().path.empty() && mayBeOther;
     }
 
     void lookForSectionIn(const IniFile::Line& line) {

@@ -131,10 +131,10 @@ std::string adviceOnUnused(const FileGroup& group) {
     if (!unusual.empty()) {
         return visible(path + " " + unusual) + ": " + kMoveAway + ".\n";
     }
-    if (group.file.role() == IniFile::Role::kDefaults) {
-        return "";
-    }
     const bool isCopyInTheWay = group.copy.accepted();
+    if (group.file.role() == IniFile::Role::kDefaults) {
+        return isCopyInTheWay ? adviceToKeep(group.file, commandToMoveAway(group.copy.path())) : "";
+    }
     return adviceToKeep(group.file,
                         isCopyInTheWay ? commandsToKeepFile(group) : commandOn("seal", path)) +
            "To go by the defaults: " +
