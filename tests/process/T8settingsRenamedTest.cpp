@@ -72,6 +72,18 @@ TEST_F(T8settingsRenamed, SectionWhoseLineIsGoneIsToldWhereItsSettingsBegin) {
     EXPECT_EQ("", saidOfSealed(kGeneral + kSoundSection + kTimer));
 }
 
+// A line feed for the blank in "gain [dB]" is enough.
+TEST_F(T8settingsRenamed, SectionThatTakesASettingOutOfTheOneAboveIsTold) {
+    const std::string told =
+        "5: 1 setting of section \"dB\" is" + notInDefaults() + "; did you mean [sound]?\n";
+    const std::string above = kGeneral + "[sound]\nbass = int,1\n";
+    EXPECT_EQ(told, saidOfSealed(above + "[dB]\nvolume = int8,5\n"));
+    EXPECT_EQ(told, saidOfSealed(above + "[dB]\nvolume = int8,5\nown = int,1\n" + kTimer));
+    EXPECT_EQ("", saidOfSealed(above + "volume = int8,4\n[dB]\nvolume = int8,5\n"));
+    EXPECT_EQ("", saidOfSealed(above + "[dB]\nvolume = string,5\n"));
+    EXPECT_EQ("", saidOfSealed("[sound]\nbass = int,1\n" + kGeneral + "[dB]\nvolume = int8,5\n"));
+}
+
 TEST_F(T8settingsRenamed, SectionsOfTheSameSettingsAreBothNamed) {
     put("qel-default-settings/media.ini",
         "[left]\na = int,1\nb = int,1\n[right]\na = int,1\nb = int,1\n");

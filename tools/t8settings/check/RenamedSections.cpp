@@ -29,13 +29,14 @@ using LinesByKey = std::map<std::string, const IniFile::Line*>;
 /// Settings of the file that stand below one section line and that the defaults do not know.
 struct UnknownOnes {
     const IniFile::Line* sectionLine;
+    std::string above;  ///< the last section before that the defaults know; empty for none
     Lines lines;
 };
 
 class RenamedFinder {
 public:
     RenamedFinder(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory)
-        : file_(file), defaults_(defaults), factory_(factory) {
+        : file_(file), defaults_(defaults), factory_(factory), given_(settingsByName(file)) {
         for (const auto& [name, known] : defaults.settings) {
             const std::string section = defaults.sectionOf(known);
             if (!section.empty()) {
@@ -65,8 +66,13 @@ public:
                 renamed.push_back(*pasted);
                 continue;
             }
-            for (const auto& [settings, meant] : missingIn(unknown)) {
+            const auto missing = missingIn(unknown);
+            for (const auto& [settings, meant] : missing) {
                 renamed.push_back(renamedOf(unknown, settings, meant, true));
+            }
+            const auto split = splitFrom(unknown);
+            if (missing.empty() && split) {
+                renamed.push_back(*split);
             }
         }
         return renamed;
@@ -79,9 +85,11 @@ private:
     std::vector<UnknownOnes> unknownOnes() const {
         std::vector<UnknownOnes> all;
         const StrayLines strays = strayLines(file_, factory_);
+        std::string known;
         for (const IniFile::Line& line : file_.lines()) {
             if (line.kind == Kind::Section) {
-                all.push_back({&line, {}});
+                all.push_back({&line, known, {}});
+                known = sections_.count(line.key) != 0 ? line.key : known;
             } else if (line.kind == Kind::Setting && !all.empty() && !defaults_.has(line.name) &&
                        strays.count(line.number) == 0) {
                 all.back().lines.push_back(&line);
@@ -106,6 +114,22 @@ private:
             [&](const IniFile::Line* line) { return meant->second.count(line->key) != 0; });
         return known.empty() ? std::nullopt
                              : MaybeRenamed(renamedOf(unknown, known, {meant->first}, false));
+    }
+
+    /// One byte makes a section of the "[dB]" in a comment or text, and takes the settings below it
+    /// out of theirs.
+    MaybeRenamed splitFrom(const UnknownOnes& unknown) const {
+        const auto above = sections_.find(unknown.above);
+        if (above == sections_.end() || sections_.count(unknown.sectionLine->key) != 0) {
+            return std::nullopt;
+        }
+        Lines lacking = sharedWith(above->second, unknown.lines);
+        const auto isGiven = [&](const IniFile::Line* line) {
+            return given_.count(file_.storageName() + "/" + above->first + "/" + line->key) != 0;
+        };
+        lacking.erase(std::remove_if(lacking.begin(), lacking.end(), isGiven), lacking.end());
+        return lacking.empty() ? std::nullopt
+                               : MaybeRenamed(renamedOf(unknown, lacking, {above->first}, true));
     }
 
     /// The sections that some of the settings may be those of, by these; two that have the same
@@ -175,6 +199,7 @@ private:
     const IniFile& file_;
     const KnownDefaults& defaults_;
     const FactoryPtr& factory_;
+    const std::map<std::string, const IniFile::Line*> given_;
     std::map<std::string, LinesByKey> sections_;  ///< of the defaults
     std::map<std::string, LinesByKey> missing_;   ///< those that the file has nothing of
 };

@@ -18,8 +18,8 @@ struct RenamedSection {
 
 /// Sections that are called as the whole name of one that the defaults file has; and settings of
 /// the same keys and types as a section of the defaults that the file has nothing of, be it that
-/// theirs is called otherwise or that a line of that section is missing above them. None without
-/// defaults.
+/// theirs is called otherwise or that a line of that section is missing above them; and settings of
+/// a section that the defaults do not know which the section above it lacks. None without defaults.
 std::vector<RenamedSection> renamedSectionsIn(const IniFile& file, const KnownDefaults& defaults,
                                               const FactoryPtr& factory);
 
