@@ -216,8 +216,8 @@ private:
 
 /// Adds what tells of a line that none of the others tells of; a slip of a byte or two says more
 /// about a name.
-void addRenamings(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory,
-                  bool hiddenOnly, std::vector<Finding>& doubts) {
+void addDoubtsOfLines(const IniFile& file, const KnownDefaults& defaults, const FactoryPtr& factory,
+                      bool hiddenOnly, std::vector<Finding>& doubts) {
     for (Finding& commented : commentedSettingsIn(file, defaults, factory)) {
         doubts.push_back(std::move(commented));
     }
@@ -244,7 +244,7 @@ void addRenamings(const IniFile& file, const KnownDefaults& defaults, const Fact
 std::vector<Finding> doubtsIn(const IniFile& file, const FactoryPtr& factory) {
     const Doubter doubter(file, factory);
     std::vector<Finding> doubts = doubter.doubts();
-    addRenamings(file, doubter.defaults(), factory, false, doubts);
+    addDoubtsOfLines(file, doubter.defaults(), factory, false, doubts);
     return doubts;
 }
 
@@ -252,7 +252,7 @@ std::vector<Finding> slipsIn(const IniFile& file, const FactoryPtr& factory,
                              const std::set<std::string>& neverWritten) {
     const Doubter doubter(file, factory);
     std::vector<Finding> slips = doubter.misspeltNames(neverWritten);
-    addRenamings(file, doubter.defaults(), factory, true, slips);
+    addDoubtsOfLines(file, doubter.defaults(), factory, true, slips);
     std::stable_sort(slips.begin(), slips.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return slips;
